@@ -1,0 +1,47 @@
+# Test executables. Each is one ctest entry and writes a JUnit report into build/<preset>/reports, from which
+# scripts/test counts the single tests.
+#
+#   kel_add_gtest(<name> SOURCES a.cpp ... LIBS target ... [LABELS unit] [TIMEOUT s] [LOCK name] [ENV "A=b" ...])
+#   kel_add_qtest(<name> SOURCES a.cpp ... LIBS target ... [...])   one QtTest class, run on the offscreen platform
+#
+# LOCK serialises tests that share something of the machine: kel_lock is /tmp/kel.lock.
+set(KEL_REPORT_DIR ${CMAKE_BINARY_DIR}/reports)
+file(MAKE_DIRECTORY ${KEL_REPORT_DIR})
+find_package(GTest REQUIRED)
+if(KEL_GUI)
+    find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Test)
+endif()
+
+function(_kel_test_common name)
+    cmake_parse_arguments(T "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+    if(NOT T_LABELS)
+        set(T_LABELS unit)
+    endif()
+    if(NOT T_TIMEOUT)
+        set(T_TIMEOUT 120)
+    endif()
+    set_tests_properties(${name} PROPERTIES LABELS "${T_LABELS}" TIMEOUT ${T_TIMEOUT})
+    set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ${T_ENV})
+    if(T_LOCK)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${T_LOCK})
+    endif()
+endfunction()
+
+function(kel_add_gtest name)
+    cmake_parse_arguments(T "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${T_LIBS} GTest::gmock GTest::gtest_main project_options)
+    add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${KEL_REPORT_DIR}/${name}.xml)
+    _kel_test_common(${name} ${ARGN})
+endfunction()
+
+function(kel_add_qtest name)
+    cmake_parse_arguments(T "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+    add_executable(${name} ${T_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests AUTOMOC ON)
+    target_link_libraries(${name} PRIVATE ${T_LIBS} Qt5::Test project_options)
+    add_test(NAME ${name} COMMAND ${name} -o ${KEL_REPORT_DIR}/${name}.xml,junitxml -o -,txt)
+    set_property(TEST ${name} PROPERTY ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    _kel_test_common(${name} ${ARGN})
+endfunction()

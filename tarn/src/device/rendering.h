@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "tarn/src/device/device_status.h"
+
+namespace tarn::device {
+
+// The translation of a picture into what the ABI reports.
+
+// 3 idle, 4 printing, 5 warming up, 1 other (prtGeneral/hrPrinterStatus codes); 2 is kept for unreachable.
+int stateCode(const DeviceStatus& status);
+// A short Chinese summary, then "-" and one item per alert; no item contains "-". Never empty.
+std::string stateMessage(const DeviceStatus& status);
+// The status document: a JSON object whose values are all JSON strings. Always "CToner", "MToner", "YToner",
+// "KToner", "RToner", "totalprint" and the four flags; "detail" holds the whole picture as JSON text.
+std::string infoDocument(const DeviceStatus& status);
+
+} // namespace tarn::device
