@@ -1,0 +1,118 @@
+#include "tarn/src/base/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace tarn {
+
+namespace {
+
+// Closes the descriptor on every way out.
+class Descriptor final
+{
+public:
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    ~Descriptor() { reset(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return m_fd; }
+    bool reset()
+    {
+        const bool closed = m_fd < 0 || ::close(m_fd) == 0;
+        m_fd = -1;
+        return closed;
+    }
+
+private:
+    int m_fd;
+};
+
+bool writeAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+bool makeDirectories(const std::string& directory)
+{
+    for (std::size_t end = directory.find('/', 1); end != std::string::npos;
+         end = directory.find('/', end + 1)) {
+        ::mkdir(directory.substr(0, end).c_str(), 0700);
+    }
+    return ::mkdir(directory.c_str(), 0700) == 0 || errno == EEXIST;
+}
+
+} // namespace
+
+FileText readFile(const std::string& path, std::size_t maxBytes)
+{
+    const Descriptor file(
+        ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a FIFO does not hold us up
+    if (file.get() < 0) {
+        return {errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable, {}};
+    }
+    struct stat info
+    {
+    };
+    if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return {ReadError::Unreadable, {}};
+    }
+    FileText result;
+    char buffer[16384];
+    for (;;) {
+        const ssize_t got = ::read(file.get(), buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0 || result.text.size() + static_cast<std::size_t>(got) > maxBytes) {
+            return {ReadError::Unreadable, {}};
+        }
+        if (got == 0) {
+            return result;
+        }
+        result.text.append(buffer, static_cast<std::size_t>(got));
+    }
+}
+
+bool replaceFile(const std::string& path, std::string_view text)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos || slash == 0 || !makeDirectories(path.substr(0, slash))) {
+        return false;
+    }
+    std::string temporary = path + ".XXXXXX";
+    Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (file.get() < 0) {
+        return false;
+    }
+    if (writeAll(file.get(), text) && file.reset() && std::rename(temporary.c_str(), path.c_str()) == 0) {
+        return true;
+    }
+    ::unlink(temporary.c_str());
+    return false;
+}
+
+std::string xdgDirectory(const char* variable, const char* fallback)
+{
+    if (const char* value = std::getenv(variable); value != nullptr && value[0] == '/') {
+        return value;
+    }
+    const char* home = std::getenv("HOME");
+    return home != nullptr && home[0] == '/' ? std::string(home) + fallback : std::string();
+}
+
+} // namespace tarn

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarn {
+
+enum class ReadError
+{
+    None,
+    Absent,
+    Unreadable, // no permission, a directory, larger than the bound ...
+};
+
+struct FileText
+{
+    ReadError error = ReadError::None;
+    std::string text;
+};
+
+// The whole file, at most maxBytes of it allowed.
+FileText readFile(const std::string& path, std::size_t maxBytes);
+
+// Replaces the file in one step (a temporary file beside it, then a rename), making its directory where
+// missing. A reader sees the old or the new text, never a mixture. False when nothing was replaced.
+bool replaceFile(const std::string& path, std::string_view text);
+
+// $XDG_<variable>, when it holds an absolute path, else $HOME + fallback; empty when HOME is not set either.
+std::string xdgDirectory(const char* variable, const char* fallback);
+
+} // namespace tarn
