@@ -1,0 +1,1 @@
+# Monitor page, toner widget, printer list editor and address editor.

@@ -1,0 +1,1 @@
+# Main window, printer list page, settings and About dialogs.
