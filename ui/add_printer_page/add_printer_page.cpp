@@ -1,0 +1,103 @@
+#include "ui/add_printer_page/add_printer_page.h"
+
+#include <QDebug>
+#include <QListWidgetItem>
+
+#include <algorithm>
+
+#include "printer/printer_exception.h"
+#include "printer/printer_manager.h"
+#include "ui_add_printer_page.h"
+
+using morvik::kel::PrinterException;
+using morvik::kel::PrinterManager;
+
+namespace {
+
+template <typename Printers>
+auto findByName(Printers& printers, const QString& name)
+{
+    const std::string utf8 = name.toStdString();
+    return std::find_if(printers.begin(), printers.end(),
+                        [&utf8](const PrinterContext& printer) { return printer.printerName == utf8; });
+}
+
+// The text up to its first NUL.
+std::string upToNul(const QString& text)
+{
+    return text.toUtf8().constData();
+}
+
+} // namespace
+
+AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_unique<Ui::AddPrinterPage>())
+{
+    ui->setupUi(this);
+    setWindowTitle(tr("添加打印机"));
+    try {
+        loadModels();
+        loadPrinters();
+    } catch (const PrinterException& e) {
+        // kept on purpose: the text's own blank and the stream's make two.
+        qDebug() << "tarner failed: " << static_cast<int>(e);
+    }
+}
+
+AddPrinterPage::~AddPrinterPage() = default;
+
+void AddPrinterPage::loadModels()
+{
+    for (const std::string& utf8 : PrinterManager::instance().getModels()) {
+        const QString model = QString::fromStdString(utf8);
+        if (!m_models.contains(model, Qt::CaseSensitive)) {
+            m_models.append(model);
+        }
+    }
+    ui->cmbModel->addItems(m_models);
+}
+
+void AddPrinterPage::loadPrinters()
+{
+    m_printers = PrinterManager::instance().getPrinters();
+    for (const PrinterContext& printer : m_printers) {
+        if (!printer.isUsbPrinter) {
+            ui->listPrinter->addItem(QString::fromStdString(printer.printerName));
+        }
+    }
+}
+
+void AddPrinterPage::on_pbtnAdd_clicked()
+{
+    const QString name = ui->ledtName->text();
+    const QString ip = ui->ledtIP->text();
+    if (name.isEmpty() || ip.isEmpty() || findByName(m_printers, name) != m_printers.end()) {
+        return;
+    }
+    PrinterContext printer(false);
+    printer.printerName = upToNul(name);
+    printer.manufacturer = "MORVIK";
+    printer.model = upToNul(ui->cmbModel->currentText());
+    printer.ip = upToNul(ip);
+    m_printers.push_back(printer);
+    ui->listPrinter->addItem(name);
+}
+
+void AddPrinterPage::on_pbtnDel_clicked()
+{
+    if (ui->listPrinter->currentRow() < 0) {
+        return;
+    }
+    QListWidgetItem* item = ui->listPrinter->currentItem();
+    const auto found = findByName(m_printers, item->text());
+    if (found != m_printers.end()) {
+        m_printers.erase(found);
+    }
+    ui->listPrinter->setItemWidget(item, nullptr);
+    delete item;
+}
+
+void AddPrinterPage::on_pbtnOk_clicked()
+{
+    PrinterManager::instance().savePrinters(m_printers);
+    close();
+}

@@ -1,0 +1,132 @@
+#include "ui/toner_widget/toner_widget.h"
+
+#include <QLatin1String>
+#include <QProgressBar>
+
+#include "ui_toner_widget.h"
+
+namespace {
+
+struct BarStyle
+{
+    const char* color;
+    const char* sheet;
+};
+
+// kept on purpose: the QProgressBar rule written twice, the blanks, the missing ";" before "color".
+constexpr BarStyle barStyles[] = {
+    {"magenta", "QProgressBar {   border: 1px solid grey;   border-radius: 5px;   background-color: "
+                "#C0C0C0;}QProgressBar::chunk {   background-color: #E4007F;   width: 1px;}QProgressBar {   "
+                "border: 2px solid grey;   border-radius: 5px;   text-align: center;}"},
+    {"yellow", "QProgressBar {   border: 1px solid grey;   border-radius: 5px;   background-color: "
+               "#C0C0C0;}QProgressBar::chunk {   background-color: #FFFF00;   width: 1px;}QProgressBar {   "
+               "border: 2px solid grey;   border-radius: 5px;   text-align: center;}"},
+    {"black", "QProgressBar {   border: 1px solid grey;   border-radius: 5px;   background-color: "
+              "#C0C0C0;}QProgressBar::chunk {   background-color: #000000;   width: 1px;}QProgressBar {   "
+              "border: 2px solid grey;   border-radius: 5px;   text-align: center;color:#ffffff}"},
+    {"cyan", "QProgressBar {   border: 1px solid grey;   border-radius: 5px;   background-color: "
+             "#C0C0C0;}QProgressBar::chunk {   background-color: #00FFFF;   width: 1px;}QProgressBar {   "
+             "border: 2px solid grey;   border-radius: 5px;   text-align: center;}"},
+    {"red", "QProgressBar {   border: 1px solid grey;   border-radius: 5px;   background-color: "
+            "#C0C0C0;}QProgressBar::chunk {   background-color: #FF0000;   width: 1px;}QProgressBar {   "
+            "border: 2px solid grey;   border-radius: 5px;   text-align: center;}"},
+};
+
+QString caption(QChar letter)
+{
+    return QStringLiteral("碳粉余量 (%1)").arg(letter);
+}
+
+void setLevel(QProgressBar* bar, QChar letter, int level, bool showPercent)
+{
+    // QProgressBar ignores a value outside its range and would keep the level before it.
+    bar->setValue(qBound(bar->minimum(), level, bar->maximum()));
+    QString format = caption(letter) + QStringLiteral(" : ");
+    if (level < 101 && showPercent) {
+        format += QString::number(level) + QLatin1Char('%');
+    }
+    bar->setFormat(format);
+}
+
+} // namespace
+
+TonerWidget::TonerWidget(QWidget* parent) : QWidget(parent), ui(std::make_unique<Ui::TonerWidget>())
+{
+    // kept on purpose: the form's `label` goes on showing its placeholder text.
+    ui->setupUi(this);
+    initBar(ui->pbTonerBlack, QStringLiteral("black"), QLatin1Char('K'));
+    initBar(ui->pbTonerCyan, QStringLiteral("cyan"), QLatin1Char('C'));
+    initBar(ui->pbTonerMagenta, QStringLiteral("magenta"), QLatin1Char('M'));
+    initBar(ui->pbTonerYellow, QStringLiteral("yellow"), QLatin1Char('Y'));
+    initBar(ui->pbTonerRed, QStringLiteral("red"), QLatin1Char('R'));
+}
+
+TonerWidget::~TonerWidget() = default;
+
+void TonerWidget::initBar(QProgressBar* bar, const QString& color, QChar letter)
+{
+    bar->setStyleSheet(styleSheetForColor(color));
+    bar->setMaximum(100);
+    bar->setValue(100);
+    bar->setFormat(caption(letter));
+    // kept on purpose: right and horizontally centred at once.
+    bar->setAlignment(Qt::AlignRight | Qt::AlignHCenter | Qt::AlignVCenter);
+}
+
+QString TonerWidget::styleSheetForColor(QString color)
+{
+    for (const BarStyle& style : barStyles) {
+        if (color == QLatin1String(style.color)) {
+            return QString::fromLatin1(style.sheet);
+        }
+    }
+    return QString();
+}
+
+void TonerWidget::setColorMode(QString mode)
+{
+    const bool color = mode == QLatin1String("color");
+    const bool blackWhite = mode == QLatin1String("blackWhite");
+    const bool redBlack = mode == QLatin1String("redBlack");
+    ui->pbTonerBlack->setVisible(color || blackWhite || redBlack);
+    ui->pbTonerCyan->setVisible(color);
+    ui->pbTonerMagenta->setVisible(color);
+    ui->pbTonerYellow->setVisible(color);
+    ui->pbTonerRed->setVisible(redBlack);
+}
+
+void TonerWidget::setBlackToner(int level, bool showPercent)
+{
+    setLevel(ui->pbTonerBlack, QLatin1Char('K'), level, showPercent);
+}
+
+void TonerWidget::setCyanToner(int level, bool showPercent)
+{
+    setLevel(ui->pbTonerCyan, QLatin1Char('C'), level, showPercent);
+}
+
+void TonerWidget::setMagentaToner(int level, bool showPercent)
+{
+    setLevel(ui->pbTonerMagenta, QLatin1Char('M'), level, showPercent);
+}
+
+void TonerWidget::setYellowToner(int level, bool showPercent)
+{
+    setLevel(ui->pbTonerYellow, QLatin1Char('Y'), level, showPercent);
+}
+
+void TonerWidget::setRedToner(int level, bool showPercent)
+{
+    setLevel(ui->pbTonerRed, QLatin1Char('R'), level, showPercent);
+}
+
+void TonerWidget::setPageCount(int count)
+{
+    // kept on purpose: four blanks behind the colon.
+    ui->labelPageCount->setText(QStringLiteral("打印总页数:    %1页").arg(count));
+}
+
+void TonerWidget::clearPageCount()
+{
+    ui->labelPageCount->setText(QString());
+}
