@@ -1,1 +1,12 @@
 # Main window, printer list page, settings and About dialogs.
+target_sources(
+    kel_ui
+    PRIVATE
+        printer_list_page/row_index.h
+        printer_list_page/row_index.cpp
+        setting_page/setting_page.h
+        setting_page/setting_page.cpp
+        setting_page/setting_page.ui
+        about_dialog/about_dialog.h
+        about_dialog/about_dialog.cpp
+        about_dialog/about_dialog.ui)
