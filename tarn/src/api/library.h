@@ -1,0 +1,120 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/mutex.h"
+#include "tarn/src/base/random.h"
+#include "tarn/src/catalog/config.h"
+#include "tarn/src/catalog/identity_cache.h"
+#include "tarn/src/catalog/printer_list.h"
+#include "tarn/src/engine/datagram_port.h"
+#include "tarn/src/engine/dialogue.h"
+#include "tarn/src/engine/engine.h"
+
+namespace tarn::api {
+
+// What open() pins.
+struct OpenedPrinter
+{
+    std::shared_ptr<const engine::Snapshot> snapshot;
+    std::int64_t ageMs = -1; // since the last answer; -1 without any
+};
+
+// Library is everything between tarn_init and tarn_destroy: the configured printers, what is known of them,
+// and the engine. Functions that return int return the codes of tarn.h.
+//
+// Invariants
+//  (1) m_index->byName finds the first printer of a name, and its target is never null.
+//  (2) m_targets holds exactly the addresses of the present list, each watched by the engine unless SNMP was
+//  off
+//      when it was named.
+// Threading: any thread. Lock order: m_mutex before m_indexMutex before a target's own lock; the engine's
+// thread takes m_mutex only when a printer's identity may have changed. Nothing is read from or written to
+// the network or a file under m_indexMutex; the cache file is read once under m_mutex.
+class Library final : public engine::EngineListener
+{
+public:
+    // The seams, all owned from then on.
+    struct Parts
+    {
+        std::unique_ptr<Clock> clock;
+        std::unique_ptr<Random> random;
+        std::unique_ptr<engine::DatagramPort> port;
+        engine::DialogueFactory dialogues;
+        catalog::Config config;
+        std::string cachePath; // empty: nothing is remembered
+    };
+    static Parts realParts();
+
+    explicit Library(Parts parts);
+    ~Library() override;
+
+    bool start();
+    void stop() TARN_EXCLUDES(m_mutex);
+
+    int setOptions(std::string_view text) TARN_EXCLUDES(m_mutex);
+    int setPrinterList(std::string_view text) TARN_EXCLUDES(m_mutex);
+    std::string printerList() TARN_EXCLUDES(m_mutex);
+    // The library's own text; null without memory.
+    char* models() TARN_EXCLUDES(m_mutex);
+    int open(std::string_view name, OpenedPrinter& out) TARN_EXCLUDES(m_indexMutex);
+
+    void targetChanged(engine::Target& target) override TARN_EXCLUDES(m_mutex);
+    TimePoint housekeeping(TimePoint now) override TARN_EXCLUDES(m_mutex);
+
+    // For all addresses never met before together, in the first list that names them.
+    static constexpr Milliseconds kFirstMeeting{250};
+
+private:
+    using TargetPtr = std::shared_ptr<engine::Target>;
+    struct Index
+    {
+        std::vector<catalog::ListedPrinter> printers;
+        std::unordered_map<std::string_view, TargetPtr> byName; // views into printers
+    };
+
+    void loadCache() TARN_REQUIRES(m_mutex);
+    std::vector<TargetPtr> apply(std::vector<catalog::ListedPrinter> printers) TARN_REQUIRES(m_mutex);
+    TargetPtr newTarget(std::uint32_t address) TARN_REQUIRES(m_mutex);
+    void awaitFirstMeeting(const std::vector<TargetPtr>& fresh) TARN_REQUIRES(m_mutex);
+    void rememberIdentity(const engine::Target& target) TARN_REQUIRES(m_mutex);
+    std::string renderList() const TARN_REQUIRES(m_mutex);
+    void saveCache() TARN_EXCLUDES(m_mutex);
+
+    // constant after construction
+    const std::unique_ptr<Clock> m_clock;
+    const std::unique_ptr<Random> m_random; // the engine's thread's
+    const catalog::Config m_config;
+    const std::string m_cachePath;
+    const TargetPtr m_nowhere; // of printers whose address is none
+
+    Mutex m_mutex;
+    Condition m_meeting; // a target was met, or the library stops
+    bool m_stopped TARN_GUARDED_BY(m_mutex) = false;
+    bool m_listAccepted TARN_GUARDED_BY(m_mutex) = true; // enable_set_printer_list
+    bool m_snmpEnabled TARN_GUARDED_BY(m_mutex) = true;  // enable_backends names "sm"
+    bool m_cacheEnabled TARN_GUARDED_BY(m_mutex) = true; // enable_cache
+    bool m_cacheLoaded TARN_GUARDED_BY(m_mutex) = false;
+    bool m_listRendered TARN_GUARDED_BY(m_mutex) = false;
+    bool m_listKnown TARN_GUARDED_BY(m_mutex) = false; // m_listText is the last list's
+    TimePoint m_saveAt TARN_GUARDED_BY(m_mutex) = kNever;
+    std::string m_listText TARN_GUARDED_BY(m_mutex);     // as it was sent
+    std::string m_listDocument TARN_GUARDED_BY(m_mutex); // as it is handed out, when m_listRendered
+    catalog::IdentityCache m_cache TARN_GUARDED_BY(m_mutex);
+    std::unordered_map<std::uint32_t, TargetPtr> m_targets TARN_GUARDED_BY(m_mutex);
+    std::vector<char*>
+        m_modelTexts TARN_GUARDED_BY(m_mutex); // all that were handed out; the last is the present one
+    std::size_t m_modelsInText TARN_GUARDED_BY(m_mutex) = 0;
+
+    mutable Mutex m_indexMutex;
+    std::shared_ptr<const Index> m_index TARN_GUARDED_BY(m_indexMutex);
+
+    engine::Engine m_engine; // last: its thread ends before anything else goes
+};
+
+} // namespace tarn::api

@@ -1,0 +1,217 @@
+#include "tarn/src/catalog/config.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "tarn/src/base/files.h"
+#include "tarn/src/base/json_input.h"
+
+namespace tarn::catalog {
+
+using engine::SnmpAddress;
+using engine::VersionChoice;
+
+namespace {
+
+constexpr std::size_t kLargestFile = 16u << 20;
+constexpr std::uint16_t kSnmpPort = 161;
+constexpr std::size_t kLongestCommunity = 255;
+
+std::uint32_t maskOf(unsigned bits)
+{
+    return bits == 0 ? 0 : ~std::uint32_t{0} << (32 - bits);
+}
+
+std::optional<unsigned> parseBits(const std::string& text)
+{
+    if (text.empty() || text.size() > 2 || text.find_first_not_of("0123456789") != std::string::npos) {
+        return std::nullopt;
+    }
+    const unsigned bits = static_cast<unsigned>(std::atoi(text.c_str()));
+    return bits <= 32 ? std::optional(bits) : std::nullopt;
+}
+
+std::string configPath()
+{
+    if (const char* path = std::getenv("TARN_CONFIG"); path != nullptr && *path != '\0') {
+        return path;
+    }
+    const std::string directory = xdgDirectory("XDG_CONFIG_HOME", "/.config");
+    return directory.empty() ? directory : directory + "/tarn/tarn.json";
+}
+
+} // namespace
+
+// Reads one document into a Config; the first complaint ends it.
+class Config::Parser final
+{
+public:
+    explicit Parser(std::string& why) : m_why(why) {}
+
+    bool settings(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (!value.isObject()) {
+            return complain(where + " is no object");
+        }
+        return port(value["port"], where, out) && version(value["version"], where, out) &&
+               community(value["community"], where, out);
+    }
+
+    bool entry(const std::string& key, const Json::Value& value, Config& config)
+    {
+        Settings settings;
+        if (!this->settings(value, "\"" + key + "\"", settings)) {
+            return false;
+        }
+        const std::size_t slash = key.find('/');
+        const std::optional<std::uint32_t> address = engine::parseIpv4(key.substr(0, slash));
+        if (!address) {
+            return complain("\"" + key + "\" is no IPv4 address or network");
+        }
+        if (slash == std::string::npos) {
+            config.m_addresses[*address] = settings;
+            return true;
+        }
+        const std::optional<unsigned> bits = parseBits(key.substr(slash + 1));
+        if (!bits) {
+            return complain("\"" + key + "\" is no network");
+        }
+        config.m_networks.push_back({*address & maskOf(*bits), *bits, settings});
+        return true;
+    }
+
+    bool complain(const std::string& what)
+    {
+        m_why = what;
+        return false;
+    }
+
+private:
+    bool port(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (value.isNull()) {
+            return true;
+        }
+        if (!value.isUInt() || value.asUInt() == 0 || value.asUInt() > 65535) {
+            return complain("the port of " + where + " is not one of 1 to 65535");
+        }
+        out.port = static_cast<std::uint16_t>(value.asUInt());
+        return true;
+    }
+
+    bool version(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (value.isNull()) {
+            return true;
+        }
+        const std::string text = value.isString() ? value.asString() : std::string();
+        if (text == "auto") {
+            out.version = VersionChoice::Auto;
+        } else if (text == "1" || text == "v1") {
+            out.version = VersionChoice::V1;
+        } else if (text == "2c" || text == "v2c") {
+            out.version = VersionChoice::V2c;
+        } else {
+            return complain("the version of " + where + R"( is not "auto", "1" or "2c")");
+        }
+        return true;
+    }
+
+    bool community(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (value.isNull()) {
+            return true;
+        }
+        if (!value.isString() || value.asString().size() > kLongestCommunity) {
+            return complain("the community of " + where + " is no text of at most 255 bytes");
+        }
+        out.community = std::make_shared<const std::string>(value.asString());
+        return true;
+    }
+
+    std::string& m_why;
+};
+
+void Config::Settings::fillFrom(const Settings& wider)
+{
+    if (!port) {
+        port = wider.port;
+    }
+    if (!version) {
+        version = wider.version;
+    }
+    if (!community) {
+        community = wider.community;
+    }
+}
+
+Config::Config()
+{
+    m_default = {kSnmpPort, VersionChoice::Auto, std::make_shared<const std::string>("public")};
+}
+
+bool Config::parse(const std::string& text, std::string& why)
+{
+    Parser parser(why);
+    const std::optional<Json::Value> root = parseJson(text, kLargestFile);
+    if (!root || !root->isObject()) {
+        return parser.complain("no JSON object");
+    }
+    Config fresh;
+    if (const Json::Value& value = (*root)["default"]; !value.isNull()) {
+        Settings settings;
+        if (!parser.settings(value, "\"default\"", settings)) {
+            return false;
+        }
+        settings.fillFrom(fresh.m_default);
+        fresh.m_default = settings;
+    }
+    if (const Json::Value& addresses = (*root)["addresses"]; !addresses.isNull()) {
+        if (!addresses.isObject()) {
+            return parser.complain("\"addresses\" is no object");
+        }
+        for (const std::string& key : addresses.getMemberNames()) {
+            if (!parser.entry(key, addresses[key], fresh)) {
+                return false;
+            }
+        }
+    }
+    std::stable_sort(fresh.m_networks.begin(), fresh.m_networks.end(),
+                     [](const Network& a, const Network& b) { return a.bits > b.bits; });
+    *this = std::move(fresh);
+    return true;
+}
+
+Config Config::load()
+{
+    Config config;
+    const std::string path = configPath();
+    if (path.empty()) {
+        return config;
+    }
+    const FileText file = readFile(path, kLargestFile);
+    std::string why = "cannot be read";
+    if (file.error == ReadError::Absent || (file.error == ReadError::None && config.parse(file.text, why))) {
+        return config;
+    }
+    std::fprintf(stderr, "tarn: %s: %s; using the defaults\n", path.c_str(), why.c_str());
+    return config;
+}
+
+SnmpAddress Config::addressFor(std::uint32_t address) const
+{
+    Settings settings;
+    if (const auto found = m_addresses.find(address); found != m_addresses.end()) {
+        settings = found->second;
+    }
+    for (const Network& network : m_networks) {
+        if ((address & maskOf(network.bits)) == network.address) {
+            settings.fillFrom(network.settings);
+        }
+    }
+    settings.fillFrom(m_default);
+    return {{address, *settings.port}, *settings.version, settings.community};
+}
+
+} // namespace tarn::catalog

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tarn/src/engine/target.h"
+
+namespace tarn::catalog {
+
+// The configuration file: how printers are asked, by address.
+//
+//   {
+//     "default":   { "port": 161, "version": "auto", "community": "public" },
+//     "addresses": {
+//       "192.168.1.20": { "version": "1" },
+//       "10.2.0.0/16":  { "port": 1161, "community": "printers" }
+//     }
+//   }
+//
+// "version" is "auto", "1" or "2c". Members that are missing are taken from the next wider entry: an address
+// first, then its networks from the narrowest to the widest, then "default". Unknown members are ignored.
+//
+// Threading: immutable after loading.
+class Config final
+{
+public:
+    // Nothing configured: port 161, version auto, community "public".
+    Config();
+
+    // From TARN_CONFIG, else $XDG_CONFIG_HOME/tarn/tarn.json. Without a file the defaults; a broken file
+    // costs one line on stderr, and the defaults hold.
+    static Config load();
+
+    // False, and nothing changes, when the text is no configuration; why then says it in a few words.
+    bool parse(const std::string& text, std::string& why);
+
+    // How the printer at that address is asked.
+    engine::SnmpAddress addressFor(std::uint32_t address) const;
+
+private:
+    // What one entry says; nothing where it says nothing.
+    struct Settings
+    {
+        std::optional<std::uint16_t> port;
+        std::optional<engine::VersionChoice> version;
+        std::shared_ptr<const std::string> community;
+
+        void fillFrom(const Settings& wider);
+    };
+    struct Network
+    {
+        std::uint32_t address;
+        unsigned bits;
+        Settings settings;
+    };
+    class Parser;
+
+    Settings m_default;
+    std::map<std::uint32_t, Settings> m_addresses;
+    std::vector<Network> m_networks; // narrowest first
+};
+
+} // namespace tarn::catalog

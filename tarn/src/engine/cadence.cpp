@@ -1,0 +1,99 @@
+#include "tarn/src/engine/cadence.h"
+
+#include <algorithm>
+
+namespace tarn::engine {
+
+using snmp::ReadKind;
+using snmp::ReadOutcome;
+
+namespace {
+
+constexpr Milliseconds kLongestInterval{60000};
+constexpr unsigned kPatientRestarts = 2; // that many restarts in a row slow nothing down
+
+bool isBusy(const device::DeviceStatus& picture)
+{
+    return picture.activity == device::Activity::Printing || picture.activity == device::Activity::WarmUp ||
+           !picture.alerts.empty();
+}
+
+// Up to 6 % less, never more: ten thousand printers drift apart, and no picture gets older than its interval.
+Milliseconds jittered(Milliseconds interval, Random& random)
+{
+    const auto spread = static_cast<std::uint32_t>(interval.count() * 6 / 100);
+    return interval - Milliseconds(random.below(spread + 1));
+}
+
+} // namespace
+
+ReadKind Cadence::nextKind(TimePoint now, bool hasPicture) const
+{
+    if (m_identityWanted || !hasPicture) {
+        return ReadKind::Identity;
+    }
+    const bool counterDue = m_counterMoved && now - m_fullEnded >= m_fullGap;
+    return counterDue || now >= m_fullDue ? ReadKind::Full : ReadKind::Fast;
+}
+
+bool Cadence::finished(ReadKind kind, ReadOutcome outcome, unsigned requests, TimePoint now)
+{
+    if (outcome == ReadOutcome::Changed) {
+        m_changed = m_fullEver; // the first picture is no change
+        m_changedAt = now;
+    }
+    m_strangerReads = outcome == ReadOutcome::Unusable ? m_strangerReads + 1 : 0;
+    if (kind != ReadKind::Fast) {
+        finishedTables(kind, outcome, requests, now);
+    }
+    // Only a read of less than was asked for leads on at once: else a printer could keep us asking for ever.
+    if (outcome == ReadOutcome::Restarted) {
+        return restarted(now) && kind != ReadKind::Identity;
+    }
+    if (outcome == ReadOutcome::NeedsFull) {
+        m_counterMoved = true;
+        return kind == ReadKind::Fast && now - m_fullEnded >= m_fullGap;
+    }
+    return false;
+}
+
+void Cadence::finishedTables(ReadKind kind, ReadOutcome outcome, unsigned requests, TimePoint now)
+{
+    if (m_counterMoved) {
+        // Counters that move without anything to see for it buy ever fewer looks at the tables.
+        m_fullGap =
+            outcome == ReadOutcome::Changed ? kShortestFullGap : std::min(m_fullGap * 2, kFullInterval);
+    }
+    m_counterMoved = false;
+    m_fullEver = true;
+    m_fullEnded = now;
+    m_fullDue = now + std::max(kFullInterval, kFullInTurn * (requests > 0 ? requests - 1 : 0));
+    if (kind == ReadKind::Identity) {
+        m_identityWanted = false;
+    }
+}
+
+bool Cadence::restarted(TimePoint now)
+{
+    m_restarts = m_restartEver && now - m_restartedAt < kLongestInterval ? m_restarts + 1 : 0;
+    m_restartEver = true;
+    m_restartedAt = now;
+    m_identityWanted = true;
+    return m_restarts < kPatientRestarts;
+}
+
+Milliseconds Cadence::interval(const device::DeviceStatus* picture, TimePoint now, Random& random) const
+{
+    if (picture == nullptr) {
+        // A printer that is still starting has its tables soon; a stranger will never have them.
+        return jittered(std::min(kStrangerInterval, kIdleInterval * (1u << std::min(m_strangerReads, 4u))),
+                        random);
+    }
+    Milliseconds interval = isBusy(*picture) || changedLately(now) ? kBusyInterval : kIdleInterval;
+    if (m_restarts >= kPatientRestarts && now - m_restartedAt < kLongestInterval) {
+        interval = std::min(kLongestInterval, kIdleInterval * (1u << std::min(m_restarts, 4u)));
+    }
+    return jittered(interval, random);
+}
+
+} // namespace tarn::engine

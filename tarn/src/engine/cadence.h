@@ -1,0 +1,61 @@
+#pragma once
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/random.h"
+#include "tarn/src/device/device_status.h"
+#include "tarn/src/snmp/session.h"
+
+namespace tarn::engine {
+
+// The two speeds: how often a printer that answers is asked, and what.
+//
+// One small PDU every 2 s while the printer prints, warms up, has alerts or changed lately, every 5 s
+// otherwise; the tables when a change counter moved and at least every 60 s; everything after a restart. The
+// exceptions protect printers whose counters always move, whose tables take many requests, or that restart
+// over and over.
+//
+// Threading: one thread.
+class Cadence final
+{
+public:
+    static constexpr Milliseconds kBusyInterval{2000};
+    static constexpr Milliseconds kIdleInterval{5000};
+    static constexpr Milliseconds kLately{20000}; // how long a change counts as one of late
+    static constexpr Milliseconds kFullInterval{60000};
+    static constexpr Milliseconds kFullInTurn{
+        10000}; // a longer full read costs this much more time per request
+    static constexpr Milliseconds kShortestFullGap{2000};
+    static constexpr Milliseconds kStrangerInterval{
+        60000}; // something answers that is no printer, or not yet
+
+    // What the next conversation should be.
+    snmp::ReadKind nextKind(TimePoint now, bool hasPicture) const;
+
+    // A conversation of that kind, of that many requests, has ended. True when nextKind() should be begun at
+    // once.
+    bool finished(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);
+
+    // From the start of one conversation to the start of the next, up to 6 % less for jitter. Null: no
+    // picture.
+    Milliseconds interval(const device::DeviceStatus* picture, TimePoint now, Random& random) const;
+
+private:
+    void finishedTables(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);
+    bool restarted(TimePoint now);
+    bool changedLately(TimePoint now) const { return m_changed && now - m_changedAt < kLately; }
+
+    TimePoint m_fullDue{}; // no picture is older than this without being read again
+    TimePoint m_fullEnded{};
+    TimePoint m_changedAt{};
+    TimePoint m_restartedAt{};
+    Milliseconds m_fullGap = kShortestFullGap; // between tables that change counters asked for
+    unsigned m_restarts = 0;                   // in a row, each less than a minute after the one before
+    unsigned m_strangerReads = 0;              // in a row without a picture
+    bool m_changed = false;
+    bool m_fullEver = false;
+    bool m_identityWanted = true;
+    bool m_restartEver = false;
+    bool m_counterMoved = false;
+};
+
+} // namespace tarn::engine

@@ -1,0 +1,201 @@
+#include "tarn/src/engine/engine.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <system_error>
+
+namespace tarn::engine {
+
+namespace {
+
+// Longest sleep: bounds what a clock that jumps can do to us.
+constexpr Milliseconds kLongestSleep{60000};
+constexpr int kAfterFailure = 100; // ms
+
+// The program's signals are the program's: a handler of its own must never run on this thread.
+class SignalsBlocked final
+{
+public:
+    SignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
+} // namespace
+
+Engine::Engine(const Clock& clock, EngineListener& listener) : m_clock(clock), m_listener(listener) {}
+
+Engine::~Engine()
+{
+    stop();
+}
+
+void Engine::addBackend(std::unique_ptr<Backend> backend)
+{
+    m_backends.push_back(std::move(backend));
+}
+
+bool Engine::start()
+{
+    m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_wakeFd < 0) {
+        return false;
+    }
+    try {
+        const SignalsBlocked blocked; // the new thread inherits the mask
+        m_thread = std::thread([this] { loop(); });
+    } catch (const std::system_error&) {
+        ::close(m_wakeFd);
+        m_wakeFd = -1;
+        return false;
+    }
+    pthread_setname_np(m_thread.native_handle(), "tarn-engine");
+    return true;
+}
+
+void Engine::stop()
+{
+    if (!m_thread.joinable()) {
+        return;
+    }
+    {
+        const MutexLock lock(m_mutex);
+        m_stopping = true;
+        signal();
+    }
+    m_thread.join();
+    ::close(m_wakeFd);
+    m_wakeFd = -1;
+    m_backends.clear();
+    const MutexLock lock(m_mutex);
+    m_orders.clear();
+}
+
+void Engine::watch(const std::string& backend, std::shared_ptr<Target> target)
+{
+    give({Verb::Watch, backend, std::move(target)});
+}
+
+void Engine::unwatch(std::shared_ptr<Target> target)
+{
+    give({Verb::Unwatch, {}, std::move(target)});
+}
+
+void Engine::wake(std::shared_ptr<Target> target)
+{
+    give({Verb::Wake, {}, std::move(target)});
+}
+
+void Engine::give(Order order)
+{
+    const MutexLock lock(m_mutex);
+    if (m_stopping) {
+        return;
+    }
+    m_orders.push_back(std::move(order));
+    if (m_orders.size() == 1) {
+        signal(); // under the lock: stop() closes the descriptor only after it has had the lock
+    }
+}
+
+void Engine::signal() const
+{
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then the thread wakes anyway.
+    [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
+}
+
+void Engine::loop()
+{
+    while (takeOrders()) {
+        try {
+            sleepUntil(runOnce());
+        } catch (const std::exception&) { // out of memory: the next round may find some
+            ::poll(nullptr, 0, kAfterFailure);
+        }
+    }
+}
+
+// Returns when the next round is due.
+TimePoint Engine::runOnce()
+{
+    TimePoint next = kNever;
+    for (const auto& backend : m_backends) {
+        backend->run();
+        next = std::min(next, backend->nextDeadline());
+    }
+    return std::min(next, m_listener.housekeeping(m_clock.now()));
+}
+
+// False when the engine is to end.
+bool Engine::takeOrders()
+{
+    std::vector<Order> orders;
+    {
+        const MutexLock lock(m_mutex);
+        if (m_stopping) {
+            return false;
+        }
+        orders.swap(m_orders);
+    }
+    for (const Order& order : orders) {
+        carryOut(order);
+    }
+    return true;
+}
+
+void Engine::carryOut(const Order& order)
+{
+    for (const auto& backend : m_backends) {
+        switch (order.verb) {
+        case Verb::Watch:
+            if (order.backend == backend->name()) {
+                backend->watch(order.target);
+            }
+            break;
+        case Verb::Unwatch:
+            backend->unwatch(*order.target);
+            break;
+        case Verb::Wake:
+            backend->wake(*order.target);
+            break;
+        }
+    }
+}
+
+void Engine::sleepUntil(TimePoint deadline)
+{
+    // poll() rather than epoll: a handful of descriptors, of which a back-end may exchange its own at any
+    // time.
+    std::vector<pollfd> descriptors{{m_wakeFd, POLLIN, 0}};
+    for (const auto& backend : m_backends) {
+        if (backend->descriptor() >= 0) {
+            descriptors.push_back({backend->descriptor(), POLLIN, 0});
+        }
+    }
+    const TimePoint now = m_clock.now();
+    Milliseconds timeout = deadline == kNever ? kLongestSleep : std::min(deadline - now, kLongestSleep);
+    timeout = std::max(timeout, Milliseconds(0));
+    ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));
+    if ((descriptors[0].revents & POLLIN) != 0) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t got = ::read(m_wakeFd, &count, sizeof count);
+    }
+}
+
+} // namespace tarn::engine

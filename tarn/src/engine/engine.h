@@ -1,0 +1,86 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <variant>
+#include <vector>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/mutex.h"
+#include "tarn/src/engine/backend.h"
+
+namespace tarn::engine {
+
+// What the engine's owner wants to hear, on the engine's thread and under no lock of the engine.
+class EngineListener : public BackendListener
+{
+public:
+    // Called between two rounds of the loop. Returns when it wants to be called again; kNever for no wish.
+    virtual TimePoint housekeeping(TimePoint now) = 0;
+};
+
+// Engine is the one I/O thread: it runs the back-ends, sleeps until one of them is due or has something to
+// take, and carries out the orders of other threads.
+//
+// Invariants
+//  (1) Back-ends are touched by the engine's thread only, from start() to stop().
+//  (2) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
+//  (3) After stop() no thread of the engine runs, and no target is watched.
+// Threading: start() and stop() by the owner; the others from any thread.
+// Ownership: owns the back-ends; borrows clock and listener, which must outlive it.
+class Engine final
+{
+public:
+    Engine(const Clock& clock, EngineListener& listener);
+    ~Engine();
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    // Before start().
+    void addBackend(std::unique_ptr<Backend> backend);
+    // False when the system gives no thread or no descriptor.
+    bool start();
+    // Ends the thread and waits for it; does nothing when it does not run.
+    void stop();
+
+    // The target is watched by the back-end of that name; of an unknown name nothing comes of it.
+    void watch(const std::string& backend, std::shared_ptr<Target> target);
+    void unwatch(std::shared_ptr<Target> target);
+    void wake(std::shared_ptr<Target> target);
+
+private:
+    enum class Verb
+    {
+        Watch,
+        Unwatch,
+        Wake,
+    };
+    struct Order
+    {
+        Verb verb;
+        std::string backend;
+        std::shared_ptr<Target> target;
+    };
+
+    void give(Order order) TARN_EXCLUDES(m_mutex);
+    void loop() TARN_EXCLUDES(m_mutex);
+    TimePoint runOnce();
+    bool takeOrders() TARN_EXCLUDES(m_mutex);
+    void carryOut(const Order& order);
+    void sleepUntil(TimePoint deadline);
+    void signal() const TARN_REQUIRES(m_mutex);
+
+    // constant between start() and stop()
+    const Clock& m_clock;
+    EngineListener& m_listener;
+    std::vector<std::unique_ptr<Backend>> m_backends;
+    int m_wakeFd = -1;
+    std::thread m_thread;
+
+    Mutex m_mutex;
+    std::vector<Order> m_orders TARN_GUARDED_BY(m_mutex);
+    bool m_stopping TARN_GUARDED_BY(m_mutex) = false;
+};
+
+} // namespace tarn::engine

@@ -1,0 +1,68 @@
+#include "tarn/src/engine/silence.h"
+
+#include <algorithm>
+
+namespace tarn::engine {
+
+namespace {
+
+constexpr Milliseconds kFirstPatience{1000};
+constexpr Milliseconds kNextPatience{2000};
+constexpr Milliseconds kLongestPatience{5000}; // while it counts as reachable
+constexpr unsigned kMissesToOffline = 3;
+constexpr Milliseconds kSilenceToOffline{5000};
+constexpr Milliseconds kSoon{120000}; // of silence, during which it may well come back
+constexpr Milliseconds kSoonInterval{10000};
+constexpr Milliseconds kLaterInterval{20000};
+constexpr Milliseconds kLatestInterval{30000};
+
+} // namespace
+
+Milliseconds Silence::patience(TimePoint now, Random& random) const
+{
+    if (!m_offline) {
+        const Milliseconds known(2 * m_roundTripMs);
+        return std::clamp(known, m_misses == 0 ? kFirstPatience : kNextPatience, kLongestPatience);
+    }
+    const Milliseconds silent = now - m_since;
+    Milliseconds longest = kLatestInterval;
+    if (silent < kSoon) {
+        // 3, 5, 8, 10 ... s: a printer that was switched off and on again is seen soon.
+        longest = std::clamp(silent / 2, kNextPatience + kFirstPatience, kSoonInterval);
+    } else if (silent < kSoon + kLatestInterval) {
+        longest = kLaterInterval;
+    }
+    const auto jitter = static_cast<std::uint32_t>(longest.count() * 15 / 100);
+    return longest - Milliseconds(random.below(jitter + 1));
+}
+
+void Silence::answered(Milliseconds roundTrip)
+{
+    const auto ms = static_cast<unsigned>(std::clamp<std::int64_t>(roundTrip.count(), 0, 60000));
+    m_roundTripMs = m_roundTripMs == 0 ? ms : (m_roundTripMs * 3 + ms) / 4;
+    m_misses = 0;
+    m_offline = false;
+}
+
+bool Silence::missed(TimePoint sent, TimePoint now)
+{
+    if (m_misses == 0) {
+        m_since = sent;
+    }
+    ++m_misses;
+    if (m_offline || m_misses < kMissesToOffline || now - m_since < kSilenceToOffline) {
+        return false;
+    }
+    m_offline = true;
+    return true;
+}
+
+void Silence::forgive(TimePoint now)
+{
+    m_since = now;
+    if (!m_offline) {
+        m_misses = 0;
+    }
+}
+
+} // namespace tarn::engine

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/random.h"
+
+namespace tarn::engine {
+
+// Silence keeps the score of one printer's unanswered requests: how patient to be, when it counts as
+// unreachable, and how seldom it is then asked.
+//
+// Guarantees
+//  (1) Offline only after three misses in a row, and 5 s after the first of those requests was sent.
+//  (2) The patience grows: 1 s (longer for a printer known as slow), then 2 s; once offline the request stays
+//  open
+//      until it is repeated, so that a printer that takes 18 s to wake is still heard.
+//  (3) Offline, requests are at most 10 s apart for the first two minutes, then 15 to 30 s.
+//  (4) One answer ends it all.
+// Threading: one thread.
+class Silence final
+{
+public:
+    bool isOffline() const { return m_offline; }
+    bool isSilent() const { return m_misses > 0; }
+    unsigned misses() const { return m_misses; }
+    // When the first of the unanswered requests was sent.
+    TimePoint since() const { return m_since; }
+
+    // How long to wait for the answer to a request that is sent now, before it is repeated.
+    Milliseconds patience(TimePoint now, Random& random) const;
+
+    // The answer came, so long after the request was sent for the first time.
+    void answered(Milliseconds roundTrip);
+    // The patience with the request sent at that time has run out. True when this makes the printer offline.
+    bool missed(TimePoint sent, TimePoint now);
+    // Somebody wants to know anew, or the misses were the fault of this machine: count from here. An offline
+    // printer stays so until it answers, but is asked as one that has just fallen silent.
+    void forgive(TimePoint now);
+
+private:
+    TimePoint m_since{};
+    unsigned m_misses = 0;
+    unsigned m_roundTripMs = 0; // smoothed
+    bool m_offline = false;
+};
+
+} // namespace tarn::engine

@@ -1,0 +1,62 @@
+#include "tarn/src/engine/snapshot.h"
+
+#include <limits>
+
+#include "tarn/src/device/rendering.h"
+
+namespace tarn::engine {
+
+namespace {
+
+constexpr int kUnreachable = 2;
+
+// The ABI's counter is an int: a larger one stays at the largest.
+int totalPages(const device::DeviceStatus& picture)
+{
+    if (!picture.totalPages || *picture.totalPages < 0) {
+        return -1;
+    }
+    constexpr std::int64_t largest = std::numeric_limits<int>::max();
+    return static_cast<int>(*picture.totalPages < largest ? *picture.totalPages : largest);
+}
+
+std::shared_ptr<Snapshot> render(std::shared_ptr<const device::DeviceStatus> picture)
+{
+    auto snapshot = std::make_shared<Snapshot>();
+    snapshot->totalPages = totalPages(*picture);
+    snapshot->serialNumber = picture->serialNumber;
+    snapshot->info = device::infoDocument(*picture);
+    snapshot->picture = std::move(picture);
+    return snapshot;
+}
+
+} // namespace
+
+std::shared_ptr<const Snapshot> onlineSnapshot(std::shared_ptr<const device::DeviceStatus> picture,
+                                               const char* source)
+{
+    std::shared_ptr<Snapshot> snapshot = render(std::move(picture));
+    snapshot->online = true;
+    snapshot->source = source;
+    snapshot->state = device::stateCode(*snapshot->picture);
+    snapshot->stateMessage = device::stateMessage(*snapshot->picture);
+    return snapshot;
+}
+
+std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last)
+{
+    auto snapshot = std::make_shared<Snapshot>(last);
+    snapshot->online = false;
+    snapshot->state = kUnreachable;
+    snapshot->stateMessage.clear();
+    return snapshot;
+}
+
+std::shared_ptr<const Snapshot> unmetSnapshot(std::shared_ptr<const device::DeviceStatus> picture)
+{
+    std::shared_ptr<Snapshot> snapshot = render(std::move(picture));
+    snapshot->state = kUnreachable;
+    return snapshot;
+}
+
+} // namespace tarn::engine

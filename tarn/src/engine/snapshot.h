@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tarn/src/device/device_status.h"
+
+namespace tarn::engine {
+
+// Snapshot is what the ABI hands out of one printer, already rendered. Immutable once shared.
+struct Snapshot
+{
+    bool online = false;
+    int state = 2;
+    int totalPages = -1;
+    const char* source = ""; // the back-end that made the picture; a literal
+    std::string serialNumber;
+    std::string stateMessage;
+    std::string info;
+    std::shared_ptr<const device::DeviceStatus> picture; // never null
+};
+
+// Renders the picture of a printer that answers.
+std::shared_ptr<const Snapshot> onlineSnapshot(std::shared_ptr<const device::DeviceStatus> picture,
+                                               const char* source);
+
+// The same printer, which cannot be reached: state 2 and no message, everything else of the last good
+// picture.
+std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last);
+
+// A printer that never answered in this run; picture holds what is remembered of it, perhaps nothing.
+std::shared_ptr<const Snapshot> unmetSnapshot(std::shared_ptr<const device::DeviceStatus> picture);
+
+} // namespace tarn::engine

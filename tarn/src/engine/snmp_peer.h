@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tarn/src/engine/cadence.h"
+#include "tarn/src/engine/deadline_heap.h"
+#include "tarn/src/engine/dialogue.h"
+#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/target.h"
+
+namespace tarn::engine {
+
+// Where a peer stands between two requests, or in one.
+enum class Phase : std::uint8_t
+{
+    Aside,     // nobody opens it; in no queue, not in the heap
+    Resting,   // until the next conversation begins at its deadline
+    Queued,    // its request waits for room among those in flight
+    InFlight,  // sent, and counted as in flight
+    Lingering, // sent a while ago; an answer is still welcome until the request is repeated at the deadline
+};
+
+// How sure we are of the protocol version.
+enum class VersionKnowledge : std::uint8_t
+{
+    Probing, // no answer yet: v2c and v1 in turn
+    Trial,   // it answered v1 while we were guessing: is it still silent to v2c now that it is awake?
+    Settled,
+};
+
+// SnmpPeer is what the poller knows of one target.
+//
+// Invariants
+//  (1) requestId is not 0 exactly while a request waits for its answer; request then holds its bytes.
+//  (2) At most one request at a time: a repetition is the same bytes again.
+struct SnmpPeer
+{
+    // constant after construction
+    std::shared_ptr<Target> target;
+
+    std::unique_ptr<Dialogue> dialogue;
+    Cadence cadence;
+    Silence silence;
+    std::string request;
+    TimePoint conversationStart{};
+    TimePoint firstSent{};
+    TimePoint lastSent{};
+    TimePoint repeatAt{};
+    TimePoint deadline{};                                    // DeadlineHeap's
+    std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
+    std::int32_t requestId = 0;
+    std::uint32_t ticket = 0; // of its place in the queue; an older one is void
+    unsigned requests = 0;    // of the conversation so far
+    snmp::Version version = snmp::Version::V2c;
+    VersionKnowledge knowledge = VersionKnowledge::Probing;
+    snmp::ReadKind kind = snmp::ReadKind::Identity;
+    Phase phase = Phase::Resting;
+    bool sentOnce = false;     // the present request has been on the network
+    bool countsSilent = false; // in flight on the account of the silent
+};
+
+} // namespace tarn::engine

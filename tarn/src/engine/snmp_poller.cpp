@@ -1,0 +1,234 @@
+#include "tarn/src/engine/snmp_poller.h"
+
+#include <algorithm>
+
+namespace tarn::engine {
+
+using snmp::ReadKind;
+using snmp::ReadOutcome;
+using snmp::Version;
+
+SnmpPoller::SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
+                       BackendListener& listener, DialogueFactory dialogues)
+    : m_clock(clock), m_random(random), m_port(std::move(port)), m_listener(listener),
+      m_dialogues(std::move(dialogues)), m_now(clock.now())
+{
+}
+
+void SnmpPoller::watch(std::shared_ptr<Target> target)
+{
+    m_now = m_clock.now();
+    const SnmpAddress& address = target->address();
+    auto& place = m_peers[address.endpoint];
+    if (place) {
+        unwatch(*place->target);
+    }
+    auto& peer = m_peers[address.endpoint];
+    peer = std::make_unique<SnmpPeer>();
+    peer->target = std::move(target);
+    if (address.version != VersionChoice::Auto) {
+        peer->knowledge = VersionKnowledge::Settled;
+    }
+    useVersion(*peer, address.version == VersionChoice::V1 ? Version::V1 : Version::V2c);
+    m_deadlines.schedule(*peer, nextStart());
+}
+
+void SnmpPoller::unwatch(const Target& target)
+{
+    const auto found = m_peers.find(target.address().endpoint);
+    if (found == m_peers.end() || found->second->target.get() != &target) {
+        return;
+    }
+    SnmpPeer& peer = *found->second;
+    setPhase(peer, Phase::Aside);
+    m_deadlines.remove(peer);
+    m_peers.erase(found);
+}
+
+void SnmpPoller::wake(const Target& target)
+{
+    const auto found = m_peers.find(target.address().endpoint);
+    if (found == m_peers.end() || found->second->phase != Phase::Aside) {
+        return;
+    }
+    m_now = m_clock.now();
+    SnmpPeer& peer = *found->second;
+    peer.silence.forgive(m_now);
+    setPhase(peer, Phase::Resting);
+    m_deadlines.schedule(peer, nextStart());
+}
+
+void SnmpPoller::networkChanged()
+{
+    m_now = m_clock.now();
+    m_port->reopen();
+    m_lastReopen = m_now;
+    m_nextStart = m_now;
+    for (const auto& entry : m_peers) {
+        SnmpPeer& peer = *entry.second;
+        if (peer.phase != Phase::Aside) {
+            dropRequest(peer);
+            peer.silence.forgive(m_now);
+            m_deadlines.schedule(peer, nextStart());
+        }
+    }
+}
+
+// The moment at which one more printer may begin: a list of thousands is spread over seconds.
+TimePoint SnmpPoller::nextStart()
+{
+    if (m_nextStart < m_now) {
+        m_nextStart = m_now;
+        m_startsInThisMs = 0;
+    }
+    if (++m_startsInThisMs > kStartsPerMs) {
+        m_startsInThisMs = 1;
+        m_nextStart += Milliseconds(1);
+        if (m_nextStart > m_now + kLongestSpread) {
+            m_nextStart = m_now;
+        }
+    }
+    return m_nextStart;
+}
+
+void SnmpPoller::run()
+{
+    m_now = m_clock.now();
+    const TimePoint due = nextDeadline();
+    if (due != kNever && m_now - due > kSleep) {
+        networkChanged();
+    }
+    receiveAll();
+    runDeadlines();
+    sendQueued();
+}
+
+TimePoint SnmpPoller::nextDeadline() const
+{
+    return std::min(m_deadlines.nextDeadline(), m_sendAgainAt);
+}
+
+void SnmpPoller::runDeadlines()
+{
+    while (!m_deadlines.empty() && m_deadlines.nextDeadline() <= m_now) {
+        SnmpPeer& peer = *m_deadlines.front();
+        m_deadlines.remove(peer);
+        deadlinePassed(peer);
+    }
+}
+
+void SnmpPoller::deadlinePassed(SnmpPeer& peer)
+{
+    if (peer.phase == Phase::Resting) {
+        if (!putAside(peer)) {
+            beginConversation(peer, peer.cadence.nextKind(m_now, peer.dialogue->status() != nullptr));
+        }
+    } else if (m_now >= peer.repeatAt) {
+        missed(peer);
+    } else {
+        setPhase(peer, Phase::Lingering);
+        m_deadlines.schedule(peer, peer.repeatAt);
+    }
+}
+
+bool SnmpPoller::putAside(SnmpPeer& peer)
+{
+    if (!peer.target->putAside(m_now - kUnopened)) {
+        return false;
+    }
+    dropRequest(peer);
+    setPhase(peer, Phase::Aside);
+    return true;
+}
+
+// --- conversations
+// ---------------------------------------------------------------------------------------------
+
+void SnmpPoller::beginConversation(SnmpPeer& peer, ReadKind kind)
+{
+    peer.kind = kind;
+    peer.requests = 0;
+    peer.conversationStart = m_now;
+    peer.dialogue->begin(kind);
+    proceed(peer);
+}
+
+void SnmpPoller::proceed(SnmpPeer& peer)
+{
+    if (peer.requests >= kMostRequests) {
+        conversationEnded(peer, ReadOutcome::Unusable);
+        return;
+    }
+    if (std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest()) {
+        ask(peer, std::move(*pdu));
+    } else {
+        conversationEnded(peer, peer.dialogue->outcome());
+    }
+}
+
+void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
+{
+    publishOutcome(peer, outcome);
+    if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
+        beginConversation(peer, peer.cadence.nextKind(m_now, peer.dialogue->status() != nullptr));
+    } else {
+        rest(peer);
+    }
+}
+
+void SnmpPoller::publishOutcome(SnmpPeer& peer, ReadOutcome outcome)
+{
+    Target& target = *peer.target;
+    const bool wasOnline = target.snapshot()->online;
+    const std::shared_ptr<const device::DeviceStatus> status = peer.dialogue->status();
+    const bool metNow = !target.isMet();
+    if (outcome != ReadOutcome::Changed && wasOnline && !metNow) {
+        return;
+    }
+    // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
+    target.publish(onlineSnapshot(status ? status : target.snapshot()->picture, name()));
+    target.markMet();
+    m_listener.targetChanged(target);
+}
+
+void SnmpPoller::rest(SnmpPeer& peer)
+{
+    const Milliseconds interval = peer.cadence.interval(peer.dialogue->status().get(), m_now, m_random);
+    setPhase(peer, Phase::Resting);
+    // A printer that takes its time gets half the interval to breathe.
+    m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));
+}
+
+void SnmpPoller::becomeOffline(SnmpPeer& peer)
+{
+    Target& target = *peer.target;
+    target.publish(offlineSnapshot(*target.snapshot()));
+    target.markMet();
+    m_listener.targetChanged(target);
+}
+
+// --- versions
+// --------------------------------------------------------------------------------------------------
+
+void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
+{
+    peer.version = version;
+    peer.dialogue = m_dialogues(version);
+}
+
+// After a miss: true when the next request goes out in another version, in a conversation of its own.
+bool SnmpPoller::switchVersion(SnmpPeer& peer)
+{
+    if (peer.knowledge == VersionKnowledge::Settled) {
+        return false;
+    }
+    if (peer.knowledge == VersionKnowledge::Trial) {
+        peer.knowledge = VersionKnowledge::Settled; // awake, and silent to v2c
+        useVersion(peer, Version::V1);
+    } else {
+        useVersion(peer, peer.version == Version::V2c ? Version::V1 : Version::V2c);
+    }
+    return true;
+}
+
+} // namespace tarn::engine

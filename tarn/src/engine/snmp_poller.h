@@ -1,0 +1,125 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "tarn/src/base/random.h"
+#include "tarn/src/engine/backend.h"
+#include "tarn/src/engine/datagram_port.h"
+#include "tarn/src/engine/reply_gate.h"
+#include "tarn/src/engine/snmp_peer.h"
+
+namespace tarn::engine {
+
+// SnmpPoller is the back-end "sm": it keeps the pictures of all its targets fresh over SNMP v1 and v2c.
+//
+// Invariants
+//  (1) One request at a time to one printer; at most kMostInFlight altogether, of which the silent printers
+//  have at
+//      most kMostSilentInFlight, so that a dead network segment holds nobody else up.
+//  (2) A reply is found by source address and port together, in constant time, and then held against the one
+//      request that is open there; what does not match changes nothing.
+//  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
+//  (4) A conversation ends after at most kMostRequests requests, whatever the answers are.
+// Threading: engine thread only.
+// Ownership: owns the port; borrows clock, randomness and listener, which must outlive it.
+class SnmpPoller final : public Backend
+{
+public:
+    static constexpr std::size_t kMostInFlight = 256;
+    static constexpr std::size_t kMostSilentInFlight = 96;
+    static constexpr unsigned kMostRequests = 400;
+    static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
+    static constexpr Milliseconds kFlight{2000};    // after that a request no longer counts as in flight
+    static constexpr Milliseconds kSilentFlight{1000};
+    static constexpr Milliseconds kSleep{10000}; // run() so late means that the machine slept
+    static constexpr Milliseconds kReopenGap{30000};
+    static constexpr unsigned kStartsPerMs = 2; // many printers at once begin one after the other
+    static constexpr Milliseconds kLongestSpread{5000};
+
+    SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
+               BackendListener& listener, DialogueFactory dialogues);
+
+    const char* name() const override { return "sm"; }
+    void watch(std::shared_ptr<Target> target) override;
+    void unwatch(const Target& target) override;
+    void wake(const Target& target) override;
+    void networkChanged() override;
+    void run() override;
+    TimePoint nextDeadline() const override;
+    int descriptor() const override { return m_port->descriptor(); }
+
+    std::size_t inFlight() const { return m_inFlight; }
+    const VerdictCounts& verdicts() const { return m_verdicts; }
+
+private:
+    struct Place
+    {
+        Endpoint endpoint;
+        std::uint32_t ticket;
+    };
+    using Queue = std::deque<Place>;
+
+    // receiving
+    void receiveAll();
+    void examine(const Datagram& datagram);
+    void deliver(SnmpPeer& peer, const snmp::Pdu& pdu);
+
+    // conversations
+    void beginConversation(SnmpPeer& peer, snmp::ReadKind kind);
+    void proceed(SnmpPeer& peer);
+    void conversationEnded(SnmpPeer& peer, snmp::ReadOutcome outcome);
+    void publishOutcome(SnmpPeer& peer, snmp::ReadOutcome outcome);
+    void rest(SnmpPeer& peer);
+
+    // requests
+    void ask(SnmpPeer& peer, snmp::Pdu pdu);
+    void enqueue(SnmpPeer& peer);
+    void dropRequest(SnmpPeer& peer);
+    void setPhase(SnmpPeer& peer, Phase phase);
+
+    // sending
+    void sendQueued();
+    bool sendSome(Queue& queue, std::size_t room);
+    SnmpPeer* takeQueued(Queue& queue);
+    void markSent(SnmpPeer& peer);
+
+    // deadlines
+    void runDeadlines();
+    void deadlinePassed(SnmpPeer& peer);
+    void missed(SnmpPeer& peer);
+    void becomeOffline(SnmpPeer& peer);
+    bool putAside(SnmpPeer& peer);
+    bool switchVersion(SnmpPeer& peer);
+    void useVersion(SnmpPeer& peer, snmp::Version version);
+    void reopenWhenAllIsSilent(const SnmpPeer& peer);
+    TimePoint nextStart();
+
+    // constant after construction
+    const Clock& m_clock;
+    Random& m_random;
+    const std::unique_ptr<DatagramPort> m_port;
+    BackendListener& m_listener;
+    const DialogueFactory m_dialogues;
+
+    std::unordered_map<Endpoint, std::unique_ptr<SnmpPeer>, EndpointHash> m_peers;
+    DeadlineHeap<SnmpPeer> m_deadlines;
+    Queue m_queue;       // of printers that answer
+    Queue m_silentQueue; // of the others
+    std::vector<SnmpPeer*> m_batch;
+    std::vector<Datagram> m_datagrams;
+    std::size_t m_inFlight = 0;
+    std::size_t m_silentInFlight = 0;
+    TimePoint m_now{};          // of the present run()
+    TimePoint m_lastAccepted{}; // from anybody
+    TimePoint m_lastReopen{};
+    TimePoint m_nextStart{};
+    TimePoint m_sendAgainAt = kNever; // the port had no room
+    unsigned m_startsInThisMs = 0;
+    VerdictCounts m_verdicts{};
+};
+
+} // namespace tarn::engine

@@ -1,0 +1,237 @@
+// The requests of the poller: receiving and matching, sending, repeating, giving up.
+#include <algorithm>
+
+#include "tarn/src/engine/snmp_poller.h"
+
+namespace tarn::engine {
+
+using snmp::ReadKind;
+using snmp::Version;
+
+namespace {
+
+constexpr std::size_t kSendBatch = 64;
+constexpr Milliseconds kSendAgain{2};
+// One run() takes no more than so many batches, so that a flood cannot keep the deadlines waiting.
+constexpr int kReceiveBatches = 32;
+
+} // namespace
+
+// --- receiving
+// -------------------------------------------------------------------------------------------------
+
+void SnmpPoller::receiveAll()
+{
+    for (int i = 0; i < kReceiveBatches; ++i) {
+        const std::vector<Datagram>& batch = m_port->receive();
+        if (batch.empty()) {
+            return;
+        }
+        for (const Datagram& datagram : batch) {
+            examine(datagram);
+        }
+    }
+}
+
+// The ladder: source, open request, head of the message (examineReply), whole message.
+void SnmpPoller::examine(const Datagram& datagram)
+{
+    const auto found = m_peers.find(datagram.peer);
+    Verdict verdict = Verdict::UnknownSource;
+    if (found != m_peers.end()) {
+        SnmpPeer& peer = *found->second;
+        verdict = Verdict::NothingAsked;
+        if (peer.requestId != 0 && peer.sentOnce) {
+            verdict = examineReply(datagram.bytes,
+                                   {peer.version, *peer.target->address().community, peer.requestId});
+        }
+        if (verdict == Verdict::Accepted) {
+            if (const std::optional<snmp::Message> message = snmp::decodeMessage(datagram.bytes)) {
+                deliver(peer, message->pdu);
+            } else {
+                verdict = Verdict::Malformed;
+            }
+        }
+    }
+    ++m_verdicts[static_cast<std::size_t>(verdict)];
+}
+
+void SnmpPoller::deliver(SnmpPeer& peer, const snmp::Pdu& pdu)
+{
+    Target& target = *peer.target;
+    m_lastAccepted = m_now;
+    peer.silence.answered(m_now - peer.firstSent);
+    dropRequest(peer);
+    target.markAnswered(m_now);
+    if (peer.knowledge == VersionKnowledge::Probing && peer.version == Version::V1) {
+        peer.knowledge = VersionKnowledge::Trial;
+        useVersion(peer, Version::V2c);
+        beginConversation(peer, ReadKind::Identity);
+        return;
+    }
+    peer.knowledge = VersionKnowledge::Settled;
+    if (target.isMet() && !target.snapshot()->online) {
+        // Back at the first answer, with the last good picture until this conversation has a new one.
+        target.publish(onlineSnapshot(target.snapshot()->picture, name()));
+        m_listener.targetChanged(target);
+    }
+    peer.dialogue->accept(pdu);
+    proceed(peer);
+}
+
+// --- requests
+// --------------------------------------------------------------------------------------------------
+
+void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
+{
+    // 1 .. 2^31 - 1: some agents cannot do negative ids, and 0 means none here.
+    peer.requestId = static_cast<std::int32_t>(m_random.next() & 0x7FFFFFFF);
+    if (peer.requestId == 0) {
+        peer.requestId = 1;
+    }
+    pdu.requestId = peer.requestId;
+    peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
+    peer.sentOnce = false;
+    ++peer.requests;
+    enqueue(peer);
+}
+
+void SnmpPoller::enqueue(SnmpPeer& peer)
+{
+    setPhase(peer, Phase::Queued);
+    m_deadlines.remove(peer);
+    Queue& queue = peer.silence.isOffline() ? m_silentQueue : m_queue;
+    queue.push_back({peer.target->address().endpoint, ++peer.ticket});
+}
+
+void SnmpPoller::dropRequest(SnmpPeer& peer)
+{
+    peer.requestId = 0;
+    setPhase(peer, Phase::Resting);
+    m_deadlines.remove(peer);
+}
+
+void SnmpPoller::setPhase(SnmpPeer& peer, Phase phase)
+{
+    if (peer.phase == Phase::InFlight) {
+        --m_inFlight;
+        m_silentInFlight -= peer.countsSilent ? 1 : 0;
+    }
+    peer.phase = phase;
+    if (phase == Phase::InFlight) {
+        peer.countsSilent = peer.silence.isOffline();
+        ++m_inFlight;
+        m_silentInFlight += peer.countsSilent ? 1 : 0;
+    }
+}
+
+// --- sending
+// ---------------------------------------------------------------------------------------------------
+
+void SnmpPoller::sendQueued()
+{
+    m_sendAgainAt = kNever;
+    while (!m_queue.empty() && m_inFlight < kMostInFlight) {
+        if (!sendSome(m_queue, kMostInFlight - m_inFlight)) {
+            return;
+        }
+    }
+    while (!m_silentQueue.empty() && m_inFlight < kMostInFlight && m_silentInFlight < kMostSilentInFlight) {
+        if (!sendSome(m_silentQueue,
+                      std::min(kMostInFlight - m_inFlight, kMostSilentInFlight - m_silentInFlight))) {
+            return;
+        }
+    }
+}
+
+// The next peer that really waits in the queue; null when none is left.
+SnmpPeer* SnmpPoller::takeQueued(Queue& queue)
+{
+    while (!queue.empty()) {
+        const Place place = queue.front();
+        queue.pop_front();
+        const auto found = m_peers.find(place.endpoint);
+        if (found != m_peers.end() && found->second->phase == Phase::Queued &&
+            found->second->ticket == place.ticket) {
+            return found->second.get();
+        }
+    }
+    return nullptr;
+}
+
+// One batch; false when the port had no room for all of it.
+bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
+{
+    m_batch.clear();
+    m_datagrams.clear();
+    room = std::min(room, kSendBatch);
+    while (m_batch.size() < room) {
+        SnmpPeer* const peer = takeQueued(queue);
+        if (peer == nullptr) {
+            break;
+        }
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(peer->request.data());
+        m_batch.push_back(peer);
+        m_datagrams.push_back({peer->target->address().endpoint, {bytes, peer->request.size()}});
+    }
+    const std::size_t sent = m_port->send(m_datagrams.data(), m_datagrams.size());
+    for (std::size_t i = 0; i < sent; ++i) {
+        markSent(*m_batch[i]);
+    }
+    for (std::size_t i = m_batch.size(); i > sent; --i) {
+        queue.push_front({m_batch[i - 1]->target->address().endpoint, m_batch[i - 1]->ticket});
+    }
+    if (sent < m_batch.size()) {
+        m_sendAgainAt = m_now + kSendAgain;
+        return false;
+    }
+    return true;
+}
+
+void SnmpPoller::markSent(SnmpPeer& peer)
+{
+    setPhase(peer, Phase::InFlight);
+    if (!peer.sentOnce) {
+        peer.sentOnce = true;
+        peer.firstSent = m_now;
+    }
+    peer.lastSent = m_now;
+    peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
+    m_deadlines.schedule(peer,
+                         std::min(peer.repeatAt, m_now + (peer.countsSilent ? kSilentFlight : kFlight)));
+}
+
+// --- giving up
+// -------------------------------------------------------------------------------------------------
+
+void SnmpPoller::missed(SnmpPeer& peer)
+{
+    const bool offlineNow = peer.silence.missed(peer.lastSent, m_now);
+    if (offlineNow) {
+        becomeOffline(peer);
+    }
+    reopenWhenAllIsSilent(peer);
+    if (putAside(peer)) {
+        return;
+    }
+    if (switchVersion(peer)) {
+        beginConversation(peer, ReadKind::Identity);
+    } else if (offlineNow) {
+        // Whatever was being read is void; the smallest question finds out soonest that it is back.
+        beginConversation(peer, peer.dialogue->status() ? ReadKind::Fast : ReadKind::Identity);
+    } else {
+        enqueue(peer);
+    }
+}
+
+// When nobody at all answers any more it may be this socket's fault: an interface that went and came back.
+void SnmpPoller::reopenWhenAllIsSilent(const SnmpPeer& peer)
+{
+    if (peer.silence.isOffline() && m_lastAccepted < peer.silence.since() &&
+        m_now - m_lastReopen >= kReopenGap) {
+        m_lastReopen = m_now;
+        m_port->reopen();
+    }
+}
+
+} // namespace tarn::engine

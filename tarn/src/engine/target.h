@@ -1,0 +1,106 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/mutex.h"
+#include "tarn/src/engine/endpoint.h"
+#include "tarn/src/engine/snapshot.h"
+
+namespace tarn::engine {
+
+enum class VersionChoice : unsigned char
+{
+    Auto, // v2c first, v1 for an agent that does not answer that
+    V1,
+    V2c,
+};
+
+// Where and how one printer is asked over SNMP.
+struct SnmpAddress
+{
+    Endpoint endpoint;
+    VersionChoice version = VersionChoice::Auto;
+    std::shared_ptr<const std::string> community; // never null; shared by all that have the same
+};
+
+// Target is one printer that a back-end watches: what the callers of the ABI and the engine share about it.
+//
+// Invariants
+//  (1) snapshot() is never null.
+//  (2) Whoever opens a target that the engine has put aside is told so exactly once, by markOpened().
+// Threading: any thread, but where a function says engine.
+class Target final
+{
+public:
+    Target(SnmpAddress address, std::shared_ptr<const Snapshot> initial, TimePoint now)
+        : m_address(std::move(address)), m_lastOpened(count(now)), m_snapshot(std::move(initial))
+    {
+    }
+    Target(const Target&) = delete;
+    Target& operator=(const Target&) = delete;
+
+    const SnmpAddress& address() const { return m_address; }
+
+    std::shared_ptr<const Snapshot> snapshot() const
+    {
+        const MutexLock lock(m_mutex);
+        return m_snapshot;
+    }
+    // Engine.
+    void publish(std::shared_ptr<const Snapshot> snapshot)
+    {
+        const MutexLock lock(m_mutex);
+        m_snapshot.swap(snapshot); // the old one dies after the lock
+    }
+
+    // When the printer answered last; nothing before the first answer.
+    std::optional<TimePoint> lastAnswer() const
+    {
+        const std::int64_t ms = m_lastAnswer.load(std::memory_order_relaxed);
+        return ms < 0 ? std::nullopt : std::optional(TimePoint(Milliseconds(ms)));
+    }
+    // Engine.
+    void markAnswered(TimePoint now) { m_lastAnswer.store(count(now), std::memory_order_relaxed); }
+
+    // True when the engine must be told to ask the printer again.
+    bool markOpened(TimePoint now)
+    {
+        m_lastOpened.store(count(now));
+        return m_aside.load() && m_aside.exchange(false);
+    }
+    TimePoint lastOpened() const { return TimePoint(Milliseconds(m_lastOpened.load())); }
+    // Engine: puts the target aside unless it was opened since the given time. The order of the two steps,
+    // mirrored in markOpened(), is what keeps an opening from being lost.
+    bool putAside(TimePoint unlessOpenedSince)
+    {
+        m_aside.store(true);
+        if (lastOpened() < unlessOpenedSince) {
+            return true;
+        }
+        // Where markOpened() was quicker it has told the engine, which then finds a target that is not aside.
+        m_aside.store(false);
+        return false;
+    }
+
+    // Whether the first conversation is over: it answered, or it is known to be silent.
+    bool isMet() const { return m_met.load(std::memory_order_acquire); }
+    // Engine.
+    void markMet() { m_met.store(true, std::memory_order_release); }
+
+private:
+    static std::int64_t count(TimePoint time) { return time.time_since_epoch().count(); }
+
+    const SnmpAddress m_address;
+    std::atomic<std::int64_t> m_lastOpened;
+    std::atomic<std::int64_t> m_lastAnswer{-1};
+    std::atomic<bool> m_aside{false};
+    std::atomic<bool> m_met{false};
+    mutable Mutex m_mutex;
+    std::shared_ptr<const Snapshot> m_snapshot TARN_GUARDED_BY(m_mutex);
+};
+
+} // namespace tarn::engine
