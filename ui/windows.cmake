@@ -2,6 +2,12 @@
 target_sources(
     kel_ui
     PRIVATE
+        main_window/main_window.h
+        main_window/main_window.cpp
+        main_window/main_window.ui
+        printer_list_page/printer_list_page.h
+        printer_list_page/printer_list_page.cpp
+        printer_list_page/printer_list_page.ui
         printer_list_page/row_index.h
         printer_list_page/row_index.cpp
         setting_page/setting_page.h

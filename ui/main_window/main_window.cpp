@@ -115,10 +115,14 @@ void MainWindow::showSettingDialog(bool /*checked*/)
     m_settingPage.show();
 }
 
-QPoint MainWindow::centredPosition(const QRect& screenGeometry, const QSize& windowSize)
+std::optional<QPoint> MainWindow::centredPosition(const QList<QRect>& screenGeometries,
+                                                  const QSize& windowSize)
 {
-    return {(screenGeometry.width() - windowSize.width()) / 2,
-            (screenGeometry.height() - windowSize.height()) / 2};
+    if (screenGeometries.isEmpty()) {
+        return std::nullopt;
+    }
+    const QSize screen = screenGeometries.first().size();
+    return QPoint((screen.width() - windowSize.width()) / 2, (screen.height() - windowSize.height()) / 2);
 }
 
 void MainWindow::handleTrayAction(QAction* action)
@@ -140,9 +144,12 @@ void MainWindow::handleTrayAction(QAction* action)
 
 void MainWindow::showCentred()
 {
-    const QList<QScreen*> screens = QGuiApplication::screens();
-    if (!screens.isEmpty()) {
-        move(centredPosition(screens.first()->geometry(), size()));
+    QList<QRect> geometries;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        geometries.append(screen->geometry());
+    }
+    if (const auto position = centredPosition(geometries, size())) {
+        move(*position);
     }
     show();
 }

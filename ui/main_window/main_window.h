@@ -2,6 +2,8 @@
 
 #include <QMainWindow>
 
+#include <optional>
+
 #include "printer/printer_context.h"
 #include "ui/about_dialog/about_dialog.h"
 #include "ui/setting_page/setting_page.h"
@@ -35,9 +37,10 @@ public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    // Where a window goes that is to be centred on a screen of that geometry.
+    // Where a window of that size goes to be centred on the first screen; nowhere when there is no screen.
     // kept on purpose: the screen's own origin is not added.
-    [[nodiscard]] static QPoint centredPosition(const QRect& screenGeometry, const QSize& windowSize);
+    [[nodiscard]] static std::optional<QPoint> centredPosition(const QList<QRect>& screenGeometries,
+                                                               const QSize& windowSize);
 
 signals:
     void sigUpdatePrinterStatus(PrinterContext context);
