@@ -1,0 +1,222 @@
+#include <climits>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/twheel/runnables.h"
+
+namespace twheel::testing {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+TEST(TaskScheduler, runsAOneShotOnceAndNotBeforeItsDelay)
+{
+    TaskScheduler scheduler(2);
+    Counter runs;
+    const auto before = Clock::now();
+    Clock::time_point at;
+    scheduler.schedule(30, runnable([&] {
+                           at = Clock::now();
+                           runs.add();
+                       }));
+    ASSERT_TRUE(runs.waitFor(1));
+    EXPECT_GE(at - before, milliseconds(30));
+    Counter later;
+    scheduler.schedule(20, runnable([&] { later.add(); }));
+    ASSERT_TRUE(later.waitFor(1));
+    EXPECT_EQ(runs.value(), 1);
+}
+
+TEST(TaskScheduler, runsAPeriodicTaskAtFirstPlusNTimesPeriodWithoutDrift)
+{
+    TaskScheduler scheduler(2);
+    Counter runs;
+    std::mutex mutex;
+    std::vector<Clock::time_point> starts;
+    const auto before = Clock::now();
+    const auto handle = scheduler.schedule(20, 7, runnable([&] {
+                                               {
+                                                   const std::lock_guard<std::mutex> lock(mutex);
+                                                   starts.push_back(Clock::now());
+                                               }
+                                               runs.add();
+                                           }));
+    ASSERT_TRUE(runs.waitFor(30));
+    handle->cancel();
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (std::size_t n = 0; n < 30; ++n) {
+        EXPECT_GE(starts[n] - before, milliseconds(20 + 7 * long(n))) << "run " << n << " came early";
+    }
+}
+
+TEST(TaskScheduler, runsOnWorkersAndNeverOnTheCaller)
+{
+    TaskScheduler scheduler(1);
+    Counter runs;
+    std::thread::id id;
+    scheduler.schedule(0, runnable([&] {
+                           id = std::this_thread::get_id();
+                           runs.add();
+                       }));
+    ASSERT_TRUE(runs.waitFor(1));
+    EXPECT_NE(id, std::this_thread::get_id());
+}
+
+TEST(TaskScheduler, takesNoOrNegativeDelayAsDueAtOnce)
+{
+    TaskScheduler scheduler(1);
+    Counter runs;
+    for (const long delay : {0L, -1L, -1000L, LONG_MIN}) {
+        scheduler.schedule(delay, runnable([&] { runs.add(); }));
+    }
+    EXPECT_TRUE(runs.waitFor(4));
+}
+
+TEST(TaskScheduler, neverRunsWhatIsDueAtTheEndOfTime)
+{
+    TaskScheduler scheduler(1);
+    Counter farRuns;
+    Counter nearRuns;
+    const auto far = scheduler.schedule(LONG_MAX, LONG_MAX, runnable([&] { farRuns.add(); }));
+    scheduler.schedule(20, runnable([&] { nearRuns.add(); }));
+    ASSERT_TRUE(nearRuns.waitFor(1));
+    far->cancel();
+    EXPECT_EQ(farRuns.value(), 0);
+}
+
+TEST(TaskScheduler, waitsTheLongestPeriodAfterTheFirstRun)
+{
+    TaskScheduler scheduler(1);
+    Counter runs;
+    Counter other;
+    const auto handle = scheduler.schedule(0, LONG_MAX, runnable([&] { runs.add(); }));
+    ASSERT_TRUE(runs.waitFor(1));
+    scheduler.schedule(20, runnable([&] { other.add(); }));
+    ASSERT_TRUE(other.waitFor(1));
+    EXPECT_EQ(runs.value(), 1);
+    handle->cancel();
+}
+
+TEST(TaskScheduler, runsOnceWhenThePeriodIsNotPositive)
+{
+    TaskScheduler scheduler(1);
+    for (const long period : {0L, -1L, LONG_MIN}) {
+        Counter runs;
+        scheduler.schedule(1, period, runnable([&] { runs.add(); }));
+        ASSERT_TRUE(runs.waitFor(1));
+        Counter later;
+        scheduler.schedule(20, runnable([&] { later.add(); }));
+        ASSERT_TRUE(later.waitFor(1));
+        EXPECT_EQ(runs.value(), 1);
+    }
+}
+
+TEST(TaskScheduler, refusesANullTask)
+{
+    TaskScheduler scheduler(1);
+    EXPECT_THROW(scheduler.schedule(1, nullptr), std::invalid_argument);
+    EXPECT_THROW(scheduler.schedule(1, 1, nullptr), std::invalid_argument);
+}
+
+TEST(TaskScheduler, hasOneWorkerWhenAskedForNone)
+{
+    for (const int workers : {0, -3}) {
+        TaskScheduler scheduler(workers);
+        Counter runs;
+        scheduler.schedule(0, runnable([&] { runs.add(); }));
+        EXPECT_TRUE(runs.waitFor(1));
+    }
+}
+
+TEST(TaskScheduler, startsAnOverlappingTickWhileAWorkerIsFree)
+{
+    TaskScheduler scheduler(3);
+    Counter entered;
+    Door door;
+    const auto handle = scheduler.schedule(0, 5, runnable([&] {
+                                               entered.add();
+                                               door.pass();
+                                           }));
+    // Three runs of one task at once, since none ends before the door opens.
+    EXPECT_TRUE(entered.waitFor(3));
+    handle->cancel();
+    door.open();
+}
+
+TEST(TaskScheduler, collapsesTheTicksMissedWhileNoWorkerIsFree)
+{
+    TaskScheduler scheduler(1);
+    Counter blocked;
+    Counter runs;
+    Counter clockRuns;
+    Door door;
+    std::mutex mutex;
+    std::vector<Clock::time_point> starts;
+    const auto handle = scheduler.schedule(5, 10, runnable([&] {
+                                               {
+                                                   const std::lock_guard<std::mutex> lock(mutex);
+                                                   starts.push_back(Clock::now());
+                                               }
+                                               runs.add();
+                                           }));
+    scheduler.schedule(0, runnable([&] {
+                           blocked.add();
+                           door.pass();
+                       }));
+    ASSERT_TRUE(blocked.waitFor(1));
+    std::this_thread::sleep_for(milliseconds(105));
+    const int before = runs.value();
+    const auto opened = Clock::now();
+    door.open();
+    ASSERT_TRUE(runs.waitFor(before + 3));
+    handle->cancel();
+    const std::lock_guard<std::mutex> lock(mutex);
+    // The one that waited starts at once; the one after it keeps to the grid, so two more take over 10 ms.
+    EXPECT_GT(starts[std::size_t(before) + 2] - opened, milliseconds(10));
+}
+
+TEST(TaskScheduler, startsOthersWhileARunBlocks)
+{
+    TaskScheduler scheduler(10);
+    Counter entered;
+    Door door;
+    for (int i = 0; i < 9; ++i) {
+        scheduler.schedule(10, runnable([&] {
+                               entered.add();
+                               door.pass();
+                           }));
+    }
+    ASSERT_TRUE(entered.waitFor(9));
+    Counter runs;
+    const auto handle = scheduler.schedule(1, 2, runnable([&] { runs.add(); }));
+    EXPECT_TRUE(runs.waitFor(20));
+    handle->cancel();
+    door.open();
+}
+
+TEST(TaskScheduler, keepsItsWorkersWhenRunsThrowAnything)
+{
+    TaskScheduler scheduler(1);
+    Counter runs;
+    const auto handle = scheduler.schedule(0, 1, runnable([&] {
+                                               runs.add();
+                                               switch (runs.value() % 3) {
+                                               case 0:
+                                                   throw std::runtime_error("a run failed");
+                                               case 1:
+                                                   throw 7;
+                                               default:
+                                                   break;
+                                               }
+                                           }));
+    EXPECT_TRUE(runs.waitFor(10));
+    handle->cancel();
+}
+
+} // namespace
+} // namespace twheel::testing

@@ -1,0 +1,94 @@
+#include "twheel/src/task_core.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace twheel {
+
+namespace {
+
+// How many tasks one call moves to finer slots before it lets others have the lock.
+constexpr std::size_t kCascadeBudget = 256;
+
+Tick nextExpiry(Tick expiry, Tick period, Tick now)
+{
+    // Ticks that passed meanwhile are skipped, not made up for.
+    const Tick missed = expiry < now ? (now - expiry) / period : 0;
+    return std::min(expiry + (missed + 1) * period, kFarthest);
+}
+
+} // namespace
+
+void TaskCore::schedule(boost::shared_ptr<Task> task, Tick expiry)
+{
+    Task& node = *task;
+    node.m_expiry = std::min(expiry, kFarthest);
+    node.m_self = std::move(task);
+    if (expiry < m_wheel.next()) {
+        m_due.pushBack(node);
+    } else {
+        m_wheel.insert(node);
+    }
+    ++m_count;
+}
+
+void TaskCore::cancel(Task& task, Released& released)
+{
+    if (task.linked()) {
+        m_wheel.remove(task);
+        --m_count;
+        if (task.m_running == 0) {
+            release(task, released);
+        }
+    }
+}
+
+bool TaskCore::advance(Tick now)
+{
+    return m_wheel.advance(now, m_due, kCascadeBudget);
+}
+
+Task* TaskCore::start(Tick now)
+{
+    if (m_due.empty()) {
+        return nullptr;
+    }
+    Task& task = static_cast<Task&>(*m_due.front());
+    m_wheel.remove(task);
+    ++task.m_running;
+    if (task.m_period != 0) {
+        task.m_expiry = nextExpiry(task.m_expiry, task.m_period, now);
+        m_wheel.insert(task);
+    } else {
+        --m_count;
+    }
+    return &task;
+}
+
+void TaskCore::finish(Task& task, Released& released)
+{
+    --task.m_running;
+    if (task.m_running == 0 && !task.linked()) {
+        release(task, released);
+    }
+}
+
+bool TaskCore::releaseAny(Released& released)
+{
+    if (m_due.empty()) {
+        m_wheel.drain(m_due);
+    }
+    if (m_due.empty()) {
+        return false;
+    }
+    cancel(static_cast<Task&>(*m_due.front()), released);
+    return true;
+}
+
+void TaskCore::release(Task& task, Released& released)
+{
+    released.runnable = std::move(task.m_runnable);
+    released.task = std::move(task.m_self);
+}
+
+} // namespace twheel
