@@ -28,6 +28,9 @@ void PrinterManager::setCallback(std::function<void(PrinterContext)>) {}
 void PrinterManager::start()
 {
     ++fakeRegistry().starts;
+    if (fakeRegistry().onStart) {
+        fakeRegistry().onStart();
+    }
 }
 
 std::vector<PrinterContext> PrinterManager::getPrinters()

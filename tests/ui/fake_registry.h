@@ -13,9 +13,10 @@ struct FakeRegistry
 {
     std::vector<morvik::kel::PrinterContext> printers; // what getPrinters and getPrinter know
     std::vector<std::string> models;
-    bool modelsFail = false;      // getModels throws LibraryNotReady
-    bool printersFail = false;    // getPrinters and getPrinter throw LibraryNotReady
-    std::function<void()> onSave; // runs before a save is recorded; may throw
+    bool modelsFail = false;       // getModels throws LibraryNotReady
+    bool printersFail = false;     // getPrinters and getPrinter throw LibraryNotReady
+    std::function<void()> onStart; // runs in every start; may throw
+    std::function<void()> onSave;  // runs before a save is recorded; may throw
 
     std::vector<std::string> asked;     // names given to getPrinter
     std::vector<std::string> refreshed; // names given to refresh

@@ -19,9 +19,8 @@ void RowIndex::watch(QListWidget* list)
     QObject::connect(model, &QAbstractItemModel::modelReset, &m_context, outdate);
     QObject::connect(model, &QAbstractItemModel::dataChanged, &m_context,
                      [this](const QModelIndex&, const QModelIndex&, const QVector<int>& roles) {
-                         // Icons change with every change of status; they do not concern the names.
-                         if (roles.isEmpty() || roles.contains(Qt::DisplayRole) ||
-                             roles.contains(Qt::EditRole)) {
+                         // Icons change with many a status; they do not concern the names.
+                         if (roles.isEmpty() || roles.contains(Qt::DisplayRole)) {
                              m_current = false;
                          }
                      });
