@@ -16,6 +16,12 @@ void PollGate::close()
         m_left.wait(m_mutex);
 }
 
+long PollGate::inside()
+{
+    const MutexLock lock(m_mutex);
+    return m_inside;
+}
+
 bool PollGate::enter()
 {
     const MutexLock lock(m_mutex);

@@ -40,6 +40,8 @@ public:
     void close();
     // Whether close() has begun: a poll that waited for its turn looks again before it calls the library.
     bool isClosing() const { return m_closing.load(std::memory_order_acquire); }
+    // Polls in progress.
+    long inside();
 
 private:
     bool enter();
