@@ -44,8 +44,8 @@ enum class SupplyKind
 
 enum class LevelKind
 {
-    Unknown,  // the printer does not say (-2, no row, no capacity)
-    Some,     // some is left, it does not say how much (-3)
+    Unknown,   // the printer does not say (-2, no row, no capacity)
+    Some,      // some is left, it does not say how much (-3)
     Unlimited, // no restriction (-1)
     Percent,
 };
@@ -59,7 +59,7 @@ struct Supply
     std::string colorText;
     std::string description;
     LevelKind levelKind = LevelKind::Unknown;
-    int percent = 0; // 0..100, of what is left (of what is filled for a receptacle), when levelKind is Percent
+    int percent = 0; // 0..100 when levelKind is Percent: of what is left, or of the room left in a receptacle
 };
 
 struct Tray
@@ -82,11 +82,11 @@ enum class Severity
 
 struct Alert
 {
-    int code = 0;          // prtAlertCode, or 0 for one derived from an error bit
-    std::string keyword;   // language-neutral, e.g. "jam", "coverOpen"
-    std::string text;      // Chinese, or the device's own where the code is unknown; never holds "-"
+    int code = 0;        // prtAlertCode, or 0 for one derived from an error bit
+    std::string keyword; // language-neutral, e.g. "jam", "coverOpen"
+    std::string text;    // Chinese, or the device's own where the code is unknown; never holds "-"
     Severity severity = Severity::Other;
-    std::string place;     // e.g. tray name; may be empty
+    std::string place; // e.g. tray name; may be empty
 };
 
 struct DeviceStatus
@@ -97,14 +97,24 @@ struct DeviceStatus
     std::string location;
     Activity activity = Activity::Unknown;
     bool powerSave = false;
+    bool needsAttention = false; // it has stopped, or will not start, until somebody does something
     std::vector<Supply> supplies;
     std::vector<Tray> trays;
-    std::vector<Alert> alerts;       // worst first, one per kind and place
-    std::optional<std::int64_t> totalPages;
+    std::vector<Alert> alerts;              // worst first, one per kind and place
+    std::optional<std::int64_t> totalPages; // impressions or sheets, as the printer counts them
     bool paperLow = false;
     bool paperOut = false;
     bool tonerLow = false;
     bool tonerOut = false;
 };
+
+bool operator==(const Supply& left, const Supply& right);
+bool operator==(const Tray& left, const Tray& right);
+bool operator==(const Alert& left, const Alert& right);
+bool operator==(const DeviceStatus& left, const DeviceStatus& right);
+inline bool operator!=(const DeviceStatus& left, const DeviceStatus& right)
+{
+    return !(left == right);
+}
 
 } // namespace tarn::device

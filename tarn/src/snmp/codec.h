@@ -19,8 +19,15 @@ struct ByteView
 // The BER encoding of a v1 or v2c message (RFC 1157, RFC 3416, X.690 restricted as RFC 3417 section 8 says).
 std::string encodeMessage(const Message& message);
 
+// More variable bindings than any answer to our own requests can hold; a message with more is refused.
+constexpr std::size_t maxVarbinds = 1024;
+
 // The message, or nothing when the bytes are no whole, well-formed v1/v2c message. Never reads past the view,
-// never allocates more than a small multiple of its size. Long-form and non-minimal lengths are accepted.
+// never allocates more than a small multiple of its size. Accepted beyond the letter of the standard, because
+// agents send it: long-form and non-minimal lengths, integers with redundant leading octets, Counter32 and
+// its like with the sign bit set and no leading zero, an empty object identifier (0.0), octets after the
+// message. Refused: indefinite lengths, integers of no octet or of more than 64 bits, identifiers of more
+// than 128 sub-identifiers or with one above 32 bits, more than maxVarbinds bindings, traps and v3.
 std::optional<Message> decodeMessage(ByteView bytes);
 
 } // namespace tarn::snmp

@@ -11,7 +11,7 @@ using Oid = std::vector<std::uint32_t>; // at most 128 sub-identifiers; compares
 
 enum class ValueType : std::uint8_t
 {
-    Integer,      // RFC 2578 7.1.1, signed 32 bits
+    Integer, // RFC 2578 7.1.1, signed 32 bits
     OctetString,
     Null,
     ObjectId,
@@ -21,7 +21,7 @@ enum class ValueType : std::uint8_t
     TimeTicks,
     Opaque,
     Counter64,
-    NoSuchObject,   // RFC 3416 3, exceptions of v2c
+    NoSuchObject, // RFC 3416 3, exceptions of v2c
     NoSuchInstance,
     EndOfMibView,
 };

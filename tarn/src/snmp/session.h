@@ -32,6 +32,9 @@ enum class ReadOutcome
 // Invariants
 //  (1) A conversation ends after a bounded number of requests, whatever the answers are.
 //  (2) status() is never half a conversation: it changes only when a conversation ends.
+//  (3) Fast compares numbers; the picture is built again only when one of them moved.
+// An Identity or Full that finds no printer objects where there were some before (an agent that still starts)
+// keeps the picture and ends Unusable. begin(Full) and begin(Fast) before the first Identity do Identity.
 // Threading: one thread (the engine's).
 class Session
 {
@@ -47,6 +50,10 @@ public:
     std::optional<Pdu> nextRequest();
     // Takes the accepted answer to the last request.
     void accept(const Pdu& response);
+    // May be called when the engine gave a request up unanswered while the device answered smaller ones of
+    // the same conversation: later requests are smaller and repeat nothing (some agents drop what they cannot
+    // hold instead of saying tooBig). Ends the conversation; the outcome is then what it was before.
+    void noAnswer();
     // The outcome of the conversation that has just ended.
     ReadOutcome outcome() const;
     // The last whole picture; null before the first.

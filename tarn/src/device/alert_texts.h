@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tarn/src/device/device_status.h"
+
+namespace tarn::device {
+
+// What a code of the alert list is to a person.
+enum class AlertMeaning : std::uint8_t
+{
+    Fault,         // reported
+    Event,         // something that happened and is over (a cover closed, power up): never reported
+    StaleWhenIdle, // devices leave it standing: reported only while the printer neither idles nor prints
+    PowerSave,
+    WarmUp,
+};
+
+struct AlertText
+{
+    int code;            // PrtAlertCodeTC, IANA-PRINTER-MIB
+    const char* keyword; // its label there
+    const char* text;    // Chinese, without hyphen
+    AlertMeaning meaning;
+};
+
+// Null for a code that the list does not have.
+const AlertText* findAlertText(int code);
+
+// One bit of hrPrinterDetectedErrorState (RFC 2790), counted from the most significant bit of the first
+// octet.
+struct ErrorBit
+{
+    int bit;
+    const char* keyword;
+    const char* text;
+    bool stopsPrinter;  // RFC 2790's table gives "down" for it, else "warning"
+    int explainedBy[8]; // codes of alerts that say the same more exactly; 0 ends the list
+};
+
+constexpr int errorBitCount = 15;
+const ErrorBit& errorBit(int bit);
+
+// Chinese name of a sub-unit (prtAlertGroup), e.g. "进纸部件"; "打印机" for the others.
+const char* alertGroupText(std::int64_t group);
+
+} // namespace tarn::device

@@ -1,0 +1,238 @@
+#include "tarn/src/device/rendering.h"
+
+#include <json/json.h>
+
+#include <limits>
+
+#include "tarn/src/device/supply_words.h"
+#include "tarn/src/device/text.h"
+
+namespace tarn::device {
+
+namespace {
+
+constexpr int noSuchSupply = -1;
+constexpr int levelWithoutNumber = 101; // the window draws a full bar and no number
+
+const char* summary(const DeviceStatus& status)
+{
+    if (status.activity == Activity::Printing) {
+        return "打印中";
+    }
+    if (status.activity == Activity::WarmUp) {
+        return "预热中";
+    }
+    if (status.needsAttention) {
+        return "需要处理";
+    }
+    if (status.powerSave) {
+        return "节能";
+    }
+    return status.activity == Activity::Idle ? "就绪" : "在线";
+}
+
+const char* activityKeyword(Activity activity)
+{
+    switch (activity) {
+    case Activity::Unknown:
+        return "unknown";
+    case Activity::Other:
+        return "other";
+    case Activity::Idle:
+        return "idle";
+    case Activity::Printing:
+        return "printing";
+    case Activity::WarmUp:
+        return "warmup";
+    }
+    return "unknown";
+}
+
+const char* severityKeyword(Severity severity)
+{
+    switch (severity) {
+    case Severity::Other:
+        return "other";
+    case Severity::Warning:
+        return "warning";
+    case Severity::Critical:
+        return "critical";
+    }
+    return "other";
+}
+
+// Of two supplies of one colour the emptier known one rules; one without a number counts only when none has
+// one.
+int tonerLevel(const DeviceStatus& status, SupplyColor color)
+{
+    int level = noSuchSupply;
+    for (const Supply& supply : status.supplies) {
+        if (supply.kind != SupplyKind::Toner || supply.color != color) {
+            continue;
+        }
+        const int own = supply.levelKind == LevelKind::Percent ? supply.percent : levelWithoutNumber;
+        level = level == noSuchSupply || own < level ? own : level;
+    }
+    return level;
+}
+
+// The reader takes 32 bits: a counter beyond them is shown as the largest it can take.
+std::string pagesText(const DeviceStatus& status)
+{
+    if (!status.totalPages || *status.totalPages < 0) {
+        return "-1";
+    }
+    const std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    return std::to_string(*status.totalPages < most ? *status.totalPages : most);
+}
+
+Json::Value levelValue(LevelKind kind, int percent)
+{
+    switch (kind) {
+    case LevelKind::Percent:
+        return percent;
+    case LevelKind::Some:
+        return "some";
+    case LevelKind::Unlimited:
+        return "some";
+    case LevelKind::Unknown:
+        break;
+    }
+    return Json::Value(Json::nullValue);
+}
+
+Json::Value supplyObject(const Supply& supply)
+{
+    Json::Value object(Json::objectValue);
+    object["type"] = supply.type;
+    object["class"] = kindKeyword(supply.kind);
+    object["receptacle"] = supply.receptacle;
+    object["colour"] = supply.color == SupplyColor::Other ? supply.colorText : colorKeyword(supply.color);
+    object["percent"] = levelValue(supply.levelKind, supply.percent);
+    object["description"] = supply.description;
+    return object;
+}
+
+Json::Value countOrNull(std::int64_t count)
+{
+    return count < 0 ? Json::Value(Json::nullValue) : Json::Value(static_cast<Json::Int64>(count));
+}
+
+Json::Value trayObject(const Tray& tray)
+{
+    Json::Value object(Json::objectValue);
+    object["name"] = tray.name;
+    object["percent"] = levelValue(tray.levelKind, tray.percent);
+    object["sheets"] = countOrNull(tray.level);
+    object["capacity"] = countOrNull(tray.capacity);
+    object["available"] = tray.available;
+    object["empty"] = tray.empty;
+    return object;
+}
+
+Json::Value alertObject(const Alert& alert)
+{
+    Json::Value object(Json::objectValue);
+    object["code"] = alert.keyword;
+    object["number"] = alert.code == 0 ? Json::Value(Json::nullValue) : Json::Value(alert.code);
+    object["text"] = alert.text;
+    object["severity"] = severityKeyword(alert.severity);
+    object["place"] = alert.place;
+    return object;
+}
+
+template <typename T, typename Render>
+Json::Value arrayOf(const std::vector<T>& items, Render render)
+{
+    Json::Value array(Json::arrayValue);
+    for (const T& item : items) {
+        array.append(render(item));
+    }
+    return array;
+}
+
+std::string written(const Json::Value& value)
+{
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, value);
+}
+
+const char* flagText(bool flag)
+{
+    return flag ? "1" : "0";
+}
+
+} // namespace
+
+int stateCode(const DeviceStatus& status)
+{
+    switch (status.activity) {
+    case Activity::Idle:
+        return 3;
+    case Activity::Printing:
+        return 4;
+    case Activity::WarmUp:
+        return 5;
+    case Activity::Unknown:
+    case Activity::Other:
+        break;
+    }
+    return 1;
+}
+
+std::string stateMessage(const DeviceStatus& status)
+{
+    std::string message = summary(status);
+    for (const Alert& alert : status.alerts) {
+        message += '-' + itemText(alert.text);
+        if (!alert.place.empty()) {
+            message += "（" + itemText(alert.place) + "）";
+        }
+    }
+    return message;
+}
+
+std::string detailDocument(const DeviceStatus& status)
+{
+    Json::Value root(Json::objectValue);
+    root["schema"] = 1;
+    root["model"] = status.model;
+    root["serial"] = status.serialNumber;
+    root["description"] = status.description;
+    root["location"] = status.location;
+    root["activity"] = activityKeyword(status.activity);
+    root["state"] = stateCode(status);
+    root["summary"] = summary(status);
+    root["powerSave"] = status.powerSave;
+    root["needsAttention"] = status.needsAttention;
+    root["supplies"] = arrayOf(status.supplies, supplyObject);
+    root["trays"] = arrayOf(status.trays, trayObject);
+    root["alerts"] = arrayOf(status.alerts, alertObject);
+    root["counters"]["totalPages"] = countOrNull(status.totalPages.value_or(-1));
+    root["flags"]["lessPaper"] = status.paperLow;
+    root["flags"]["lackPaper"] = status.paperOut;
+    root["flags"]["lessToner"] = status.tonerLow;
+    root["flags"]["lackToner"] = status.tonerOut;
+    return written(root);
+}
+
+std::string infoDocument(const DeviceStatus& status)
+{
+    Json::Value root(Json::objectValue);
+    root["CToner"] = std::to_string(tonerLevel(status, SupplyColor::Cyan));
+    root["MToner"] = std::to_string(tonerLevel(status, SupplyColor::Magenta));
+    root["YToner"] = std::to_string(tonerLevel(status, SupplyColor::Yellow));
+    root["KToner"] = std::to_string(tonerLevel(status, SupplyColor::Black));
+    root["RToner"] = std::to_string(tonerLevel(status, SupplyColor::Red));
+    root["totalprint"] = pagesText(status);
+    root["lessPaper"] = flagText(status.paperLow);
+    root["lackPaper"] = flagText(status.paperOut);
+    root["lessToner"] = flagText(status.tonerLow);
+    root["lackToner"] = flagText(status.tonerOut);
+    root["detail"] = detailDocument(status);
+    return written(root);
+}
+
+} // namespace tarn::device

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tarn/src/device/device_status.h"
+
+namespace tarn::device {
+
+// What the words of a supply's description say. Devices describe supplies in the language of their panel, and
+// say "toner" of drums and waste boxes in the column that should tell them apart.
+
+struct ColorSaid
+{
+    SupplyColor color = SupplyColor::None;
+    std::string text; // the standard's keyword for the five, else what is said, e.g. "light cyan"
+};
+
+// The colour named by words in several languages, then by a tag ("[K]", "(BK)"), then by the last letter of a
+// part number ("TK-8527C"). The head of the description, before a comma or semicolon, is asked first: part
+// and serial numbers stand behind it. More than one colour (a three-colour cartridge) is Other. None when
+// nothing says one.
+ColorSaid colorFromDescription(const std::string& description);
+
+// The colour that a colorant table names; None for "other", "unknown", "none" and the empty text.
+ColorSaid colorFromColorant(const std::string& value);
+
+// Which part other than toner or ink the words name; nothing when they name none.
+std::optional<SupplyKind> partFromDescription(const std::string& description);
+
+// Whether the words name toner, ink, wax or ribbon, or a cartridge of it.
+bool namesMarkingMaterial(const std::string& description);
+
+const char* colorKeyword(SupplyColor color); // "black" ... "red", "other", "none"
+const char* kindKeyword(SupplyKind kind);    // "toner", "drum", ...
+
+} // namespace tarn::device

@@ -1,0 +1,96 @@
+#include "tarn/src/device/text.h"
+
+#include <cstdint>
+
+namespace tarn::device {
+
+namespace {
+
+constexpr char32_t replacement = U'\uFFFD';
+
+std::size_t lengthOf(std::uint8_t first)
+{
+    if (first < 0x80) {
+        return 1;
+    }
+    if (first >= 0xC2 && first < 0xE0) {
+        return 2;
+    }
+    if (first >= 0xE0 && first < 0xF0) {
+        return 3;
+    }
+    return first >= 0xF0 && first < 0xF5 ? 4 : 0;
+}
+
+char32_t foldOne(char32_t point)
+{
+    const auto in = [point](char32_t first, char32_t last) { return point >= first && point <= last; };
+    if (in(U'A', U'Z') || (in(0xC0, 0xDE) && point != 0xD7) || in(0x391, 0x3A9) || in(0x410, 0x42F)) {
+        return point + 0x20;
+    }
+    if (point == 0x401 || point == 0x451) {
+        return 0x435; // Russian texts write the letter with and without its dots
+    }
+    if (in(0x400, 0x40F)) {
+        return point + 0x50;
+    }
+    if (in(0x139, 0x148) || in(0x179, 0x17E)) { // here the odd ones are the capitals
+        return (point & 1) != 0 ? point + 1 : point;
+    }
+    if (in(0x100, 0x17F)) {
+        return (point & 1) == 0 ? point + 1 : point;
+    }
+    if (in(0xFF21, 0xFF3A)) {
+        return point - 0xFF21 + U'a';
+    }
+    return in(0xFF01, 0xFF5E) ? point - 0xFEE0 : point;
+}
+
+} // namespace
+
+std::u32string toCodePoints(std::string_view utf8)
+{
+    std::u32string points;
+    points.reserve(utf8.size());
+    for (std::size_t i = 0; i < utf8.size();) {
+        const auto first = static_cast<std::uint8_t>(utf8[i]);
+        const std::size_t length = lengthOf(first);
+        if (length == 0 || utf8.size() - i < length) {
+            points.push_back(replacement);
+            ++i;
+            continue;
+        }
+        char32_t point = length == 1 ? first : static_cast<char32_t>(first & (0xFF >> (length + 1)));
+        for (std::size_t k = 1; k < length; ++k) {
+            point = (point << 6) | (static_cast<std::uint8_t>(utf8[i + k]) & 0x3F);
+        }
+        points.push_back(point);
+        i += length;
+    }
+    return points;
+}
+
+std::u32string foldCase(std::u32string text)
+{
+    for (char32_t& point : text) {
+        point = foldOne(point);
+    }
+    return text;
+}
+
+std::string itemText(std::string_view utf8)
+{
+    std::string out;
+    for (const char octet : utf8) {
+        if (octet == '-') {
+            out += "\xEF\xBC\x8D"; // U+FF0D
+        } else if (static_cast<std::uint8_t>(octet) < 0x20 || octet == 0x7F) {
+            out.push_back(' ');
+        } else {
+            out.push_back(octet);
+        }
+    }
+    return out;
+}
+
+} // namespace tarn::device

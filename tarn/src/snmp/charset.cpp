@@ -1,0 +1,215 @@
+#include "tarn/src/snmp/charset.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+
+namespace tarn::snmp {
+
+namespace {
+
+struct Charset
+{
+    std::int64_t mibEnum; // IANA character sets registry
+    const char* name;     // as iconv knows it
+    bool singleOctet;
+};
+
+constexpr Charset charsets[] = {
+    {4, "ISO-8859-1", true},    {5, "ISO-8859-2", true},    {6, "ISO-8859-3", true},
+    {7, "ISO-8859-4", true},    {8, "ISO-8859-5", true},    {9, "ISO-8859-6", true},
+    {10, "ISO-8859-7", true},   {11, "ISO-8859-8", true},   {12, "ISO-8859-9", true},
+    {13, "ISO-8859-10", true},  {17, "SHIFT_JIS", false},   {18, "EUC-JP", false},
+    {38, "EUC-KR", false},      {39, "ISO-2022-JP", false}, {57, "GB2312", false},
+    {109, "ISO-8859-13", true}, {110, "ISO-8859-14", true}, {111, "ISO-8859-15", true},
+    {112, "ISO-8859-16", true}, {113, "GBK", false},        {114, "GB18030", false},
+    {1000, "UCS-2BE", false},   {1001, "UCS-4BE", false},   {1013, "UTF-16BE", false},
+    {1014, "UTF-16LE", false},  {1015, "UTF-16BE", false},  {2004, "HP-ROMAN8", true},
+    {2009, "CP850", true},      {2010, "CP852", true},      {2011, "CP437", true},
+    {2024, "CP932", false},     {2025, "GB2312", false},    {2026, "BIG5", false},
+    {2046, "CP855", true},      {2084, "KOI8-R", true},     {2086, "CP866", true},
+    {2109, "CP874", true},      {2250, "CP1250", true},     {2251, "CP1251", true},
+    {2252, "CP1252", true},     {2253, "CP1253", true},     {2254, "CP1254", true},
+    {2255, "CP1255", true},     {2256, "CP1256", true},     {2257, "CP1257", true},
+    {2258, "CP1258", true},     {2259, "TIS-620", true},
+};
+
+const Charset* findCharset(std::optional<std::int64_t> mibEnum)
+{
+    if (!mibEnum) {
+        return nullptr;
+    }
+    const auto* const found =
+        std::find_if(std::begin(charsets), std::end(charsets),
+                     [&](const Charset& charset) { return charset.mibEnum == *mibEnum; });
+    return found == std::end(charsets) ? nullptr : found;
+}
+
+std::optional<std::string> convert(const std::string& octets, const char* from)
+{
+    const iconv_t handle = iconv_open("UTF-8", from);
+    if (handle == reinterpret_cast<iconv_t>(-1)) {
+        return std::nullopt; // this system has no such converter
+    }
+    std::string out(octets.size() * 4 + 4, '\0'); // no octet of these charsets becomes more than four
+    std::string in = octets;
+    char* inAt = in.data();
+    std::size_t inLeft = in.size();
+    char* outAt = out.data();
+    std::size_t outLeft = out.size();
+    const std::size_t result = iconv(handle, &inAt, &inLeft, &outAt, &outLeft);
+    iconv_close(handle);
+    if (result == static_cast<std::size_t>(-1)) {
+        return std::nullopt;
+    }
+    out.resize(out.size() - outLeft);
+    return out;
+}
+
+std::string fromLatin1(const std::string& octets)
+{
+    std::string out;
+    for (const char octet : octets) {
+        const auto value = static_cast<std::uint8_t>(octet);
+        if (value < 0x80) {
+            out.push_back(octet);
+        } else {
+            out.push_back(static_cast<char>(0xC0 | (value >> 6)));
+            out.push_back(static_cast<char>(0x80 | (value & 0x3F)));
+        }
+    }
+    return out;
+}
+
+bool isAscii(const std::string& octets)
+{
+    return std::all_of(octets.begin(), octets.end(),
+                       [](char octet) { return static_cast<std::uint8_t>(octet) < 0x80; });
+}
+
+bool isWide(const Charset& charset)
+{
+    return charset.mibEnum >= 1000 && charset.mibEnum <= 1015;
+}
+
+// A big-endian or little-endian byte order mark says more than the charset's default order.
+std::optional<std::string> convertWide(const std::string& octets, const Charset& charset)
+{
+    if (octets.size() >= 2 && octets[0] == '\xFF' && octets[1] == '\xFE') {
+        return convert(octets.substr(2), "UTF-16LE");
+    }
+    const bool marked = octets.size() >= 2 && octets[0] == '\xFE' && octets[1] == '\xFF';
+    return convert(marked ? octets.substr(2) : octets, charset.name);
+}
+
+std::string decodeRaw(std::string octets, std::optional<std::int64_t> mibEnum)
+{
+    const Charset* charset = findCharset(mibEnum);
+    const bool looksWide = octets.find('\0') != std::string::npos || !isValidUtf8(octets);
+    if (charset != nullptr && isWide(*charset) && octets.size() % 2 == 0 && looksWide) {
+        if (std::optional<std::string> text = convertWide(octets, *charset)) {
+            return *text;
+        }
+    }
+    octets.erase(std::find(octets.begin(), octets.end(), '\0'), octets.end());
+    const bool escapes = charset != nullptr && octets.find('\x1B') != std::string::npos; // ISO-2022
+    if (isAscii(octets) && !escapes) {
+        return octets;
+    }
+    const bool utf8 = isValidUtf8(octets);
+    if (charset != nullptr && !(charset->singleOctet && utf8)) {
+        if (std::optional<std::string> text = convert(octets, charset->name)) {
+            return *text;
+        }
+    }
+    return utf8 ? octets : fromLatin1(octets);
+}
+
+bool isControl(const std::string& text, std::size_t at, std::size_t& length)
+{
+    const auto first = static_cast<std::uint8_t>(text[at]);
+    length = 1;
+    if (first < 0x20 || first == 0x7F) {
+        return true;
+    }
+    if (first == 0xC2 &&
+        at + 1 < text.size()) { // U+0080 to U+00A0: C1 controls and the blank that does not break
+        length = static_cast<std::uint8_t>(text[at + 1]) <= 0xA0 ? 2 : 1;
+        return length == 2;
+    }
+    if (first == 0xEF && text.compare(at, 3, "\xEF\xBB\xBF") == 0) { // byte order mark
+        length = 3;
+        return true;
+    }
+    return false;
+}
+
+std::string tidy(const std::string& text)
+{
+    std::string out;
+    bool blank = false;
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t length = 1;
+        if (isControl(text, i, length) || text[i] == ' ') {
+            blank = true;
+            i += length;
+            continue;
+        }
+        if (blank && !out.empty()) {
+            out.push_back(' ');
+        }
+        blank = false;
+        out.push_back(text[i++]);
+    }
+    return out;
+}
+
+} // namespace
+
+bool isValidUtf8(const std::string& octets)
+{
+    for (std::size_t i = 0; i < octets.size();) {
+        const auto first = static_cast<std::uint8_t>(octets[i]);
+        std::size_t length = 1;
+        std::uint32_t point = first;
+        std::uint32_t least = 0;
+        if (first >= 0xF0 && first <= 0xF4) {
+            length = 4;
+            point = first & 0x07;
+            least = 0x10000;
+        } else if (first >= 0xE0 && first < 0xF0) {
+            length = 3;
+            point = first & 0x0F;
+            least = 0x800;
+        } else if (first >= 0xC2 && first < 0xE0) {
+            length = 2;
+            point = first & 0x1F;
+            least = 0x80;
+        } else if (first >= 0x80) {
+            return false;
+        }
+        if (octets.size() - i < length) {
+            return false;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<std::uint8_t>(octets[i + k]);
+            if ((next & 0xC0) != 0x80) {
+                return false;
+            }
+            point = (point << 6) | (next & 0x3F);
+        }
+        if (point < least || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
+            return false;
+        }
+        i += length;
+    }
+    return true;
+}
+
+std::string decodeText(const std::string& octets, std::optional<std::int64_t> charset)
+{
+    const std::string text = tidy(decodeRaw(octets, charset));
+    return isValidUtf8(text) ? text : tidy(fromLatin1(text));
+}
+
+} // namespace tarn::snmp

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tarn/src/snmp/pdu.h"
+
+namespace tarn::snmp {
+
+// The objects that are read from a printer, one a column. System: RFC 3418. hr*: RFC 2790. prt*: RFC 3805.
+enum class ColumnId : std::uint8_t
+{
+    SysDescr,
+    SysObjectId,
+    SysUpTime,
+    SysLocation,
+    HrDeviceType,
+    HrDeviceDescr,
+    HrDeviceStatus,
+    HrPrinterStatus,
+    HrPrinterDetectedErrorState,
+    PrtGeneralConfigChanges,
+    PrtGeneralCurrentLocalization,
+    PrtGeneralPrinterName,
+    PrtGeneralSerialNumber,
+    PrtAlertCriticalEvents,
+    PrtAlertAllEvents,
+    PrtLocalizationCharacterSet,
+    PrtInputType,
+    PrtInputCapacityUnit,
+    PrtInputMaxCapacity,
+    PrtInputCurrentLevel,
+    PrtInputStatus,
+    PrtInputName,
+    PrtInputDescription,
+    PrtMarkerCounterUnit,
+    PrtMarkerLifeCount,
+    PrtMarkerSuppliesColorantIndex,
+    PrtMarkerSuppliesClass,
+    PrtMarkerSuppliesType,
+    PrtMarkerSuppliesDescription,
+    PrtMarkerSuppliesSupplyUnit,
+    PrtMarkerSuppliesMaxCapacity,
+    PrtMarkerSuppliesLevel,
+    PrtMarkerColorantValue,
+    PrtAlertSeverityLevel,
+    PrtAlertGroup,
+    PrtAlertGroupIndex,
+    PrtAlertLocation,
+    PrtAlertCode,
+    PrtAlertDescription,
+    Count,
+};
+
+constexpr std::size_t columnCount = static_cast<std::size_t>(ColumnId::Count);
+
+// How the instances of a column are named behind the column's own identifier.
+enum class IndexForm : std::uint8_t
+{
+    Scalar,        // .0
+    Device,        // .hrDeviceIndex
+    PrinterDevice, // .hrDeviceIndex, of the row that the Printer-MIB uses
+    PrinterRow,    // .hrDeviceIndex.row
+};
+
+enum class ColumnKind : std::uint8_t
+{
+    Number,
+    Text,     // octets as received; charset.h makes text of them
+    ObjectId, // kept as dotted text
+};
+
+struct ColumnSpec
+{
+    ColumnId id;
+    const char* oid;
+    IndexForm form;
+    ColumnKind kind;
+    std::uint16_t maxRows; // more are not read, whatever the agent has
+};
+
+const ColumnSpec& specOf(ColumnId id);
+
+Oid parseOid(const char* dotted);
+std::string dottedOid(const Oid& oid);
+bool hasPrefix(const Oid& oid, const Oid& prefix);
+
+// One column as read: rows ascending, and one number or text a row.
+struct ColumnData
+{
+    std::vector<std::uint32_t> rows;
+    std::vector<std::int64_t> numbers;
+    std::vector<std::string> texts;
+
+    std::optional<std::int64_t> numberOf(std::uint32_t row) const;
+    // Null when there is no such row; valid until the column changes.
+    const std::string* textOf(std::uint32_t row) const;
+    std::optional<std::int64_t> firstNumber() const;
+    const std::string* firstText() const;
+    bool empty() const { return rows.empty(); }
+};
+
+bool operator==(const ColumnData& left, const ColumnData& right);
+inline bool operator!=(const ColumnData& left, const ColumnData& right)
+{
+    return !(left == right);
+}
+
+// Takes a value of the kind that the column wants; false, and nothing changes, when it is of another kind, an
+// exception of v2c, or not above the last row.
+bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Value& value);
+
+// Everything that was read of one printer.
+struct PrinterTables
+{
+    std::array<ColumnData, columnCount> columns;
+
+    ColumnData& operator[](ColumnId id) { return columns[static_cast<std::size_t>(id)]; }
+    const ColumnData& operator[](ColumnId id) const { return columns[static_cast<std::size_t>(id)]; }
+};
+
+} // namespace tarn::snmp

@@ -1,0 +1,149 @@
+#include "tarn/src/snmp/picture.h"
+
+#include <algorithm>
+
+#include "tarn/src/snmp/charset.h"
+#include "tarn/src/snmp/quirks.h"
+
+namespace tarn::snmp {
+
+namespace {
+
+std::string standardSerial(const PrinterTables& tables)
+{
+    const std::string serial = firstTextOf(tables, ColumnId::PrtGeneralSerialNumber);
+    return namesNoSerial(serial) ? std::string() : serial;
+}
+
+std::string usableModel(const std::string& text, const std::string& serial)
+{
+    return text.empty() || namesNoModel(text) ? std::string() : cleanModel(text, serial);
+}
+
+std::string standardModel(const PrinterTables& tables, const std::string& serial)
+{
+    const std::string model = usableModel(firstTextOf(tables, ColumnId::HrDeviceDescr), serial);
+    return !model.empty() ? model : usableModel(firstTextOf(tables, ColumnId::PrtGeneralPrinterName), serial);
+}
+
+void buildIdentity(const PrinterTables& tables, const VendorFacts& vendor, device::DeviceStatus& status)
+{
+    const std::string sysDescr = firstTextOf(tables, ColumnId::SysDescr);
+    const std::string hrDeviceDescr = firstTextOf(tables, ColumnId::HrDeviceDescr);
+    status.serialNumber = standardSerial(tables);
+    for (const std::string& serial :
+         {vendor.serialNumber, serialInDescription(sysDescr), serialInDescription(hrDeviceDescr)}) {
+        if (status.serialNumber.empty() && !namesNoSerial(serial)) {
+            status.serialNumber = serial;
+        }
+    }
+    status.model = standardModel(tables, status.serialNumber);
+    for (const std::string& model : {vendor.model, modelInDescription(sysDescr), sysDescr}) {
+        if (status.model.empty()) {
+            status.model = usableModel(model, status.serialNumber);
+        }
+    }
+    for (const std::string& text : {sysDescr, hrDeviceDescr, status.model}) {
+        if (status.description.empty()) {
+            status.description = text;
+        }
+    }
+    status.location = firstTextOf(tables, ColumnId::SysLocation);
+}
+
+// The printer's own counter. With several markers the largest: every sheet passes that one.
+std::optional<std::int64_t> totalPages(const PrinterTables& tables, const VendorFacts& vendor)
+{
+    const std::vector<std::int64_t>& counts = tables[ColumnId::PrtMarkerLifeCount].numbers;
+    std::optional<std::int64_t> most;
+    for (const std::int64_t count : counts) {
+        if (count >= 0 && (!most || count > *most)) {
+            most = count;
+        }
+    }
+    return most ? most : vendor.totalPages;
+}
+
+} // namespace
+
+void takeVendorValue(const VendorObject& object, const Value& value, std::optional<std::int64_t> charset,
+                     VendorFacts& facts)
+{
+    if (object.field == VendorField::TotalPages) {
+        const std::optional<std::int64_t> pages =
+            object.format == VendorFormat::TagList ? vendorNumber(value.bytes) : value.number;
+        if (!facts.totalPages && pages && *pages >= 0) {
+            facts.totalPages = pages;
+        }
+        return;
+    }
+    const std::optional<std::string> octets = vendorText(object, value.bytes);
+    const std::string text = octets ? decodeText(*octets, charset) : std::string();
+    if (object.field == VendorField::SerialNumber && facts.serialNumber.empty() && !namesNoSerial(text)) {
+        facts.serialNumber = text;
+    } else if (object.field == VendorField::Model && facts.model.empty() && !namesNoModel(text)) {
+        facts.model = text;
+    }
+}
+
+std::vector<std::uint32_t> rowsOf(const PrinterTables& tables, std::initializer_list<ColumnId> columns)
+{
+    std::vector<std::uint32_t> rows;
+    for (const ColumnId id : columns) {
+        rows.insert(rows.end(), tables[id].rows.begin(), tables[id].rows.end());
+    }
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    return rows;
+}
+
+std::string textAt(const PrinterTables& tables, ColumnId id, std::uint32_t row)
+{
+    const std::string* octets = tables[id].textOf(row);
+    return octets == nullptr
+               ? std::string()
+               : decodeText(*octets, tables[ColumnId::PrtLocalizationCharacterSet].firstNumber());
+}
+
+std::string firstTextOf(const PrinterTables& tables, ColumnId id)
+{
+    return tables[id].empty() ? std::string() : textAt(tables, id, tables[id].rows.front());
+}
+
+bool holdsPrinter(const PrinterTables& tables, const VendorFacts& vendor)
+{
+    if (!vendor.serialNumber.empty() || !vendor.model.empty() || vendor.totalPages) {
+        return true;
+    }
+    const std::string printerType = "1.3.6.1.2.1.25.3.1.5"; // hrDevicePrinter
+    const std::vector<std::string>& types = tables[ColumnId::HrDeviceType].texts;
+    if (std::find(types.begin(), types.end(), printerType) != types.end()) {
+        return true;
+    }
+    for (std::size_t i = static_cast<std::size_t>(ColumnId::HrPrinterStatus); i < columnCount; ++i) {
+        if (!tables.columns[i].empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool lacksIdentity(const PrinterTables& tables)
+{
+    const std::string serial = standardSerial(tables);
+    return serial.empty() || standardModel(tables, serial).empty() ||
+           tables[ColumnId::PrtMarkerLifeCount].empty();
+}
+
+device::DeviceStatus buildPicture(const PrinterTables& tables, const VendorFacts& vendor)
+{
+    device::DeviceStatus status;
+    buildIdentity(tables, vendor, status);
+    status.supplies = buildSupplies(tables);
+    status.trays = buildTrays(tables);
+    status.totalPages = totalPages(tables, vendor);
+    buildCondition(tables, status);
+    return status;
+}
+
+} // namespace tarn::snmp

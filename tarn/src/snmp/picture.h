@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tarn/src/device/device_status.h"
+#include "tarn/src/snmp/columns.h"
+#include "tarn/src/snmp/quirks.h"
+
+namespace tarn::snmp {
+
+// What vendor objects added to the standard's.
+struct VendorFacts
+{
+    std::string serialNumber;
+    std::string model;
+    std::optional<std::int64_t> totalPages;
+};
+
+// Takes a vendor object's answer into the facts, unless the field is there already.
+void takeVendorValue(const VendorObject& object, const Value& value, std::optional<std::int64_t> charset,
+                     VendorFacts& facts);
+
+// Whether anything that was read is a printer's: a host without printer objects is none.
+bool holdsPrinter(const PrinterTables& tables, const VendorFacts& vendor);
+
+// What the standard's objects leave open and vendor objects might answer.
+bool lacksIdentity(const PrinterTables& tables);
+
+// The picture of what was read. Pure; docs/PROTOCOLS.md has the decision tables.
+device::DeviceStatus buildPicture(const PrinterTables& tables, const VendorFacts& vendor);
+
+// ---- its parts, apart for tests ----
+
+// RFC 3805 prtMarkerSuppliesLevel, prtInputCurrentLevel.
+struct Level
+{
+    device::LevelKind kind = device::LevelKind::Unknown;
+    int percent = 0;
+};
+Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max,
+              std::optional<std::int64_t> unit);
+
+const char* supplyTypeKeyword(std::int64_t type); // PrtMarkerSuppliesTypeTC
+
+// All rows that any of these columns has, ascending.
+std::vector<std::uint32_t> rowsOf(const PrinterTables& tables, std::initializer_list<ColumnId> columns);
+
+// Text of one cell in the device's charset; empty when there is none.
+std::string textAt(const PrinterTables& tables, ColumnId id, std::uint32_t row);
+std::string firstTextOf(const PrinterTables& tables, ColumnId id);
+
+std::vector<device::Supply> buildSupplies(const PrinterTables& tables);
+std::vector<device::Tray> buildTrays(const PrinterTables& tables);
+
+// Fills alerts, flags, activity, powerSave and needsAttention; supplies and trays must be there.
+void buildCondition(const PrinterTables& tables, device::DeviceStatus& status);
+
+} // namespace tarn::snmp

@@ -1,0 +1,169 @@
+#include "tarn/src/snmp/session_impl.h"
+
+namespace tarn::snmp {
+
+namespace {
+
+using Id = ColumnId;
+
+constexpr int requestsPerConversation = 200;
+constexpr int resultsAtFirst = 48;
+constexpr int resultsWhenCareful = 8;
+
+} // namespace
+
+void Session::Impl::resetLimits()
+{
+    m_limits.bulk = m_version != Version::V1 && !m_careful;
+    m_limits.maxResults = m_careful ? resultsWhenCareful : resultsAtFirst;
+}
+
+void Session::Impl::begin(ReadKind kind)
+{
+    if (kind == ReadKind::Identity) {
+        resetLimits(); // it may be another device now
+    }
+    m_limits.requestsLeft = requestsPerConversation;
+    m_answers = 0;
+    m_kind = m_index ? kind : ReadKind::Identity;
+    m_new = PrinterTables();
+    m_newVendor = VendorFacts();
+    m_newIndex = m_index.value_or(PrinterIndex());
+    switch (m_kind) {
+    case ReadKind::Identity:
+        return enter(Stage::System);
+    case ReadKind::Full:
+        for (const Id id : {Id::SysDescr, Id::SysObjectId, Id::SysLocation, Id::HrDeviceType}) {
+            m_new[id] = m_tables[id];
+        }
+        m_newVendor = m_vendor;
+        return enter(Stage::Tables);
+    case ReadKind::Fast:
+        return enter(Stage::Fast);
+    }
+}
+
+std::optional<Pdu> Session::Impl::nextRequest()
+{
+    while (m_stage != Stage::Idle) {
+        std::optional<Pdu> pdu = m_objects ? m_objects->nextRequest() : m_columns->nextRequest();
+        if (pdu) {
+            return pdu;
+        }
+        leave();
+    }
+    return std::nullopt;
+}
+
+void Session::Impl::accept(const Pdu& response)
+{
+    ++m_answers;
+    if (m_objects) {
+        m_objects->accept(response);
+    } else if (m_columns) {
+        m_columns->accept(response);
+    }
+}
+
+void Session::Impl::noAnswer()
+{
+    if (m_stage != Stage::Idle && m_answers > 0 && !m_careful) {
+        m_careful = true;
+        resetLimits();
+    }
+    m_objects.reset();
+    m_columns.reset();
+    m_stage = Stage::Idle;
+}
+
+void Session::Impl::enter(Stage stage)
+{
+    m_objects.reset();
+    m_columns.reset();
+    m_stage = stage;
+    switch (stage) {
+    case Stage::Idle:
+        return;
+    case Stage::System:
+        return beginSystem();
+    case Stage::Find:
+        return beginFind();
+    case Stage::DeviceTypes:
+        return beginDeviceTypes();
+    case Stage::Tables:
+        return beginTables();
+    case Stage::Charset:
+        return beginCharset();
+    case Stage::Vendor:
+        return beginVendor();
+    case Stage::Fast:
+        return beginFast();
+    }
+}
+
+void Session::Impl::leave()
+{
+    switch (m_stage) {
+    case Stage::Idle:
+        return;
+    case Stage::System:
+        return finishSystem();
+    case Stage::Find:
+        return finishFind();
+    case Stage::DeviceTypes:
+        return finishDeviceTypes();
+    case Stage::Tables:
+        return finishTables();
+    case Stage::Charset:
+        return finishCharset();
+    case Stage::Vendor:
+        return finishVendor();
+    case Stage::Fast:
+        return finishFast();
+    }
+}
+
+void Session::Impl::end(ReadOutcome outcome)
+{
+    m_objects.reset();
+    m_columns.reset();
+    m_stage = Stage::Idle;
+    m_outcome = outcome;
+}
+
+Session::Session(Version version) : m_impl(std::make_unique<Impl>(version)) {}
+Session::~Session() = default;
+Session::Session(Session&&) noexcept = default;
+Session& Session::operator=(Session&&) noexcept = default;
+
+void Session::begin(ReadKind kind)
+{
+    m_impl->begin(kind);
+}
+
+std::optional<Pdu> Session::nextRequest()
+{
+    return m_impl->nextRequest();
+}
+
+void Session::accept(const Pdu& response)
+{
+    m_impl->accept(response);
+}
+
+void Session::noAnswer()
+{
+    m_impl->noAnswer();
+}
+
+ReadOutcome Session::outcome() const
+{
+    return m_impl->outcome();
+}
+
+std::shared_ptr<const device::DeviceStatus> Session::status() const
+{
+    return m_impl->status();
+}
+
+} // namespace tarn::snmp

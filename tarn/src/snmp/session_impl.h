@@ -1,0 +1,98 @@
+#pragma once
+
+// Within session*.cpp only.
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "tarn/src/snmp/columns.h"
+#include "tarn/src/snmp/picture.h"
+#include "tarn/src/snmp/quirks.h"
+#include "tarn/src/snmp/readers.h"
+#include "tarn/src/snmp/session.h"
+
+namespace tarn::snmp {
+
+// Where the printer's rows are.
+struct PrinterIndex
+{
+    std::uint32_t device = 1;  // of the Host Resources tables
+    std::uint32_t printer = 1; // of the Printer-MIB's: the same number, on agents that follow the standard
+};
+
+class Session::Impl
+{
+public:
+    explicit Impl(Version version) : m_version(version) { resetLimits(); }
+
+    void begin(ReadKind kind);
+    std::optional<Pdu> nextRequest();
+    void accept(const Pdu& response);
+    void noAnswer();
+    ReadOutcome outcome() const { return m_outcome; }
+    std::shared_ptr<const device::DeviceStatus> status() const { return m_status; }
+
+private:
+    enum class Stage
+    {
+        Idle,
+        System,      // GET of the system group: small, and every agent has it
+        Find,        // first rows of the tables that tell the printer's index
+        DeviceTypes, // only where those do not tell it
+        Tables,
+        Charset,
+        Vendor,
+        Fast,
+    };
+
+    void resetLimits();
+    void enter(Stage stage);
+    void leave();
+    void finishSystem();
+    void finishFind();
+    void finishDeviceTypes();
+    void finishTables();
+    void finishCharset();
+    void finishVendor();
+    void finishFast();
+    void publish();
+    void end(ReadOutcome outcome);
+    void beginSystem();
+    void beginFind();
+    void beginDeviceTypes();
+    void beginTables();
+    void beginCharset();
+    void beginVendor();
+    void beginFast();
+    void addFind(ColumnId id, std::uint16_t maxRows);
+    void addInstance(ColumnId id);
+    void addRows(ColumnId id, int group, bool askExpected);
+    bool restarted(const PrinterTables& tables) const;
+    bool changeCounterMoved() const;
+
+    const Version m_version;
+    RequestLimits m_limits;
+    bool m_careful = false;
+    int m_answers = 0; // in this conversation
+
+    ReadKind m_kind = ReadKind::Identity;
+    Stage m_stage = Stage::Idle;
+    ReadOutcome m_outcome = ReadOutcome::Unusable;
+    std::optional<ObjectReader> m_objects;
+    std::optional<ColumnReader> m_columns;
+    std::vector<const VendorObject*> m_vendorObjects;
+
+    // What the last whole conversation left.
+    std::optional<PrinterIndex> m_index;
+    PrinterTables m_tables;
+    VendorFacts m_vendor;
+    std::shared_ptr<const device::DeviceStatus> m_status;
+
+    // Of the conversation under way.
+    PrinterIndex m_newIndex;
+    PrinterTables m_new;
+    VendorFacts m_newVendor;
+};
+
+} // namespace tarn::snmp

@@ -1,0 +1,389 @@
+#include <algorithm>
+#include <iterator>
+
+#include "tarn/src/snmp/session_impl.h"
+
+// What is asked in each stage of a conversation, and what is made of the answers.
+namespace tarn::snmp {
+
+namespace {
+
+using Id = ColumnId;
+
+constexpr const char* hrDevicePrinter = "1.3.6.1.2.1.25.3.1.5"; // hrDeviceType of a printer
+
+// What tells that the slow tables must be read again, and what is compared as it stands.
+constexpr Id changeCounters[] = {Id::PrtGeneralConfigChanges, Id::PrtAlertCriticalEvents,
+                                 Id::PrtAlertAllEvents};
+constexpr Id fastScalars[] = {Id::SysUpTime,
+                              Id::HrDeviceStatus,
+                              Id::HrPrinterStatus,
+                              Id::HrPrinterDetectedErrorState,
+                              Id::PrtGeneralConfigChanges,
+                              Id::PrtAlertCriticalEvents,
+                              Id::PrtAlertAllEvents};
+constexpr Id fastRows[] = {Id::PrtMarkerLifeCount, Id::PrtMarkerSuppliesLevel, Id::PrtInputCurrentLevel};
+
+constexpr Id fullScalars[] = {Id::SysUpTime,
+                              Id::HrDeviceDescr,
+                              Id::HrDeviceStatus,
+                              Id::HrPrinterStatus,
+                              Id::HrPrinterDetectedErrorState,
+                              Id::PrtGeneralConfigChanges,
+                              Id::PrtGeneralCurrentLocalization,
+                              Id::PrtGeneralPrinterName,
+                              Id::PrtGeneralSerialNumber,
+                              Id::PrtAlertCriticalEvents,
+                              Id::PrtAlertAllEvents};
+
+struct GroupedColumn
+{
+    Id id;
+    int group; // columns of one group are repeated together: alike in the number of rows
+};
+
+constexpr GroupedColumn fullRows[] = {
+    {Id::PrtMarkerCounterUnit, 0},
+    {Id::PrtMarkerLifeCount, 0},
+    {Id::PrtAlertSeverityLevel, 0},
+    {Id::PrtAlertGroup, 0},
+    {Id::PrtAlertGroupIndex, 0},
+    {Id::PrtAlertLocation, 0},
+    {Id::PrtAlertCode, 0},
+    {Id::PrtAlertDescription, 0},
+    {Id::PrtMarkerSuppliesColorantIndex, 1},
+    {Id::PrtMarkerSuppliesClass, 1},
+    {Id::PrtMarkerSuppliesType, 1},
+    {Id::PrtMarkerSuppliesDescription, 1},
+    {Id::PrtMarkerSuppliesSupplyUnit, 1},
+    {Id::PrtMarkerSuppliesMaxCapacity, 1},
+    {Id::PrtMarkerSuppliesLevel, 1},
+    {Id::PrtMarkerColorantValue, 2},
+    {Id::PrtInputType, 2},
+    {Id::PrtInputCapacityUnit, 2},
+    {Id::PrtInputMaxCapacity, 2},
+    {Id::PrtInputCurrentLevel, 2},
+    {Id::PrtInputStatus, 2},
+    {Id::PrtInputName, 2},
+    {Id::PrtInputDescription, 2},
+};
+
+constexpr Id systemObjects[] = {Id::SysDescr, Id::SysObjectId, Id::SysUpTime, Id::SysLocation};
+
+constexpr Id printerColumns[] = {Id::PrtGeneralConfigChanges, Id::PrtMarkerSuppliesLevel,
+                                 Id::PrtMarkerLifeCount, Id::PrtInputMaxCapacity, Id::PrtAlertSeverityLevel};
+constexpr Id deviceColumns[] = {Id::HrPrinterStatus, Id::HrPrinterDetectedErrorState};
+
+Oid scalarName(Id id)
+{
+    Oid oid = parseOid(specOf(id).oid);
+    oid.push_back(0);
+    return oid;
+}
+
+bool contains(const std::vector<std::uint32_t>& rows, std::uint32_t row)
+{
+    return std::find(rows.begin(), rows.end(), row) != rows.end();
+}
+
+} // namespace
+
+// ---- the system group: small, and every agent has it ----
+
+void Session::Impl::beginSystem()
+{
+    std::vector<Oid> names;
+    for (const Id id : systemObjects) {
+        names.push_back(scalarName(id));
+    }
+    m_objects.emplace(std::move(names), m_limits);
+}
+
+void Session::Impl::finishSystem()
+{
+    for (const Id id : systemObjects) {
+        if (const Value* value = m_objects->find(scalarName(id))) {
+            appendCell(m_new[id], specOf(id).kind, 0, *value);
+        }
+    }
+    enter(Stage::Find);
+}
+
+// ---- the printer's index ----
+
+void Session::Impl::addFind(Id id, std::uint16_t maxRows)
+{
+    ColumnReader::Walk walk;
+    walk.id = id;
+    walk.prefix = parseOid(specOf(id).oid);
+    walk.indexOnly = true;
+    walk.maxRows = maxRows;
+    m_columns->add(std::move(walk));
+}
+
+void Session::Impl::beginFind()
+{
+    m_columns.emplace(m_limits);
+    for (const Id id : printerColumns) {
+        addFind(id, 1);
+    }
+    for (const Id id : deviceColumns) {
+        addFind(id, 4); // a host may list a fax as a printer too
+    }
+}
+
+void Session::Impl::finishFind()
+{
+    std::vector<std::uint32_t> devices;
+    for (const Id id : deviceColumns) {
+        const std::vector<std::uint32_t> rows = m_columns->take(id).rows;
+        devices.insert(devices.end(), rows.begin(), rows.end());
+    }
+    std::sort(devices.begin(), devices.end());
+    std::optional<std::uint32_t> printer;
+    for (const Id id : printerColumns) {
+        const std::vector<std::uint32_t> rows = m_columns->take(id).rows;
+        if (!printer && !rows.empty()) {
+            printer = rows.front();
+        }
+    }
+    m_newIndex.printer = printer.value_or(devices.empty() ? 1 : devices.front());
+    m_newIndex.device = m_newIndex.printer;
+    if (devices.empty()) {
+        return enter(Stage::DeviceTypes);
+    }
+    if (!contains(devices, m_newIndex.printer)) {
+        m_newIndex.device = devices.front();
+    }
+    enter(Stage::Tables);
+}
+
+void Session::Impl::beginDeviceTypes()
+{
+    m_columns.emplace(m_limits);
+    ColumnReader::Walk walk;
+    walk.id = Id::HrDeviceType;
+    walk.prefix = parseOid(specOf(walk.id).oid);
+    walk.maxRows = specOf(walk.id).maxRows;
+    m_columns->add(std::move(walk));
+}
+
+void Session::Impl::finishDeviceTypes()
+{
+    ColumnData types = m_columns->take(Id::HrDeviceType);
+    std::vector<std::uint32_t> printers;
+    for (std::size_t i = 0; i < types.rows.size(); ++i) {
+        if (types.texts[i] == hrDevicePrinter) {
+            printers.push_back(types.rows[i]);
+        }
+    }
+    if (!printers.empty()) {
+        if (!contains(printers, m_newIndex.device)) {
+            m_newIndex.device = printers.front();
+        }
+        ColumnData& kept = m_new[Id::HrDeviceType]; // the printer's row alone: the rest is of no use
+        kept.rows = {m_newIndex.device};
+        kept.texts = {hrDevicePrinter};
+    }
+    enter(Stage::Tables);
+}
+
+// ---- the tables ----
+
+// One object of the printer's row, or a scalar.
+void Session::Impl::addInstance(Id id)
+{
+    const ColumnSpec& spec = specOf(id);
+    ColumnReader::Walk walk;
+    walk.id = id;
+    walk.prefix = parseOid(spec.oid);
+    walk.onlyRow = spec.form == IndexForm::Scalar   ? 0
+                   : spec.form == IndexForm::Device ? m_newIndex.device
+                                                    : m_newIndex.printer;
+    m_columns->add(std::move(walk));
+}
+
+void Session::Impl::addRows(Id id, int group, bool askExpected)
+{
+    ColumnReader::Walk walk;
+    walk.id = id;
+    walk.prefix = parseOid(specOf(id).oid);
+    walk.prefix.push_back(m_newIndex.printer);
+    walk.expected = m_tables[id].rows;
+    walk.askExpected = askExpected;
+    walk.group = group;
+    walk.maxRows = specOf(id).maxRows;
+    m_columns->add(std::move(walk));
+}
+
+void Session::Impl::beginTables()
+{
+    m_columns.emplace(m_limits);
+    for (const Id id : fullScalars) {
+        addInstance(id);
+    }
+    for (const GroupedColumn& column : fullRows) {
+        addRows(column.id, column.group, false);
+    }
+}
+
+void Session::Impl::finishTables()
+{
+    for (const Id id : fullScalars) {
+        m_new[id] = m_columns->take(id);
+    }
+    for (const GroupedColumn& column : fullRows) {
+        m_new[column.id] = m_columns->take(column.id);
+    }
+    if (m_kind == ReadKind::Full && restarted(m_new)) {
+        return end(ReadOutcome::Restarted);
+    }
+    const bool sameLocalization = m_kind == ReadKind::Full && m_new[Id::PrtGeneralCurrentLocalization] ==
+                                                                  m_tables[Id::PrtGeneralCurrentLocalization];
+    if (sameLocalization) {
+        m_new[Id::PrtLocalizationCharacterSet] = m_tables[Id::PrtLocalizationCharacterSet];
+        return enter(Stage::Vendor);
+    }
+    enter(Stage::Charset);
+}
+
+void Session::Impl::beginCharset()
+{
+    m_columns.emplace(m_limits);
+    ColumnReader::Walk walk;
+    walk.id = Id::PrtLocalizationCharacterSet;
+    walk.prefix = parseOid(specOf(walk.id).oid);
+    walk.prefix.push_back(m_newIndex.printer);
+    const std::optional<std::int64_t> current = m_new[Id::PrtGeneralCurrentLocalization].firstNumber();
+    if (current && *current > 0 && *current <= 0xFFFF) {
+        walk.onlyRow = static_cast<std::uint32_t>(*current);
+    }
+    m_columns->add(std::move(walk)); // without a current one, the first
+}
+
+void Session::Impl::finishCharset()
+{
+    m_new[Id::PrtLocalizationCharacterSet] = m_columns->take(Id::PrtLocalizationCharacterSet);
+    enter(Stage::Vendor);
+}
+
+// ---- vendor objects, only where the standard's leave something open ----
+
+void Session::Impl::beginVendor()
+{
+    std::vector<Oid> names;
+    m_vendorObjects.clear();
+    const bool counterOnly = m_kind == ReadKind::Full;
+    if (counterOnly ? m_vendor.totalPages.has_value() : lacksIdentity(m_new)) {
+        const std::string* sysObjectId = m_new[Id::SysObjectId].firstText();
+        for (const VendorObject* object : vendorObjectsFor(sysObjectId == nullptr ? "" : *sysObjectId)) {
+            if (!counterOnly || object->field == VendorField::TotalPages) {
+                m_vendorObjects.push_back(object);
+                names.push_back(parseOid(object->oid));
+            }
+        }
+    }
+    m_objects.emplace(std::move(names), m_limits);
+}
+
+void Session::Impl::finishVendor()
+{
+    if (!m_vendorObjects.empty() && m_kind == ReadKind::Full) {
+        m_newVendor.totalPages.reset();
+    }
+    const std::optional<std::int64_t> charset = m_new[Id::PrtLocalizationCharacterSet].firstNumber();
+    for (const VendorObject* object : m_vendorObjects) {
+        if (const Value* value = m_objects->find(parseOid(object->oid))) {
+            takeVendorValue(*object, *value, charset, m_newVendor);
+        }
+    }
+    if (!holdsPrinter(m_new, m_newVendor)) {
+        return end(ReadOutcome::Unusable);
+    }
+    m_index = m_newIndex;
+    m_tables = std::move(m_new);
+    m_vendor = std::move(m_newVendor);
+    publish();
+}
+
+void Session::Impl::publish()
+{
+    device::DeviceStatus status = buildPicture(m_tables, m_vendor);
+    if (m_status && *m_status == status) {
+        return end(ReadOutcome::Unchanged);
+    }
+    m_status = std::make_shared<const device::DeviceStatus>(std::move(status));
+    end(ReadOutcome::Changed);
+}
+
+// ---- the fast conversation ----
+
+// Everything known to move, each asked for by the name before it: a row that went or came shows at once.
+void Session::Impl::beginFast()
+{
+    m_columns.emplace(m_limits);
+    for (const Id id : fastScalars) {
+        if (!m_tables[id].empty()) {
+            addInstance(id);
+        }
+    }
+    for (const Id id : fastRows) {
+        if (!m_tables[id].empty()) {
+            addRows(id, 0, true);
+        }
+    }
+    addRows(Id::PrtAlertSeverityLevel, 0, !m_limits.bulk);
+}
+
+void Session::Impl::finishFast()
+{
+    bool moved = false;
+    for (const Id id : fastScalars) {
+        m_new[id] = m_columns->take(id);
+        const bool counts = id != Id::SysUpTime && !m_tables[id].empty();
+        moved = moved || (counts && m_new[id] != m_tables[id]);
+    }
+    if (restarted(m_new)) {
+        return end(ReadOutcome::Restarted);
+    }
+    ColumnData alerts = m_columns->take(Id::PrtAlertSeverityLevel);
+    bool needsFull = changeCounterMoved() || alerts != m_tables[Id::PrtAlertSeverityLevel];
+    for (const Id id : fastRows) {
+        m_new[id] = m_columns->take(id);
+        needsFull = needsFull || m_new[id].rows != m_tables[id].rows;
+        moved = moved || m_new[id].numbers != m_tables[id].numbers;
+    }
+    if (needsFull) {
+        return end(ReadOutcome::NeedsFull);
+    }
+    m_tables[Id::SysUpTime] = std::move(m_new[Id::SysUpTime]);
+    if (!moved) {
+        return end(ReadOutcome::Unchanged);
+    }
+    for (const Id id : fastScalars) {
+        if (id != Id::SysUpTime) {
+            m_tables[id] = std::move(m_new[id]);
+        }
+    }
+    for (const Id id : fastRows) {
+        m_tables[id] = std::move(m_new[id]);
+    }
+    publish();
+}
+
+// The time since start went back. The counter's own wrap after 497 days looks the same: then the whole
+// reading is done once more, which costs nothing.
+bool Session::Impl::restarted(const PrinterTables& tables) const
+{
+    const std::optional<std::int64_t> before = m_tables[Id::SysUpTime].firstNumber();
+    const std::optional<std::int64_t> now = tables[Id::SysUpTime].firstNumber();
+    return before && now && *now < *before;
+}
+
+bool Session::Impl::changeCounterMoved() const
+{
+    return std::any_of(std::begin(changeCounters), std::end(changeCounters),
+                       [&](Id id) { return m_new[id] != m_tables[id]; });
+}
+
+} // namespace tarn::snmp

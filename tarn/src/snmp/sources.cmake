@@ -1,0 +1,11 @@
+target_sources(tarn_core PRIVATE
+    ${CMAKE_CURRENT_LIST_DIR}/charset.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/codec.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/columns.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/picture.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/picture_condition.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/picture_stock.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/quirks.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/readers.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/session.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/session_stages.cpp)
