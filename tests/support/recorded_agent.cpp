@@ -1,0 +1,292 @@
+#include "tests/support/recorded_agent.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/columns.h"
+
+namespace kel::testing {
+
+namespace {
+
+using namespace tarn::snmp;
+
+ValueType typeOfTag(int tag)
+{
+    switch (tag) {
+    case 2:
+        return ValueType::Integer;
+    case 4:
+        return ValueType::OctetString;
+    case 5:
+        return ValueType::Null;
+    case 6:
+        return ValueType::ObjectId;
+    case 64:
+        return ValueType::IpAddress;
+    case 65:
+        return ValueType::Counter32;
+    case 66:
+        return ValueType::Gauge32;
+    case 67:
+        return ValueType::TimeTicks;
+    case 68:
+        return ValueType::Opaque;
+    case 70:
+        return ValueType::Counter64;
+    default:
+        throw std::runtime_error("unknown tag " + std::to_string(tag));
+    }
+}
+
+std::string unhex(const std::string& digits)
+{
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+Value parseValue(std::string tag, const std::string& text)
+{
+    const bool hex = !tag.empty() && tag.back() == 'x';
+    Value value;
+    value.type = typeOfTag(std::stoi(tag));
+    const std::string bytes = hex ? unhex(text) : text;
+    switch (value.type) {
+    case ValueType::OctetString:
+    case ValueType::Opaque:
+        value.bytes = bytes;
+        break;
+    case ValueType::IpAddress: {
+        for (const std::uint32_t part : parseOid(bytes.c_str())) {
+            value.bytes.push_back(static_cast<char>(part));
+        }
+        break;
+    }
+    case ValueType::ObjectId:
+        value.oid = parseOid(bytes.c_str());
+        break;
+    case ValueType::Null:
+        break;
+    default:
+        value.number = std::stoll(bytes);
+        break;
+    }
+    return value;
+}
+
+std::size_t sizeOf(const Pdu& pdu)
+{
+    Message message;
+    message.community = "public";
+    message.pdu = pdu;
+    return encodeMessage(message).size();
+}
+
+} // namespace
+
+RecordedAgent RecordedAgent::fromRecording(std::string_view text)
+{
+    RecordedAgent agent;
+    std::istringstream lines{std::string(text)};
+    std::string line;
+    for (int number = 1; std::getline(lines, line); ++number) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        const std::size_t first = line.find('|');
+        const std::size_t second = first == std::string::npos ? first : line.find('|', first + 1);
+        if (second == std::string::npos) {
+            throw std::runtime_error("line " + std::to_string(number) + ": no row");
+        }
+        agent.set(line.substr(0, first),
+                  parseValue(line.substr(first + 1, second - first - 1), line.substr(second + 1)));
+    }
+    return agent;
+}
+
+RecordedAgent RecordedAgent::fromFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    std::ostringstream text;
+    text << file.rdbuf();
+    return fromRecording(text.str());
+}
+
+void RecordedAgent::set(const std::string& oid, Value value)
+{
+    m_rows[parseOid(oid.c_str())] = std::move(value);
+}
+
+void RecordedAgent::setInteger(const std::string& oid, std::int64_t number)
+{
+    set(oid, integer(number));
+}
+
+void RecordedAgent::setText(const std::string& oid, const std::string& bytes)
+{
+    set(oid, octets(bytes));
+}
+
+void RecordedAgent::erase(const std::string& oid)
+{
+    m_rows.erase(parseOid(oid.c_str()));
+}
+
+void RecordedAgent::eraseTree(const std::string& oid)
+{
+    const Oid root = parseOid(oid.c_str());
+    for (auto row = m_rows.lower_bound(root); row != m_rows.end() && hasPrefix(row->first, root);) {
+        row = m_rows.erase(row);
+    }
+}
+
+bool RecordedAgent::has(const std::string& oid) const
+{
+    return m_rows.count(parseOid(oid.c_str())) != 0;
+}
+
+Value RecordedAgent::valueAt(const Oid& oid) const
+{
+    const auto found = m_rows.find(oid);
+    if (found != m_rows.end()) {
+        return found->second;
+    }
+    Value none;
+    none.type = ValueType::NoSuchInstance;
+    return none;
+}
+
+bool RecordedAgent::next(const Oid& oid, Varbind& out) const
+{
+    const auto found = m_rows.upper_bound(oid);
+    if (found == m_rows.end()) {
+        out.name = oid;
+        out.value = Value();
+        out.value.type = ValueType::EndOfMibView;
+        return false;
+    }
+    out = Varbind{found->first, found->second};
+    return true;
+}
+
+Pdu RecordedAgent::errorFor(const Pdu& request, ErrorStatus status, std::size_t index) const
+{
+    Pdu error = request;
+    error.type = PduType::Response;
+    error.errorStatus = static_cast<std::int32_t>(status);
+    error.errorIndex = static_cast<std::int32_t>(index);
+    return error;
+}
+
+Pdu RecordedAgent::bulk(const Pdu& request) const
+{
+    Pdu response;
+    response.type = PduType::Response;
+    const auto nonRepeaters =
+        std::min(request.varbinds.size(), static_cast<std::size_t>(std::max(request.errorStatus, 0)));
+    std::vector<Varbind> cursors = request.varbinds;
+    const auto push = [&](Varbind& cursor) {
+        Varbind found;
+        next(cursor.name, found);
+        response.varbinds.push_back(found);
+        cursor = found;
+        if (cutAtOctets != 0 && sizeOf(response) > cutAtOctets) {
+            response.varbinds.pop_back();
+            return false;
+        }
+        return true;
+    };
+    for (std::size_t i = 0; i < nonRepeaters; ++i) {
+        if (!push(cursors[i])) {
+            return response;
+        }
+    }
+    for (int repetition = 0; repetition < request.errorIndex; ++repetition) {
+        for (std::size_t i = nonRepeaters; i < cursors.size(); ++i) {
+            if (!push(cursors[i])) {
+                return response;
+            }
+        }
+    }
+    return response;
+}
+
+Pdu RecordedAgent::answer(const Pdu& request)
+{
+    ++requests;
+    Pdu response;
+    response.type = PduType::Response;
+    if (request.type == PduType::GetBulkRequest) {
+        if (v1) {
+            throw std::runtime_error("GETBULK sent to a v1 agent");
+        }
+        response = bulk(request);
+    }
+    for (std::size_t i = 0; request.type != PduType::GetBulkRequest && i < request.varbinds.size(); ++i) {
+        Varbind found = request.varbinds[i];
+        bool there = true;
+        if (request.type == PduType::GetRequest) {
+            found.value = valueAt(found.name);
+            there = found.value.type != ValueType::NoSuchInstance;
+        } else {
+            there = next(request.varbinds[i].name, found);
+        }
+        if (!genErrOn.empty() && found.name == parseOid(genErrOn.c_str())) {
+            return errorFor(request, ErrorStatus::GenErr, i + 1);
+        }
+        if (v1 && !there) {
+            return errorFor(request, ErrorStatus::NoSuchName, i + 1);
+        }
+        response.varbinds.push_back(found);
+    }
+    response.requestId = request.requestId;
+    const std::size_t size = sizeOf(response);
+    const bool cut = request.type != PduType::GetBulkRequest && cutAtOctets != 0 && size > cutAtOctets;
+    if (cut || (tooBigAbove != 0 && response.varbinds.size() > tooBigAbove)) {
+        return errorFor(request, ErrorStatus::TooBig, 0);
+    }
+    largestAnswer = std::max(largestAnswer, size);
+    return response;
+}
+
+int converse(Session& session, RecordedAgent& agent, ReadKind kind)
+{
+    session.begin(kind);
+    int requests = 0;
+    while (std::optional<Pdu> request = session.nextRequest()) {
+        session.accept(agent.answer(*request));
+        if (++requests > 1000) {
+            throw std::runtime_error("the conversation does not end");
+        }
+    }
+    return requests;
+}
+
+Value integer(std::int64_t number)
+{
+    Value value;
+    value.type = ValueType::Integer;
+    value.number = number;
+    return value;
+}
+
+Value octets(const std::string& bytes)
+{
+    Value value;
+    value.type = ValueType::OctetString;
+    value.bytes = bytes;
+    return value;
+}
+
+} // namespace kel::testing
