@@ -13,6 +13,8 @@ PrinterHandle* PrinterHandle::from(void* handle)
 
 std::string PrinterHandle::detailedInfo() const
 {
+    // Rendered when it is asked for: the program that polls every second never does, and a picture kept twice for each
+    // of ten thousand printers would cost more than this.
     std::string out = snapshot().info;
     if (out.empty() || out.back() != '}') {
         return out;
@@ -21,6 +23,7 @@ std::string PrinterHandle::detailedInfo() const
     appendJsonMember(out, "online", snapshot().online ? "1" : "0");
     appendJsonMember(out, "age", std::to_string(m_opened.ageMs));
     appendJsonMember(out, "source", snapshot().source);
+    appendJsonMember(out, "detail", device::detailDocument(*snapshot().picture));
     out += '}';
     return out;
 }

@@ -231,7 +231,6 @@ std::string infoDocument(const DeviceStatus& status)
     root["lackPaper"] = flagText(status.paperOut);
     root["lessToner"] = flagText(status.tonerLow);
     root["lackToner"] = flagText(status.tonerOut);
-    root["detail"] = detailDocument(status);
     return written(root);
 }
 

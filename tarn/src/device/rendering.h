@@ -13,7 +13,7 @@ int stateCode(const DeviceStatus& status);
 // A short Chinese summary, then "-" and one item per alert; no item contains "-". Never empty.
 std::string stateMessage(const DeviceStatus& status);
 // The status document: a JSON object whose values are all JSON strings. Always "CToner", "MToner", "YToner",
-// "KToner", "RToner", "totalprint" and the four flags; "detail" holds the whole picture as JSON text.
+// "KToner", "RToner", "totalprint" and the four flags.
 std::string infoDocument(const DeviceStatus& status);
 // The whole picture as JSON text, schema 1: model, serial, description, location, activity (unknown, other,
 // idle, printing, warmup), state (as stateCode), summary, powerSave, needsAttention; supplies[] of type,

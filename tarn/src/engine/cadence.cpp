@@ -10,6 +10,7 @@ using snmp::ReadOutcome;
 namespace {
 
 constexpr Milliseconds kLongestInterval{60000};
+constexpr Milliseconds kInARow{180000}; // restarts closer together than this belong together
 constexpr unsigned kPatientRestarts = 2; // that many restarts in a row slow nothing down
 
 bool isBusy(const device::DeviceStatus& picture)
@@ -75,7 +76,7 @@ void Cadence::finishedTables(ReadKind kind, ReadOutcome outcome, unsigned reques
 
 bool Cadence::restarted(TimePoint now)
 {
-    m_restarts = m_restartEver && now - m_restartedAt < kLongestInterval ? m_restarts + 1 : 0;
+    m_restarts = m_restartEver && now - m_restartedAt < kInARow ? m_restarts + 1 : 0;
     m_restartEver = true;
     m_restartedAt = now;
     m_identityWanted = true;
@@ -90,7 +91,7 @@ Milliseconds Cadence::interval(const device::DeviceStatus* picture, TimePoint no
                         random);
     }
     Milliseconds interval = isBusy(*picture) || changedLately(now) ? kBusyInterval : kIdleInterval;
-    if (m_restarts >= kPatientRestarts && now - m_restartedAt < kLongestInterval) {
+    if (m_restarts >= kPatientRestarts && now - m_restartedAt < kInARow) {
         interval = std::min(kLongestInterval, kIdleInterval * (1u << std::min(m_restarts, 4u)));
     }
     return jittered(interval, random);

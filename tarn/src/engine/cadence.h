@@ -49,7 +49,7 @@ private:
     TimePoint m_changedAt{};
     TimePoint m_restartedAt{};
     Milliseconds m_fullGap = kShortestFullGap; // between tables that change counters asked for
-    unsigned m_restarts = 0;                   // in a row, each less than a minute after the one before
+    unsigned m_restarts = 0;                   // in a row, each soon after the one before
     unsigned m_strangerReads = 0;              // in a row without a picture
     bool m_changed = false;
     bool m_fullEver = false;

@@ -11,6 +11,7 @@ public:
     void begin(snmp::ReadKind kind) override { m_session.begin(kind); }
     std::optional<snmp::Pdu> nextRequest() override { return m_session.nextRequest(); }
     void accept(const snmp::Pdu& response) override { m_session.accept(response); }
+    void noAnswer() override { m_session.noAnswer(); }
     snmp::ReadOutcome outcome() const override { return m_session.outcome(); }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_session.status(); }
 

@@ -19,6 +19,7 @@ public:
     virtual void begin(snmp::ReadKind kind) = 0;
     virtual std::optional<snmp::Pdu> nextRequest() = 0;
     virtual void accept(const snmp::Pdu& response) = 0;
+    virtual void noAnswer() = 0;
     virtual snmp::ReadOutcome outcome() const = 0;
     virtual std::shared_ptr<const device::DeviceStatus> status() const = 0;
 };

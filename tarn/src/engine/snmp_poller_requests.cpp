@@ -14,6 +14,8 @@ constexpr std::size_t kSendBatch = 64;
 constexpr Milliseconds kSendAgain{2};
 // One run() takes no more than so many batches, so that a flood cannot keep the deadlines waiting.
 constexpr int kReceiveBatches = 32;
+// So many misses in the middle of a conversation may mean that the answer does not get through for its size.
+constexpr unsigned kMissesToAskForLess = 2;
 
 } // namespace
 
@@ -219,6 +221,9 @@ void SnmpPoller::missed(SnmpPeer& peer)
     } else if (offlineNow) {
         // Whatever was being read is void; the smallest question finds out soonest that it is back.
         beginConversation(peer, peer.dialogue->status() ? ReadKind::Fast : ReadKind::Identity);
+    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess) {
+        peer.dialogue->noAnswer();
+        beginConversation(peer, peer.kind);
     } else {
         enqueue(peer);
     }

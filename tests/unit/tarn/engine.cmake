@@ -1,0 +1,15 @@
+kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp LIBS tarn_core)
+kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp LIBS tarn_core)
+kel_add_gtest(tarn_engine_test
+    SOURCES engine/fake_dialogue.cpp
+            engine/hostile_network_test.cpp
+            engine/polling_scenarios_test.cpp
+            engine/simulated_network.cpp
+            engine/small_parts_test.cpp
+    LIBS tarn_core)
+kel_add_gtest(tarn_library_test
+    SOURCES api/library_test.cpp api/loopback_agent.cpp engine/fake_dialogue.cpp
+    LIBS tarn_core)
+kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)
+target_compile_definitions(tarn_abi_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"
+                                                 TARN_EXPECTED_VERSION="${PROJECT_VERSION}")

@@ -1,0 +1,97 @@
+#include "tests/unit/tarn/engine/fake_dialogue.h"
+
+namespace tarn::engine::test {
+
+namespace {
+
+using snmp::ReadKind;
+using snmp::ReadOutcome;
+
+bool startsWith(const std::string& text, const std::string& start)
+{
+    return text.compare(0, start.size(), start) == 0;
+}
+
+class FakeDialogue final : public Dialogue
+{
+public:
+    void begin(ReadKind kind) override
+    {
+        m_kind = kind;
+        m_left = kind == ReadKind::Identity ? 3 : kind == ReadKind::Full ? 2 : 1;
+    }
+
+    std::optional<snmp::Pdu> nextRequest() override
+    {
+        if (m_left == 0) {
+            return std::nullopt;
+        }
+        snmp::Pdu pdu;
+        pdu.varbinds.push_back({{1, 3, m_careful ? 1u : 0u, static_cast<std::uint32_t>(m_kind)}, {}});
+        return pdu;
+    }
+
+    void accept(const snmp::Pdu& response) override
+    {
+        --m_left;
+        if (m_left == 0) {
+            m_outcome = conclude(response.varbinds.empty() ? "" : response.varbinds.front().value.bytes);
+        }
+    }
+
+    void noAnswer() override { m_careful = true; }
+
+    ReadOutcome outcome() const override { return m_outcome; }
+    std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }
+
+private:
+    ReadOutcome conclude(const std::string& text)
+    {
+        const bool fast = m_kind == ReadKind::Fast;
+        if (text == "stranger") {
+            return ReadOutcome::Unusable;
+        }
+        if (fast && startsWith(text, "counter")) {
+            return ReadOutcome::NeedsFull;
+        }
+        if (fast && startsWith(text, "restart")) {
+            return ReadOutcome::Restarted;
+        }
+        if (m_status && m_status->model == text) {
+            return ReadOutcome::Unchanged;
+        }
+        auto status = std::make_shared<device::DeviceStatus>();
+        status->model = text;
+        status->activity = startsWith(text, "printing") ? device::Activity::Printing : device::Activity::Idle;
+        if (startsWith(text, "alert")) {
+            status->alerts.emplace_back();
+        }
+        m_status = std::move(status);
+        return ReadOutcome::Changed;
+    }
+
+    ReadKind m_kind = ReadKind::Identity;
+    int m_left = 0;
+    bool m_careful = false;
+    ReadOutcome m_outcome = ReadOutcome::Unusable;
+    std::shared_ptr<const device::DeviceStatus> m_status;
+};
+
+} // namespace
+
+DialogueFactory fakeDialogues()
+{
+    return [](snmp::Version) { return std::make_unique<FakeDialogue>(); };
+}
+
+ReadKind kindOf(const snmp::Message& request)
+{
+    return static_cast<ReadKind>(request.pdu.varbinds.front().name.back());
+}
+
+bool isCareful(const snmp::Message& request)
+{
+    return request.pdu.varbinds.front().name[2] == 1;
+}
+
+} // namespace tarn::engine::test

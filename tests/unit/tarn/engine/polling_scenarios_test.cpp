@@ -1,0 +1,507 @@
+// What a printer on the network sees of us, hour by hour.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/simulated_network.h"
+
+namespace tarn::engine::test {
+namespace {
+
+using std::chrono::hours;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+// The most requests that any window of one minute held.
+std::size_t busiestMinute(const std::vector<SeenRequest>& requests)
+{
+    std::size_t most = 0;
+    std::size_t from = 0;
+    for (std::size_t to = 0; to < requests.size(); ++to) {
+        while (requests[to].at - requests[from].at >= minutes(1)) {
+            ++from;
+        }
+        most = std::max(most, to - from + 1);
+    }
+    return most;
+}
+
+Milliseconds longestGap(const std::vector<SeenRequest>& requests, TimePoint from, TimePoint to)
+{
+    Milliseconds longest{0};
+    for (std::size_t i = 1; i < requests.size(); ++i) {
+        if (requests[i].at > from && requests[i].at <= to) {
+            longest = std::max(longest, requests[i].at - requests[i - 1].at);
+        }
+    }
+    return longest;
+}
+
+TEST(Polling, FirstConversationReadsTheIdentityAndPublishesItOnce)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(Milliseconds(100));
+    ASSERT_EQ(network.publications.size(), 1u);
+    EXPECT_TRUE(network.publications[0].online);
+    EXPECT_EQ(target->snapshot()->picture->model, "idle");
+    EXPECT_TRUE(target->isMet());
+    EXPECT_EQ(kindOf(network.agent(1).requests.front().message), snmp::ReadKind::Identity);
+}
+
+TEST(Polling, IdlePrinterSeesAtMostEighteenRequestsInAnyMinuteOfThreeHours)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(2));
+    network.agent(1).requests.clear();
+    network.pass(hours(3));
+    EXPECT_LE(busiestMinute(network.agent(1).requests), 18u);
+    // ... and it is not forgotten either.
+    EXPECT_LE(longestGap(network.agent(1).requests, TimePoint{}, kNever), Milliseconds(5100));
+    EXPECT_EQ(network.publications.size(), 1u);
+}
+
+TEST(Polling, IdlePrinterHasItsTablesReadOnceAMinute)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(60));
+    std::size_t full = 0;
+    for (const SeenRequest& seen : network.agent(1).requests) {
+        full += kindOf(seen.message) == snmp::ReadKind::Full ? 1 : 0;
+    }
+    EXPECT_GE(full / 2, 54u); // two requests each
+    EXPECT_LE(full / 2, 60u);
+}
+
+TEST(Polling, PrintingPrinterIsAskedEveryTwoSeconds)
+{
+    SimulatedNetwork network;
+    network.agent(1).says = "printing";
+    network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).requests.clear();
+    network.pass(minutes(10));
+    EXPECT_LE(longestGap(network.agent(1).requests, TimePoint{}, kNever), Milliseconds(2100));
+    EXPECT_GE(network.agent(1).requests.size(), 290u);
+}
+
+TEST(Polling, PrinterWithAnAlertIsAskedEveryTwoSeconds)
+{
+    SimulatedNetwork network;
+    network.agent(1).says = "alert";
+    network.add(1);
+    network.pass(minutes(10));
+    EXPECT_GE(network.agent(1).requests.size(), 290u);
+}
+
+TEST(Polling, ChangeIsPublishedAndFollowedByAFewQuickLooks)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(2));
+    network.agent(1).says = "idle, other level";
+    network.pass(Milliseconds(5100));
+    EXPECT_EQ(target->snapshot()->picture->model, "idle, other level");
+    const TimePoint changed = network.clock.now();
+    network.pass(seconds(16));
+    EXPECT_GE(network.requestsSince(1, changed), 7u);
+    network.pass(minutes(1));
+    const TimePoint later = network.clock.now();
+    network.pass(seconds(50));
+    EXPECT_LE(network.requestsSince(1, later), 13u);
+}
+
+TEST(Polling, SilentPrinterIsOfflineAfterThreeMissesOverFiveSeconds)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).answers = false;
+    network.agent(1).requests.clear();
+    while (target->snapshot()->online) {
+        network.pass(Milliseconds(50));
+    }
+    const auto& requests = network.agent(1).requests;
+    ASSERT_GE(requests.size(), 3u);
+    EXPECT_GE(network.publications.back().at - requests[0].at, seconds(5));
+    EXPECT_LE(network.publications.back().at - requests[0].at, seconds(8));
+    EXPECT_EQ(target->snapshot()->state, 2);
+    EXPECT_EQ(target->snapshot()->stateMessage, "");
+    EXPECT_EQ(target->snapshot()->picture->model, "idle"); // the last good picture stays
+}
+
+TEST(Polling, SilentPrinterSeesAtMostFourRequestsAMinuteAfterTwoMinutes)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).answers = false;
+    const TimePoint silent = network.clock.now();
+    network.pass(hours(2));
+    auto requests = network.agent(1).requests;
+    EXPECT_LE(longestGap(requests, silent, silent + minutes(2)), Milliseconds(10000));
+    requests.erase(
+        std::remove_if(requests.begin(), requests.end(),
+                       [&](const SeenRequest& seen) { return seen.at < silent + Milliseconds(130000); }),
+        requests.end());
+    EXPECT_LE(busiestMinute(requests), 4u);
+    EXPECT_LE(longestGap(requests, silent, kNever), Milliseconds(30000));
+}
+
+TEST(Polling, SilentPrinterIsBackAtItsFirstAnswer)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).answers = false;
+    network.pass(minutes(30));
+    ASSERT_FALSE(target->snapshot()->online);
+    network.agent(1).answers = true;
+    network.agent(1).requests.clear();
+    while (network.agent(1).requests.empty()) {
+        network.pass(Milliseconds(100));
+    }
+    network.pass(Milliseconds(100));
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(target->snapshot()->picture->model, "idle");
+}
+
+TEST(Polling, PrinterThatReturnsWithinTwoMinutesIsBackWithinTenSeconds)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).answers = false;
+    network.pass(seconds(100));
+    ASSERT_FALSE(target->snapshot()->online);
+    network.agent(1).answers = true;
+    network.pass(Milliseconds(10100));
+    EXPECT_TRUE(target->snapshot()->online);
+}
+
+TEST(Polling, NeverAnsweringAddressIsKnownAsSilentAndStaysUnmetInPicture)
+{
+    SimulatedNetwork network;
+    network.agent(1).answers = false;
+    const auto target = network.add(1);
+    network.pass(seconds(20));
+    EXPECT_TRUE(target->isMet());
+    EXPECT_FALSE(target->lastAnswer().has_value());
+    EXPECT_FALSE(target->snapshot()->online);
+}
+
+TEST(Polling, UnopenedPrinterIsNotAskedAfterAMinuteAndAskedAtOnceWhenOpened)
+{
+    SimulatedNetwork network;
+    network.opensTargets = false;
+    const auto target = network.add(1);
+    network.pass(seconds(66));
+    const TimePoint quiet = network.clock.now();
+    network.pass(hours(5));
+    EXPECT_EQ(network.requestsSince(1, quiet), 0u);
+    ASSERT_TRUE(target->markOpened(network.clock.now()));
+    EXPECT_FALSE(target->markOpened(network.clock.now())); // told once
+    network.poller.wake(*target);
+    network.pass(Milliseconds(50));
+    EXPECT_GE(network.requestsSince(1, quiet), 1u);
+    EXPECT_LE(*target->lastAnswer() - network.clock.now(), Milliseconds(50));
+}
+
+TEST(Polling, UnopenedSilentPrinterIsNotAskedEither)
+{
+    SimulatedNetwork network;
+    network.opensTargets = false;
+    network.agent(1).answers = false;
+    network.add(1);
+    network.pass(seconds(100));
+    const TimePoint quiet = network.clock.now();
+    network.pass(hours(1));
+    EXPECT_EQ(network.requestsSince(1, quiet), 0u);
+    EXPECT_EQ(network.poller.nextDeadline(), kNever);
+    EXPECT_EQ(network.poller.inFlight(), 0u);
+}
+
+TEST(Polling, LostRequestIsRepeatedWithTheSameIdAndCostsNoState)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    bool lose = true;
+    network.agent(1).loses = [&](const SeenRequest&) { return std::exchange(lose, false); };
+    network.agent(1).requests.clear();
+    network.pass(seconds(8));
+    const auto& requests = network.agent(1).requests;
+    ASSERT_GE(requests.size(), 2u);
+    EXPECT_EQ(requests[0].message.pdu.requestId, requests[1].message.pdu.requestId);
+    EXPECT_EQ(requests[1].at - requests[0].at, seconds(1));
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(network.publications.size(), 1u);
+}
+
+TEST(Polling, LossOfEverySecondDatagramNeverMakesAPrinterFlap)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(1));
+    unsigned n = 0;
+    network.agent(1).loses = [&](const SeenRequest&) { return ++n % 2 == 0; };
+    network.pass(hours(1));
+    EXPECT_EQ(network.publications.size(), 1u);
+}
+
+TEST(Polling, SlowPrinterStaysOnline)
+{
+    SimulatedNetwork network;
+    network.agent(1).delay = Milliseconds(3500);
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    ASSERT_TRUE(target->snapshot()->online);
+    const std::size_t before = network.publications.size();
+    network.pass(hours(1));
+    EXPECT_EQ(network.publications.size(), before);
+}
+
+TEST(Polling, WakingPrinterIsHeardThoughItTakesEighteenSeconds)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).answers = false; // deep asleep
+    network.pass(minutes(10));
+    ASSERT_FALSE(target->snapshot()->online);
+    network.agent(1).answers = true;
+    network.agent(1).delay = seconds(18);
+    const std::size_t before = network.publications.size();
+    network.pass(seconds(30 + 18));
+    ASSERT_GT(network.publications.size(), before);
+    EXPECT_TRUE(network.publications[before].online);
+}
+
+TEST(Polling, OnlyOneRequestAtATimeToOnePrinter)
+{
+    SimulatedNetwork network;
+    network.agent(1).delay = Milliseconds(700);
+    network.agent(1).says = "printing";
+    network.add(1);
+    network.pass(minutes(20));
+    const auto& requests = network.agent(1).requests;
+    for (std::size_t i = 1; i < requests.size(); ++i) {
+        EXPECT_GE(requests[i].at - requests[i - 1].at, Milliseconds(700));
+    }
+}
+
+TEST(Polling, MovedChangeCounterHasTheTablesReadAtOnce)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(2));
+    network.agent(1).says = "counter";
+    const TimePoint moved = network.clock.now();
+    network.pass(seconds(6));
+    std::vector<snmp::ReadKind> kinds;
+    for (const SeenRequest& seen : network.agent(1).requests) {
+        if (seen.at >= moved) {
+            kinds.push_back(kindOf(seen.message));
+        }
+    }
+    ASSERT_GE(kinds.size(), 3u);
+    EXPECT_EQ(kinds[0], snmp::ReadKind::Fast);
+    EXPECT_EQ(kinds[1], snmp::ReadKind::Full);
+    EXPECT_EQ(kinds[2], snmp::ReadKind::Full);
+}
+
+TEST(Polling, CountersThatAlwaysMoveDoNotBuyTheTablesEveryTime)
+{
+    SimulatedNetwork network;
+    network.agent(1).says = "counter";
+    network.add(1);
+    network.pass(minutes(10));
+    network.agent(1).requests.clear();
+    network.pass(hours(1));
+    EXPECT_LE(busiestMinute(network.agent(1).requests), 18u);
+}
+
+TEST(Polling, RestartHasTheIdentityReadAtOnce)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(2));
+    network.agent(1).says = "restart";
+    network.agent(1).requests.clear();
+    network.pass(seconds(6));
+    ASSERT_GE(network.agent(1).requests.size(), 4u);
+    EXPECT_EQ(kindOf(network.agent(1).requests[0].message), snmp::ReadKind::Fast);
+    EXPECT_EQ(kindOf(network.agent(1).requests[1].message), snmp::ReadKind::Identity);
+}
+
+TEST(Polling, PrinterThatKeepsRestartingIsAskedLess)
+{
+    SimulatedNetwork network;
+    network.add(1);
+    network.pass(minutes(2));
+    network.agent(1).says = "restart"; // each time it is asked
+    network.pass(minutes(5));
+    network.agent(1).requests.clear();
+    network.pass(hours(1));
+    EXPECT_LE(busiestMinute(network.agent(1).requests), 12u);
+}
+
+TEST(Polling, StrangerIsOnlineWithoutPictureAndRarelyAsked)
+{
+    SimulatedNetwork network;
+    network.agent(1).says = "stranger";
+    const auto target = network.add(1);
+    network.pass(minutes(5));
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_TRUE(target->isMet());
+    network.agent(1).requests.clear();
+    network.pass(minutes(10));
+    EXPECT_LE(network.agent(1).requests.size(), 36u); // ten conversations of three
+}
+
+TEST(Polling, AgentOfVersionOneOnlyIsFoundAndThenAskedInItsVersion)
+{
+    SimulatedNetwork network;
+    network.agent(1).speaksV2c = false;
+    const auto target = network.add(1);
+    network.pass(seconds(4));
+    EXPECT_TRUE(target->snapshot()->online);
+    const TimePoint found = network.clock.now();
+    network.pass(minutes(5));
+    for (const SeenRequest& seen : network.agent(1).requests) {
+        EXPECT_TRUE(seen.at < found || seen.message.version == snmp::Version::V1);
+    }
+}
+
+TEST(Polling, AgentOfVersionTwoIsNotTakenForVersionOneThoughItsFirstAnswersAreLost)
+{
+    SimulatedNetwork network;
+    network.agent(1).answers = false; // switched on between our v2c and our v1 question
+    network.add(1);
+    network.pass(Milliseconds(900));
+    network.agent(1).answers = true;
+    network.pass(minutes(1));
+    EXPECT_EQ(network.agent(1).requests.back().message.version, snmp::Version::V2c);
+}
+
+TEST(Polling, ConfiguredVersionIsTheOnlyOneTried)
+{
+    SimulatedNetwork network;
+    network.agent(1).answers = false;
+    network.agent(2).answers = false;
+    network.add(1, VersionChoice::V1);
+    network.add(2, VersionChoice::V2c);
+    network.pass(minutes(5));
+    for (const SeenRequest& seen : network.agent(1).requests) {
+        EXPECT_EQ(seen.message.version, snmp::Version::V1);
+    }
+    for (const SeenRequest& seen : network.agent(2).requests) {
+        EXPECT_EQ(seen.message.version, snmp::Version::V2c);
+    }
+}
+
+TEST(Polling, SuspendIsNoSilence)
+{
+    SimulatedNetwork network;
+    const auto target = network.add(1);
+    network.pass(minutes(1));
+    network.agent(1).delay = Milliseconds(400);
+    network.pass(Milliseconds(4900));
+    network.suspend(hours(9));
+    const TimePoint woke = network.clock.now();
+    network.pass(seconds(2));
+    EXPECT_EQ(network.publications.size(), 1u); // never offline
+    EXPECT_EQ(network.reopened, 1u);
+    EXPECT_GE(network.requestsSince(1, woke), 1u);
+    EXPECT_GT(*target->lastAnswer(), woke);
+}
+
+TEST(Polling, NetworkThatGoesAndComesBackIsRecoveredFromUnaided)
+{
+    SimulatedNetwork network;
+    for (std::uint32_t i = 1; i <= 10; ++i) {
+        network.add(i);
+    }
+    network.pass(minutes(1));
+    network.linkUp = false;
+    network.pass(minutes(20));
+    for (const auto& target : network.targets) {
+        EXPECT_FALSE(target->snapshot()->online);
+    }
+    EXPECT_GE(network.reopened, 1u);
+    EXPECT_LE(network.reopened, 45u); // no more than twice a minute
+    network.linkUp = true;
+    network.pass(seconds(31));
+    for (const auto& target : network.targets) {
+        EXPECT_TRUE(target->snapshot()->online);
+    }
+}
+
+TEST(Polling, NetworkChangeHasEverybodyAskedSoon)
+{
+    SimulatedNetwork network;
+    for (std::uint32_t i = 1; i <= 10; ++i) {
+        network.add(i);
+    }
+    network.pass(minutes(1));
+    network.linkUp = false;
+    network.pass(minutes(20));
+    network.linkUp = true;
+    network.poller.networkChanged();
+    network.pass(seconds(1));
+    for (const auto& target : network.targets) {
+        EXPECT_TRUE(target->snapshot()->online);
+    }
+}
+
+TEST(Polling, PrinterThatDropsItsLargeAnswersIsAskedForLessAndStaysOnline)
+{
+    SimulatedNetwork network;
+    unsigned inConversation = 0;
+    network.agent(1).loses = [&](const SeenRequest& seen) { // the second answer of a conversation is too large
+        return ++inConversation > 1 && !isCareful(seen.message);
+    };
+    const auto target = network.add(1);
+    network.pass(seconds(10));
+    EXPECT_TRUE(target->snapshot()->online);
+    for (const Publication& published : network.publications) {
+        EXPECT_TRUE(published.online);
+    }
+}
+
+TEST(Polling, RemovedPrinterIsNeitherAskedNorTouchedAnyMore)
+{
+    SimulatedNetwork network;
+    network.agent(1).delay = Milliseconds(500);
+    const auto target = network.add(1);
+    network.pass(Milliseconds(100)); // its request is under way
+    ASSERT_EQ(network.poller.inFlight(), 1u);
+    network.poller.unwatch(*target);
+    EXPECT_EQ(network.poller.inFlight(), 0u);
+    EXPECT_EQ(target.use_count(), 2); // ours and the test network's
+    network.pass(minutes(5));
+    EXPECT_EQ(network.agent(1).requests.size(), 1u);
+    EXPECT_EQ(network.count(Verdict::UnknownSource), 1u);
+    EXPECT_TRUE(network.publications.empty());
+}
+
+TEST(Polling, AddressThatIsNamedAnewIsAskedForTheNewTarget)
+{
+    SimulatedNetwork network;
+    const auto old = network.add(1);
+    network.pass(seconds(1));
+    const auto fresh = network.add(1);
+    network.pass(seconds(1));
+    EXPECT_TRUE(fresh->snapshot()->online);
+    network.poller.unwatch(*old); // no longer known: nothing happens
+    network.agent(1).requests.clear();
+    network.pass(seconds(10));
+    EXPECT_GE(network.agent(1).requests.size(), 1u);
+}
+
+} // namespace
+} // namespace tarn::engine::test

@@ -1,0 +1,156 @@
+#include "tests/unit/tarn/engine/simulated_network.h"
+
+#include <algorithm>
+
+#include "tests/unit/tarn/engine/fake_dialogue.h"
+
+namespace tarn::engine::test {
+
+namespace {
+
+snmp::ByteView viewOf(const std::string& bytes)
+{
+    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
+}
+
+} // namespace
+
+std::size_t SimulatedPort::send(const Datagram* batch, std::size_t count)
+{
+    const std::size_t taken = std::min(count, m_network.room);
+    for (std::size_t i = 0; i < taken; ++i) {
+        m_network.arrive(batch[i]);
+    }
+    return taken;
+}
+
+const std::vector<Datagram>& SimulatedPort::receive()
+{
+    m_received.clear();
+    m_bodies.clear();
+    std::vector<Endpoint> senders;
+    auto& deliveries = m_network.m_deliveries;
+    while (!deliveries.empty() && deliveries.begin()->first <= m_network.clock.now() &&
+           m_bodies.size() < 64) {
+        SimulatedNetwork::Delivery& delivery = deliveries.begin()->second;
+        if (delivery.port == m_network.reopened && m_network.linkUp) {
+            m_bodies.push_back(std::move(delivery.body));
+            senders.push_back(delivery.from);
+        }
+        deliveries.erase(deliveries.begin());
+    }
+    for (std::size_t i = 0; i < m_bodies.size(); ++i) {
+        m_received.push_back({senders[i], viewOf(m_bodies[i])});
+    }
+    return m_received;
+}
+
+bool SimulatedPort::reopen()
+{
+    ++m_network.reopened;
+    return true;
+}
+
+SimulatedNetwork::SimulatedNetwork(std::uint64_t seed)
+    : random(seed), poller(clock, random, std::make_unique<SimulatedPort>(*this), *this, fakeDialogues())
+{
+}
+
+std::shared_ptr<Target> SimulatedNetwork::add(std::uint32_t number, VersionChoice version)
+{
+    m_agents[endpointOf(number)];
+    auto picture = std::make_shared<device::DeviceStatus>();
+    static const auto community = std::make_shared<const std::string>("public");
+    auto target = std::make_shared<Target>(SnmpAddress{endpointOf(number), version, community},
+                                           unmetSnapshot(std::move(picture)), clock.now());
+    targets.push_back(target);
+    poller.watch(target);
+    return target;
+}
+
+void SimulatedNetwork::arrive(const Datagram& datagram)
+{
+    ++sends;
+    sendTimes.push_back(clock.now());
+    const std::optional<snmp::Message> message = snmp::decodeMessage(datagram.bytes);
+    const auto found = m_agents.find(datagram.peer);
+    if (!message || found == m_agents.end() || !linkUp) {
+        return;
+    }
+    Agent& agent = found->second;
+    const SeenRequest request{clock.now(), datagram.peer, *message};
+    agent.requests.push_back(request);
+    const bool understands = agent.speaksV2c || message->version == snmp::Version::V1;
+    if (agent.answers && understands && !(agent.loses && agent.loses(request))) {
+        m_deliveries.emplace(clock.now() + agent.delay,
+                             Delivery{datagram.peer, answerTo(agent, request), reopened});
+    }
+}
+
+std::string SimulatedNetwork::answerTo(const Agent& agent, const SeenRequest& request) const
+{
+    snmp::Message answer = request.message;
+    answer.community = agent.community;
+    answer.pdu.type = snmp::PduType::Response;
+    answer.pdu.errorStatus = 0;
+    answer.pdu.errorIndex = 0;
+    answer.pdu.varbinds.front().value.type = snmp::ValueType::OctetString;
+    answer.pdu.varbinds.front().value.bytes = agent.says;
+    return snmp::encodeMessage(answer);
+}
+
+void SimulatedNetwork::inject(Endpoint from, std::string body)
+{
+    m_deliveries.emplace(clock.now(), Delivery{from, std::move(body), reopened});
+    runPoller();
+}
+
+void SimulatedNetwork::runPoller()
+{
+    poller.run();
+    mostInFlight = std::max(mostInFlight, poller.inFlight());
+}
+
+void SimulatedNetwork::pass(Milliseconds time)
+{
+    const TimePoint end = clock.now() + time;
+    runPoller();
+    for (;;) {
+        TimePoint next = std::min(end, poller.nextDeadline());
+        if (!m_deliveries.empty()) {
+            next = std::min(next, m_deliveries.begin()->first);
+        }
+        if (opensTargets) {
+            next = std::min(next, m_nextOpening);
+        }
+        clock.set(std::max(next, clock.now()));
+        if (opensTargets && m_nextOpening <= clock.now()) {
+            for (const auto& target : targets) {
+                if (target->markOpened(clock.now())) {
+                    poller.wake(*target);
+                }
+            }
+            m_nextOpening = clock.now() + Milliseconds(1000);
+        }
+        if (clock.now() >= end) {
+            return;
+        }
+        runPoller();
+    }
+}
+
+std::size_t SimulatedNetwork::requestsSince(std::uint32_t number, TimePoint since)
+{
+    const auto& requests = agent(number).requests;
+    return static_cast<std::size_t>(std::count_if(requests.begin(), requests.end(),
+                                                  [&](const SeenRequest& seen) { return seen.at >= since; }));
+}
+
+void SimulatedNetwork::targetChanged(Target& target)
+{
+    const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
+    publications.push_back(
+        {clock.now(), target.address().endpoint, snapshot->online, snapshot->picture->model});
+}
+
+} // namespace tarn::engine::test

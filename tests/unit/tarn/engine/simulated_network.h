@@ -1,0 +1,146 @@
+#pragma once
+
+// A network, agents and a clock that exist only in memory: hours pass in no time, and every run is the same.
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tarn/src/engine/snmp_poller.h"
+
+namespace tarn::engine::test {
+
+class SimulatedClock final : public Clock
+{
+public:
+    TimePoint now() const override { return m_now; }
+    void set(TimePoint now) { m_now = now; }
+
+private:
+    TimePoint m_now = TimePoint(Milliseconds(1000000));
+};
+
+class SeededRandom final : public Random
+{
+public:
+    explicit SeededRandom(std::uint64_t seed) : m_state(seed * 2 + 1) {}
+    std::uint32_t next() override
+    {
+        m_state = m_state * 6364136223846793005u + 1442695040888963407u;
+        return static_cast<std::uint32_t>(m_state >> 33 ^ m_state >> 20);
+    }
+
+private:
+    std::uint64_t m_state;
+};
+
+// One request as it arrived at an agent.
+struct SeenRequest
+{
+    TimePoint at;
+    Endpoint to;
+    snmp::Message message;
+};
+
+// How one printer behaves. Its answer is one text, which FakeDialogue reads: see there.
+struct Agent
+{
+    bool answers = true;
+    bool speaksV2c = true;
+    Milliseconds delay{5};
+    std::string community = "public";
+    std::string says = "idle";
+    std::function<bool(const SeenRequest&)> loses; // true: this request gets lost
+    std::vector<SeenRequest> requests;
+};
+
+// What the engine heard of the targets, in its order.
+struct Publication
+{
+    TimePoint at;
+    Endpoint who;
+    bool online;
+    std::string model;
+};
+
+class SimulatedNetwork;
+
+// The engine's end of the network.
+class SimulatedPort final : public DatagramPort
+{
+public:
+    explicit SimulatedPort(SimulatedNetwork& network) : m_network(network) {}
+    std::size_t send(const Datagram* batch, std::size_t count) override;
+    const std::vector<Datagram>& receive() override;
+    bool reopen() override;
+    int descriptor() const override { return -1; }
+
+private:
+    SimulatedNetwork& m_network;
+    std::vector<std::string> m_bodies;
+    std::vector<Datagram> m_received;
+};
+
+// SimulatedNetwork is the world around one SnmpPoller.
+class SimulatedNetwork final : public BackendListener
+{
+public:
+    explicit SimulatedNetwork(std::uint64_t seed = 1);
+
+    // A printer at 10.0.0.0 + number, watched from now on.
+    std::shared_ptr<Target> add(std::uint32_t number, VersionChoice version = VersionChoice::Auto);
+    Agent& agent(std::uint32_t number) { return m_agents[endpointOf(number)]; }
+    static Endpoint endpointOf(std::uint32_t number) { return {(10u << 24) + number, 161}; }
+
+    // Lets so much time pass. Targets are opened every second, as the program does, unless told otherwise.
+    void pass(Milliseconds time);
+    // The machine sleeps: time passes and nobody notices.
+    void suspend(Milliseconds time) { clock.set(clock.now() + time); }
+    // A datagram that arrives at the engine now.
+    void inject(Endpoint from, std::string body);
+    // The answer of an agent to a request, as it would be sent.
+    std::string answerTo(const Agent& agent, const SeenRequest& request) const;
+
+    std::size_t requestsSince(std::uint32_t number, TimePoint since);
+    std::uint64_t count(Verdict verdict) const
+    {
+        return poller.verdicts()[static_cast<std::size_t>(verdict)];
+    }
+
+    void targetChanged(Target& target) override;
+
+    SimulatedClock clock;
+    SeededRandom random;
+    bool opensTargets = true;
+    bool linkUp = true;
+    std::size_t room = SIZE_MAX; // datagrams that the port takes at once
+    std::size_t reopened = 0;
+    std::size_t mostInFlight = 0;
+    std::size_t sends = 0;
+    std::vector<TimePoint> sendTimes;
+    std::vector<Publication> publications;
+    std::vector<std::shared_ptr<Target>> targets;
+    SnmpPoller poller;
+
+private:
+    friend class SimulatedPort;
+    struct Delivery
+    {
+        Endpoint from;
+        std::string body;
+        std::size_t port; // the socket that it is on its way to
+    };
+
+    void arrive(const Datagram& datagram);
+    void runPoller();
+
+    std::unordered_map<Endpoint, Agent, EndpointHash> m_agents;
+    std::multimap<TimePoint, Delivery> m_deliveries;
+    TimePoint m_nextOpening{};
+};
+
+} // namespace tarn::engine::test

@@ -1,0 +1,159 @@
+#include "tools/tarn-status/printer_access.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include "tarn/tarn.h"
+
+namespace tarnstatus {
+
+namespace {
+
+void demand(int code, const char* what)
+{
+    if (code != TARN_OK) {
+        throw AccessError(std::string(what) + " failed with code " + std::to_string(code));
+    }
+}
+
+// A text that the library gives, as ours.
+template <typename Getter>
+std::string textOf(Getter getter)
+{
+    char* text = nullptr;
+    demand(getter(&text), "reading a printer");
+    const std::string copy = text != nullptr ? text : "";
+    tarn_freeStr(&text);
+    return copy;
+}
+
+// Null when the text is no JSON.
+Json::Value parsed(const std::string& text)
+{
+    Json::CharReaderBuilder builder;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value root;
+    try {
+        return reader->parse(text.data(), text.data() + text.size(), &root, nullptr) ? root : Json::Value();
+    } catch (const Json::Exception&) {
+        return {};
+    }
+}
+
+std::string written(const Json::Value& value)
+{
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, value);
+}
+
+class OpenPrinter final
+{
+public:
+    explicit OpenPrinter(const std::string& name)
+    {
+        demand(tarn_openPrinter(name.c_str(), &m_handle, TARN_OPEN_DETAIL, 0), "opening a printer");
+    }
+    ~OpenPrinter() { tarn_closePrinter(&m_handle); }
+    OpenPrinter(const OpenPrinter&) = delete;
+    OpenPrinter& operator=(const OpenPrinter&) = delete;
+    void* get() const { return m_handle; }
+
+private:
+    void* m_handle = nullptr;
+};
+
+} // namespace
+
+PrinterAccess::PrinterAccess()
+{
+    demand(tarn_init(), "starting the library");
+    demand(tarn_setOptions(R"({"enable_cache":false})"), "setting the options");
+}
+
+PrinterAccess::~PrinterAccess()
+{
+    tarn_destroy();
+}
+
+void PrinterAccess::setPrinters(const std::vector<NamedPrinter>& printers)
+{
+    Json::Value list(Json::arrayValue);
+    for (std::size_t i = 0; i < printers.size(); ++i) {
+        Json::Value entry;
+        // The library knows them by number, so that equal names stay two printers.
+        entry["printerName"] = std::to_string(i);
+        entry["ip"] = printers[i].ip;
+        list.append(entry);
+    }
+    demand(tarn_setPrinterList(written(list).c_str()), "naming the printers");
+    m_printers = printers;
+}
+
+std::vector<Reading> PrinterAccess::readAll() const
+{
+    std::vector<Reading> readings;
+    readings.reserve(m_printers.size());
+    for (std::size_t i = 0; i < m_printers.size(); ++i) {
+        readings.push_back(read(i));
+    }
+    return readings;
+}
+
+Reading PrinterAccess::read(std::size_t index) const
+{
+    const OpenPrinter opened(std::to_string(index));
+    Reading reading;
+    reading.printer = m_printers[index];
+    demand(tarn_getState(opened.get(), &reading.state), "reading a state");
+    demand(tarn_getTotalPages(opened.get(), &reading.pages), "reading a counter");
+    reading.serial = textOf([&](char** out) { return tarn_getSerialNumber(opened.get(), out); });
+    reading.message = textOf([&](char** out) { return tarn_getStateMessage(opened.get(), out); });
+    reading.info = parsed(textOf([&](char** out) { return tarn_getInfo(opened.get(), out); }));
+    if (reading.info.isObject()) {
+        reading.online = reading.info["online"] == "1";
+        reading.source = reading.info.get("source", "").asString();
+        reading.ageMs = std::strtoll(reading.info.get("age", "-1").asString().c_str(), nullptr, 10);
+        reading.detail = parsed(reading.info.get("detail", "").asString());
+    }
+    if (!reading.detail.isObject()) {
+        reading.detail = Json::Value(Json::objectValue);
+    }
+    reading.model = reading.detail.get("model", "").asString();
+    reading.description = reading.detail.get("description", "").asString();
+    return reading;
+}
+
+std::string PrinterAccess::version()
+{
+    return textOf([](char** out) { return tarn_getVersion(out); });
+}
+
+std::vector<NamedPrinter> printersOf(const std::string& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    if (!stream || !(text << stream.rdbuf())) {
+        throw AccessError(file + " cannot be read");
+    }
+    const Json::Value root = parsed(text.str());
+    if (!root.isArray()) {
+        throw AccessError(file + " is no list of printers");
+    }
+    std::vector<NamedPrinter> printers;
+    for (const Json::Value& entry : root) {
+        if (entry.isObject()) {
+            const Json::Value& name = entry["printerName"];
+            const Json::Value& ip = entry["ip"];
+            printers.push_back({name.isString() ? name.asString() : "", ip.isString() ? ip.asString() : ""});
+        }
+    }
+    return printers;
+}
+
+} // namespace tarnstatus

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+namespace tarnstatus {
+
+// A printer to show.
+struct NamedPrinter
+{
+    std::string name;
+    std::string ip;
+};
+
+// What the library said of one printer.
+struct Reading
+{
+    NamedPrinter printer;
+    std::string model;
+    std::string description;
+    std::string serial;
+    std::string message; // summary, then "-" and the alerts
+    std::string source;
+    int state = 2;
+    int pages = -1;
+    bool online = false;
+    std::int64_t ageMs = -1; // -1: it never answered
+    Json::Value info;        // the status document
+    Json::Value detail;      // the whole picture, an object
+};
+
+class AccessError final : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// PrinterAccess is libtarn as this tool uses it: started with it, stopped with it. It remembers nothing on
+// disk. Throws AccessError where the library refuses.
+class PrinterAccess final
+{
+public:
+    PrinterAccess();
+    ~PrinterAccess();
+    PrinterAccess(const PrinterAccess&) = delete;
+    PrinterAccess& operator=(const PrinterAccess&) = delete;
+
+    // Replaces the printers; waits a moment for new ones, as tarn_setPrinterList says.
+    void setPrinters(const std::vector<NamedPrinter>& printers);
+    // All of them, in their order.
+    std::vector<Reading> readAll() const;
+
+    static std::string version();
+
+private:
+    Reading read(std::size_t index) const;
+
+    std::vector<NamedPrinter> m_printers;
+};
+
+// The printers of a printers.json. Throws AccessError when it cannot be used.
+std::vector<NamedPrinter> printersOf(const std::string& file);
+
+} // namespace tarnstatus
