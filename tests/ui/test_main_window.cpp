@@ -24,6 +24,7 @@ private slots:
     void stretchFactorsHaveNoEffect();
     void handleIsOneGreyPixel();
     void noPaneCollapses();
+    void keepsItsSizeInTheProgramsFont();
 };
 
 void TestMainWindow::initTestCase()
@@ -213,6 +214,24 @@ void TestMainWindow::noPaneCollapses()
         QVERIFY(splitter->widget(1)->width() > 0);
         QVERIFY(splitter->sizes()[0] > 0 && splitter->sizes()[1] > 0);
     }
+}
+
+void TestMainWindow::keepsItsSizeInTheProgramsFont()
+{
+    const int id = QFontDatabase::addApplicationFont(QStringLiteral(KEL_TEST_FONT));
+    const QStringList families = QFontDatabase::applicationFontFamilies(id);
+    QVERIFY(!families.isEmpty());
+    const QFont before = QApplication::font();
+    QApplication::setFont(QFont(families.first(), 11));
+    {
+        // All five toner bars are visible until the first printer is shown: the most that the window has to
+        // hold.
+        MainWindow window;
+        window.show();
+        QCoreApplication::processEvents();
+        QCOMPARE(window.size(), QSize(1103, 606));
+    }
+    QApplication::setFont(before);
 }
 
 QTEST_MAIN(TestMainWindow)
