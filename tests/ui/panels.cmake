@@ -11,6 +11,4 @@ kel_add_qtest(test_add_printer_page_form SOURCES test_add_printer_page_form.cpp 
 kel_add_qtest(test_line_edit_ip SOURCES test_line_edit_ip.cpp LIBS fake_registry kel_ui LABELS ui)
 kel_add_qtest(test_line_edit_ip_keys SOURCES test_line_edit_ip_keys.cpp LIBS fake_registry kel_ui LABELS ui)
 kel_add_qtest(test_line_edit_ip_filter SOURCES test_line_edit_ip_filter.cpp LIBS fake_registry kel_ui LABELS ui)
-if(TARGET twheel)
-    kel_add_qtest(test_panels_registry SOURCES test_panels_registry.cpp LIBS kel_test_support kel_ui LABELS ui)
-endif()
+kel_add_qtest(test_panels_registry SOURCES test_panels_registry.cpp LIBS kel_test_support kel_ui LABELS ui)

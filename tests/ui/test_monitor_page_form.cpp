@@ -67,7 +67,7 @@ void MonitorPageFormTest::everyNamedPartIsThere()
 void MonitorPageFormTest::sizes()
 {
     MonitorPage page(nullptr);
-    QCOMPARE(child<QWidget>(page, "pteErrorInfo")->minimumWidth(), 600);
+    QCOMPARE(child<QWidget>(page, "pteErrorInfo")->minimumSize(), QSize(600, 0));
     QCOMPARE(child<QWidget>(page, "pbtnRefresh")->minimumSize(), QSize(0, 30));
     QCOMPARE(child<QWidget>(page, "frame")->minimumSize(), QSize(300, 0));
     QCOMPARE(child<QWidget>(page, "frame")->maximumSize(), QSize(700, 16777215));

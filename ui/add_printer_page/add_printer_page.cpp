@@ -22,12 +22,6 @@ auto findByName(Printers& printers, const QString& name)
                         [&utf8](const PrinterContext& printer) { return printer.printerName == utf8; });
 }
 
-// The text up to its first NUL.
-std::string upToNul(const QString& text)
-{
-    return text.toUtf8().constData();
-}
-
 } // namespace
 
 AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_unique<Ui::AddPrinterPage>())
@@ -74,11 +68,11 @@ void AddPrinterPage::on_pbtnAdd_clicked()
         return;
     }
     PrinterContext printer(false);
-    printer.printerName = upToNul(name);
+    printer.printerName = name.toStdString();
     printer.manufacturer = "MORVIK";
-    printer.model = upToNul(ui->cmbModel->currentText());
-    printer.ip = upToNul(ip);
-    m_printers.push_back(printer);
+    printer.model = ui->cmbModel->currentText().toStdString();
+    printer.ip = ip.toStdString();
+    m_printers.push_back(printer); // the copy ends each text at its first NUL
     ui->listPrinter->addItem(name);
 }
 
