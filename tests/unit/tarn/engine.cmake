@@ -13,3 +13,4 @@ kel_add_gtest(tarn_library_test
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)
 target_compile_definitions(tarn_abi_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"
                                                  TARN_EXPECTED_VERSION="${PROJECT_VERSION}")
+kel_add_gtest(tarn_status_test SOURCES status/tarn_status_test.cpp LIBS tarn_status_core)

@@ -1,0 +1,10 @@
+kel_add_fuzz(fuzz_printer_list SOURCES printer_list_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/printer_list)
+kel_add_fuzz(fuzz_tarn_config SOURCES tarn_config_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/tarn_config)
+kel_add_fuzz(fuzz_identity_cache SOURCES identity_cache_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/identity_cache)
+kel_add_fuzz(fuzz_tarn_options SOURCES tarn_options_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/tarn_options)
+kel_add_fuzz(fuzz_reply_gate SOURCES reply_gate_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_gate)

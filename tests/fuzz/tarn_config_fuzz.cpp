@@ -1,0 +1,21 @@
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "tarn/src/catalog/config.h"
+
+// Any text is refused with a reason and without a trace, or configures every address with something usable.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    tarn::catalog::Config config;
+    std::string why;
+    const bool taken = config.parse(std::string(reinterpret_cast<const char*>(data), size), why);
+    for (const std::uint32_t address : {0u, 0x0A000001u, 0x7F2A0001u, 0xC0A80114u, 0xFFFFFFFFu}) {
+        const tarn::engine::SnmpAddress how = config.addressFor(address);
+        if (how.endpoint.address != address || how.endpoint.port == 0 || !how.community ||
+            (!taken && (how.endpoint.port != 161 || *how.community != "public" || why.empty()))) {
+            std::abort();
+        }
+    }
+    return 0;
+}

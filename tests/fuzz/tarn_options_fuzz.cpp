@@ -1,0 +1,40 @@
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tarn/src/api/library.h"
+#include "tarn/tarn.h"
+
+namespace {
+
+// No network at all.
+class NoPort final : public tarn::engine::DatagramPort
+{
+public:
+    std::size_t send(const tarn::engine::Datagram*, std::size_t count) override { return count; }
+    const std::vector<tarn::engine::Datagram>& receive() override { return m_nothing; }
+    bool reopen() override { return false; }
+    int descriptor() const override { return -1; }
+
+private:
+    std::vector<tarn::engine::Datagram> m_nothing;
+};
+
+} // namespace
+
+// Any text is refused as a document, or taken; afterwards the list exchange works or is switched off.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    tarn::api::Library library({std::make_unique<tarn::BootClock>(), std::make_unique<tarn::SystemRandom>(),
+                                std::make_unique<NoPort>(), tarn::engine::sessionDialogues(),
+                                tarn::catalog::Config(), std::string()});
+    const int code = library.setOptions(std::string_view(reinterpret_cast<const char*>(data), size));
+    const int list = library.setPrinterList("[{}]");
+    if ((code != TARN_OK && code != TARN_E_DOCUMENT) ||
+        (list != TARN_OK && !(list == TARN_E_DISABLED && code == TARN_OK))) {
+        std::abort();
+    }
+    return 0;
+}
