@@ -14,7 +14,7 @@ auto fields(const Supply& s)
 
 auto fields(const Tray& t)
 {
-    return std::tie(t.name, t.levelKind, t.percent, t.level, t.capacity, t.available, t.empty);
+    return std::tie(t.name, t.levelKind, t.percent, t.level, t.capacity, t.unit, t.available, t.empty);
 }
 
 auto fields(const Alert& a)

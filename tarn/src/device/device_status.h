@@ -69,6 +69,7 @@ struct Tray
     int percent = 0;
     std::int64_t level = -2; // as the printer says; -2 unknown, -3 at least one sheet
     std::int64_t capacity = -2;
+    std::string unit; // of both, the standard's keyword, e.g. "sheets"; empty when the printer does not say
     bool available = true; // false: broken, off-line or status unknown
     bool empty = false;
 };

@@ -123,8 +123,9 @@ Json::Value trayObject(const Tray& tray)
     Json::Value object(Json::objectValue);
     object["name"] = tray.name;
     object["percent"] = levelValue(tray.levelKind, tray.percent);
-    object["sheets"] = countOrNull(tray.level);
+    object["level"] = countOrNull(tray.level);
     object["capacity"] = countOrNull(tray.capacity);
+    object["unit"] = tray.unit;
     object["available"] = tray.available;
     object["empty"] = tray.empty;
     return object;

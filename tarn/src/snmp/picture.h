@@ -46,6 +46,17 @@ Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max
 
 const char* supplyTypeKeyword(std::int64_t type); // PrtMarkerSuppliesTypeTC
 
+// Columns whose rows make a supply, a tray, an alert.
+constexpr std::initializer_list<ColumnId> supplyColumns = {
+    ColumnId::PrtMarkerSuppliesClass, ColumnId::PrtMarkerSuppliesType, ColumnId::PrtMarkerSuppliesDescription,
+    ColumnId::PrtMarkerSuppliesMaxCapacity, ColumnId::PrtMarkerSuppliesLevel};
+constexpr std::initializer_list<ColumnId> inputColumns = {ColumnId::PrtInputMaxCapacity,
+                                                          ColumnId::PrtInputCurrentLevel,
+                                                          ColumnId::PrtInputStatus, ColumnId::PrtInputName};
+constexpr std::initializer_list<ColumnId> alertColumns = {ColumnId::PrtAlertSeverityLevel,
+                                                          ColumnId::PrtAlertCode, ColumnId::PrtAlertGroup,
+                                                          ColumnId::PrtAlertDescription};
+
 // All rows that any of these columns has, ascending.
 std::vector<std::uint32_t> rowsOf(const PrinterTables& tables, std::initializer_list<ColumnId> columns);
 

@@ -196,21 +196,14 @@ class Condition final
 public:
     Condition(const PrinterTables& tables, DeviceStatus& status)
         : m_tables(tables), m_status(status), m_errors(errorStateOf(tables)),
-          m_trayRows(rowsOf(tables, {ColumnId::PrtInputMaxCapacity, ColumnId::PrtInputCurrentLevel,
-                                     ColumnId::PrtInputStatus, ColumnId::PrtInputName})),
-          m_supplyRows(
-              rowsOf(tables, {ColumnId::PrtMarkerSuppliesClass, ColumnId::PrtMarkerSuppliesType,
-                              ColumnId::PrtMarkerSuppliesDescription, ColumnId::PrtMarkerSuppliesMaxCapacity,
-                              ColumnId::PrtMarkerSuppliesLevel}))
+          m_trayRows(rowsOf(tables, inputColumns)), m_supplyRows(rowsOf(tables, supplyColumns))
     {
     }
 
     void build()
     {
         m_status.activity = activityOf(m_tables);
-        for (const std::uint32_t row :
-             rowsOf(m_tables, {ColumnId::PrtAlertSeverityLevel, ColumnId::PrtAlertCode,
-                               ColumnId::PrtAlertGroup, ColumnId::PrtAlertDescription})) {
+        for (const std::uint32_t row : rowsOf(m_tables, alertColumns)) {
             addRow(alertRowAt(m_tables, row));
         }
         addErrorBits();

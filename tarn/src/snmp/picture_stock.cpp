@@ -167,6 +167,29 @@ std::string trayName(const PrinterTables& tables, std::uint32_t row)
     return description.empty() ? "纸盒 " + std::to_string(row) : description;
 }
 
+// PrtCapacityUnitTC
+const char* capacityUnitKeyword(std::optional<std::int64_t> unit)
+{
+    switch (unit.value_or(0)) {
+    case 3:
+        return "tenThousandthsOfInches";
+    case 4:
+        return "micrometers";
+    case 8:
+        return "sheets";
+    case 16:
+        return "feet";
+    case 17:
+        return "meters";
+    case 18:
+        return "items";
+    case 19:
+        return "percent";
+    default:
+        return "";
+    }
+}
+
 } // namespace
 
 const char* supplyTypeKeyword(std::int64_t type)
@@ -205,10 +228,7 @@ Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max
 std::vector<Supply> buildSupplies(const PrinterTables& tables)
 {
     std::vector<Supply> supplies;
-    for (const std::uint32_t row :
-         rowsOf(tables, {ColumnId::PrtMarkerSuppliesClass, ColumnId::PrtMarkerSuppliesType,
-                         ColumnId::PrtMarkerSuppliesDescription, ColumnId::PrtMarkerSuppliesMaxCapacity,
-                         ColumnId::PrtMarkerSuppliesLevel})) {
+    for (const std::uint32_t row : rowsOf(tables, supplyColumns)) {
         supplies.push_back(buildSupply(tables, row));
     }
     colorTheOnlyToner(supplies);
@@ -218,14 +238,14 @@ std::vector<Supply> buildSupplies(const PrinterTables& tables)
 std::vector<device::Tray> buildTrays(const PrinterTables& tables)
 {
     std::vector<device::Tray> trays;
-    for (const std::uint32_t row :
-         rowsOf(tables, {ColumnId::PrtInputMaxCapacity, ColumnId::PrtInputCurrentLevel,
-                         ColumnId::PrtInputStatus, ColumnId::PrtInputName})) {
+    for (const std::uint32_t row : rowsOf(tables, inputColumns)) {
         device::Tray tray;
         tray.name = trayName(tables, row);
         tray.level = tables[ColumnId::PrtInputCurrentLevel].numberOf(row).value_or(-2);
         tray.capacity = tables[ColumnId::PrtInputMaxCapacity].numberOf(row).value_or(-2);
-        const Level level = levelOf(tray.level, tray.capacity, std::nullopt);
+        const std::optional<std::int64_t> unit = tables[ColumnId::PrtInputCapacityUnit].numberOf(row);
+        tray.unit = capacityUnitKeyword(unit);
+        const Level level = levelOf(tray.level, tray.capacity, unit);
         tray.levelKind = level.kind;
         tray.percent = level.percent;
         tray.available = trayAvailable(tables[ColumnId::PrtInputStatus].numberOf(row));

@@ -70,11 +70,14 @@ private:
     void addRows(ColumnId id, int group, bool askExpected);
     bool restarted(const PrinterTables& tables) const;
     bool changeCounterMoved() const;
+    bool lacksColumn(ColumnId id) const;
 
     const Version m_version;
     RequestLimits m_limits;
     bool m_careful = false;
     int m_answers = 0; // in this conversation
+    int m_fulls = 0;
+    bool m_askAll = true; // also what the device did not have
 
     ReadKind m_kind = ReadKind::Identity;
     Stage m_stage = Stage::Idle;

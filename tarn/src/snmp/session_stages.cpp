@@ -74,6 +74,9 @@ constexpr Id printerColumns[] = {Id::PrtGeneralConfigChanges, Id::PrtMarkerSuppl
                                  Id::PrtMarkerLifeCount, Id::PrtInputMaxCapacity, Id::PrtAlertSeverityLevel};
 constexpr Id deviceColumns[] = {Id::HrPrinterStatus, Id::HrPrinterDetectedErrorState};
 
+// What was not there is looked for again now and then: an agent may start before all its parts do.
+constexpr int fullsBetweenSearches = 10;
+
 Oid scalarName(Id id)
 {
     Oid oid = parseOid(specOf(id).oid);
@@ -219,12 +222,28 @@ void Session::Impl::addRows(Id id, int group, bool askExpected)
 void Session::Impl::beginTables()
 {
     m_columns.emplace(m_limits);
+    m_askAll = m_kind == ReadKind::Identity || ++m_fulls % fullsBetweenSearches == 0;
     for (const Id id : fullScalars) {
-        addInstance(id);
+        if (m_askAll || !m_tables[id].empty() || specOf(id).form == IndexForm::Device) {
+            addInstance(id);
+        }
     }
     for (const GroupedColumn& column : fullRows) {
-        addRows(column.id, column.group, false);
+        if (m_askAll || !lacksColumn(column.id)) {
+            addRows(column.id, column.group, false);
+        }
     }
+}
+
+// The device has the table and not this column of it: asking again would only make it answer something else.
+bool Session::Impl::lacksColumn(Id id) const
+{
+    const bool supplies = id >= Id::PrtMarkerSuppliesColorantIndex && id <= Id::PrtMarkerSuppliesLevel;
+    const bool inputs = id >= Id::PrtInputType && id <= Id::PrtInputDescription;
+    if (!m_tables[id].empty() || !(supplies || inputs)) {
+        return false;
+    }
+    return !rowsOf(m_tables, supplies ? supplyColumns : inputColumns).empty();
 }
 
 void Session::Impl::finishTables()
