@@ -1,0 +1,80 @@
+#include <QDebug>
+#include <QFont>
+#include <QFontDatabase>
+#include <QIcon>
+#include <QMetaType>
+#include <QTimer>
+#include <QTranslator>
+
+#include <functional>
+
+#include "app/instance_lock.h"
+#include "app/kel_application.h"
+#include "printer/printer_manager.h"
+#include "ui/main_window/main_window.h"
+
+using morvik::kel::PrinterManager;
+
+namespace {
+
+constexpr const char* lockPath = "/tmp/kel.lock";
+constexpr int refreshPeriodMs = 2000;
+constexpr int fontPointSize = 11;
+
+void installTranslation(QTranslator& translator, const QString& file)
+{
+    if (translator.load(file, QStringLiteral(":/")))
+        QCoreApplication::installTranslator(&translator);
+}
+
+void useFont(const QString& path)
+{
+    const int id = QFontDatabase::addApplicationFont(path);
+    if (id == -1)
+        return;
+    const QStringList families = QFontDatabase::applicationFontFamilies(id);
+    if (families.isEmpty())
+        return;
+    QFont font(families.first(), fontPointSize);
+    font.setWeight(QFont::Normal);
+    QApplication::setFont(font);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    InstanceLock lock(lockPath);
+    if (!lock.tryLock()) {
+        qDebug() << "kel.lock cannot be locked.";
+        return -1;
+    }
+    KelApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false); // the program lives on in the tray
+    qRegisterMetaType<PrinterContext>("PrinterContext");
+
+    QTranslator qtTexts;
+    installTranslation(qtTexts, QStringLiteral(":/qt_zh_CN.qm"));
+    QTranslator widgetTexts;
+    installTranslation(widgetTexts, QStringLiteral(":/widgets.qm"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/res/start.png")));
+    const QString fontPath = QCoreApplication::applicationDirPath() + QStringLiteral("/wqy-zenhei.ttf");
+    useFont(fontPath);
+
+    MainWindow window;
+    PrinterManager& registry = PrinterManager::instance();
+    registry.setCallback(std::bind(&MainWindow::updatePrinterStatus, &window, std::placeholders::_1));
+    registry.start();
+    window.show();
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &window, &MainWindow::sigUpdatePrinters);
+    timer.start(refreshPeriodMs);
+
+    const int result = QApplication::exec();
+    timer.stop();
+    lock.unlock();
+    // The workers still run, and their callback leads to this window: nobody is on the way to it from here
+    // on.
+    registry.stopPolling();
+    return result;
+}
