@@ -82,6 +82,7 @@ void MonitorPage::changeView(QString name)
     }
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the slot's signature, as queued calls find it
 void MonitorPage::updateView(PrinterContext context)
 {
     if (context.printerName == printerName.toStdString()) {
