@@ -1,0 +1,112 @@
+"""What the measuring programs share: medians, figures of a process from /proc, a private X server, and results.
+
+A result is one object of build/bench/results.json: name, value, unit, bound, peer, peerValue, ratio, floor, floorValue.
+"""
+
+import contextlib
+import json
+import os
+import pathlib
+import statistics
+import subprocess
+import time
+
+
+def median(values):
+    return statistics.median(values)
+
+
+def quantile(values, part):
+    ordered = sorted(values)
+    return ordered[min(len(ordered) - 1, int(part * len(ordered)))]
+
+
+class Results:
+    """Collects results, prints each as `name value unit | peer value | ratio`, and adds them to a JSON file."""
+
+    def __init__(self):
+        self.rows = []
+
+    def add(self, name, value, unit, bound=None, peer=None, peer_value=None, floor=None, floor_value=None):
+        """bound: the largest value that is still good, in the unit; None where the ratio or nothing is bounded."""
+        ratio = value / peer_value if peer_value else None
+        self.rows.append({"name": name, "value": value, "unit": unit, "bound": bound, "peer": peer,
+                          "peerValue": peer_value, "ratio": ratio, "floor": floor, "floorValue": floor_value})
+        verdict = "" if bound is None else f" | bound {bound:g} {'holds' if value <= bound else 'MISSED'}"
+        against = "" if peer is None else f" | {peer} {peer_value:.4g} | {ratio:.3g}"
+        print(f"{name} {value:.4g} {unit}{against}{verdict}", flush=True)
+
+    def write(self, path):
+        """Replaces the rows of the same names in the file, keeps all others."""
+        path = pathlib.Path(path)
+        path.parent.mkdir(parents=True, exist_ok=True)
+        names = {row["name"] for row in self.rows}
+        kept = [row for row in json.loads(path.read_text()) if row["name"] not in names] if path.exists() else []
+        path.write_text(json.dumps(kept + self.rows, indent=1, ensure_ascii=False) + "\n")
+
+
+class ProcessFigures:
+    """CPU time, context switches and memory of one running process, read from /proc."""
+
+    def __init__(self, pid):
+        self.root = pathlib.Path("/proc") / str(pid)
+
+    def cpu_seconds(self):
+        """CPU time of all threads that live, in seconds, with nanosecond steps."""
+        total = 0
+        for task in (self.root / "task").iterdir():
+            with contextlib.suppress(OSError):
+                total += int((task / "schedstat").read_text().split()[0])
+        return total / 1e9
+
+    def context_switches(self):
+        total = 0
+        for task in (self.root / "task").iterdir():
+            with contextlib.suppress(OSError):
+                for line in (task / "status").read_text().splitlines():
+                    if "ctxt_switches" in line:
+                        total += int(line.split()[1])
+        return total
+
+    def resident_mib(self):
+        for line in (self.root / "status").read_text().splitlines():
+            if line.startswith("VmRSS:"):
+                return int(line.split()[1]) / 1024
+        raise RuntimeError("no VmRSS")
+
+    def over(self, seconds):
+        """(CPU in percent of a core, context switches a second) over the next seconds."""
+        cpu, switches, begun = self.cpu_seconds(), self.context_switches(), time.monotonic()
+        time.sleep(seconds)
+        took = time.monotonic() - begun
+        return (self.cpu_seconds() - cpu) / took * 100, (self.context_switches() - switches) / took
+
+
+@contextlib.contextmanager
+def x_server(*arguments):
+    """A virtual X server of our own; yields its display name."""
+    read_end, write_end = os.pipe()
+    server = subprocess.Popen(["Xvfb", "-displayfd", str(write_end), "-noreset", "-nolisten", "tcp",
+                               *(arguments or ("-screen", "0", "1920x1080x24"))],
+                              pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    os.close(write_end)
+    try:
+        with os.fdopen(read_end) as pipe:
+            number = pipe.readline().strip()
+        if not number:
+            raise RuntimeError("Xvfb did not start")
+        yield f":{number}"
+    finally:
+        server.terminate()
+        server.wait()
+
+
+def end(process, seconds=10):
+    """Ends a process that we started, gently first."""
+    if process.poll() is None:
+        process.terminate()
+        try:
+            process.wait(seconds)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
