@@ -20,8 +20,9 @@ from Xlib import X, display as xdisplay
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "tests" / "support"))
 sys.path.insert(0, str(HERE))
+from desktop import end, x_server  # noqa: E402
 from kel_driver import Kel  # noqa: E402
-from measure import ProcessFigures, Results, end, median, x_server  # noqa: E402
+from measure import ProcessFigures, Results, median  # noqa: E402
 
 PEERS = {"system-config-printer": ["system-config-printer"], "hp-toolbox": ["hp-toolbox"]}
 FIVE = [(f"p{i}", f"127.47.0.{i}", "") for i in range(1, 6)]

@@ -1,14 +1,12 @@
-"""What the measuring programs share: medians, figures of a process from /proc, a private X server, and results.
+"""What the measuring programs share: medians, figures of a process from /proc, and results.
 
 A result is one object of build/bench/results.json: name, value, unit, bound, peer, peerValue, ratio, floor, floorValue.
 """
 
 import contextlib
 import json
-import os
 import pathlib
 import statistics
-import subprocess
 import time
 
 
@@ -80,33 +78,3 @@ class ProcessFigures:
         time.sleep(seconds)
         took = time.monotonic() - begun
         return (self.cpu_seconds() - cpu) / took * 100, (self.context_switches() - switches) / took
-
-
-@contextlib.contextmanager
-def x_server(*arguments):
-    """A virtual X server of our own; yields its display name."""
-    read_end, write_end = os.pipe()
-    server = subprocess.Popen(["Xvfb", "-displayfd", str(write_end), "-noreset", "-nolisten", "tcp",
-                               *(arguments or ("-screen", "0", "1920x1080x24"))],
-                              pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    os.close(write_end)
-    try:
-        with os.fdopen(read_end) as pipe:
-            number = pipe.readline().strip()
-        if not number:
-            raise RuntimeError("Xvfb did not start")
-        yield f":{number}"
-    finally:
-        server.terminate()
-        server.wait()
-
-
-def end(process, seconds=10):
-    """Ends a process that we started, gently first."""
-    if process.poll() is None:
-        process.terminate()
-        try:
-            process.wait(seconds)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            process.wait()
