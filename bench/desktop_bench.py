@@ -132,8 +132,8 @@ def first_windows(build, scratch, display, rounds, results):
 
 
 def idle(build, scratch, display, minute, results):
-    sim = subprocess.Popen([str(build / "bin" / "printer-sim"), "--address", "127.47.0.1", "--count", "5", "--port",
-                            str(SIM_PORT), "--scenario", str(HERE.parent / "tests" / "data" / "scenarios" / "colour.json")],
+    sim = subprocess.Popen([str(build / "bin" / "printer-sim"), "--port", str(SIM_PORT), "--web-port", "0",
+                            str(HERE.parent / "tests" / "data" / "colour.json") + "@127.47.0.1*5"],
                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
     config = scratch / "tarn.json"
     config.write_text('{"default": {"port": %d}}' % SIM_PORT)

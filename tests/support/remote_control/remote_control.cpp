@@ -137,6 +137,12 @@ QByteArray rowsOf(const QString& name)
     return toJson(rows);
 }
 
+QByteArray countOf(const QString& name)
+{
+    const auto* list = findNamed<QListWidget>(name);
+    return list == nullptr ? error("no such list") : toJson(list->count());
+}
+
 QByteArray selectRow(const QString& argument)
 {
     auto* list = findNamed<QListWidget>(argument.section(QLatin1Char(' '), 0, 0));
@@ -277,8 +283,9 @@ void RemoteControl::answer(const QByteArray& line)
 QByteArray RemoteControl::execute(const QString& command, const QString& argument)
 {
     static const std::map<QString, std::function<QByteArray(const QString&)>> commands{
-        {"trigger", trigger},   {"click", click}, {"text", textOf},      {"type", typeInto},
-        {"shown", shown},       {"rows", rowsOf}, {"select", selectRow}, {"windows", visibleWindows},
+        {"trigger", trigger},   {"click", click},      {"text", textOf},
+        {"type", typeInto},     {"shown", shown},      {"rows", rowsOf},
+        {"count", countOf},     {"select", selectRow}, {"windows", visibleWindows},
         {"close", closeWindow},
     };
     if (command == QLatin1String("ping")) {

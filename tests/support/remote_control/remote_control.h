@@ -23,6 +23,7 @@ class QWidget;
 //   type NAME TEXT           sets the text of a line edit (an octet of the address editor: NAME/0 .. NAME/3)
 //   shown NAME               whether the widget of that object name is visible
 //   rows NAME                the rows of that list: [{"text":...,"icon":average colour,"current":bool}]
+//   count NAME               how many rows that list has
 //   select NAME ROW          makes that row of the list the current one
 //   windows                  class names of the visible top-level windows
 //   close CLASS              closes the visible top-level window of that class
