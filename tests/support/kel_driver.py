@@ -36,8 +36,8 @@ class Kel:
     """
 
     def __init__(self, build, directory, library_dir=None, extra=None):
-        self.build = pathlib.Path(build)
-        self.directory = pathlib.Path(directory)
+        self.build = pathlib.Path(build).resolve()
+        self.directory = pathlib.Path(directory).resolve()
         self.directory.mkdir(parents=True, exist_ok=True)
         self.socket_path = self.directory / "remote.sock"
         self.log_path = self.directory / "kel.log"
