@@ -45,15 +45,14 @@ std::vector<PrinterContext> readPrinterList(const std::string& text)
     return result;
 }
 
-std::vector<PrinterContext> exchange(const TarnEntryTable& table, const std::string& text)
-    KEL_REQUIRES(table.mutex)
+std::vector<PrinterContext> exchange(const std::string& text) KEL_REQUIRES(tarnEntryTable.mutex)
 {
-    if (table.setPrinterList(text.c_str()) != 0)
+    if (tarnEntryTable.setPrinterList(text.c_str()) != 0)
         return {};
     char* out = nullptr;
-    if (table.getPrinterList(&out) != 0 || out == nullptr)
+    if (tarnEntryTable.getPrinterList(&out) != 0 || out == nullptr)
         return {}; // kept on purpose: a list that comes with an error is not handed back
-    const TarnText list(out, table.freePrinterList);
+    const TarnText list(out, tarnEntryTable.freePrinterList);
     return readPrinterList(list.get());
 }
 
@@ -103,14 +102,13 @@ std::string networkPrintersText(const std::vector<PrinterContext>& printers)
 
 std::vector<PrinterContext> syncPrinterList(const std::vector<PrinterContext>& printers)
 {
-    const TarnEntryTable& table = tarnEntryTable;
-    if (!table.loaded)
+    if (!tarnEntryTable.loaded)
         return {};
     const TarnTurn turn(TarnTurn::Who::Registry);
-    if (table.handle == nullptr)
+    if (tarnEntryTable.handle == nullptr)
         return {};
     try {
-        return exchange(table, networkPrintersText(printers));
+        return exchange(networkPrintersText(printers));
     } catch (...) {
         return {};
     }
@@ -118,15 +116,14 @@ std::vector<PrinterContext> syncPrinterList(const std::vector<PrinterContext>& p
 
 std::vector<std::string> getPrinterModels()
 {
-    const TarnEntryTable& table = tarnEntryTable;
-    if (!table.loaded)
+    if (!tarnEntryTable.loaded)
         return {};
     const TarnTurn turn(TarnTurn::Who::Registry);
-    if (table.handle == nullptr)
+    if (tarnEntryTable.handle == nullptr)
         return {};
     try {
         char* text = nullptr;
-        table.getModels(&text);
+        tarnEntryTable.getModels(&text);
         // kept on purpose: the model text is the one that is never handed back.
         return text != nullptr ? readModels(text) : std::vector<std::string>();
     } catch (...) {

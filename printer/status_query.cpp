@@ -107,19 +107,19 @@ void readInfo(void* printer, Getter getter, TarnText::Free free, PrinterContext&
         applyStatusDocument(document, context);
 }
 
-int converse(const TarnEntryTable& table, PrinterContext& context) KEL_REQUIRES(table.mutex)
+int converse(PrinterContext& context) KEL_REQUIRES(tarnEntryTable.mutex)
 {
     void* handle = nullptr;
-    const int opened = table.openPrinter(context.printerName.c_str(), &handle, 0, 0);
+    const int opened = tarnEntryTable.openPrinter(context.printerName.c_str(), &handle, 0, 0);
     if (opened != 0) {
         context.state = couldNotBeOpened;
         return opened;
     }
-    const OpenPrinter printer(handle, table.closePrinter);
-    table.getState(printer.get(), &context.state);
-    readText(printer.get(), table.getSerialNumber, table.freeStr, context.serialNumber);
-    readInfo(printer.get(), table.getInfo, table.freeStr, context);
-    readText(printer.get(), table.getStateMessage, table.freeStr, context.stateMessage);
+    const OpenPrinter printer(handle, tarnEntryTable.closePrinter);
+    tarnEntryTable.getState(printer.get(), &context.state);
+    readText(printer.get(), tarnEntryTable.getSerialNumber, tarnEntryTable.freeStr, context.serialNumber);
+    readInfo(printer.get(), tarnEntryTable.getInfo, tarnEntryTable.freeStr, context);
+    readText(printer.get(), tarnEntryTable.getStateMessage, tarnEntryTable.freeStr, context.stateMessage);
     return 0;
 }
 
@@ -127,15 +127,14 @@ int converse(const TarnEntryTable& table, PrinterContext& context) KEL_REQUIRES(
 
 int queryPrinterStatus(PrinterContext& context)
 {
-    TarnEntryTable& table = tarnEntryTable;
-    if (!table.loaded)
+    if (!tarnEntryTable.loaded)
         return -1;
     const TarnTurn turn(TarnTurn::Who::Poll);
     // Waiting for the turn may have lasted until the end of the program.
-    if (table.handle == nullptr || pollGate().isClosing())
+    if (tarnEntryTable.handle == nullptr || pollGate().isClosing())
         return -1;
     try {
-        return converse(table, context);
+        return converse(context);
     } catch (...) {
         return -1;
     }

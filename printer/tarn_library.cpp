@@ -28,48 +28,48 @@ bool resolve(void* handle, const char* name, Function& entry)
 }
 
 // Resolves all sixteen, whatever is missing on the way.
-bool resolveEntryPoints(TarnEntryTable& table) KEL_REQUIRES(table.mutex)
+bool resolveEntryPoints() KEL_REQUIRES(tarnEntryTable.mutex)
 {
-    void* const handle = table.handle;
+    void* const handle = tarnEntryTable.handle;
     bool complete = true;
-    complete &= resolve(handle, "tarn_init", table.init);
-    complete &= resolve(handle, "tarn_destroy", table.destroy);
-    complete &= resolve(handle, "tarn_freeStr", table.freeStr);
-    complete &= resolve(handle, "tarn_getPrinterList", table.getPrinterList);
-    complete &= resolve(handle, "tarn_freePrinterList", table.freePrinterList);
-    complete &= resolve(handle, "tarn_openPrinter", table.openPrinter);
-    complete &= resolve(handle, "tarn_closePrinter", table.closePrinter);
-    complete &= resolve(handle, "tarn_getVersion", table.getVersion);
-    complete &= resolve(handle, "tarn_getTotalPages", table.getTotalPages);
-    complete &= resolve(handle, "tarn_getSerialNumber", table.getSerialNumber);
-    complete &= resolve(handle, "tarn_getState", table.getState);
-    complete &= resolve(handle, "tarn_getStateMessage", table.getStateMessage);
-    complete &= resolve(handle, "tarn_getInfo", table.getInfo);
-    complete &= resolve(handle, "tarn_getModels", table.getModels);
-    complete &= resolve(handle, "tarn_setOptions", table.setOptions);
-    complete &= resolve(handle, "tarn_setPrinterList", table.setPrinterList);
+    complete &= resolve(handle, "tarn_init", tarnEntryTable.init);
+    complete &= resolve(handle, "tarn_destroy", tarnEntryTable.destroy);
+    complete &= resolve(handle, "tarn_freeStr", tarnEntryTable.freeStr);
+    complete &= resolve(handle, "tarn_getPrinterList", tarnEntryTable.getPrinterList);
+    complete &= resolve(handle, "tarn_freePrinterList", tarnEntryTable.freePrinterList);
+    complete &= resolve(handle, "tarn_openPrinter", tarnEntryTable.openPrinter);
+    complete &= resolve(handle, "tarn_closePrinter", tarnEntryTable.closePrinter);
+    complete &= resolve(handle, "tarn_getVersion", tarnEntryTable.getVersion);
+    complete &= resolve(handle, "tarn_getTotalPages", tarnEntryTable.getTotalPages);
+    complete &= resolve(handle, "tarn_getSerialNumber", tarnEntryTable.getSerialNumber);
+    complete &= resolve(handle, "tarn_getState", tarnEntryTable.getState);
+    complete &= resolve(handle, "tarn_getStateMessage", tarnEntryTable.getStateMessage);
+    complete &= resolve(handle, "tarn_getInfo", tarnEntryTable.getInfo);
+    complete &= resolve(handle, "tarn_getModels", tarnEntryTable.getModels);
+    complete &= resolve(handle, "tarn_setOptions", tarnEntryTable.setOptions);
+    complete &= resolve(handle, "tarn_setPrinterList", tarnEntryTable.setPrinterList);
     return complete;
 }
 
-void forgetEntryPoints(TarnEntryTable& table) KEL_REQUIRES(table.mutex)
+void forgetEntryPoints() KEL_REQUIRES(tarnEntryTable.mutex)
 {
-    table.init = nullptr;
-    table.destroy = nullptr;
-    table.freeStr = nullptr;
-    table.getPrinterList = nullptr;
-    table.freePrinterList = nullptr;
-    table.openPrinter = nullptr;
-    table.closePrinter = nullptr;
-    table.getVersion = nullptr;
-    table.getTotalPages = nullptr;
-    table.getSerialNumber = nullptr;
-    table.getState = nullptr;
-    table.getStateMessage = nullptr;
-    table.getInfo = nullptr;
-    table.getModels = nullptr;
-    table.setOptions = nullptr;
-    table.setPrinterList = nullptr;
-    table.handle = nullptr;
+    tarnEntryTable.init = nullptr;
+    tarnEntryTable.destroy = nullptr;
+    tarnEntryTable.freeStr = nullptr;
+    tarnEntryTable.getPrinterList = nullptr;
+    tarnEntryTable.freePrinterList = nullptr;
+    tarnEntryTable.openPrinter = nullptr;
+    tarnEntryTable.closePrinter = nullptr;
+    tarnEntryTable.getVersion = nullptr;
+    tarnEntryTable.getTotalPages = nullptr;
+    tarnEntryTable.getSerialNumber = nullptr;
+    tarnEntryTable.getState = nullptr;
+    tarnEntryTable.getStateMessage = nullptr;
+    tarnEntryTable.getInfo = nullptr;
+    tarnEntryTable.getModels = nullptr;
+    tarnEntryTable.setOptions = nullptr;
+    tarnEntryTable.setPrinterList = nullptr;
+    tarnEntryTable.handle = nullptr;
 }
 
 // What the library throws at start or stop is as little examined as what it returns there.
@@ -112,28 +112,26 @@ std::string tarnLibraryDir()
 bool loadTarnLibrary(const std::string& dir)
 {
     const std::string path = dir + "/libtarn.so";
-    TarnEntryTable& table = tarnEntryTable;
     const TarnTurn turn(TarnTurn::Who::Registry);
-    table.handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_GLOBAL);
-    if (table.handle == nullptr)
+    tarnEntryTable.handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_GLOBAL);
+    if (tarnEntryTable.handle == nullptr)
         return false;
     // kept on purpose: a library that lacks an entry point stays open, and what was found stays in the table.
-    if (!resolveEntryPoints(table))
+    if (!resolveEntryPoints())
         return false;
-    callIgnoringAll(table.init);
-    callIgnoringAll([&]() KEL_REQUIRES(table.mutex) { table.setOptions(tarnOptions); });
-    table.loaded = true;
+    callIgnoringAll(tarnEntryTable.init);
+    callIgnoringAll([setOptions = tarnEntryTable.setOptions] { setOptions(tarnOptions); });
+    tarnEntryTable.loaded = true;
     return true;
 }
 
 void unloadTarnLibrary()
 {
-    TarnEntryTable& table = tarnEntryTable;
     const TarnTurn turn(TarnTurn::Who::Registry);
-    callIgnoringAll(table.destroy);
-    if (table.handle != nullptr) {
-        dlclose(table.handle);
-        forgetEntryPoints(table);
+    callIgnoringAll(tarnEntryTable.destroy);
+    if (tarnEntryTable.handle != nullptr) {
+        dlclose(tarnEntryTable.handle);
+        forgetEntryPoints();
     }
     // kept on purpose: `loaded` stays true; the handle, looked at under the mutex, tells the late comers.
 }

@@ -39,12 +39,12 @@ protected:
     // What no program does: closes whatever is open and starts over.
     static void forgetLibrary()
     {
-        morvik::kel::TarnEntryTable& table = morvik::kel::tarnEntryTable;
+        using morvik::kel::tarnEntryTable;
         const morvik::kel::TarnTurn turn(morvik::kel::TarnTurn::Who::Registry);
-        if (table.handle != nullptr)
-            dlclose(table.handle);
-        table.handle = nullptr;
-        table.loaded = false;
+        if (tarnEntryTable.handle != nullptr)
+            dlclose(tarnEntryTable.handle);
+        tarnEntryTable.handle = nullptr;
+        tarnEntryTable.loaded = false;
     }
 
     long m_textsBefore = 0;
