@@ -1,6 +1,8 @@
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
+#include "tarn/src/engine/reply_digest.h"
 #include "tarn/src/engine/reply_gate.h"
 #include "tarn/src/snmp/codec.h"
 
@@ -12,6 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using tarn::engine::Verdict;
     const tarn::snmp::ByteView bytes{data, size};
     examineReply(bytes, {tarn::snmp::Version::V2c, "public", 7});
+    tarn::engine::digestOf(bytes);
+    std::string copy(reinterpret_cast<const char*>(data), size);
+    if (tarn::engine::replaceRequestId(copy, tarn::engine::kLeastRequestId) && copy.size() != size) {
+        std::abort();
+    }
     const auto message = tarn::snmp::decodeMessage(bytes);
     if (!message) {
         return 0;

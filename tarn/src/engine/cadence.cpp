@@ -10,7 +10,7 @@ using snmp::ReadOutcome;
 namespace {
 
 constexpr Milliseconds kLongestInterval{60000};
-constexpr Milliseconds kInARow{180000}; // restarts closer together than this belong together
+constexpr Milliseconds kInARow{180000};  // restarts closer together than this belong together
 constexpr unsigned kPatientRestarts = 2; // that many restarts in a row slow nothing down
 
 bool isBusy(const device::DeviceStatus& picture)

@@ -8,6 +8,7 @@
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/dialogue.h"
+#include "tarn/src/engine/reply_digest.h"
 #include "tarn/src/engine/silence.h"
 #include "tarn/src/engine/target.h"
 
@@ -36,6 +37,9 @@ enum class VersionKnowledge : std::uint8_t
 // Invariants
 //  (1) requestId is not 0 exactly while a request waits for its answer; request then holds its bytes.
 //  (2) At most one request at a time: a repetition is the same bytes again.
+//  (3) While sameQuestion holds, request is a whole Fast conversation, and an answer of the digest sameAnswer
+//  to it
+//      changes nothing.
 struct SnmpPeer
 {
     // constant after construction
@@ -51,6 +55,7 @@ struct SnmpPeer
     TimePoint repeatAt{};
     TimePoint deadline{};                                    // DeadlineHeap's
     std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
+    ReplyDigest sameAnswer;
     std::int32_t requestId = 0;
     std::uint32_t ticket = 0; // of its place in the queue; an older one is void
     unsigned requests = 0;    // of the conversation so far
@@ -58,7 +63,9 @@ struct SnmpPeer
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;
     Phase phase = Phase::Resting;
-    bool sentOnce = false;     // the present request has been on the network
+    bool sameQuestion = false;
+    bool unheard = false;  // the dialogue does not know of the present request, which repeats its last one
+    bool sentOnce = false; // the present request has been on the network
     bool countsSilent = false; // in flight on the account of the silent
 };
 

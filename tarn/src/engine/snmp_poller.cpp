@@ -141,14 +141,16 @@ bool SnmpPoller::putAside(SnmpPeer& peer)
     return true;
 }
 
-// --- conversations
-// ---------------------------------------------------------------------------------------------
+// --- conversations ---
 
 void SnmpPoller::beginConversation(SnmpPeer& peer, ReadKind kind)
 {
     peer.kind = kind;
     peer.requests = 0;
     peer.conversationStart = m_now;
+    if (kind == ReadKind::Fast && askTheSame(peer)) {
+        return;
+    }
     peer.dialogue->begin(kind);
     proceed(peer);
 }
@@ -168,6 +170,9 @@ void SnmpPoller::proceed(SnmpPeer& peer)
 
 void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
 {
+    if (outcome != ReadOutcome::Unchanged && outcome != ReadOutcome::Changed) {
+        peer.sameQuestion = false; // the same answer would have to lead to the same again
+    }
     publishOutcome(peer, outcome);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
         beginConversation(peer, peer.cadence.nextKind(m_now, peer.dialogue->status() != nullptr));
@@ -207,12 +212,12 @@ void SnmpPoller::becomeOffline(SnmpPeer& peer)
     m_listener.targetChanged(target);
 }
 
-// --- versions
-// --------------------------------------------------------------------------------------------------
+// --- versions ---
 
 void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
 {
     peer.version = version;
+    peer.sameQuestion = false;
     peer.dialogue = m_dialogues(version);
 }
 

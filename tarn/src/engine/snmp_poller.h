@@ -23,7 +23,10 @@ namespace tarn::engine {
 //  (2) A reply is found by source address and port together, in constant time, and then held against the one
 //      request that is open there; what does not match changes nothing.
 //  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
-//  (4) A conversation ends after at most kMostRequests requests, whatever the answers are.
+//  (4) An answer that says what the last one said is neither decoded nor handed on; the dialogue hears of a
+//  question
+//      that was asked in its name when its answer is a new one.
+//  (5) A conversation ends after at most kMostRequests requests, whatever the answers are.
 // Threading: engine thread only.
 // Ownership: owns the port; borrows clock, randomness and listener, which must outlive it.
 class SnmpPoller final : public Backend
@@ -66,7 +69,10 @@ private:
     // receiving
     void receiveAll();
     void examine(const Datagram& datagram);
-    void deliver(SnmpPeer& peer, const snmp::Pdu& pdu);
+    bool deliver(SnmpPeer& peer, snmp::ByteView bytes);
+    void heard(SnmpPeer& peer);
+    bool deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest, snmp::ByteView bytes);
+    bool informDialogue(SnmpPeer& peer);
 
     // conversations
     void beginConversation(SnmpPeer& peer, snmp::ReadKind kind);
@@ -77,6 +83,8 @@ private:
 
     // requests
     void ask(SnmpPeer& peer, snmp::Pdu pdu);
+    bool askTheSame(SnmpPeer& peer);
+    std::int32_t newRequestId();
     void enqueue(SnmpPeer& peer);
     void dropRequest(SnmpPeer& peer);
     void setPhase(SnmpPeer& peer, Phase phase);

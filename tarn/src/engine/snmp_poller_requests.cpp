@@ -19,8 +19,7 @@ constexpr unsigned kMissesToAskForLess = 2;
 
 } // namespace
 
-// --- receiving
-// -------------------------------------------------------------------------------------------------
+// --- receiving ---
 
 void SnmpPoller::receiveAll()
 {
@@ -47,55 +46,134 @@ void SnmpPoller::examine(const Datagram& datagram)
             verdict = examineReply(datagram.bytes,
                                    {peer.version, *peer.target->address().community, peer.requestId});
         }
-        if (verdict == Verdict::Accepted) {
-            if (const std::optional<snmp::Message> message = snmp::decodeMessage(datagram.bytes)) {
-                deliver(peer, message->pdu);
-            } else {
-                verdict = Verdict::Malformed;
-            }
+        if (verdict == Verdict::Accepted && !deliver(peer, datagram.bytes)) {
+            verdict = Verdict::Malformed;
         }
     }
     ++m_verdicts[static_cast<std::size_t>(verdict)];
 }
 
-void SnmpPoller::deliver(SnmpPeer& peer, const snmp::Pdu& pdu)
+// False, and the request stays open, when the message turns out to be malformed behind its head.
+bool SnmpPoller::deliver(SnmpPeer& peer, snmp::ByteView bytes)
+{
+    const std::optional<ReplyDigest> digest = peer.kind == ReadKind::Fast ? digestOf(bytes) : std::nullopt;
+    if (peer.unheard && deliverUnheard(peer, digest, bytes)) {
+        return true;
+    }
+    const std::optional<snmp::Message> message = snmp::decodeMessage(bytes);
+    if (!message) {
+        return false;
+    }
+    if (peer.knowledge == VersionKnowledge::Probing && peer.version == Version::V1) {
+        heard(peer);
+        peer.knowledge = VersionKnowledge::Trial;
+        useVersion(peer, Version::V2c);
+        beginConversation(peer, ReadKind::Identity);
+        return true;
+    }
+    peer.knowledge = VersionKnowledge::Settled;
+    heard(peer);
+    if (peer.unheard && !informDialogue(peer)) {
+        return true; // it asks something else by now, and that is on its way
+    }
+    peer.dialogue->accept(message->pdu);
+    if (digest && peer.requests == 1) {
+        peer.sameAnswer = *digest;
+        peer.sameQuestion = true; // unless the conversation goes on, or ends in something to be done
+    }
+    proceed(peer);
+    return true;
+}
+
+// What any accepted answer means, whatever it says.
+void SnmpPoller::heard(SnmpPeer& peer)
 {
     Target& target = *peer.target;
     m_lastAccepted = m_now;
     peer.silence.answered(m_now - peer.firstSent);
     dropRequest(peer);
     target.markAnswered(m_now);
-    if (peer.knowledge == VersionKnowledge::Probing && peer.version == Version::V1) {
-        peer.knowledge = VersionKnowledge::Trial;
-        useVersion(peer, Version::V2c);
-        beginConversation(peer, ReadKind::Identity);
-        return;
-    }
-    peer.knowledge = VersionKnowledge::Settled;
-    if (target.isMet() && !target.snapshot()->online) {
+    if (peer.knowledge == VersionKnowledge::Settled && target.isMet() && !target.snapshot()->online) {
         // Back at the first answer, with the last good picture until this conversation has a new one.
         target.publish(onlineSnapshot(target.snapshot()->picture, name()));
         m_listener.targetChanged(target);
     }
-    peer.dialogue->accept(pdu);
-    proceed(peer);
 }
 
-// --- requests
-// --------------------------------------------------------------------------------------------------
+// The answer to a question that the dialogue was not told of. False when it says something that the dialogue
+// must hear. A restart is seen here, as the dialogue's own last time since start may be long ago.
+bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
+                                snmp::ByteView bytes)
+{
+    if (!digest) {
+        return false;
+    }
+    const bool restarted = digest->upTime >= 0 && digest->upTime < peer.sameAnswer.upTime;
+    const bool same = digest->saysTheSame(peer.sameAnswer);
+    if (!same && !(restarted && snmp::decodeMessage(bytes))) {
+        return false;
+    }
+    peer.sameAnswer = *digest;
+    heard(peer);
+    conversationEnded(peer, restarted ? snmp::ReadOutcome::Restarted : snmp::ReadOutcome::Unchanged);
+    return true;
+}
+
+// Lets the dialogue ask what was asked in its name. False when it asks otherwise; its own request is then
+// queued.
+bool SnmpPoller::informDialogue(SnmpPeer& peer)
+{
+    peer.unheard = false;
+    peer.dialogue->begin(peer.kind);
+    std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest();
+    if (!pdu) {
+        conversationEnded(peer, peer.dialogue->outcome());
+        return false;
+    }
+    std::string asked = std::move(peer.request);
+    pdu->requestId = kLeastRequestId;
+    peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, *pdu});
+    if (replaceRequestId(asked, kLeastRequestId) && asked == peer.request) {
+        return true;
+    }
+    --peer.requests; // what was sent is no part of this conversation
+    ask(peer, std::move(*pdu));
+    return false;
+}
+
+// --- requests ---
 
 void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
 {
-    // 1 .. 2^31 - 1: some agents cannot do negative ids, and 0 means none here.
-    peer.requestId = static_cast<std::int32_t>(m_random.next() & 0x7FFFFFFF);
-    if (peer.requestId == 0) {
-        peer.requestId = 1;
-    }
+    peer.requestId = newRequestId();
+    peer.sameQuestion = false;
+    peer.unheard = false;
     pdu.requestId = peer.requestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
     peer.sentOnce = false;
     ++peer.requests;
     enqueue(peer);
+}
+
+// Asks the last question again, without the dialogue, where its whole answer is known by its digest.
+bool SnmpPoller::askTheSame(SnmpPeer& peer)
+{
+    const std::int32_t id = newRequestId();
+    if (!peer.sameQuestion || !replaceRequestId(peer.request, id)) {
+        return false;
+    }
+    peer.requestId = id;
+    peer.unheard = true;
+    peer.sentOnce = false;
+    ++peer.requests;
+    enqueue(peer);
+    return true;
+}
+
+// Positive, since some agents cannot do negative ids, and always of four octets.
+std::int32_t SnmpPoller::newRequestId()
+{
+    return static_cast<std::int32_t>((m_random.next() & 0x3FFFFFFF) | kLeastRequestId);
 }
 
 void SnmpPoller::enqueue(SnmpPeer& peer)
@@ -127,8 +205,7 @@ void SnmpPoller::setPhase(SnmpPeer& peer, Phase phase)
     }
 }
 
-// --- sending
-// ---------------------------------------------------------------------------------------------------
+// --- sending ---
 
 void SnmpPoller::sendQueued()
 {
@@ -203,8 +280,7 @@ void SnmpPoller::markSent(SnmpPeer& peer)
                          std::min(peer.repeatAt, m_now + (peer.countsSilent ? kSilentFlight : kFlight)));
 }
 
-// --- giving up
-// -------------------------------------------------------------------------------------------------
+// --- giving up ---
 
 void SnmpPoller::missed(SnmpPeer& peer)
 {

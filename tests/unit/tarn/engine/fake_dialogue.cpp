@@ -15,6 +15,8 @@ bool startsWith(const std::string& text, const std::string& start)
 class FakeDialogue final : public Dialogue
 {
 public:
+    explicit FakeDialogue(std::size_t* accepted) : m_accepted(accepted) {}
+
     void begin(ReadKind kind) override
     {
         m_kind = kind;
@@ -34,8 +36,11 @@ public:
     void accept(const snmp::Pdu& response) override
     {
         --m_left;
+        if (m_accepted != nullptr) {
+            ++*m_accepted;
+        }
         if (m_left == 0) {
-            m_outcome = conclude(response.varbinds.empty() ? "" : response.varbinds.front().value.bytes);
+            m_outcome = conclude(response.varbinds.empty() ? "" : response.varbinds.back().value.bytes);
         }
     }
 
@@ -70,6 +75,7 @@ private:
         return ReadOutcome::Changed;
     }
 
+    std::size_t* const m_accepted;
     ReadKind m_kind = ReadKind::Identity;
     int m_left = 0;
     bool m_careful = false;
@@ -79,9 +85,9 @@ private:
 
 } // namespace
 
-DialogueFactory fakeDialogues()
+DialogueFactory fakeDialogues(std::size_t* accepted)
 {
-    return [](snmp::Version) { return std::make_unique<FakeDialogue>(); };
+    return [accepted](snmp::Version) { return std::make_unique<FakeDialogue>(accepted); };
 }
 
 ReadKind kindOf(const snmp::Message& request)

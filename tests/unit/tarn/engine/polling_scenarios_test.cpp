@@ -458,13 +458,73 @@ TEST(Polling, NetworkChangeHasEverybodyAskedSoon)
     }
 }
 
+TEST(Polling, AnswersThatSayTheSameAreNotHandedOnThoughTheTimeSinceStartGrows)
+{
+    SimulatedNetwork network;
+    network.agent(1).tellsUpTime = true;
+    network.add(1);
+    network.pass(seconds(10)); // identity, and the first small answer
+    const std::size_t before = network.accepted;
+    const std::size_t asked = network.agent(1).requests.size();
+    network.pass(seconds(40));
+    EXPECT_GE(network.agent(1).requests.size(), asked + 7);
+    EXPECT_EQ(network.accepted, before);
+    network.agent(1).says = "something new";
+    network.pass(seconds(6));
+    EXPECT_EQ(network.accepted, before + 1);
+    EXPECT_EQ(network.publications.back().model, "something new");
+}
+
+TEST(Polling, RestartIsSeenThoughEverythingElseStaysTheSame)
+{
+    SimulatedNetwork network;
+    network.agent(1).tellsUpTime = true;
+    network.add(1);
+    network.pass(seconds(30));
+    network.agent(1).startedAt = network.clock.now() - seconds(10);
+    network.agent(1).requests.clear();
+    network.pass(seconds(6));
+    ASSERT_GE(network.agent(1).requests.size(), 2u);
+    EXPECT_EQ(kindOf(network.agent(1).requests[1].message), snmp::ReadKind::Identity);
+}
+
+TEST(Polling, AnswerThatAsksForTheTablesDoesSoEachTimeItIsGiven)
+{
+    SimulatedNetwork network;
+    network.agent(1).tellsUpTime = true;
+    network.add(1);
+    network.pass(seconds(10));
+    network.agent(1).says = "counter";
+    network.pass(minutes(30));
+    std::size_t full = 0;
+    for (const SeenRequest& seen : network.agent(1).requests) {
+        full += kindOf(seen.message) == snmp::ReadKind::Full ? 1 : 0;
+    }
+    EXPECT_GE(full / 2, 30u);
+}
+
+TEST(Polling, RequestIdsDifferEachTime)
+{
+    SimulatedNetwork network;
+    network.agent(1).tellsUpTime = true;
+    network.add(1);
+    network.pass(hours(1));
+    std::set<std::int32_t> ids;
+    for (const SeenRequest& seen : network.agent(1).requests) {
+        EXPECT_GT(seen.message.pdu.requestId, 0);
+        EXPECT_TRUE(ids.insert(seen.message.pdu.requestId).second);
+    }
+    EXPECT_GE(ids.size(), 700u);
+}
+
 TEST(Polling, PrinterThatDropsItsLargeAnswersIsAskedForLessAndStaysOnline)
 {
     SimulatedNetwork network;
     unsigned inConversation = 0;
-    network.agent(1).loses = [&](const SeenRequest& seen) { // the second answer of a conversation is too large
-        return ++inConversation > 1 && !isCareful(seen.message);
-    };
+    network.agent(1).loses =
+        [&](const SeenRequest& seen) { // the second answer of a conversation is too large
+            return ++inConversation > 1 && !isCareful(seen.message);
+        };
     const auto target = network.add(1);
     network.pass(seconds(10));
     EXPECT_TRUE(target->snapshot()->online);

@@ -52,7 +52,8 @@ bool SimulatedPort::reopen()
 }
 
 SimulatedNetwork::SimulatedNetwork(std::uint64_t seed)
-    : random(seed), poller(clock, random, std::make_unique<SimulatedPort>(*this), *this, fakeDialogues())
+    : random(seed),
+      poller(clock, random, std::make_unique<SimulatedPort>(*this), *this, fakeDialogues(&accepted))
 {
 }
 
@@ -96,6 +97,12 @@ std::string SimulatedNetwork::answerTo(const Agent& agent, const SeenRequest& re
     answer.pdu.errorIndex = 0;
     answer.pdu.varbinds.front().value.type = snmp::ValueType::OctetString;
     answer.pdu.varbinds.front().value.bytes = agent.says;
+    if (agent.tellsUpTime) {
+        snmp::Varbind upTime{{1, 3, 6, 1, 2, 1, 1, 3, 0}, {}};
+        upTime.value.type = snmp::ValueType::TimeTicks;
+        upTime.value.number = (clock.now() - agent.startedAt).count() / 10;
+        answer.pdu.varbinds.insert(answer.pdu.varbinds.begin(), upTime);
+    }
     return snmp::encodeMessage(answer);
 }
 

@@ -54,6 +54,8 @@ struct Agent
     Milliseconds delay{5};
     std::string community = "public";
     std::string says = "idle";
+    bool tellsUpTime = false; // as its first variable; what it says is then the second
+    TimePoint startedAt{};
     std::function<bool(const SeenRequest&)> loses; // true: this request gets lost
     std::vector<SeenRequest> requests;
 };
@@ -121,6 +123,7 @@ public:
     std::size_t reopened = 0;
     std::size_t mostInFlight = 0;
     std::size_t sends = 0;
+    std::size_t accepted = 0; // answers that reached a dialogue
     std::vector<TimePoint> sendTimes;
     std::vector<Publication> publications;
     std::vector<std::shared_ptr<Target>> targets;
