@@ -18,9 +18,9 @@ std::string infoDocument(const DeviceStatus& status);
 // The whole picture as JSON text, schema 1: model, serial, description, location, activity (unknown, other,
 // idle, printing, warmup), state (as stateCode), summary, powerSave, needsAttention; supplies[] of type,
 // class, receptacle, colour, percent (0..100, "some" or null), description; trays[] of name,
-// percent, sheets and capacity (null: not said), available, empty; alerts[] of code (keyword), number
-// (prtAlertCode or null), text, severity (critical, warning, other), place; counters.totalPages (null: not
-// said); flags.
+// percent, level and capacity (null: not said), unit ("sheets", ...; "" not said), available, empty; alerts[]
+// of code (keyword), number (prtAlertCode or null), text, severity (critical, warning, other), place;
+// counters.totalPages (null: not said); flags.
 std::string detailDocument(const DeviceStatus& status);
 
 } // namespace tarn::device

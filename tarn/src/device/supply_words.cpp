@@ -620,7 +620,14 @@ ColorSaid colorFromDescription(const std::string& description)
 
 ColorSaid colorFromColorant(const std::string& value)
 {
-    const std::u32string text = folded(value);
+    std::string spaced; // "lightCyan" as two words
+    for (const char c : value) {
+        if (c >= 'A' && c <= 'Z' && !spaced.empty() && spaced.back() >= 'a' && spaced.back() <= 'z') {
+            spaced.push_back(' ');
+        }
+        spaced.push_back(c);
+    }
+    const std::u32string text = folded(spaced);
     if (text.empty() || text == U"other" || text == U"unknown" || text == U"none") {
         return ColorSaid{};
     }

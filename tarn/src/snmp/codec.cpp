@@ -94,9 +94,14 @@ std::string integerContent(std::int64_t number)
     return content.substr(skip);
 }
 
+// At least one octet, and a leading zero where the top bit would read as a sign.
 std::string unsignedContent(std::uint64_t number)
 {
-    std::string content = integerContent(static_cast<std::int64_t>(number));
+    std::string content;
+    do {
+        content.insert(content.begin(), static_cast<char>(number & 0xFF));
+        number >>= 8;
+    } while (number > 0);
     if ((static_cast<std::uint8_t>(content[0]) & 0x80) != 0) {
         content.insert(content.begin(), '\0');
     }

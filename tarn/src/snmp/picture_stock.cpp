@@ -215,7 +215,8 @@ Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max
         }
     }
     const std::int64_t capacity = unit == unitPercent ? 100 : max.value_or(-2);
-    if (capacity <= 0) {
+    constexpr std::int64_t largest = 0xFFFFFFFF; // of any 32-bit type that agents use
+    if (capacity <= 0 || capacity > largest) {
         return Level{}; // of how much is not known: a level alone makes no percentage
     }
     if (*level > capacity + capacity / 10) {

@@ -292,11 +292,23 @@ void ColumnReader::acceptError(const Pdu& response)
         m_states[m_repeaters[position - m_slots.size()]].done = true;
         return;
     }
-    const Slot& slot = m_slots[position];
+    if (response.errorStatus == static_cast<std::int32_t>(ErrorStatus::NoSuchName)) {
+        for (const Slot& slot : m_slots) { // what has no successor ends the walk of every name behind it too
+            if (m_slots[position].name <= slot.name) {
+                endAt(slot);
+            }
+        }
+    } else {
+        endAt(m_slots[position]);
+    }
+}
+
+void ColumnReader::endAt(const Slot& slot)
+{
     State& state = m_states[slot.state];
     if (slot.name == state.cursor) {
         state.done = true;
-    } else {
+    } else if (!state.stopAfter || slot.name.back() < *state.stopAfter) {
         state.stopAfter = slot.name.back(); // nothing behind this expected row
     }
 }

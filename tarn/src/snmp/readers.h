@@ -100,6 +100,7 @@ private:
     int repetitions(std::size_t room) const;
     void feed(State& state, const Oid& asked, const Varbind& answer);
     void acceptError(const Pdu& response);
+    void endAt(const Slot& slot);
     void shrink();
 
     RequestLimits& m_limits;

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/recorded_agent.h"
+
+namespace kel::testing {
+
+inline RecordedAgent fixture(const std::string& name)
+{
+    return RecordedAgent::fromFile(std::string(KEL_SNMP_DATA) + "/" + name + ".snmprec");
+}
+
+// The picture that the first conversation with a recorded printer gives.
+inline tarn::device::DeviceStatus pictureOf(RecordedAgent agent)
+{
+    tarn::snmp::Session session(agent.v1 ? tarn::snmp::Version::V1 : tarn::snmp::Version::V2c);
+    converse(session, agent, tarn::snmp::ReadKind::Identity);
+    EXPECT_EQ(session.outcome(), tarn::snmp::ReadOutcome::Changed);
+    return session.status() ? *session.status() : tarn::device::DeviceStatus();
+}
+
+inline tarn::device::DeviceStatus pictureOf(const std::string& name)
+{
+    return pictureOf(fixture(name));
+}
+
+} // namespace kel::testing
