@@ -90,11 +90,17 @@ demo_shoot() {
     import -window root "$demo/$1.png"
 }
 
-# Opens the tray icon's menu by a right click on it.
+# demo_click NAME X Y BUTTON: in the window with that name, at a place that may reckon with its WIDTH and HEIGHT.
+demo_click() {
+    local window WIDTH HEIGHT # the latter two as getwindowgeometry names them
+    window=$(demo_window "$1" | tail -n 1)
+    eval "$(xdotool getwindowgeometry --shell "$window" | grep -E '^(WIDTH|HEIGHT)=')"
+    xdotool mousemove --window "$window" $(($2)) $(($3)) click "$4"
+}
+
+# Opens the tray icon's menu; the icon is all that the panel holds.
 demo_open_tray_menu() {
-    local X Y WIDTH HEIGHT
-    eval "$(xdotool getwindowgeometry --shell "$(demo_window '^QSystemTrayIconSys$' | tail -n 1)")"
-    xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 3
+    demo_click '^panel$' WIDTH/2 HEIGHT/2 3
     sleep 0.7
 }
 
@@ -108,7 +114,6 @@ demo_wait_for_end() {
 # The tour: the window with live numbers, the list editor, the tray's menu, the About dialog, and out. Leaves the
 # program's exit status in kel_status.
 demo_show_windows() {
-    local X Y WIDTH HEIGHT
     if ! demo_wait "the program's window" demo_window '^Kel 打印机管理工具$'; then
         demo_wait_for_end
         return
@@ -116,13 +121,11 @@ demo_show_windows() {
     sleep 6 # the first polls
     demo_shoot kel
 
-    # The button under the list.
-    eval "$(xdotool getwindowgeometry --shell "$(demo_window '^Kel 打印机管理工具$' | tail -n 1)")"
-    xdotool mousemove $((X + WIDTH / 8)) $((Y + HEIGHT - 45)) click 1
+    demo_click '^Kel 打印机管理工具$' WIDTH/8 HEIGHT-48 1 # the button under the list
     demo_wait "the list editor" demo_window '^添加打印机$'
     sleep 0.5
     demo_shoot editor
-    xdotool key --window "$(demo_window '^添加打印机$' | tail -n 1)" Escape
+    xdotool key Escape
     demo_wait "the list editor's end" demo_gone '^添加打印机$'
 
     demo_open_tray_menu
@@ -139,7 +142,7 @@ demo_show_windows() {
 
 # One line per printer on stdout, as the library sees it. Its exit status tells of the printers, not of us.
 demo_print_printers() {
-    env "${demo_environment[@]}" build/run/bin/tarn-status --list scripts/demo/printers.json >"$demo/log/tarn-status" ||
+    env "${demo_environment[@]}" build/run/bin/tarn-status --timeout 3 --list scripts/demo/printers.json >"$demo/log/tarn-status" ||
         [[ $? -le 2 ]]
     awk '/^[^ ]/ { if (line) print line; line = $0; details = 0; next }
          { sub(/^ +/, "") }
