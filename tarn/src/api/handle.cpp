@@ -13,8 +13,8 @@ PrinterHandle* PrinterHandle::from(void* handle)
 
 std::string PrinterHandle::detailedInfo() const
 {
-    // Rendered when it is asked for: the program that polls every second never does, and a picture kept twice for each
-    // of ten thousand printers would cost more than this.
+    // Rendered when it is asked for: the program that polls every second never does, and a picture kept twice
+    // for each of ten thousand printers would cost more than this.
     std::string out = snapshot().info;
     if (out.empty() || out.back() != '}') {
         return out;

@@ -178,9 +178,11 @@ std::vector<Library::TargetPtr> Library::apply(std::vector<ListedPrinter> printe
     m_targets.swap(targets);
     m_listRendered = false;
     std::shared_ptr<const Index> shared = std::move(index);
-    const MutexLock lock(m_indexMutex);
-    m_index.swap(shared);
-    return fresh;
+    {
+        const WriteLock lock(m_indexGate);
+        m_index.swap(shared);
+    }
+    return fresh; // the old index dies after the lock
 }
 
 Library::TargetPtr Library::newTarget(std::uint32_t address)
@@ -232,7 +234,7 @@ std::string Library::renderList() const
 {
     std::shared_ptr<const Index> index;
     {
-        const MutexLock lock(m_indexMutex);
+        const ReadLock lock(m_indexGate);
         index = m_index;
     }
     std::string out = "[";
@@ -273,21 +275,18 @@ char* Library::models()
 
 int Library::open(std::string_view name, OpenedPrinter& out)
 {
-    TargetPtr target;
-    {
-        const MutexLock lock(m_indexMutex);
-        const auto found = m_index->byName.find(name);
-        if (found == m_index->byName.end()) {
-            return TARN_E_UNKNOWN;
-        }
-        target = found->second;
+    const ReadLock lock(m_indexGate);
+    const auto found = m_index->byName.find(name);
+    if (found == m_index->byName.end()) {
+        return TARN_E_UNKNOWN;
     }
+    Target& target = *found->second;
     const TimePoint now = m_clock->now();
-    if (target->markOpened(now)) {
-        m_engine.wake(target);
+    if (target.markOpened(now)) {
+        m_engine.wake(found->second);
     }
-    out.snapshot = target->snapshot();
-    const std::optional<TimePoint> answered = target->lastAnswer();
+    out.snapshot = target.snapshot();
+    const std::optional<TimePoint> answered = target.lastAnswer();
     out.ageMs = answered ? (now - *answered).count() : -1;
     return TARN_OK;
 }

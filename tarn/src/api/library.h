@@ -9,6 +9,7 @@
 #include "tarn/src/base/clock.h"
 #include "tarn/src/base/mutex.h"
 #include "tarn/src/base/random.h"
+#include "tarn/src/base/reader_gate.h"
 #include "tarn/src/catalog/config.h"
 #include "tarn/src/catalog/identity_cache.h"
 #include "tarn/src/catalog/printer_list.h"
@@ -35,7 +36,7 @@ struct OpenedPrinter
 //      when it was named.
 // Threading: any thread. Lock order: m_mutex before m_indexMutex before a target's own lock; the engine's
 // thread takes m_mutex only when a printer's identity may have changed. Nothing is read from or written to
-// the network or a file under m_indexMutex; the cache file is read once under m_mutex.
+// the network or a file under m_indexGate; the cache file is read once under m_mutex.
 class Library final : public engine::EngineListener
 {
 public:
@@ -62,7 +63,7 @@ public:
     std::string printerList() TARN_EXCLUDES(m_mutex);
     // The library's own text; null without memory.
     char* models() TARN_EXCLUDES(m_mutex);
-    int open(std::string_view name, OpenedPrinter& out) TARN_EXCLUDES(m_indexMutex);
+    int open(std::string_view name, OpenedPrinter& out) TARN_EXCLUDES(m_indexGate);
 
     void targetChanged(engine::Target& target) override TARN_EXCLUDES(m_mutex);
     TimePoint housekeeping(TimePoint now) override TARN_EXCLUDES(m_mutex);
@@ -111,8 +112,8 @@ private:
         m_modelTexts TARN_GUARDED_BY(m_mutex); // all that were handed out; the last is the present one
     std::size_t m_modelsInText TARN_GUARDED_BY(m_mutex) = 0;
 
-    mutable Mutex m_indexMutex;
-    std::shared_ptr<const Index> m_index TARN_GUARDED_BY(m_indexMutex);
+    mutable ReaderGate m_indexGate;
+    std::shared_ptr<const Index> m_index TARN_GUARDED_BY(m_indexGate);
 
     engine::Engine m_engine; // last: its thread ends before anything else goes
 };

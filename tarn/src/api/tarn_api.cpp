@@ -5,10 +5,14 @@
 #include "tarn/src/api/handle.h"
 #include "tarn/src/api/library.h"
 #include "tarn/src/api/text.h"
+#include "tarn/src/base/reader_gate.h"
 #include "tarn/tarn.h"
 
 using tarn::Mutex;
 using tarn::MutexLock;
+using tarn::ReaderGate;
+using tarn::ReadLock;
+using tarn::WriteLock;
 using tarn::api::giveBack;
 using tarn::api::Library;
 using tarn::api::newText;
@@ -19,17 +23,17 @@ namespace {
 
 constexpr const char kVersion[] = TARN_VERSION;
 
-// Serialises tarn_init and tarn_destroy. Before g_mutex.
+// Serialises tarn_init and tarn_destroy. Before g_gate.
 Mutex g_lifecycleMutex;
-Mutex g_mutex;
+ReaderGate g_gate;
 // A plain pointer to the owner: a static object with a destructor would outlive or predecease the caller's
 // own.
-std::shared_ptr<Library>* g_library TARN_GUARDED_BY(g_mutex) = nullptr;
+std::shared_ptr<Library>* g_library TARN_GUARDED_BY(g_gate) = nullptr;
 
 // Null before tarn_init and after tarn_destroy. Whoever holds it keeps the library's memory, not its threads.
 std::shared_ptr<Library> library()
 {
-    const MutexLock lock(g_mutex);
+    const ReadLock lock(g_gate);
     return g_library != nullptr ? *g_library : nullptr;
 }
 
@@ -91,7 +95,7 @@ int tarn_init(void)
         if (!(*fresh)->start()) {
             return TARN_E_SYSTEM;
         }
-        const MutexLock lock(g_mutex);
+        const WriteLock lock(g_gate);
         g_library = fresh.release();
         return TARN_OK;
     });
@@ -103,7 +107,7 @@ int tarn_destroy(void)
         const MutexLock lifecycle(g_lifecycleMutex);
         std::unique_ptr<std::shared_ptr<Library>> last;
         {
-            const MutexLock lock(g_mutex);
+            const WriteLock lock(g_gate);
             last.reset(g_library);
             g_library = nullptr;
         }
@@ -139,13 +143,19 @@ int tarn_openPrinter(const char* printerName, void** handle, int reserved1, int)
     if (printerName == nullptr || handle == nullptr) {
         return TARN_E_ARGUMENT;
     }
-    return withLibrary([&](Library& present) {
+    return guarded([&] {
         OpenedPrinter opened;
-        const int code = present.open(printerName, opened);
-        if (code == TARN_OK) {
-            *handle = new PrinterHandle(std::move(opened), reserved1 == TARN_OPEN_DETAIL);
+        {
+            // The gate is held all through: it is but a moment, and cheaper than a share of the library.
+            const ReadLock lock(g_gate);
+            const int code =
+                g_library != nullptr ? (*g_library)->open(printerName, opened) : TARN_E_NOT_READY;
+            if (code != TARN_OK) {
+                return code;
+            }
         }
-        return code;
+        *handle = new PrinterHandle(std::move(opened), reserved1 == TARN_OPEN_DETAIL);
+        return TARN_OK;
     });
 }
 
