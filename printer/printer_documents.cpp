@@ -1,6 +1,7 @@
 #include "printer/printer_documents.h"
 
 #include <exception>
+#include <optional>
 
 #include "printer/json_text.h"
 #include "printer/tarn_call.h"
@@ -45,15 +46,41 @@ std::vector<PrinterContext> readPrinterList(const std::string& text)
     return result;
 }
 
-std::vector<PrinterContext> exchange(const std::string& text) KEL_REQUIRES(tarnEntryTable.mutex)
+// What one exchange brought.
+enum class Answer
 {
-    if (tarnEntryTable.setPrinterList(text.c_str()) != 0)
-        return {};
+    None, // not loaded, or a step failed
+    Same, // the text expected
+    New,
+};
+
+// text becomes the library's answer. Compared first: an answer that is expected is not even copied.
+Answer converse(const std::string& sent, std::optional<std::string>& text) KEL_REQUIRES(tarnEntryTable.mutex)
+{
+    if (tarnEntryTable.setPrinterList(sent.c_str()) != 0)
+        return Answer::None;
     char* out = nullptr;
     if (tarnEntryTable.getPrinterList(&out) != 0 || out == nullptr)
-        return {}; // kept on purpose: a list that comes with an error is not handed back
+        return Answer::None; // kept on purpose: a list that comes with an error is not handed back
     const TarnText list(out, tarnEntryTable.freePrinterList);
-    return readPrinterList(list.get());
+    if (text && *text == list.get())
+        return Answer::Same;
+    text = list.get();
+    return Answer::New;
+}
+
+Answer exchange(const std::string& sent, std::optional<std::string>& text)
+{
+    if (!tarnEntryTable.loaded)
+        return Answer::None;
+    const TarnTurn turn(TarnTurn::Who::Registry);
+    if (tarnEntryTable.handle == nullptr)
+        return Answer::None;
+    try {
+        return converse(sent, text);
+    } catch (...) {
+        return Answer::None;
+    }
 }
 
 // The model's name, however JsonCpp converts it to text; false for what it cannot convert.
@@ -104,14 +131,33 @@ std::vector<PrinterContext> syncPrinterList(const std::vector<PrinterContext>& p
 {
     if (!tarnEntryTable.loaded)
         return {};
-    const TarnTurn turn(TarnTurn::Who::Registry);
-    if (tarnEntryTable.handle == nullptr)
+    std::optional<std::string> text;
+    if (exchange(networkPrintersText(printers), text) == Answer::None)
         return {};
-    try {
-        return exchange(networkPrintersText(printers));
-    } catch (...) {
-        return {};
+    return readPrinterList(*text);
+}
+
+std::optional<std::vector<PrinterContext>> ListExchange::run(const std::vector<PrinterContext>& printers,
+                                                             std::uint64_t revision)
+{
+    if (m_revision != revision) {
+        m_sent = networkPrintersText(printers);
+        m_revision = revision;
     }
+    const Answer answer = exchange(m_sent, m_received);
+    if (answer == Answer::Same && m_settled)
+        return std::nullopt;
+    m_settled = false;
+    if (answer == Answer::None) {
+        m_received.reset();
+        return std::vector<PrinterContext>();
+    }
+    return readPrinterList(*m_received);
+}
+
+void ListExchange::settle()
+{
+    m_settled = true;
 }
 
 std::vector<std::string> getPrinterModels()

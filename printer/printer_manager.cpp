@@ -3,13 +3,13 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
 
 #include "printer/poll_gate.h"
 #include "printer/printer.h"
-#include "printer/printer_documents.h"
 #include "printer/printer_exception.h"
 #include "printer/process_objects.h"
 #include "printer/tarn_library.h"
@@ -60,10 +60,14 @@ void PrinterManager::setCallback(std::function<void(PrinterContext)> newCallback
 void PrinterManager::start()
 {
     const MutexLock lock(mutex);
-    const std::vector<PrinterContext> known = syncPrinterList(m_store.load());
-    dropVanished(known);
-    for (const PrinterContext& context : known)
+    const std::vector<PrinterContext>& stored = m_store.load();
+    const std::optional<std::vector<PrinterContext>> known = m_exchange.run(stored, m_store.revision());
+    if (!known)
+        return; // the list that the printers agree with already
+    dropVanished(*known);
+    for (const PrinterContext& context : *known)
         addPrinter(context);
+    m_exchange.settle();
 }
 
 void PrinterManager::dropVanished(const std::vector<PrinterContext>& known)

@@ -10,6 +10,7 @@
 
 #include "printer/mutex.h"
 #include "printer/printer_context.h"
+#include "printer/printer_documents.h"
 #include "printer/printer_store.h"
 
 namespace morvik::kel {
@@ -74,6 +75,7 @@ private:
     std::vector<PrinterPtr> printers KEL_GUARDED_BY(m_listMutex);
 
     PrinterStore m_store KEL_GUARDED_BY(mutex);
+    ListExchange m_exchange KEL_GUARDED_BY(mutex);
     Mutex m_listMutex; // short: getPrinter() and refresh() look at the list without `mutex`
     std::unordered_map<std::string, PrinterPtr> m_byName KEL_GUARDED_BY(m_listMutex);
 };

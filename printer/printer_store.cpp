@@ -126,6 +126,7 @@ void PrinterStore::remember(const std::string& text)
     if (m_hasLoaded && text == m_text)
         return;
     m_printers = parsePrinters(text);
+    ++m_revision;
     m_text = text;
     m_hasLoaded = true;
 }

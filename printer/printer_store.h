@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,9 @@ public:
     // a fresh file cannot be set.
     const std::vector<PrinterContext>& load();
 
+    // Grows whenever load() brings another list; never 0 after a load().
+    std::uint64_t revision() const { return m_revision; }
+
     // Writes the network printers of the list. Throws boost::filesystem::filesystem_error when they could not
     // be written; the file then holds the old list, or the journal the new one.
     void save(const std::vector<PrinterContext>& list);
@@ -57,6 +61,7 @@ private:
     const std::string m_journalPath;
     // What the last load() read and made of it: an unchanged file needs no parsing.
     bool m_hasLoaded = false;
+    std::uint64_t m_revision = 0;
     std::string m_text;
     std::vector<PrinterContext> m_printers;
 };
