@@ -81,6 +81,18 @@ const ColumnSpec& specOf(ColumnId id)
     return specs[static_cast<std::size_t>(id)];
 }
 
+const Oid& oidOf(ColumnId id)
+{
+    static const std::vector<Oid> oids = [] {
+        std::vector<Oid> made;
+        for (const ColumnSpec& spec : specs) {
+            made.push_back(parseOid(spec.oid));
+        }
+        return made;
+    }();
+    return oids[static_cast<std::size_t>(id)];
+}
+
 Oid parseOid(const char* dotted)
 {
     Oid oid;

@@ -85,6 +85,9 @@ struct ColumnSpec
 
 const ColumnSpec& specOf(ColumnId id);
 
+// The column's own identifier; made once, valid for ever.
+const Oid& oidOf(ColumnId id);
+
 Oid parseOid(const char* dotted);
 std::string dottedOid(const Oid& oid);
 bool hasPrefix(const Oid& oid, const Oid& prefix);

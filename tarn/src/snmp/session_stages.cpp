@@ -79,7 +79,7 @@ constexpr int fullsBetweenSearches = 10;
 
 Oid scalarName(Id id)
 {
-    Oid oid = parseOid(specOf(id).oid);
+    Oid oid = oidOf(id);
     oid.push_back(0);
     return oid;
 }
@@ -118,7 +118,7 @@ void Session::Impl::addFind(Id id, std::uint16_t maxRows)
 {
     ColumnReader::Walk walk;
     walk.id = id;
-    walk.prefix = parseOid(specOf(id).oid);
+    walk.prefix = oidOf(id);
     walk.indexOnly = true;
     walk.maxRows = maxRows;
     m_columns->add(std::move(walk));
@@ -166,7 +166,7 @@ void Session::Impl::beginDeviceTypes()
     m_columns.emplace(m_limits);
     ColumnReader::Walk walk;
     walk.id = Id::HrDeviceType;
-    walk.prefix = parseOid(specOf(walk.id).oid);
+    walk.prefix = oidOf(walk.id);
     walk.maxRows = specOf(walk.id).maxRows;
     m_columns->add(std::move(walk));
 }
@@ -199,7 +199,7 @@ void Session::Impl::addInstance(Id id)
     const ColumnSpec& spec = specOf(id);
     ColumnReader::Walk walk;
     walk.id = id;
-    walk.prefix = parseOid(spec.oid);
+    walk.prefix = oidOf(id);
     walk.onlyRow = spec.form == IndexForm::Scalar   ? 0
                    : spec.form == IndexForm::Device ? m_newIndex.device
                                                     : m_newIndex.printer;
@@ -210,7 +210,7 @@ void Session::Impl::addRows(Id id, int group, bool askExpected)
 {
     ColumnReader::Walk walk;
     walk.id = id;
-    walk.prefix = parseOid(specOf(id).oid);
+    walk.prefix = oidOf(id);
     walk.prefix.push_back(m_newIndex.printer);
     walk.expected = m_tables[id].rows;
     walk.askExpected = askExpected;
@@ -271,7 +271,7 @@ void Session::Impl::beginCharset()
     m_columns.emplace(m_limits);
     ColumnReader::Walk walk;
     walk.id = Id::PrtLocalizationCharacterSet;
-    walk.prefix = parseOid(specOf(walk.id).oid);
+    walk.prefix = oidOf(walk.id);
     walk.prefix.push_back(m_newIndex.printer);
     const std::optional<std::int64_t> current = m_new[Id::PrtGeneralCurrentLocalization].firstNumber();
     if (current && *current > 0 && *current <= 0xFFFF) {
