@@ -7,7 +7,9 @@
 #include <QTranslator>
 
 #include <functional>
+#include <optional>
 
+#include "app/gl_choice.h"
 #include "app/instance_lock.h"
 #include "app/kel_application.h"
 #include "printer/printer_manager.h"
@@ -49,6 +51,7 @@ int main(int argc, char** argv)
         qDebug() << "kel.lock cannot be locked.";
         return -1;
     }
+    std::optional<NoGlStack> noGl(std::in_place);
     KelApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false); // the program lives on in the tray
     qRegisterMetaType<PrinterContext>("PrinterContext");
@@ -62,6 +65,8 @@ int main(int argc, char** argv)
     useFont(fontPath);
 
     MainWindow window;
+    window.winId(); // the first native window: from here on the choice is made
+    noGl.reset();
     PrinterManager& registry = PrinterManager::instance();
     registry.setCallback(std::bind(&MainWindow::updatePrinterStatus, &window, std::placeholders::_1));
     registry.start();

@@ -134,6 +134,24 @@ class Desktop(unittest.TestCase):
             self.assertGreaterEqual((width, height), (2 * 1103, 2 * 606))
             self.end(kel)
 
+    def test_a_browser_gets_the_address_and_the_environment_that_the_program_was_given(self):
+        seen = self.directory / "seen"
+        stand_in = self.directory / "path" / "xdg-open"
+        stand_in.parent.mkdir()
+        stand_in.write_text(f'#!/bin/sh\n{{ echo "$1"; env; }} > {seen}.part\nmv {seen}.part {seen}\n')
+        stand_in.chmod(0o755)
+        with x_server() as display:
+            kel = self.start(display, PATH=f"{stand_in.parent}:/usr/bin:/bin")
+            wait_for(lambda: "127.0.0.1" in kel.ask("text lbPrinterIP"), 30, "the printer's address")
+            libraries = pathlib.Path(f"/proc/{kel.process.pid}/maps").read_text()
+            self.assertFalse("swrast_dri" in libraries or "libGLX_mesa" in libraries, "no GL driver is loaded")
+            kel.ask("click pushButton_EWS")
+            wait_for(seen.exists, 20, "the browser's stand-in")
+            address, *environment = seen.read_text().splitlines()
+            self.assertEqual(address, "http://127.0.0.1")
+            self.assertEqual([line for line in environment if line.startswith("QT_XCB_GL")], [])
+            self.end(kel)
+
 
 if __name__ == "__main__":
     main("desktop_test")

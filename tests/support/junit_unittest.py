@@ -55,7 +55,7 @@ def _write(path, name, rows):
 
 def main(name):
     """Runs every case of __main__, writes the report, and exits with 0 only when nothing failed."""
-    program = unittest.main(module="__main__", argv=sys.argv[:1] + ["-v"], exit=False,
+    program = unittest.main(module="__main__", argv=[sys.argv[0], "-v", *sys.argv[1:]], exit=False,
                             testRunner=unittest.TextTestRunner(resultclass=_Result, stream=sys.stdout))
     directory = os.environ.get("KEL_REPORT_DIR")
     if directory:

@@ -1,0 +1,48 @@
+#include "app/gl_choice.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+constexpr const char* variable = "QT_XCB_GL_INTEGRATION";
+
+std::string value()
+{
+    const char* const text = std::getenv(variable);
+    return text != nullptr ? text : "unset";
+}
+
+TEST(NoGlStack, KeepsGlAwayWhileItLivesAndLeavesNoTrace)
+{
+    unsetenv(variable);
+    {
+        const NoGlStack noGl;
+        EXPECT_EQ(value(), "none");
+    }
+    EXPECT_EQ(value(), "unset");
+}
+
+TEST(NoGlStack, RespectsTheUsersOwnChoice)
+{
+    setenv(variable, "xcb_egl", 1);
+    {
+        const NoGlStack noGl;
+        EXPECT_EQ(value(), "xcb_egl");
+    }
+    EXPECT_EQ(value(), "xcb_egl");
+}
+
+TEST(NoGlStack, AnEmptyChoiceIsAChoice)
+{
+    setenv(variable, "", 1);
+    {
+        const NoGlStack noGl;
+        EXPECT_EQ(value(), "");
+    }
+    EXPECT_EQ(value(), "");
+}
+
+} // namespace
