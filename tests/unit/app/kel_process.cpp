@@ -109,7 +109,11 @@ void KelProcess::kill(int signal) const
 int KelProcess::wait()
 {
     int status = 0;
-    ::waitpid(m_pid, &status, 0);
+    if (!kel_test::eventually([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; },
+                              std::chrono::minutes(2))) {
+        kill(SIGABRT); // where it hangs is in the core
+        ::waitpid(m_pid, &status, 0);
+    }
     m_pid = -1;
     return status;
 }

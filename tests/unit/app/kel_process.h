@@ -27,7 +27,7 @@ public:
     // 退出, as from a menu. False when nobody answered.
     bool quit();
     void kill(int signal) const;
-    // The status as of waitpid. Waits.
+    // The status as of waitpid. Waits; a program that has not ended after two minutes is aborted.
     int wait();
     // What it wrote so far, debug lines included.
     std::string output() const;

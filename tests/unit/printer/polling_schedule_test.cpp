@@ -179,24 +179,26 @@ TEST_F(PollingSchedule, NoPollReachesAnUnloadedLibrary)
     EXPECT_EQ(reports("unloaded-2"), before);
 }
 
-// exit() with a poll under way: the registry's destructor waits for it before it unloads the library.
+// exit() with a poll under way: the registry's destructor waits for it, its callback included, before it
+// unloads the library.
 TEST_F(PollingSchedule, DestroyingTheRegistryWaitsForPollsInProgress)
 {
-    std::atomic<bool> isInside{false};
-    std::atomic<bool> isOver{false};
-    use({"inside"});
-    tarnControl().setHook([&](const std::string& function, const std::string&) {
-        if (function == "tarn_getState") {
-            isInside = true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            isOver = true;
-        }
+    struct Progress
+    {
+        std::atomic<bool> isInside{false};
+        std::atomic<bool> isOver{false};
+    };
+    const auto progress = std::make_shared<Progress>();
+    registry().setCallback([progress](PrinterContext) {
+        progress->isInside = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        progress->isOver = true;
     });
-    registry().setCallback(nullptr);
+    use({"inside"});
     registry().refresh("inside");
-    ASSERT_TRUE(eventually([&] { return isInside.load(); }));
+    ASSERT_TRUE(eventually([&] { return progress->isInside.load(); }));
     m_registry.reset();
-    EXPECT_TRUE(isOver);
+    EXPECT_TRUE(progress->isOver);
     const std::vector<std::string> calls = tarnControl().calls();
     EXPECT_EQ(calls.back(), "tarn_destroy");
     EXPECT_EQ(calls[calls.size() - 2], "tarn_closePrinter");

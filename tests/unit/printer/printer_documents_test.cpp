@@ -263,6 +263,8 @@ TEST_F(PrinterDocuments, ListExchangeIsNotStarvedByPolls)
     });
     std::vector<long> passed;
     for (int round = 0; round < 30; ++round) {
+        const long last = opens("busy");
+        EXPECT_TRUE(kel_test::eventually([&] { return opens("busy") > last; })); // a poll is under way
         const long before = opens("busy");
         syncPrinterList({});
         passed.push_back(opensAtExchange - before);

@@ -55,6 +55,12 @@ public:
         char byte = 0;
         EXPECT_EQ(::read(m_output, &byte, 1), 1);
     }
+    bool isRunning() const
+    {
+        siginfo_t ended = {};
+        return ::waitid(P_PID, static_cast<id_t>(m_pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               ended.si_pid == 0;
+    }
     void kill() const { ::kill(m_pid, SIGKILL); }
     int wait() const
     {
@@ -71,6 +77,8 @@ private:
 // Whether a list is one that somebody saved, from its first printer to its last.
 testing::AssertionResult isOneWholeList(const std::vector<PrinterContext>& list)
 {
+    if (list.empty())
+        return testing::AssertionFailure() << "nobody saved an empty list";
     for (std::size_t i = 0; i < list.size(); ++i) {
         if (list[i].model != std::to_string(list.size()) || list[i].manufacturer != list[0].manufacturer ||
             list[i].printerName != "printer-" + std::to_string(i))
@@ -111,7 +119,6 @@ TEST_F(PrinterStoreCrash, KilledAtRandomMomentsTheNextLoadHasAWholeList)
     std::cout << "seed " << seed << ", " << kills << " kills\n";
     std::mt19937 random(seed);
     int broken = 0;
-    int empty = 0;
     for (int i = 0; i < kills; ++i) {
         const Saver saver(m_path, static_cast<unsigned>(random() % 100'000));
         saver.waitForFirstSave();
@@ -123,8 +130,6 @@ TEST_F(PrinterStoreCrash, KilledAtRandomMomentsTheNextLoadHasAWholeList)
         PrinterStore store(m_path);
         const std::vector<PrinterContext> list = store.load();
         ASSERT_TRUE(isOneWholeList(list)) << "after kill " << i;
-        empty += list.empty() && fileText() != "null\n"; // an empty list only where one was saved
-        ASSERT_EQ(empty, 0) << "after kill " << i;
         ASSERT_FALSE(fs::exists(m_path + ".journal"));
     }
     std::cout << broken << " of " << kills << " kills left a file that was not whole\n";
@@ -133,14 +138,16 @@ TEST_F(PrinterStoreCrash, KilledAtRandomMomentsTheNextLoadHasAWholeList)
 
 TEST_F(PrinterStoreCrash, TwoProgramsSavingLeaveOneWholeListAtEveryMoment)
 {
-    const Saver first(m_path, 1, "150");
-    const Saver second(m_path, 2, "150");
+    const Saver first(m_path, 1, "300");
+    const Saver second(m_path, 2, "300");
     first.waitForFirstSave();
     PrinterStore store(m_path);
-    for (int i = 0; i < 400; ++i) {
-        ASSERT_TRUE(isOneWholeList(store.load()));
-        ASSERT_TRUE(isOneWholeList(PrinterStore(m_path).load()));
+    long loads = 0;
+    for (; first.isRunning() || second.isRunning(); ++loads) {
+        EXPECT_TRUE(isOneWholeList(store.load()));
+        EXPECT_TRUE(isOneWholeList(PrinterStore(m_path).load()));
     }
+    std::cout << loads << " loads\n";
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);
     EXPECT_TRUE(isOneWholeList(store.load()));

@@ -21,7 +21,8 @@ int main(int argc, char** argv)
     std::mt19937 random(static_cast<unsigned>(std::atol(argv[2])));
     const long count = argc > 3 ? std::atol(argv[3]) : -1;
     for (long number = 0; number != count; ++number) {
-        const std::size_t length = random() % 2 == 0 ? random() % 4000 : random() % 20;
+        const std::size_t length =
+            1 + random() % (random() % 2 == 0 ? 4000 : 20); // never empty: half a file may read so
         std::vector<morvik::kel::PrinterContext> list(length);
         for (std::size_t i = 0; i < length; ++i) {
             list[i].printerName = "printer-" + std::to_string(i);
