@@ -101,6 +101,13 @@ bool KelProcess::quit()
            ::send(m_socket, line.data(), line.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.size());
 }
 
+void KelProcess::waitUntilApplicationIsGone()
+{
+    char byte = 0;
+    while (::recv(m_socket, &byte, 1, 0) == 1) { // late answers
+    }
+}
+
 void KelProcess::kill(int signal) const
 {
     ::kill(m_pid, signal);

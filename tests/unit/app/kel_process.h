@@ -26,6 +26,8 @@ public:
     std::string ask(const std::string& command);
     // 退出, as from a menu. False when nobody answered.
     bool quit();
+    // Returns when the application object is gone, and its windows with it.
+    void waitUntilApplicationIsGone();
     void kill(int signal) const;
     // The status as of waitpid. Waits; a program that has not ended after two minutes is aborted.
     int wait();
