@@ -46,7 +46,8 @@ def _write(path, name, rows):
         suite.set(attribute, str(sum(1 for row in rows if row[2] == kind)))
     for identity, seconds, kind, text in rows:
         group, _, single = identity.rpartition(".")
-        case = ElementTree.SubElement(suite, "testcase", classname=group, name=single, time=f"{seconds:.3f}")
+        case = ElementTree.SubElement(suite, "testcase", classname=group, name=single, status="run",
+                                     time=f"{seconds:.3f}")
         if kind:
             ElementTree.SubElement(case, kind, message=text.strip().splitlines()[-1] if text else "").text = text
     path.parent.mkdir(parents=True, exist_ok=True)
