@@ -3,6 +3,7 @@
 #include <iconv.h>
 
 #include <algorithm>
+#include <mutex>
 
 namespace tarn::snmp {
 
@@ -45,25 +46,57 @@ const Charset* findCharset(std::optional<std::int64_t> mibEnum)
     return found == std::end(charsets) ? nullptr : found;
 }
 
+// The converter of the charset met last: opening one costs more than a printer's whole picture, and a device
+// keeps its charset.
+class Converters final
+{
+public:
+    ~Converters() { close(); }
+
+    std::optional<std::string> convert(const std::string& octets, const char* from)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_name != from) {
+            close();
+            m_handle = iconv_open("UTF-8", from);
+            m_name = from;
+        }
+        if (m_handle == none()) {
+            return std::nullopt; // this system has no such converter
+        }
+        iconv(m_handle, nullptr, nullptr, nullptr, nullptr); // forgets what the text before left
+        std::string out(octets.size() * 4 + 4, '\0'); // no octet of these charsets becomes more than four
+        std::string in = octets;
+        char* inAt = in.data();
+        std::size_t inLeft = in.size();
+        char* outAt = out.data();
+        std::size_t outLeft = out.size();
+        if (iconv(m_handle, &inAt, &inLeft, &outAt, &outLeft) == static_cast<std::size_t>(-1)) {
+            return std::nullopt;
+        }
+        out.resize(out.size() - outLeft);
+        return out;
+    }
+
+private:
+    static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
+    void close()
+    {
+        if (m_handle != none()) {
+            iconv_close(m_handle);
+            m_handle = none();
+        }
+    }
+
+    std::mutex m_mutex; // guards the two below
+    std::string m_name;
+    iconv_t m_handle = none();
+};
+
 std::optional<std::string> convert(const std::string& octets, const char* from)
 {
-    const iconv_t handle = iconv_open("UTF-8", from);
-    if (handle == reinterpret_cast<iconv_t>(-1)) {
-        return std::nullopt; // this system has no such converter
-    }
-    std::string out(octets.size() * 4 + 4, '\0'); // no octet of these charsets becomes more than four
-    std::string in = octets;
-    char* inAt = in.data();
-    std::size_t inLeft = in.size();
-    char* outAt = out.data();
-    std::size_t outLeft = out.size();
-    const std::size_t result = iconv(handle, &inAt, &inLeft, &outAt, &outLeft);
-    iconv_close(handle);
-    if (result == static_cast<std::size_t>(-1)) {
-        return std::nullopt;
-    }
-    out.resize(out.size() - outLeft);
-    return out;
+    static Converters converters;
+    return converters.convert(octets, from);
 }
 
 std::string fromLatin1(const std::string& octets)
