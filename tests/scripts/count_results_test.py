@@ -12,10 +12,12 @@ GTEST = ('<testsuites><testsuite name="S"><testcase name="a" status="run" result
          '<testcase name="b" status="run" result="completed">%s</testcase></testsuite></testsuites>')
 QTEST = ('<testsuite name="T"><testcase result="pass" name="initTestCase"/><testcase result="pass" name="a"/>'
          '<testcase %s name="b">%s</testcase><testcase result="pass" name="cleanupTestCase"/></testsuite>')
+PYTHON = ('<testsuite name="P"><testcase classname="C" name="a" time="0.1"/>'
+          '<testcase classname="C" name="b" time="0.1">%s</testcase></testsuite>')
 
 
 class CountResults(unittest.TestCase):
-    def count(self, program, timeout=20):
+    def count(self, program, timeout=20, told_by_environment=False):
         """(last line, exit status) for a tree with one test named t, whose program is the shell text given."""
         with tempfile.TemporaryDirectory() as build:
             build = os.path.realpath(build)
@@ -24,10 +26,13 @@ class CountResults(unittest.TestCase):
             with open(os.path.join(build, "t.sh"), "w", encoding="utf-8") as script:
                 script.write(program)
             with open(os.path.join(build, "CTestTestfile.cmake"), "w", encoding="utf-8") as tests:
-                option = f' "--gtest_output=xml:{report}"' if "$REPORT" in program or "#reports" in program else ""
+                option = f' "--gtest_output=xml:{report}"' if told_by_environment is False and (
+                    "$REPORT" in program or "#reports" in program) else ""
+                environment = f"REPORT={report}" + (
+                    f";KEL_REPORT_DIR={os.path.dirname(report)}" if told_by_environment else "")
                 tests.write(f'add_test(t "/bin/sh" "{build}/t.sh"{option})\n'
                             f'set_tests_properties(t PROPERTIES TIMEOUT {timeout} SKIP_RETURN_CODE 77 '
-                            f'ENVIRONMENT "REPORT={report}")\n')
+                            f'ENVIRONMENT "{environment}")\n')
             subprocess.run(["ctest", "--test-dir", build, "--output-junit", os.path.join(build, "ctest.xml")],
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
             done = subprocess.run([os.path.join(SCRIPTS, "count-results"), build], check=False,
@@ -39,6 +44,22 @@ class CountResults(unittest.TestCase):
 
     def test_each_googletest_test_counts(self):
         self.assertEqual(self.count(self.writes(GTEST % "")), ("2 passed, 0 failed", 0))
+
+    def test_each_python_test_counts(self):
+        self.assertEqual(self.count(self.writes(PYTHON % "")), ("2 passed, 0 failed", 0))
+
+    def test_python_error_is_a_failure(self):
+        self.assertEqual(self.count(self.writes(PYTHON % '<error message="x"/>', 1)), ("1 passed, 1 failed", 1))
+
+    def test_python_skip(self):
+        self.assertEqual(self.count(self.writes(PYTHON % '<skipped message="x"/>')),
+                         ("1 passed, 0 failed, 1 skipped", 0))
+
+    def test_report_directory_told_by_the_environment(self):
+        self.assertEqual(self.count(self.writes(GTEST % ""), told_by_environment=True), ("2 passed, 0 failed", 0))
+
+    def test_no_report_in_the_directory_told(self):
+        self.assertEqual(self.count("exit 0\n", told_by_environment=True), ("0 passed, 1 failed", 1))
 
     def test_googletest_failure(self):
         self.assertEqual(self.count(self.writes(GTEST % '<failure message="x"/>', 1)), ("1 passed, 1 failed", 1))
