@@ -52,7 +52,7 @@ demo_start_desktop() {
     demo_child openbox openbox
     demo_wait "the window manager" demo_has_manager
     demo_child trayer trayer --edge top --align right --widthtype request --height 32 --tint 0xd8dce0 --transparent false
-    demo_wait "the tray" demo_window '^panel$'
+    demo_wait "the tray" xdotool search --name '^panel$' # not visible while it is empty
 }
 
 demo_has_manager() { xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'; }
@@ -128,6 +128,7 @@ demo_show_windows() {
     xdotool key Escape
     demo_wait "the list editor's end" demo_gone '^添加打印机$'
 
+    demo_wait "the icon in the tray" demo_window '^panel$'
     demo_open_tray_menu
     demo_shoot tray
     xdotool key Down Down Return # 显示主界面, 关于
