@@ -40,9 +40,23 @@ int boundSocket(std::uint32_t address, std::uint16_t port)
 
 Flood::Flood(std::uint32_t address, std::uint16_t port, std::vector<int> sockets,
              std::vector<std::string> bodies, unsigned perSecond)
-    : m_address(address), m_port(port), m_sockets(std::move(sockets)), m_bodies(std::move(bodies)),
-      m_perSecond(perSecond), m_thread([this] { run(); })
+    : m_address(address), m_port(port), m_sockets(std::move(sockets)), m_perSecond(perSecond),
+      m_bodies(std::make_shared<const std::vector<std::string>>(std::move(bodies))),
+      m_thread([this] { run(); })
 {
+}
+
+void Flood::send(std::vector<std::string> bodies)
+{
+    auto fresh = std::make_shared<const std::vector<std::string>>(std::move(bodies));
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_bodies = std::move(fresh);
+}
+
+std::shared_ptr<const std::vector<std::string>> Flood::bodies()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_bodies;
 }
 
 void Flood::stop()
@@ -63,8 +77,9 @@ void Flood::run()
     auto due = Clock::now();
     std::uint64_t sent = 0;
     for (std::size_t turn = 0; !m_stopping; ++turn) {
+        const std::shared_ptr<const std::vector<std::string>> now = bodies();
         for (std::size_t i = 0; i < kBatch; ++i) {
-            const std::string& body = m_bodies[(sent + i) % m_bodies.size()];
+            const std::string& body = (*now)[(sent + i) % now->size()];
             vectors[i] = {const_cast<char*>(body.data()), body.size()};
             headers[i].msg_hdr.msg_name = &to;
             headers[i].msg_hdr.msg_namelen = sizeof to;

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,17 +25,21 @@ public:
     Flood(const Flood&) = delete;
     Flood& operator=(const Flood&) = delete;
 
+    // Other bodies from now on.
+    void send(std::vector<std::string> bodies);
     void stop();
     std::uint64_t sent() const { return m_sent.load(); }
 
 private:
+    std::shared_ptr<const std::vector<std::string>> bodies();
     void run();
 
     const std::uint32_t m_address;
     const std::uint16_t m_port;
     const std::vector<int> m_sockets;
-    const std::vector<std::string> m_bodies;
     const unsigned m_perSecond;
+    std::mutex m_mutex;
+    std::shared_ptr<const std::vector<std::string>> m_bodies; // guarded by m_mutex
     std::atomic<std::uint64_t> m_sent{0};
     std::atomic<bool> m_stopping{false};
     std::thread m_thread; // last
