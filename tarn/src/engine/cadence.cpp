@@ -28,6 +28,11 @@ Milliseconds jittered(Milliseconds interval, Random& random)
 
 } // namespace
 
+void Cadence::disperse(Random& random)
+{
+    m_firstFullGap = Milliseconds(random.below(static_cast<std::uint32_t>(kFullInterval.count()) + 1));
+}
+
 ReadKind Cadence::nextKind(TimePoint now, bool hasPicture) const
 {
     if (m_identityWanted || !hasPicture) {
@@ -66,9 +71,10 @@ void Cadence::finishedTables(ReadKind kind, ReadOutcome outcome, unsigned reques
             outcome == ReadOutcome::Changed ? kShortestFullGap : std::min(m_fullGap * 2, kFullInterval);
     }
     m_counterMoved = false;
+    const Milliseconds regular = m_fullEver ? kFullInterval : m_firstFullGap;
     m_fullEver = true;
     m_fullEnded = now;
-    m_fullDue = now + std::max(kFullInterval, kFullInTurn * (requests > 0 ? requests - 1 : 0));
+    m_fullDue = now + std::max(regular, kFullInTurn * (requests > 0 ? requests - 1 : 0));
     if (kind == ReadKind::Identity) {
         m_identityWanted = false;
     }

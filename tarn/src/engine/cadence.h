@@ -9,17 +9,17 @@ namespace tarn::engine {
 
 // The two speeds: how often a printer that answers is asked, and what.
 //
-// One small PDU every 2 s while the printer prints, warms up, has alerts or changed lately, every 5 s
-// otherwise; the tables when a change counter moved and at least every 60 s; everything after a restart. The
-// exceptions protect printers whose counters always move, whose tables take many requests, or that restart
-// over and over.
+// One small PDU every 2 s while the printer prints, warms up, has alerts or changed lately, every 3.9 s
+// otherwise, so that whoever looks once a second sees a change within five; the tables when a change counter
+// moved and at least every 60 s; everything after a restart. The exceptions protect printers whose counters
+// always move, whose tables take many requests, or that restart over and over.
 //
 // Threading: one thread.
 class Cadence final
 {
 public:
     static constexpr Milliseconds kBusyInterval{2000};
-    static constexpr Milliseconds kIdleInterval{5000};
+    static constexpr Milliseconds kIdleInterval{3900};
     static constexpr Milliseconds kLately{20000}; // how long a change counts as one of late
     static constexpr Milliseconds kFullInterval{60000};
     static constexpr Milliseconds kFullInTurn{
@@ -27,6 +27,9 @@ public:
     static constexpr Milliseconds kShortestFullGap{2000};
     static constexpr Milliseconds kStrangerInterval{
         60000}; // something answers that is no printer, or not yet
+
+    // Of many printers met at once each gets a moment of its own for its tables, from then on once a minute.
+    void disperse(Random& random);
 
     // What the next conversation should be.
     snmp::ReadKind nextKind(TimePoint now, bool hasPicture) const;
@@ -48,9 +51,10 @@ private:
     TimePoint m_fullEnded{};
     TimePoint m_changedAt{};
     TimePoint m_restartedAt{};
-    Milliseconds m_fullGap = kShortestFullGap; // between tables that change counters asked for
-    unsigned m_restarts = 0;                   // in a row, each soon after the one before
-    unsigned m_strangerReads = 0;              // in a row without a picture
+    Milliseconds m_firstFullGap = kFullInterval; // from the first read of the tables to the second
+    Milliseconds m_fullGap = kShortestFullGap;   // between tables that change counters asked for
+    unsigned m_restarts = 0;                     // in a row, each soon after the one before
+    unsigned m_strangerReads = 0;                // in a row without a picture
     bool m_changed = false;
     bool m_fullEver = false;
     bool m_identityWanted = true;

@@ -26,6 +26,7 @@ void SnmpPoller::watch(std::shared_ptr<Target> target)
     auto& peer = m_peers[address.endpoint];
     peer = std::make_unique<SnmpPeer>();
     peer->target = std::move(target);
+    peer->cadence.disperse(m_random);
     if (address.version != VersionChoice::Auto) {
         peer->knowledge = VersionKnowledge::Settled;
     }

@@ -40,7 +40,7 @@ public:
     static constexpr Milliseconds kSilentFlight{1000};
     static constexpr Milliseconds kSleep{10000}; // run() so late means that the machine slept
     static constexpr Milliseconds kReopenGap{30000};
-    static constexpr unsigned kStartsPerMs = 2; // many printers at once begin one after the other
+    static constexpr unsigned kStartsPerMs = 3; // many printers at once begin one after the other
     static constexpr Milliseconds kLongestSpread{5000};
 
     SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
