@@ -14,7 +14,8 @@ Tick nextExpiry(Tick expiry, Tick period, Tick now)
 {
     // Ticks that passed meanwhile are skipped, not made up for.
     const Tick missed = expiry < now ? (now - expiry) / period : 0;
-    return std::min(expiry + (missed + 1) * period, kFarthest);
+    // Cannot overflow: both are at most kFarthest, and `now` is a real time.
+    return expiry + (missed + 1) * period;
 }
 
 } // namespace
