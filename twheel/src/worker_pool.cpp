@@ -141,9 +141,9 @@ void WorkerPool::work()
         Task* task = m_core.start(tickAt(now));
         if (task != nullptr) {
             guardRun(now);
-            runNext(lock, *task);
+            runNext(*task);
         } else if (complete) {
-            sleep(lock);
+            sleep();
         } else {
             // A great many tasks on their way to finer slots: let the others have the lock in between.
             lock.unlock();
@@ -154,31 +154,31 @@ void WorkerPool::work()
     setAlarm(0);
 }
 
-void WorkerPool::runNext(MutexLock& lock, Task& task)
+void WorkerPool::runNext(Task& task)
 {
     TwheelRunnable& runnable = m_core.runnable(task);
-    lock.unlock();
+    m_gate.mutex.unlock();
     runGuarded(runnable);
-    lock.lock();
+    m_gate.mutex.lock();
     Released released;
     m_core.finish(task, released);
     if (released) {
-        lock.unlock();
+        m_gate.mutex.unlock();
         released = Released{};
-        lock.lock();
+        m_gate.mutex.lock();
     }
 }
 
-void WorkerPool::sleep(MutexLock& lock)
+void WorkerPool::sleep()
 {
     m_waitingSince = 0;
     m_runsAreSlow = false;
     m_guarding = false;
     setAlarm(timeOf(m_core.nextEvent()));
     ++m_sleeping;
-    lock.unlock();
+    m_gate.mutex.unlock();
     m_alarm.wait();
-    lock.lock();
+    m_gate.mutex.lock();
     --m_sleeping;
     if (m_alarmAt <= monotonicNow()) {
         m_alarmAt = kNotSet;

@@ -37,8 +37,9 @@ public:
 private:
     void start(int workers);
     void work();
-    void runNext(MutexLock& lock, Task& task) TWHEEL_REQUIRES(m_gate.mutex);
-    void sleep(MutexLock& lock) TWHEEL_REQUIRES(m_gate.mutex);
+    // Both let go of the lock meanwhile.
+    void runNext(Task& task) TWHEEL_REQUIRES(m_gate.mutex);
+    void sleep() TWHEEL_REQUIRES(m_gate.mutex);
     void guardRun(Nanoseconds now) TWHEEL_REQUIRES(m_gate.mutex);
     void setAlarm(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
 
