@@ -4,11 +4,12 @@
 #include <chrono>
 #include <ctime>
 #include <functional>
-#include <list>
+#include <future>
 #include <mutex>
 #include <thread>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/intrusive/list.hpp>
 #include <boost/make_shared.hpp>
@@ -209,6 +210,15 @@ public:
         m_context.stop();
         for (auto& thread : m_threads) {
             thread.join();
+        }
+    }
+    void settle() override
+    {
+        if (m_pool) {
+            // Behind everything queued now; the other threads may still be at the last few.
+            std::promise<void> done;
+            boost::asio::post(m_context, [&] { done.set_value(); });
+            done.get_future().wait();
         }
     }
     std::string name() const override { return m_pool ? "asio 10 threads" : "asio 1 loop"; }

@@ -75,7 +75,7 @@ std::string TaskCore::check() const
         if (task.m_expiry >= m_wheel.next()) {
             broken += "; a task waits in the queue before it is due";
         }
-        if (!task.m_self || !task.m_runnable) {
+        if (!task.m_runnable) {
             broken += "; a task in the queue holds nothing";
         }
     }

@@ -22,7 +22,7 @@ namespace twheel {
 //      equal to it when next() is exactly that slot's first tick.
 //  (4) A slot's bit is set if and only if the slot holds something.
 // Threading: none of its own; the caller serialises.
-// Ownership: none; tasks keep themselves alive while they are in a list.
+// Ownership: none; the core owns the tasks.
 class SlotWheel final
 {
 public:

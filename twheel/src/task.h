@@ -1,6 +1,10 @@
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 
 #include <boost/shared_ptr.hpp>
 
@@ -18,37 +22,66 @@ constexpr Tick kNever = ~Tick{0};
 // What lies further ahead than this is due then: a hundred million years.
 constexpr Tick kFarthest = Tick{1} << 62;
 
-// Task is one scheduling: the node in the wheel and the caller's handle in one allocation.
+// Task is one scheduling: the node in the wheel, the caller's handle and the handle's reference count in one
+// allocation.
 //
 // Invariants
 //  (1) A task is in at most one list: a slot of the wheel, or the queue of what is due.
-//  (2) While it is in a list or a run is in progress, it holds a reference to itself and to the runnable;
-//      afterwards neither, and it never runs again.
-// Threading: every field but the gate is guarded by the gate's mutex.
+//  (2) While it is in a list or a run is in progress, it holds the runnable; afterwards it never runs again.
+//  (3) It has up to two owners, the handles together and the core, and goes with the last. A handle is not
+//  simply
+//      one more shared_ptr inside the core: that costs two atomic operations a task where none is needed.
+// Threading: every field but the gate and the owners is guarded by the gate's mutex.
 class Task final : public TaskHandle, public TaskLink
 {
 public:
-    Task(Gate& gate, boost::shared_ptr<TwheelRunnable> task, Tick period)
-        : m_period(period), m_runnable(std::move(task)), m_gate(gate)
-    {
-    }
+    // A task that is owned by the returned handle only, until it is scheduled. period 0: runs once.
+    static boost::shared_ptr<Task> make(Gate& gate, boost::shared_ptr<TwheelRunnable>&& runnable,
+                                        Tick period);
 
     void cancel() override;
+
+    // One of two owners has gone.
+    void dropOwner()
+    {
+        // The last one need not count: nobody else is there to see it.
+        if (m_owners.load(std::memory_order_acquire) == 1 ||
+            m_owners.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete this;
+        }
+    }
 
 private:
     friend class SlotWheel;
     friend class TaskCore;
-    friend class TaskScheduler;
+    template <typename T>
+    friend struct InTask;
+
+    Task(Gate& gate, boost::shared_ptr<TwheelRunnable>&& runnable, Tick period)
+        : m_period(period), m_runnable(std::move(runnable)), m_gate(gate)
+    {
+    }
+    ~Task() override = default;
+
+    static constexpr std::size_t kCountSize = 40;
 
     Tick m_expiry = 0;
-    // 0: runs once.
     const Tick m_period;
     boost::shared_ptr<TwheelRunnable> m_runnable;
-    boost::shared_ptr<Task> m_self;
     Gate& m_gate;
     std::uint32_t m_running = 0;
     // The slot it was put into last; meaningless while it is in none.
     std::uint16_t m_slot = 0;
+    std::atomic<std::uint8_t> m_owners{1};
+    // Room for the reference count of the handles.
+    alignas(void*) unsigned char m_count[kCountSize];
 };
+
+// The core's ownership of a task.
+struct DropOwner
+{
+    void operator()(Task* task) const { task->dropOwner(); }
+};
+using TaskOwner = std::unique_ptr<Task, DropOwner>;
 
 } // namespace twheel

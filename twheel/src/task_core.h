@@ -11,8 +11,8 @@ namespace twheel {
 // destructor.
 struct Released
 {
+    TaskOwner task;
     boost::shared_ptr<TwheelRunnable> runnable;
-    boost::shared_ptr<Task> task;
 
     explicit operator bool() const { return task != nullptr; }
 };
@@ -32,9 +32,9 @@ class TaskCore final
 public:
     explicit TaskCore(Tick now) : m_wheel(now) {}
 
-    // Schedules a task that has never been scheduled; it keeps itself alive from now on. Due at once when
-    // `expiry` lies in the past.
-    void schedule(boost::shared_ptr<Task> task, Tick expiry);
+    // Schedules a task that has never been scheduled, and owns it from now on. Due at once when `expiry` lies
+    // in the past.
+    void schedule(Task& task, Tick expiry);
     // No run of it starts from now on. `released` gets what it held, unless a run in progress still needs
     // that.
     void cancel(Task& task, Released& released);
@@ -62,6 +62,7 @@ public:
     std::size_t count() const { return m_count; }
 
 private:
+    void prefetchNext() const;
     static void release(Task& task, Released& released);
 
     SlotWheel m_wheel;

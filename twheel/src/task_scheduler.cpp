@@ -11,17 +11,6 @@ namespace twheel {
 TwheelRunnable::~TwheelRunnable() = default;
 TaskHandle::~TaskHandle() = default;
 
-void Task::cancel()
-{
-    Released released;
-    MutexLock lock(m_gate.mutex);
-    if (m_gate.core != nullptr) {
-        m_gate.core->cancel(*this, released);
-    }
-    // Unlocked before `released` goes: a runnable's destructor may call cancel() in its turn.
-    lock.unlock();
-}
-
 class __attribute__((visibility("hidden"))) TaskScheduler::Wheel final : public WorkerPool
 {
 public:

@@ -5,7 +5,6 @@
 #include <limits>
 #include <utility>
 
-#include <boost/make_shared.hpp>
 #include <pthread.h>
 
 namespace twheel {
@@ -111,12 +110,10 @@ void WorkerPool::stop()
 }
 
 boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
-                                                   boost::shared_ptr<TwheelRunnable> task)
+                                                   boost::shared_ptr<TwheelRunnable>&& task)
 {
     const auto ticks = Tick(std::max(period, 0L));
-    auto node = boost::make_shared<Task>(m_gate, std::move(task), std::min(ticks, kFarthest));
-    // Released after the lock, when the scheduler has stopped already.
-    boost::shared_ptr<Task> own = node;
+    boost::shared_ptr<Task> node = Task::make(m_gate, std::move(task), std::min(ticks, kFarthest));
     const Nanoseconds now = monotonicNow();
     const Tick expiry = expiryAfter(now, delay);
     MutexLock lock(m_gate.mutex);
@@ -124,7 +121,7 @@ boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
         return node;
     }
     m_core.keepUp(tickAt(now));
-    m_core.schedule(std::move(own), expiry);
+    m_core.schedule(*node, expiry);
     if (m_sleeping > 0 && timeOf(expiry) < m_alarmAt) {
         m_guarding = false;
         setAlarm(timeOf(expiry));
@@ -164,7 +161,8 @@ void WorkerPool::runNext(Task& task)
     m_core.finish(task, released);
     if (released) {
         m_gate.mutex.unlock();
-        released = Released{};
+        released.runnable.reset();
+        released.task.reset();
         m_gate.mutex.lock();
     }
 }

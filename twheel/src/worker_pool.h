@@ -32,7 +32,7 @@ public:
     // Joins the workers, then releases everything that is scheduled. What is scheduled afterwards never runs.
     void stop();
     // Delay and period in milliseconds; a delay of 0 or less is due at once, a period of 0 runs once.
-    boost::shared_ptr<TaskHandle> schedule(long delay, long period, boost::shared_ptr<TwheelRunnable> task);
+    boost::shared_ptr<TaskHandle> schedule(long delay, long period, boost::shared_ptr<TwheelRunnable>&& task);
 
 private:
     void start(int workers);

@@ -33,7 +33,7 @@ public:
 
     boost::shared_ptr<Task> make(Tick period, int id = 0, int* destroyed = nullptr)
     {
-        return boost::make_shared<Task>(m_gate, boost::make_shared<NumberedRunnable>(id, destroyed), period);
+        return Task::make(m_gate, boost::make_shared<NumberedRunnable>(id, destroyed), period);
     }
 
 private:

@@ -98,7 +98,7 @@ private:
             m_core.keepUp(m_now);
         }
         const bool atOnce = expiry <= m_now;
-        m_core.schedule(std::move(task), expiry);
+        m_core.schedule(*task, expiry);
         m_expiries[id] = Entry{expiry, period, atOnce ? ++m_generation : 0};
     }
 

@@ -44,7 +44,7 @@ protected:
 
 TEST_F(TaskCoreTest, runsATaskAtItsTickAndNotBefore)
 {
-    m_core.schedule(m_tasks.make(0), 1010);
+    m_core.schedule(*m_tasks.make(0), 1010);
     EXPECT_EQ(m_core.nextEvent(), 1010U);
     EXPECT_EQ(runAt(1009), 0);
     EXPECT_EQ(runAt(1010), 1);
@@ -54,10 +54,10 @@ TEST_F(TaskCoreTest, runsATaskAtItsTickAndNotBefore)
 
 TEST_F(TaskCoreTest, runsInOrderOfExpiryAndOfSchedulingWithinATick)
 {
-    m_core.schedule(m_tasks.make(0, 3), 1020);
-    m_core.schedule(m_tasks.make(0, 1), 1010);
-    m_core.schedule(m_tasks.make(0, 2), 1010);
-    m_core.schedule(m_tasks.make(0, 4), 900000);
+    m_core.schedule(*m_tasks.make(0, 3), 1020);
+    m_core.schedule(*m_tasks.make(0, 1), 1010);
+    m_core.schedule(*m_tasks.make(0, 2), 1010);
+    m_core.schedule(*m_tasks.make(0, 4), 900000);
     std::vector<int> order;
     advanceFully(m_core, 1000000);
     while (Task* task = m_core.start(1000000)) {
@@ -69,7 +69,7 @@ TEST_F(TaskCoreTest, runsInOrderOfExpiryAndOfSchedulingWithinATick)
 
 TEST_F(TaskCoreTest, keepsToFirstPlusNTimesPeriodHoweverLateRunsStart)
 {
-    m_core.schedule(m_tasks.make(10), 1005);
+    m_core.schedule(*m_tasks.make(10), 1005);
     for (Tick n = 0; n < 1000; ++n) {
         const Tick late = n % 10;
         EXPECT_EQ(runAt(1005 + 10 * n - 1), 0) << n;
@@ -79,7 +79,7 @@ TEST_F(TaskCoreTest, keepsToFirstPlusNTimesPeriodHoweverLateRunsStart)
 
 TEST_F(TaskCoreTest, collapsesMissedTicksIntoOneRunAndReturnsToTheGrid)
 {
-    m_core.schedule(m_tasks.make(10), 1005);
+    m_core.schedule(*m_tasks.make(10), 1005);
     EXPECT_EQ(runAt(1005 + 10 * 1000 + 3), 1);
     EXPECT_EQ(m_core.nextEvent() <= 1005 + 10 * 1001U, true);
     EXPECT_EQ(runAt(1005 + 10 * 1001 - 1), 0);
@@ -88,7 +88,7 @@ TEST_F(TaskCoreTest, collapsesMissedTicksIntoOneRunAndReturnsToTheGrid)
 
 TEST_F(TaskCoreTest, collapsesMissedTicksUpToTheOneThatIsDueNow)
 {
-    m_core.schedule(m_tasks.make(10), 1005);
+    m_core.schedule(*m_tasks.make(10), 1005);
     EXPECT_EQ(runAt(1005 + 50), 1);
     EXPECT_EQ(runAt(1005 + 59), 0);
     EXPECT_EQ(runAt(1005 + 60), 1);
@@ -96,7 +96,7 @@ TEST_F(TaskCoreTest, collapsesMissedTicksUpToTheOneThatIsDueNow)
 
 TEST_F(TaskCoreTest, startsTheNextTickWhileARunIsInProgress)
 {
-    m_core.schedule(m_tasks.make(10), 1005);
+    m_core.schedule(*m_tasks.make(10), 1005);
     Task* first = startAt(1005);
     ASSERT_NE(first, nullptr);
     Task* second = startAt(1015);
@@ -108,7 +108,7 @@ TEST_F(TaskCoreTest, startsTheNextTickWhileARunIsInProgress)
 
 TEST_F(TaskCoreTest, queuesAtMostOneRunOfATaskWhileNobodyTakesIt)
 {
-    m_core.schedule(m_tasks.make(10), 1005);
+    m_core.schedule(*m_tasks.make(10), 1005);
     for (Tick now = 1005; now < 1500; now += 10) {
         advanceFully(m_core, now);
         EXPECT_EQ(m_core.check(), "");
@@ -121,7 +121,7 @@ TEST_F(TaskCoreTest, cancelTakesARunOutOfTheQueue)
 {
     int destroyed = 0;
     const auto task = m_tasks.make(10, 1, &destroyed);
-    m_core.schedule(task, 1005);
+    m_core.schedule(*task, 1005);
     advanceFully(m_core, 1005);
     ASSERT_TRUE(m_core.waiting());
     {
@@ -138,7 +138,7 @@ TEST_F(TaskCoreTest, cancelDuringRunsLeavesTheReleaseToTheLastOne)
 {
     int destroyed = 0;
     const auto task = m_tasks.make(10, 1, &destroyed);
-    m_core.schedule(task, 1005);
+    m_core.schedule(*task, 1005);
     startAt(1005);
     startAt(1015);
     Released released;
@@ -148,7 +148,8 @@ TEST_F(TaskCoreTest, cancelDuringRunsLeavesTheReleaseToTheLastOne)
     EXPECT_FALSE(released);
     m_core.finish(*task, released);
     EXPECT_TRUE(released);
-    released = Released{};
+    released.task.reset();
+    released.runnable.reset();
     EXPECT_EQ(destroyed, 1);
     EXPECT_EQ(m_core.count(), 0U);
 }
@@ -156,7 +157,7 @@ TEST_F(TaskCoreTest, cancelDuringRunsLeavesTheReleaseToTheLastOne)
 TEST_F(TaskCoreTest, cancelIsIdempotentAndHarmlessAfterTheEnd)
 {
     const auto task = m_tasks.make(0);
-    m_core.schedule(task, 1005);
+    m_core.schedule(*task, 1005);
     EXPECT_EQ(runAt(1005), 1);
     for (int i = 0; i < 2; ++i) {
         Released released;
@@ -168,7 +169,7 @@ TEST_F(TaskCoreTest, cancelIsIdempotentAndHarmlessAfterTheEnd)
 TEST_F(TaskCoreTest, takesAPastExpiryAsDueWithoutWaitingForTheNextTick)
 {
     advanceFully(m_core, 2000);
-    m_core.schedule(m_tasks.make(0), 2000);
+    m_core.schedule(*m_tasks.make(0), 2000);
     EXPECT_TRUE(m_core.waiting());
     EXPECT_EQ(runAt(2000), 1);
 }
@@ -176,7 +177,7 @@ TEST_F(TaskCoreTest, takesAPastExpiryAsDueWithoutWaitingForTheNextTick)
 TEST_F(TaskCoreTest, holdsExpiriesAndPeriodsAtTheEndOfTime)
 {
     const auto task = m_tasks.make(kFarthest);
-    m_core.schedule(task, kNever - 1);
+    m_core.schedule(*task, kNever - 1);
     EXPECT_EQ(m_core.check(), "");
     EXPECT_EQ(runAt(kFarthest - 1), 0);
     EXPECT_EQ(runAt(kFarthest), 1);
@@ -186,7 +187,7 @@ TEST_F(TaskCoreTest, movesAGreatManyTasksToFinerSlotsInBoundedSteps)
 {
     const Tick expiry = 1000 + 100000;
     for (int i = 0; i < 1000; ++i) {
-        m_core.schedule(m_tasks.make(0, i), expiry + Tick(i) % 7);
+        m_core.schedule(*m_tasks.make(0, i), expiry + Tick(i) % 7);
     }
     int steps = 0;
     while (!m_core.advance(expiry + 7)) {
@@ -199,7 +200,7 @@ TEST_F(TaskCoreTest, movesAGreatManyTasksToFinerSlotsInBoundedSteps)
 
 TEST_F(TaskCoreTest, wakesForAFarTaskOnlyAFewTimesOnItsWay)
 {
-    m_core.schedule(m_tasks.make(0), 1000 + 3600 * 1000);
+    m_core.schedule(*m_tasks.make(0), 1000 + 3600 * 1000);
     int wakeUps = 0;
     while (m_core.nextEvent() != kNever) {
         const Tick event = m_core.nextEvent();
@@ -211,12 +212,12 @@ TEST_F(TaskCoreTest, wakesForAFarTaskOnlyAFewTimesOnItsWay)
 
 TEST_F(TaskCoreTest, catchesUpWithTheTimeWithoutPassingAnythingOver)
 {
-    m_core.schedule(m_tasks.make(0), 500000);
+    m_core.schedule(*m_tasks.make(0), 500000);
     m_core.keepUp(400000);
     EXPECT_EQ(m_core.check(), "");
     m_core.keepUp(700000);
     EXPECT_EQ(m_core.check(), "");
-    m_core.schedule(m_tasks.make(0), 700001);
+    m_core.schedule(*m_tasks.make(0), 700001);
     EXPECT_EQ(runAt(499999), 0);
     EXPECT_EQ(runAt(500000), 1);
     EXPECT_EQ(runAt(700001), 1);
