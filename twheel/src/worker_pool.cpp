@@ -15,8 +15,9 @@ constexpr Nanoseconds kTickLength = 1'000'000;
 constexpr Nanoseconds kNotSet = std::numeric_limits<Nanoseconds>::max();
 // How long work may wait behind a run before another worker is woken for it.
 constexpr Nanoseconds kPatience = 50'000;
-// As long as runs are short, the same worker goes on alone for this long before it gets help.
-constexpr Nanoseconds kAlone = 500'000;
+// This many runs started in half the patience are short ones. A second worker would only fight over the lock
+// and the cache with the first, which then goes on alone.
+constexpr int kShortRuns = 8;
 
 Tick tickAt(Nanoseconds time)
 {
@@ -169,7 +170,6 @@ void WorkerPool::runNext(Task& task)
 
 void WorkerPool::sleep()
 {
-    m_waitingSince = 0;
     m_runsAreSlow = false;
     m_guarding = false;
     setAlarm(timeOf(m_core.nextEvent()));
@@ -190,18 +190,16 @@ void WorkerPool::guardRun(Nanoseconds now)
         return;
     }
     if (!m_core.waiting()) {
-        m_waitingSince = 0;
         m_guarding = false;
         setAlarm(timeOf(m_core.nextEvent()));
         return;
     }
-    if (m_waitingSince == 0) {
-        m_waitingSince = now;
-    }
+    ++m_runsGuarded;
     const bool unset = m_alarmAt > now + kPatience;
     const bool closeBy = m_alarmAt > now && m_alarmAt < now + kPatience / 2;
-    if (unset || (closeBy && now - m_waitingSince < kAlone)) {
+    if (unset || (closeBy && m_runsGuarded >= kShortRuns)) {
         m_guarding = true;
+        m_runsGuarded = 0;
         // Runs that outlast the patience come in company: then the next worker is not kept waiting either.
         setAlarm(m_runsAreSlow ? now : now + kPatience);
         m_runsAreSlow = false;

@@ -52,8 +52,8 @@ private:
     TaskCore m_core TWHEEL_GUARDED_BY(m_gate.mutex);
     // What the alarm is set to; the largest value when it is not.
     Nanoseconds m_alarmAt TWHEEL_GUARDED_BY(m_gate.mutex);
-    // Since when work has been waiting for a worker without a break; 0 while none is.
-    Nanoseconds m_waitingSince TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    // Runs started since the alarm was set to guard them.
+    int m_runsGuarded TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
     int m_sleeping TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
     // The alarm stands for work left waiting; whoever it wakes knows that runs are slow just now.
     bool m_guarding TWHEEL_GUARDED_BY(m_gate.mutex) = false;
