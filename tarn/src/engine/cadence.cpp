@@ -42,6 +42,15 @@ ReadKind Cadence::nextKind(TimePoint now, bool hasPicture) const
     return counterDue || now >= m_fullDue ? ReadKind::Full : ReadKind::Fast;
 }
 
+bool Cadence::isRoutine(ReadKind kind, const device::DeviceStatus* picture, TimePoint now) const
+{
+    if (kind == ReadKind::Identity || picture == nullptr || isBusy(*picture) || changedLately(now)) {
+        return false;
+    }
+    // A counter that moved means something, unless it is one that moves for nothing.
+    return !m_counterMoved || m_fullGap > kShortestFullGap;
+}
+
 bool Cadence::finished(ReadKind kind, ReadOutcome outcome, unsigned requests, TimePoint now)
 {
     if (outcome == ReadOutcome::Changed) {

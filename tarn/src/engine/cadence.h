@@ -34,6 +34,9 @@ public:
     // What the next conversation should be.
     snmp::ReadKind nextKind(TimePoint now, bool hasPicture) const;
 
+    // Whether a conversation of that kind can take its time: nothing is known to have happened.
+    bool isRoutine(snmp::ReadKind kind, const device::DeviceStatus* picture, TimePoint now) const;
+
     // A conversation of that kind, of that many requests, has ended. True when nextKind() should be begun at
     // once.
     bool finished(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);

@@ -9,6 +9,7 @@
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/dialogue.h"
 #include "tarn/src/engine/reply_digest.h"
+#include "tarn/src/engine/request_log.h"
 #include "tarn/src/engine/silence.h"
 #include "tarn/src/engine/target.h"
 
@@ -19,6 +20,7 @@ enum class Phase : std::uint8_t
 {
     Aside,     // nobody opens it; in no queue, not in the heap
     Resting,   // until the next conversation begins at its deadline
+    Waiting,   // its request waits for its turn, so that an idle printer sees few in a minute
     Queued,    // its request waits for room among those in flight
     InFlight,  // sent, and counted as in flight
     Lingering, // sent a while ago; an answer is still welcome until the request is repeated at the deadline
@@ -48,6 +50,7 @@ struct SnmpPeer
     std::unique_ptr<Dialogue> dialogue;
     Cadence cadence;
     Silence silence;
+    RequestLog log;
     std::string request;
     TimePoint conversationStart{};
     TimePoint firstSent{};
@@ -59,6 +62,7 @@ struct SnmpPeer
     std::int32_t requestId = 0;
     std::uint32_t ticket = 0; // of its place in the queue; an older one is void
     unsigned requests = 0;    // of the conversation so far
+    unsigned spoilt = 0;      // malformed answers to the present request, since it was last sent
     snmp::Version version = snmp::Version::V2c;
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;

@@ -124,6 +124,10 @@ void SnmpPoller::deadlinePassed(SnmpPeer& peer)
         if (!putAside(peer)) {
             beginConversation(peer, peer.cadence.nextKind(m_now, peer.dialogue->status() != nullptr));
         }
+    } else if (peer.phase == Phase::Waiting) {
+        if (!putAside(peer)) {
+            enqueue(peer);
+        }
     } else if (m_now >= peer.repeatAt) {
         missed(peer);
     } else {
@@ -163,7 +167,9 @@ void SnmpPoller::proceed(SnmpPeer& peer)
         return;
     }
     if (std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest()) {
-        ask(peer, std::move(*pdu));
+        if (!putAside(peer)) { // a conversation can be long, and its reader gone by now
+            ask(peer, std::move(*pdu));
+        }
     } else {
         conversationEnded(peer, peer.dialogue->outcome());
     }

@@ -35,6 +35,7 @@ public:
     static constexpr std::size_t kMostInFlight = 256;
     static constexpr std::size_t kMostSilentInFlight = 96;
     static constexpr unsigned kMostRequests = 400;
+    static constexpr unsigned kMostSpoilt = 16; // malformed answers to one request that are decoded at all
     static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
     static constexpr Milliseconds kFlight{2000};    // after that a request no longer counts as in flight
     static constexpr Milliseconds kSilentFlight{1000};
@@ -85,6 +86,7 @@ private:
     void ask(SnmpPeer& peer, snmp::Pdu pdu);
     bool askTheSame(SnmpPeer& peer);
     std::int32_t newRequestId();
+    void enqueueInTurn(SnmpPeer& peer);
     void enqueue(SnmpPeer& peer);
     void dropRequest(SnmpPeer& peer);
     void setPhase(SnmpPeer& peer, Phase phase);

@@ -42,12 +42,13 @@ void SnmpPoller::examine(const Datagram& datagram)
     if (found != m_peers.end()) {
         SnmpPeer& peer = *found->second;
         verdict = Verdict::NothingAsked;
-        if (peer.requestId != 0 && peer.sentOnce) {
+        if (peer.requestId != 0 && peer.sentOnce && peer.spoilt < kMostSpoilt) {
             verdict = examineReply(datagram.bytes,
                                    {peer.version, *peer.target->address().community, peer.requestId});
         }
         if (verdict == Verdict::Accepted && !deliver(peer, datagram.bytes)) {
             verdict = Verdict::Malformed;
+            ++peer.spoilt;
         }
     }
     ++m_verdicts[static_cast<std::size_t>(verdict)];
@@ -152,7 +153,7 @@ void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
     peer.sentOnce = false;
     ++peer.requests;
-    enqueue(peer);
+    enqueueInTurn(peer);
 }
 
 // Asks the last question again, without the dialogue, where its whole answer is known by its digest.
@@ -166,7 +167,7 @@ bool SnmpPoller::askTheSame(SnmpPeer& peer)
     peer.unheard = true;
     peer.sentOnce = false;
     ++peer.requests;
-    enqueue(peer);
+    enqueueInTurn(peer);
     return true;
 }
 
@@ -174,6 +175,18 @@ bool SnmpPoller::askTheSame(SnmpPeer& peer)
 std::int32_t SnmpPoller::newRequestId()
 {
     return static_cast<std::int32_t>((m_random.next() & 0x3FFFFFFF) | kLeastRequestId);
+}
+
+void SnmpPoller::enqueueInTurn(SnmpPeer& peer)
+{
+    const Milliseconds wait = peer.log.wait(m_now);
+    if (wait > Milliseconds(0) && !peer.silence.isSilent() &&
+        peer.cadence.isRoutine(peer.kind, peer.dialogue->status().get(), m_now)) {
+        setPhase(peer, Phase::Waiting);
+        m_deadlines.schedule(peer, m_now + wait);
+        return;
+    }
+    enqueue(peer);
 }
 
 void SnmpPoller::enqueue(SnmpPeer& peer)
@@ -275,6 +288,8 @@ void SnmpPoller::markSent(SnmpPeer& peer)
         peer.firstSent = m_now;
     }
     peer.lastSent = m_now;
+    peer.log.sent(m_now);
+    peer.spoilt = 0;
     peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
     m_deadlines.schedule(peer,
                          std::min(peer.repeatAt, m_now + (peer.countsSilent ? kSilentFlight : kFlight)));

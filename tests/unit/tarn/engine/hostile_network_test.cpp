@@ -104,6 +104,23 @@ TEST_F(OpenQuestion, MessageThatIsBrokenBehindItsHeadIsIgnored)
     expectUnmoved(Verdict::Malformed);
 }
 
+// Whoever knows the id can have answers decoded, but not without end.
+TEST_F(OpenQuestion, FloodOfAnswersThatAreBrokenBehindTheirHeadIsNotDecodedForEver)
+{
+    std::string body = lie();
+    body[body.size() - 1 - liar.says.size()] = '\x7f';
+    for (int i = 0; i < 1000; ++i) {
+        network.inject(question.to, body);
+    }
+    EXPECT_EQ(network.count(Verdict::Malformed), SnmpPoller::kMostSpoilt);
+    EXPECT_EQ(network.count(Verdict::NothingAsked), 1000 - SnmpPoller::kMostSpoilt);
+    EXPECT_EQ(network.poller.inFlight(), 1u);
+    network.agent(1).answers = true; // it is heard again as soon as the request is repeated
+    network.agent(1).says = "the truth";
+    network.pass(Milliseconds(1500));
+    EXPECT_EQ(target->snapshot()->picture->model, "the truth");
+}
+
 TEST_F(OpenQuestion, AnswerCutAtAnyByteIsIgnored)
 {
     const std::string body = lie();

@@ -1,0 +1,180 @@
+#include "tests/hostile/simulated_segment.h"
+
+#include <algorithm>
+
+#include "tools/printer-sim/load_printers.h"
+
+namespace hostile {
+
+using tarn::engine::Datagram;
+using tarn::engine::Endpoint;
+
+namespace {
+
+constexpr std::uint32_t kFirst = 0x7F2C0100; // 127.44.1.0
+constexpr std::uint16_t kPort = 16400;
+constexpr Milliseconds kWay{1}; // of a datagram, either direction
+
+std::vector<printersim::Printer> printersOf(const std::vector<std::string>& scenarios)
+{
+    std::vector<printersim::Printer> printers;
+    for (const std::string& text : scenarios) {
+        const auto number = static_cast<std::uint32_t>(printers.size() + 1);
+        printersim::FaultPlan faults;
+        printers.emplace_back(printersim::kindOf("scenario.json", text, faults), number, kFirst + number);
+        printers.back().faults = faults;
+    }
+    return printers;
+}
+
+Endpoint sourceOf(const printersim::Outgoing& answer)
+{
+    switch (answer.origin) {
+    case printersim::Origin::WrongPort:
+        return {answer.local, kPort + 1};
+    case printersim::Origin::WrongAddress:
+        return {answer.local ^ 0x00010000u, kPort};
+    case printersim::Origin::Printer:
+        break;
+    }
+    return {answer.local, kPort};
+}
+
+} // namespace
+
+// The poller's end of the network.
+class SimulatedSegment::Port final : public tarn::engine::DatagramPort
+{
+public:
+    explicit Port(SimulatedSegment& segment) : m_segment(segment) {}
+
+    std::size_t send(const Datagram* batch, std::size_t count) override
+    {
+        std::for_each(batch, batch + count, [this](const Datagram& datagram) { m_segment.carry(datagram); });
+        return count;
+    }
+
+    const std::vector<Datagram>& receive() override
+    {
+        m_arrived.clear();
+        m_received.clear();
+        auto& deliveries = m_segment.m_deliveries;
+        const auto due = deliveries.upper_bound(m_segment.now());
+        for (auto at = deliveries.begin(); at != due; at = deliveries.erase(at)) {
+            m_arrived.push_back(std::move(at->second));
+        }
+        for (const Delivery& delivery : m_arrived) {
+            const auto* bytes = reinterpret_cast<const std::uint8_t*>(delivery.bytes.data());
+            m_received.push_back({delivery.from, {bytes, delivery.bytes.size()}});
+        }
+        return m_received;
+    }
+
+    bool reopen() override { return true; }
+    int descriptor() const override { return -1; }
+
+private:
+    SimulatedSegment& m_segment;
+    std::vector<Delivery> m_arrived;
+    std::vector<Datagram> m_received;
+};
+
+SimulatedSegment::SimulatedSegment(const std::vector<std::string>& scenarios, std::uint64_t seed)
+    : m_random(seed), m_simulation(printersOf(scenarios), {}, static_cast<std::uint32_t>(seed)),
+      m_begun(m_clock.now()),
+      m_poller(std::make_unique<tarn::engine::SnmpPoller>(m_clock, m_random, std::make_unique<Port>(*this),
+                                                          *this, tarn::engine::sessionDialogues()))
+{
+}
+
+SimulatedSegment::~SimulatedSegment() = default;
+
+double SimulatedSegment::seconds() const
+{
+    return static_cast<double>((now() - m_begun).count()) / 1000;
+}
+
+void SimulatedSegment::watch(std::uint32_t number)
+{
+    static const auto community = std::make_shared<const std::string>("public");
+    auto target = std::make_shared<tarn::engine::Target>(
+        tarn::engine::SnmpAddress{{kFirst + number, kPort}, tarn::engine::VersionChoice::Auto, community},
+        tarn::engine::unmetSnapshot(std::make_shared<tarn::device::DeviceStatus>()), now());
+    m_targets[number] = target;
+    m_poller->watch(std::move(target));
+}
+
+void SimulatedSegment::unwatchAll()
+{
+    for (const auto& [number, target] : m_targets) {
+        m_poller->unwatch(*target);
+    }
+}
+
+void SimulatedSegment::carry(const Datagram& datagram)
+{
+    m_requests[datagram.peer.address - kFirst].push_back(now());
+    std::vector<printersim::Outgoing> answers;
+    m_simulation.take({datagram.bytes, datagram.peer.address, {}}, seconds(), answers);
+    collect(answers);
+}
+
+void SimulatedSegment::collect(std::vector<printersim::Outgoing>& answers)
+{
+    for (printersim::Outgoing& answer : answers) {
+        m_deliveries.emplace(now() + 2 * kWay, Delivery{sourceOf(answer), std::move(answer.bytes)});
+    }
+    answers.clear();
+}
+
+TimePoint SimulatedSegment::nextEvent() const
+{
+    TimePoint next = m_poller->nextDeadline();
+    if (!m_deliveries.empty()) {
+        next = std::min(next, m_deliveries.begin()->first);
+    }
+    if (const auto due = m_simulation.nextDue()) {
+        next = std::min(next, m_begun + Milliseconds(static_cast<std::int64_t>(*due * 1000) + 1));
+    }
+    return isOpened ? std::min(next, m_nextOpening) : next;
+}
+
+void SimulatedSegment::open()
+{
+    for (const auto& [number, target] : m_targets) {
+        if (target->markOpened(now())) {
+            m_poller->wake(*target);
+        }
+    }
+    m_nextOpening = now() + Milliseconds(1000);
+}
+
+void SimulatedSegment::pass(Milliseconds time)
+{
+    const TimePoint end = now() + time;
+    std::vector<printersim::Outgoing> answers;
+    while (now() < end) {
+        m_clock.set(std::max(now(), std::min(end, nextEvent())));
+        if (isOpened && m_nextOpening <= now()) {
+            open();
+        }
+        m_simulation.due(seconds(), answers);
+        collect(answers);
+        m_poller->run();
+    }
+}
+
+std::size_t busiestMinute(const std::vector<TimePoint>& requests, TimePoint from)
+{
+    std::size_t most = 0;
+    auto first = std::lower_bound(requests.begin(), requests.end(), from);
+    for (auto last = first; last != requests.end(); ++last) {
+        while (*last - *first >= std::chrono::minutes(1)) {
+            ++first;
+        }
+        most = std::max(most, static_cast<std::size_t>(last - first) + 1);
+    }
+    return most;
+}
+
+} // namespace hostile
