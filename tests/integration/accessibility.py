@@ -11,6 +11,9 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
+# A program that was just started may register before it answers: rather ask again than wait for one answer.
+Atspi.set_timeout(1000, 1000)
+
 
 class Node:
     """One widget, as it was when it was found."""
@@ -141,7 +144,7 @@ def click(node, button=1, repeat=1):
 
 
 def click_at(x, y, button=1, repeat=1):
-    subprocess.run(["xdotool", "mousemove", "--sync", str(x), str(y), "click", "--repeat", str(repeat), str(button)],
+    subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "--repeat", str(repeat), str(button)],
                    check=True)
 
 

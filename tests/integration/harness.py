@@ -268,5 +268,6 @@ def main(name):
     if "--report" in sys.argv:
         report = pathlib.Path(sys.argv[sys.argv.index("--report") + 1])
         os.environ["KEL_REPORT_DIR"] = str(report.parent)
+        name = report.stem
         del sys.argv[1:]
     junit_unittest.main(name)
