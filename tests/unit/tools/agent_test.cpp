@@ -174,21 +174,23 @@ TEST_F(Agent, GetBulkIsNoV1)
 
 TEST_F(Agent, ALongGetBulkAnswerIsCutAsLateAsPossible)
 {
-    std::vector<Row> rows;
-    for (std::uint32_t i = 1; i <= 200; ++i)
-        rows.push_back({{1, 3, 6, i}, always(octets("0123456789"))});
-    Printer printer(
-        std::make_shared<const PrinterKind>(PrinterKind{Mib(rows), Course::constant(1), 484, false}), 1, 1);
-    const std::string bytes = tarn::snmp::encodeMessage(bulk({{1, 3}}, 0, 150));
-    const auto reply =
-        answer({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, printer, 0, m_settings);
-    ASSERT_TRUE(reply);
-    EXPECT_LE(reply->size(), 484U);
-    EXPECT_GT(reply->size(), 484U - 20); // one more row would not fit
-    const auto message =
-        tarn::snmp::decodeMessage({reinterpret_cast<const std::uint8_t*>(reply->data()), reply->size()});
-    for (std::uint32_t i = 0; i < message->pdu.varbinds.size(); ++i)
-        EXPECT_EQ(message->pdu.varbinds[i].name, (Oid{1, 3, 6, i + 1}));
+    for (std::uint32_t i = 1; i <= 40; ++i)
+        m_printer.set({1, 3, 6, 9, i}, octets(std::string(i % 7, 'x')));
+    const auto sizeOf = [this](std::int32_t rows) { // of the whole answer with that many rows
+        m_settings.maxMessageSize = 65507;
+        return raw(bulk({{1, 3, 6, 9}}, 0, rows))->size();
+    };
+    for (std::size_t most = 64; most <= 400; ++most) {
+        m_settings.maxMessageSize = most;
+        const auto reply = ask(bulk({{1, 3, 6, 9}}, 0, 40));
+        ASSERT_TRUE(reply) << most;
+        const auto rows = static_cast<std::int32_t>(reply->pdu.varbinds.size());
+        for (std::uint32_t i = 0; i < reply->pdu.varbinds.size(); ++i)
+            EXPECT_EQ(reply->pdu.varbinds[i].name, (Oid{1, 3, 6, 9, i + 1}));
+        ASSERT_GT(rows, 0);
+        EXPECT_LE(sizeOf(rows), most);
+        EXPECT_GT(sizeOf(rows + 1), most);
+    }
 }
 
 TEST_F(Agent, AnAnswerThatDoesNotFitIsTooBig)

@@ -157,7 +157,7 @@ TEST(Simulation, ADelayedAnswerComesWhenItIsDue)
     std::vector<Outgoing> out;
     way.simulation.due(10.019, out);
     EXPECT_TRUE(out.empty());
-    way.simulation.due(10.05, out);
+    way.simulation.due(*way.simulation.nextDue(), out); // at that very moment
     EXPECT_EQ(out.size(), 1U);
     EXPECT_FALSE(way.simulation.nextDue());
 }
