@@ -11,6 +11,8 @@ import agents
 
 PORT = 16331
 LIVE = 8  # seconds in which a change of an idle printer is seen: asked every 5 s, printed every second
+# An agent that needs several requests for one look gets no more of them: at most 18 a minute, its first reading included.
+LIVE_IN_SMALL_STEPS = 30
 
 
 class Agents(unittest.TestCase):
@@ -46,10 +48,10 @@ class Agents(unittest.TestCase):
         self.assertEqual(printer["alerts"], [])
         self.assertFalse(any(printer["flags"].values()))
 
-    def follow(self, watch, change):
+    def follow(self, watch, change, promised=LIVE):
         change()
-        taken = seconds_until(lambda: self.levels(watch.printer())["black"] == 12, 30, "the level that was set is seen")
-        self.assertLessEqual(taken, LIVE)
+        taken = seconds_until(lambda: self.levels(watch.printer())["black"] == 12, 60, "the level that was set is seen")
+        self.assertLessEqual(taken, promised)
 
     def check_snmpd(self, versions, version):
         agent = self.run_agent(agents.Snmpd(self.directory / "snmpd", address("5.1"), PORT, versions))
@@ -107,7 +109,8 @@ class Agents(unittest.TestCase):
         printer = self.wait_online(watch)
         self.assertEqual((printer["serial"], printer["counters"]["totalPages"]), ("OR5", 20417))
         self.assertEqual(self.levels(printer), {"black": 22})
-        self.follow(watch, lambda: simulator.set(where, f"{agents.MIB}.43.11.1.1.9.87.1", 2, 12))
+        self.follow(watch, lambda: simulator.set(where, f"{agents.MIB}.43.11.1.1.9.87.1", 2, 12),
+                    LIVE_IN_SMALL_STEPS)
 
     def test_an_alert_comes_and_goes(self):
         where = address("5.5")
