@@ -51,6 +51,11 @@ std::string echo(const std::string& list, const std::vector<std::string>& extra)
 class Library final : public TarnControl
 {
 public:
+    Library() = default;
+    ~Library() override;
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
     void reset() override
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -171,11 +176,25 @@ private:
     bool m_hasBlocked = false;
 };
 
-// Never destroyed: late callers are to be seen, not to crash.
+// Destroyed when the library is closed for the last time, or at exit after a registry that loaded it.
 Library& library()
 {
-    static Library* const instance = new Library;
-    return *instance;
+    static Library instance;
+    return instance;
+}
+
+Library::~Library()
+{
+    const std::size_t texts = m_texts.size() + m_lists.size();
+    if (texts + m_open.size() > 0)
+        appendToLogFile("left out: " + std::to_string(texts) + " texts, " + std::to_string(m_open.size()) +
+                        " printers open");
+    for (char* const text : m_texts)
+        std::free(text);
+    for (char* const list : m_lists)
+        std::free(list);
+    for (const OpenedPrinter* const opened : m_open)
+        delete opened;
 }
 
 Library::Call::Call(Library& target, const std::string& function, const std::string& printer)

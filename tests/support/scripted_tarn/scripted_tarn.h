@@ -14,7 +14,8 @@
 //   SCRIPTED_TARN_SCRIPT  a JSON object with the fields of TarnScript as its members, read again whenever it
 //                         changes (replace it by rename); "printers" maps names to objects with the fields of
 //                         ScriptedPrinter, "defaultPrinter" is such an object or null
-//   SCRIPTED_TARN_LOG     a file to which each call is appended: "<monotonic ms> <function>[ <printer>]"
+//   SCRIPTED_TARN_LOG     a file to which each call is appended: "<monotonic ms> <function>[ <printer>]"; where
+//                         the program kept something, the last line is "... left out: N texts, M printers open"
 // A null text in the JSON is a null output. Beside it, scripted_tarn/without_<entry point>/libtarn.so is the
 // same library without that one entry point.
 namespace kel_test {

@@ -104,6 +104,27 @@ TEST_F(KelQuit, WindowOutlivesThePollThatIsInProgress)
     EXPECT_TRUE(libraryWasLeftInPeace());
 }
 
+TEST_F(KelQuit, WindowLivesAndExitWorksWithALibraryThatLies)
+{
+    const unsigned seed = std::random_device()();
+    std::cout << "seed " << seed << '\n';
+    std::mt19937 random(seed);
+    for (int life = 0; life < 2; ++life) {
+        std::remove((m_folder + "/calls").c_str());
+        setScript(R"({"chaosSeed":)" + std::to_string(random() | 1u) + "}");
+        writePrinters(list(0, 12));
+        KelProcess kel(m_folder);
+        ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
+        ASSERT_TRUE(kel_test::eventually([this] { return count("tarn_closePrinter") >= 4; })) << kel.output();
+        EXPECT_EQ(kel.ask("windows"), R"(["MainWindow"])");
+        ASSERT_TRUE(kel.quit());
+        const int status = kel.wait();
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status << "\n"
+                                                                   << kel.output();
+        EXPECT_EQ(count("tarn_destroy"), 1);
+    }
+}
+
 TEST_F(KelQuit, WhileTheLibraryBlocksForHalfAMinuteExitTakesThatOnePollNotTen)
 {
     setScript(R"({"blockOnceMs":30000,"defaultPrinter":{"delayMs":2500}})");

@@ -134,6 +134,10 @@ TEST_F(KelStart, ShowsThePrintersOfTheListWithTheirStatus)
     // An answer that changes shows by itself.
     setScript(R"({"printers":{"office":{"state":4,"stateMessage":"打印中"}}})");
     EXPECT_TRUE(eventually([&] { return kel.ask("text lbPrinterState") == R"("[4]打印中")"; }));
+    const std::string green = kel.ask("rows listPrinter");
+    EXPECT_THAT(green, HasSubstr(R"("icon":"#)")); // so the resources are there
+    setScript(R"({"printers":{"office":{"stateMessage":""}}})");
+    EXPECT_TRUE(eventually([&] { return kel.ask("rows listPrinter") != green; }));
 }
 
 TEST_F(KelStart, EditedFileReachesTheListByItself)
