@@ -59,7 +59,7 @@ class IdlePrinter : public testing::TestWithParam<Agent>
 {
 };
 
-TEST_P(IdlePrinter, SeesAtMostEighteenPacketsInAnyMinuteOfSixHours)
+TEST_P(IdlePrinter, SeesAtMostEighteenPacketsInAnyMinuteOfTwoHours)
 {
     SimulatedSegment segment({GetParam().scenario});
     segment.watch(1);
@@ -67,7 +67,7 @@ TEST_P(IdlePrinter, SeesAtMostEighteenPacketsInAnyMinuteOfSixHours)
     ASSERT_TRUE(segment.target(1).snapshot()->online);
     ASSERT_NE(segment.target(1).snapshot()->picture->model, "");
     const TimePoint from = segment.now();
-    for (int minute = 0; minute < 360; ++minute) {
+    for (int minute = 0; minute < 120; ++minute) {
         segment.pass(minutes(1));
         // ... and it is not forgotten either.
         ASSERT_LE(segment.now() - *segment.target(1).lastAnswer(), seconds(6));
@@ -102,8 +102,8 @@ TEST(PacketCount, IdlePrinterOnABadNetworkSeesAFewRepetitionsMore)
     segment.watch(1);
     segment.pass(minutes(2));
     const auto before = segment.requests(1).size();
-    segment.pass(hours(3));
-    EXPECT_LE(segment.requests(1).size() - before, 22u * 180u); // 18 and a fifth of it
+    segment.pass(hours(1));
+    EXPECT_LE(segment.requests(1).size() - before, 22u * 60u); // 18 and a fifth of it
     EXPECT_TRUE(segment.target(1).snapshot()->online);
 }
 
@@ -152,7 +152,7 @@ TEST(PacketCount, PrinterThatOnlyLiesIsAskedLikeASilentOne)
 TEST(PacketCount, UnopenedPrinterSeesNoneAfterAMinute)
 {
     // Idle, printing, old, slow and silent ones, left at many different moments of their conversations.
-    for (int phase = 0; phase < 40; ++phase) {
+    for (int phase = 0; phase < 12; ++phase) {
         SimulatedSegment segment({idlePrinter(""), idlePrinter(R"("state": "printing", )"),
                                   fixture("old-agent.json"), idlePrinter(""), idlePrinter("")});
         segment.printer(4).faults.delayLeastMs = segment.printer(4).faults.delayMostMs = 3000;
@@ -160,7 +160,7 @@ TEST(PacketCount, UnopenedPrinterSeesNoneAfterAMinute)
         for (std::uint32_t number = 1; number <= 6; ++number) {
             segment.watch(number);
         }
-        segment.pass(minutes(3) + Milliseconds(phase * 517));
+        segment.pass(minutes(3) + Milliseconds(phase * 1723));
         segment.open();
         segment.isOpened = false;
         const TimePoint opened = segment.now();
@@ -233,7 +233,7 @@ TEST(PacketCount, HoursOfBadWeatherLeaveNothingPending)
         segment.printer(number).faults = {number * 4, 10, 5, 5, 5, 5, 5, 0, number * 300};
         segment.watch(number);
     }
-    for (int hour = 0; hour < 3; ++hour) {
+    for (int hour = 0; hour < 2; ++hour) {
         const TimePoint from = segment.now();
         segment.pass(hours(1));
         for (std::uint32_t number = 1; number <= all.size(); ++number) {
