@@ -8,6 +8,8 @@ not installed are left out, and said so.
 """
 
 import argparse
+import fcntl
+import os
 import pathlib
 import shutil
 import subprocess
@@ -20,7 +22,7 @@ from Xlib import X, display as xdisplay
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "tests" / "support"))
 sys.path.insert(0, str(HERE))
-from desktop import end, x_server  # noqa: E402
+from desktop import end, session_bus, x_server  # noqa: E402
 from kel_driver import Kel  # noqa: E402
 from measure import ProcessFigures, Results, median  # noqa: E402
 
@@ -75,7 +77,8 @@ def start_time(watcher, spawn, seconds=30):
 
 
 def kel_run(build, directory, display, printers, sim_config, plugin=False):
-    extra = {"QT_QPA_PLATFORM": "xcb", "DISPLAY": display}
+    extra = {"QT_QPA_PLATFORM": "xcb", "DISPLAY": display,
+             "DBUS_SESSION_BUS_ADDRESS": os.environ["DBUS_SESSION_BUS_ADDRESS"]}
     if sim_config:
         extra["TARN_CONFIG"] = str(sim_config)
     if not plugin:
@@ -87,7 +90,8 @@ def kel_run(build, directory, display, printers, sim_config, plugin=False):
 
 def plain(command, display, directory):
     env = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "HOME": str(directory), "DISPLAY": display, "LANG": "C.UTF-8",
-           "XDG_RUNTIME_DIR": str(directory), "QT_QPA_PLATFORM": "xcb"}
+           "XDG_RUNTIME_DIR": str(directory), "QT_QPA_PLATFORM": "xcb",
+           "DBUS_SESSION_BUS_ADDRESS": os.environ["DBUS_SESSION_BUS_ADDRESS"]}
     return subprocess.Popen(command, env=env, cwd=directory, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                             stderr=subprocess.DEVNULL)
 
@@ -187,7 +191,11 @@ def main():
     arguments = parser.parse_args()
     build = arguments.build.resolve()
     results = Results()
-    with tempfile.TemporaryDirectory(prefix="kel-bench-") as scratch, x_server() as display:
+    # As on a desktop there is a session bus; without one every Qt program would try to launch its own.
+    with open("/tmp/kel-tests.flock", "w") as lock, tempfile.TemporaryDirectory(prefix="kel-bench-") as scratch, \
+            session_bus() as bus, x_server() as display:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
         first_windows(build, pathlib.Path(scratch), display, arguments.rounds, results)
         idle(build, pathlib.Path(scratch), display, arguments.minute, results)
     if arguments.json:
