@@ -107,6 +107,13 @@ std::vector<Element> parseList(const JsonReader& in, const char* member, Parse p
     return elements;
 }
 
+// Maker and model, the maker once: many models carry it in front already.
+std::string fullName(const Scenario& scenario)
+{
+    const std::string prefix = scenario.manufacturer + " ";
+    return scenario.model.compare(0, prefix.size(), prefix) == 0 ? scenario.model : prefix + scenario.model;
+}
+
 void parseTexts(const JsonReader& in, Scenario& scenario)
 {
     const Json::Value& root = in.root();
@@ -114,7 +121,7 @@ void parseTexts(const JsonReader& in, Scenario& scenario)
     scenario.model = in.text(root, "model", {});
     scenario.name = in.text(root, "name", scenario.model);
     scenario.serial = in.text(root, "serial", {});
-    scenario.sysDescr = in.text(root, "sysDescr", scenario.manufacturer + " " + scenario.model);
+    scenario.sysDescr = in.text(root, "sysDescr", fullName(scenario));
     scenario.sysName = in.text(root, "sysName", {});
     scenario.sysLocation = in.text(root, "sysLocation", {});
     scenario.display = in.text(root, "display", {});

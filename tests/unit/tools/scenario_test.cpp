@@ -49,6 +49,14 @@ TEST(Scenario, TextsNameThePrinter)
     EXPECT_EQ(ask(json, {43, 5, 1, 1, 16, 1})->bytes, "at 127.0.0.9");
 }
 
+TEST(Scenario, TheMakerStandsOnceInTheDescription)
+{
+    const Oid sysDescr = {1, 1, 0};
+    EXPECT_EQ(ask(R"({"manufacturer": "Orion", "model": "M1"})", sysDescr)->bytes, "Orion M1");
+    EXPECT_EQ(ask(R"({"manufacturer": "Orion", "model": "Orion M1"})", sysDescr)->bytes, "Orion M1");
+    EXPECT_EQ(ask(R"({"manufacturer": "Orion", "model": "Orionis"})", sysDescr)->bytes, "Orion Orionis");
+}
+
 TEST(Scenario, ErrorNamesBecomeBitsFromTheMostSignificantOn)
 {
     EXPECT_EQ(ask(R"({"errors": ["noPaper"]})", {25, 3, 5, 1, 2, 1})->bytes, "\x40");
