@@ -12,6 +12,7 @@
 
 #include "tests/hostile/hostile_agent.h"
 #include "tests/hostile/library_session.h"
+#include "tests/hostile/own_process.h"
 #include "tests/hostile/two_networks.h"
 #include "tests/support/eventually.h"
 
@@ -108,6 +109,7 @@ TEST_F(ChangingNetwork, SleepOfTheMachineIsNoSilence)
         kill(getppid(), SIGCONT);
         _exit(0);
     }
+    const std::uint16_t port = librarySocket().port;
     const auto begun = std::chrono::steady_clock::now();
     raise(SIGSTOP);
     ASSERT_GE(std::chrono::steady_clock::now() - begun, seconds(kAsleep - 1)); // it did stand still
@@ -120,6 +122,8 @@ TEST_F(ChangingNetwork, SleepOfTheMachineIsNoSilence)
         },
         seconds(3)));
     EXPECT_FALSE(everOffline);
+    EXPECT_NE(librarySocket().port, 0);
+    EXPECT_NE(librarySocket().port, port); // a new socket: what became of the old one's network nobody knows
     waitpid(waker, nullptr, 0);
 }
 
