@@ -20,6 +20,8 @@ private slots:
     void errorItemsAreLines();
     void errorTextHoldsAThousandLines();
     void repeatedStatusLeavesTheErrorTextAlone();
+    void hugeTextsAreDrawnByTheirBeginnings();
+    void hugeErrorTextIsDrawnByItsLastLines();
     void pageCount_data();
     void pageCount();
     void paperTray_data();
@@ -150,6 +152,43 @@ void MonitorPageStatusTest::errorTextHoldsAThousandLines()
     QCOMPARE(errorText(page).section('\n', -1), QStringLiteral("1500"));
     page.updateView(context);
     QCOMPARE(view->blockCount(), 1000);
+}
+
+void MonitorPageStatusTest::hugeTextsAreDrawnByTheirBeginnings()
+{
+    MonitorPage page(nullptr);
+    page.show();
+    PrinterContext context = readyPrinter("");
+    std::string huge = "x";
+    for (int i = 0; i < 400'000; ++i) {
+        huge += "办"; // three bytes each, so that a cut by bytes meets the middle of one
+    }
+    context.description = context.model = context.serialNumber = context.ip = context.stateMessage = huge;
+    page.updateView(context);
+    const QString beginning = QLatin1Char('x') + QString(1365, QStringLiteral("办").at(0));
+    for (const char* name : {"lbPrinterModelDesc", "lbPrinterModel", "lbID"}) {
+        QCOMPARE(label(page, name), beginning);
+    }
+    QCOMPARE(label(page, "lbPrinterIP"), QStringLiteral("网络连接(") + beginning + QLatin1Char(')'));
+    QCOMPARE(label(page, "lbPrinterState"), QStringLiteral("[3]") + beginning);
+    QCOMPARE(errorText(page), beginning);
+}
+
+void MonitorPageStatusTest::hugeErrorTextIsDrawnByItsLastLines()
+{
+    MonitorPage page(nullptr);
+    page.show();
+    PrinterContext context = readyPrinter("");
+    for (int line = 0; line < 200'000; ++line) {
+        context.stateMessage += "item " + std::to_string(line) + "-";
+    }
+    context.stateMessage += "last";
+    page.updateView(context);
+    QCOMPARE(child<QPlainTextEdit>(page, "pteErrorInfo")->blockCount(), 1000);
+    QCOMPARE(errorText(page).section('\n', -2), QStringLiteral("item 199999\nlast"));
+    context.stateMessage = std::string(1'000'000, '-') + "end";
+    page.updateView(context);
+    QCOMPARE(errorText(page).section('\n', -2), QStringLiteral("\nend"));
 }
 
 void MonitorPageStatusTest::repeatedStatusLeavesTheErrorTextAlone()

@@ -7,6 +7,7 @@
 
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
+#include "ui/shown_text/shown_text.h"
 #include "ui_add_printer_page.h"
 
 using morvik::kel::PrinterException;
@@ -28,6 +29,7 @@ AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_
 {
     ui->setupUi(this);
     setWindowTitle(tr("添加打印机"));
+    ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
     try {
         loadModels();
         loadPrinters();

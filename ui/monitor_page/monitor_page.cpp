@@ -2,7 +2,6 @@
 
 #include <QDebug>
 #include <QDesktopServices>
-#include <QStringList>
 #include <QTextDocument>
 #include <QUrl>
 
@@ -10,6 +9,7 @@
 
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
+#include "ui/shown_text/shown_text.h"
 #include "ui_monitor_page.h"
 
 using morvik::kel::PrinterException;
@@ -19,28 +19,21 @@ namespace {
 
 constexpr int offlineState = 2;
 constexpr int maxErrorLines = 1000;
-constexpr QChar itemSeparator = QLatin1Char('-');
-
-QString fromUtf8(const std::string& text)
-{
-    return QString::fromStdString(text);
-}
+constexpr char itemSeparator = '-';
 
 QString connectionText(const PrinterContext& context)
 {
     if (context.isUsbPrinter) {
         return QStringLiteral("USB连接");
     }
-    return QStringLiteral("网络连接(") + fromUtf8(context.ip) + QLatin1Char(')');
+    return QStringLiteral("网络连接(") + shownLine(context.ip) + QLatin1Char(')');
 }
 
 QString stateText(const PrinterContext& context)
 {
-    const QStringList items = fromUtf8(context.stateMessage).split(itemSeparator, Qt::KeepEmptyParts);
-    if (items.isEmpty()) {
-        return QStringLiteral("离线");
-    }
-    return QLatin1Char('[') + QString::number(context.state) + QLatin1Char(']') + items.first();
+    const std::string& message = context.stateMessage;
+    return QLatin1Char('[') + QString::number(context.state) + QLatin1Char(']') +
+           shownLine(message.substr(0, message.find(itemSeparator)));
 }
 
 QString paperText(const PrinterContext& context)
@@ -106,8 +99,8 @@ void MonitorPage::on_pbtnRefresh_clicked()
 
 void MonitorPage::fillView(const PrinterContext& context)
 {
-    ui->lbPrinterModelDesc->setText(fromUtf8(context.description));
-    ui->lbPrinterModel->setText(fromUtf8(context.model));
+    ui->lbPrinterModelDesc->setText(shownLine(context.description));
+    ui->lbPrinterModel->setText(shownLine(context.model));
     ui->lbPrinterIP->setText(connectionText(context));
     if (context.state == offlineState) {
         fillOffline();
@@ -128,8 +121,8 @@ void MonitorPage::fillOffline()
 
 void MonitorPage::fillOnline(const PrinterContext& context)
 {
-    ui->lbID->setText(fromUtf8(context.serialNumber));
-    setErrorInfo(fromUtf8(context.stateMessage).replace(itemSeparator, QLatin1Char('\n')));
+    ui->lbID->setText(shownLine(context.serialNumber));
+    setErrorInfo(shownItems(context.stateMessage, maxErrorLines));
     ui->lbPrinterState->setText(stateText(context));
     if (context.totalPrint > 0) {
         ui->tonerWidget->setPageCount(context.totalPrint);
@@ -173,7 +166,7 @@ void MonitorPage::showNoToner()
 
 void MonitorPage::setErrorInfo(const QString& lines)
 {
-    // The text as the document holds it; a text of more lines than it may hold compares unequal, and is set.
+    // The text as the document holds it.
     const QString shown = ui->pteErrorInfo->document()->toRawText();
     if (QString(shown).replace(QChar::ParagraphSeparator, QLatin1Char('\n')) != lines) {
         ui->pteErrorInfo->setPlainText(lines);

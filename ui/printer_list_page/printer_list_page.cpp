@@ -10,6 +10,7 @@
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
 #include "ui/add_printer_page/add_printer_page.h"
+#include "ui/shown_text/shown_text.h"
 #include "ui_printer_list_page.h"
 
 using morvik::kel::PrinterException;
@@ -32,6 +33,7 @@ PrinterListPage::PrinterListPage(QWidget* parent)
     ui->setupUi(this);
     // Without it one changed icon measures every row again.
     ui->listPrinter->setUniformItemSizes(true);
+    ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
     m_rows.watch(ui->listPrinter);
 }
 

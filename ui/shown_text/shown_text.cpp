@@ -1,0 +1,54 @@
+#include "ui/shown_text/shown_text.h"
+
+#include <QStringList>
+
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t longestLine = 4096;
+constexpr std::size_t longestItems = 256 * 1024;
+constexpr const char* separators = "-\n";
+
+QString beginningOf(std::string_view utf8)
+{
+    std::size_t length = utf8.size();
+    if (length > longestLine) {
+        length = longestLine;
+        // Not through the middle of a character.
+        while (length > 0 && (static_cast<unsigned char>(utf8[length]) & 0xC0u) == 0x80u) {
+            --length;
+        }
+    }
+    return QString::fromUtf8(utf8.data(), static_cast<int>(length));
+}
+
+} // namespace
+
+QString shownLine(const std::string& utf8)
+{
+    return beginningOf(utf8);
+}
+
+QString shownItems(const std::string& utf8, int mostItems)
+{
+    QStringList lines;
+    std::size_t taken = 0;
+    std::string_view rest = utf8;
+    for (int count = 0; count < mostItems && taken <= longestItems; ++count) {
+        const std::size_t separator = rest.find_last_of(separators);
+        const std::size_t begin = separator == std::string_view::npos ? 0 : separator + 1;
+        lines.prepend(beginningOf(rest.substr(begin)));
+        taken += static_cast<std::size_t>(lines.first().size());
+        if (begin == 0) {
+            break;
+        }
+        rest.remove_suffix(rest.size() - separator);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+QString ShownLineDelegate::displayText(const QVariant& value, const QLocale& locale) const
+{
+    return QStyledItemDelegate::displayText(value, locale).left(static_cast<int>(longestLine));
+}
