@@ -1,6 +1,6 @@
 """Runs unittest cases and writes the JUnit report from which scripts/test counts: main("name") in place of unittest.main().
 
-The report goes to $KEL_REPORT_DIR/<name>.xml; without that variable nothing is written.
+The report goes to $KEL_REPORT_DIR/<name>.xml ($KEL_REPORT_NAME names another); without that variable nothing is written.
 """
 
 import os
@@ -59,6 +59,7 @@ def main(name):
     program = unittest.main(module="__main__", argv=[sys.argv[0], "-v", *sys.argv[1:]], exit=False,
                             testRunner=unittest.TextTestRunner(resultclass=_Result, stream=sys.stdout))
     directory = os.environ.get("KEL_REPORT_DIR")
+    name = os.environ.get("KEL_REPORT_NAME", name)
     if directory:
         _write(pathlib.Path(directory) / f"{name}.xml", name, program.result.rows)
     sys.exit(0 if program.result.wasSuccessful() else 1)

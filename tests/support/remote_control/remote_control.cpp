@@ -181,6 +181,21 @@ QByteArray closeWindow(const QString& className)
     return error("no such window");
 }
 
+// For what no action leads to.
+QByteArray callSlot(const QString& argument)
+{
+    const QString className = argument.section(QLatin1Char(' '), 0, 0);
+    const QByteArray slot = argument.section(QLatin1Char(' '), 1).toLatin1();
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (className == QLatin1String(window->metaObject()->className())) {
+            return QMetaObject::invokeMethod(window, slot.constData(), Qt::QueuedConnection)
+                       ? QByteArray("true")
+                       : error("no such slot");
+        }
+    }
+    return error("no such window");
+}
+
 QByteArray latencyReport(const std::vector<long>& sortedUs)
 {
     if (sortedUs.empty()) {
@@ -286,7 +301,7 @@ QByteArray RemoteControl::execute(const QString& command, const QString& argumen
         {"trigger", trigger},   {"click", click},      {"text", textOf},
         {"type", typeInto},     {"shown", shown},      {"rows", rowsOf},
         {"count", countOf},     {"select", selectRow}, {"windows", visibleWindows},
-        {"close", closeWindow},
+        {"close", closeWindow}, {"call", callSlot},
     };
     if (command == QLatin1String("ping")) {
         return "\"pong\"";

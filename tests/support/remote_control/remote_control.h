@@ -27,6 +27,7 @@ class QWidget;
 //   select NAME ROW          makes that row of the list the current one
 //   windows                  class names of the visible top-level windows
 //   close CLASS              closes the visible top-level window of that class
+//   call CLASS SLOT          calls a slot without arguments of the top-level window of that class
 //   latency-start            starts measuring how long events wait for the event loop
 //   latency-finish           {"count":..,"p50":..,"p99":..,"max":..} in microseconds
 //

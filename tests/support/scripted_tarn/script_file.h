@@ -21,7 +21,7 @@ private:
     unsigned long long m_inode = 0;
 };
 
-// Appends one line to SCRIPTED_TARN_LOG, where that is set.
-void appendToLogFile(const std::string& call);
+// Appends one line to SCRIPTED_TARN_LOG. False where that is not set.
+bool appendToLogFile(const std::string& call);
 
 } // namespace kel_test

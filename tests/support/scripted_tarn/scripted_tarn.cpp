@@ -201,12 +201,13 @@ Library::Call::Call(Library& target, const std::string& function, const std::str
     : m_library(target)
 {
     const std::string text = printer.empty() ? function : function + " " + printer;
-    appendToLogFile(text);
+    const bool isLogged = appendToLogFile(text);
     Hook hook;
     int delay = 0;
     {
         const std::lock_guard<std::mutex> lock(m_library.m_mutex);
-        m_library.m_calls.push_back(text);
+        if (!isLogged) // a program that is watched from outside runs for long
+            m_library.m_calls.push_back(text);
         TarnScript script;
         if (m_library.m_scriptFile.changed(script))
             m_library.adopt(script);

@@ -1,0 +1,53 @@
+"""A /tmp of the test's own, so that the program's lock file, which all instances on a machine share, is nobody else's.
+
+Call enter() first thing in a test program, before any thread or child. Where the system refuses, the tests of several
+checkouts take turns instead, and a user's own running instance is reported as what it is.
+"""
+
+import ctypes
+import fcntl
+import os
+
+CLONE_NEWNS = 0x00020000
+CLONE_NEWUSER = 0x10000000
+MS_BIND = 0x1000
+MS_REC = 0x4000
+MS_PRIVATE = 1 << 18
+
+_turn = None
+
+
+def _unshared(libc):
+    user, group = os.getuid(), os.getgid()
+    if libc.unshare(CLONE_NEWNS) != 0:
+        if libc.unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0:
+            return False
+        for name, line in (("setgroups", "deny"), ("uid_map", f"{user} {user} 1"), ("gid_map", f"{group} {group} 1")):
+            with open(f"/proc/self/{name}", "w") as file:
+                file.write(line)
+    return libc.mount(b"none", b"/", None, MS_REC | MS_PRIVATE, None) == 0
+
+
+def enter(*needed):
+    """True: /tmp is private from here on, for this process and its children. needed: directories that must stay in
+    sight where they lie below /tmp, the build tree for example."""
+    global _turn
+    libc = ctypes.CDLL(None, use_errno=True)
+    kept = [(os.path.realpath(path), os.open(path, os.O_PATH | os.O_DIRECTORY)) for path in needed]
+    if not _unshared(libc) or libc.mount(b"tmpfs", b"/tmp", b"tmpfs", 0, b"mode=1777") != 0:
+        _turn = open("/tmp/kel-tests.flock", "w")
+        fcntl.flock(_turn, fcntl.LOCK_EX)
+        return False
+    for path, descriptor in kept:
+        if path.startswith("/tmp/"):
+            os.makedirs(path, exist_ok=True)
+            if libc.mount(f"/proc/self/fd/{descriptor}".encode(), os.fsencode(path), None, MS_BIND, None) != 0:
+                raise OSError(ctypes.get_errno(), "cannot keep in sight", path)
+        os.close(descriptor)
+    return True
+
+
+def mount_small(directory, kibibytes):
+    """Mounts a file system of that size over a directory; False where the system refuses. Only after enter()."""
+    libc = ctypes.CDLL(None, use_errno=True)
+    return libc.mount(b"tmpfs", os.fsencode(directory), b"tmpfs", 0, f"size={kibibytes}k".encode()) == 0
