@@ -5,7 +5,6 @@ Environment: KEL_BUILD (a build tree). Programs needed: Xvfb, openbox, trayer, d
 """
 
 import json
-import os
 import pathlib
 import re
 import subprocess
@@ -17,9 +16,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support
 from desktop import running, session_bus, x_server  # noqa: E402
 from junit_unittest import main  # noqa: E402
 from kel_driver import Kel, wait_for  # noqa: E402
+from scripted_kel import BUILD, LIBRARY, alone  # noqa: E402
 
-BUILD = pathlib.Path(os.environ.get("KEL_BUILD", "build/dev")).resolve()
-LIBRARY = BUILD / "tests" / "scripted_tarn"
 SUPPORT = pathlib.Path(__file__).resolve().parent.parent / "support"
 
 
@@ -154,4 +152,5 @@ class Desktop(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    alone()
     main("desktop_test")
