@@ -137,13 +137,13 @@ TEST_F(KelQuit, WhileTheLibraryBlocksForHalfAMinuteExitTakesThatOnePollNotTen)
     ASSERT_TRUE(kel.quit());
     const int status = kel.wait();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << kel.output();
-    // The list exchange that waits behind the block goes first, and lets one or two polls in before the quit
-    // is seen; the others that waited all that time go home.
-    EXPECT_LE(count("tarn_openPrinter"), 3);
+    // The list exchange that waits behind the block, and any refresh that is due before the quit is seen,
+    // each let one or two polls in. The rest of the ten that waited all that time go home.
+    EXPECT_LE(count("tarn_openPrinter"), 7);
     EXPECT_TRUE(libraryWasLeftInPeace());
     const auto seconds =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
-    std::cout << "exit after " << seconds.count() << " s\n";
+    std::cout << count("tarn_openPrinter") << " polls, exit after " << seconds.count() << " s\n";
 }
 
 } // namespace
