@@ -100,7 +100,7 @@ TEST_F(ChangingNetwork, OtherInterfaceWithAnotherAddressServesAsWell)
 // The whole process stands still, as all do while the machine sleeps, and nobody takes that for silence.
 TEST_F(ChangingNetwork, SleepOfTheMachineIsNoSilence)
 {
-    constexpr unsigned kAsleep = 12;
+    constexpr unsigned kAsleep = 15; // s; more than any wait of the library plus what it takes for sleep
     nameAndFind();
     const pid_t waker = fork();
     ASSERT_GE(waker, 0);
