@@ -65,7 +65,7 @@ TEST_P(IdlePrinter, SeesAtMostEighteenPacketsInAnyMinuteOfTwoHours)
     segment.watch(1);
     segment.pass(minutes(2)); // met, and read to the end
     ASSERT_TRUE(segment.target(1).snapshot()->online);
-    ASSERT_NE(segment.target(1).snapshot()->picture->model, "");
+    ASSERT_NE(segment.target(1).snapshot()->picture.unpacked().model, "");
     const TimePoint from = segment.now();
     for (int minute = 0; minute < 120; ++minute) {
         segment.pass(minutes(1));
@@ -247,7 +247,7 @@ TEST(PacketCount, HoursOfBadWeatherLeaveNothingPending)
     segment.pass(minutes(2));
     for (const std::uint32_t number : {2u, 3u, 5u, 6u, 7u, 8u}) { // the others are off at times, or always
         EXPECT_TRUE(segment.target(number).snapshot()->online) << number;
-        EXPECT_NE(segment.target(number).snapshot()->picture->model, "") << number;
+        EXPECT_NE(segment.target(number).snapshot()->picture.unpacked().model, "") << number;
     }
     segment.unwatchAll();
     EXPECT_EQ(segment.poller().inFlight(), 0u);

@@ -99,7 +99,7 @@ void SimulatedSegment::watch(std::uint32_t number)
     static const auto community = std::make_shared<const std::string>("public");
     auto target = std::make_shared<tarn::engine::Target>(
         tarn::engine::SnmpAddress{{kFirst + number, kPort}, tarn::engine::VersionChoice::Auto, community},
-        tarn::engine::unmetSnapshot(std::make_shared<tarn::device::DeviceStatus>()), now());
+        tarn::engine::unmetSnapshot(tarn::device::DeviceStatus()), now());
     m_targets[number] = target;
     m_poller->watch(std::move(target));
 }

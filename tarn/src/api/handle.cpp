@@ -23,7 +23,7 @@ std::string PrinterHandle::detailedInfo() const
     appendJsonMember(out, "online", snapshot().online ? "1" : "0");
     appendJsonMember(out, "age", std::to_string(m_opened.ageMs));
     appendJsonMember(out, "source", snapshot().source);
-    appendJsonMember(out, "detail", device::detailDocument(*snapshot().picture));
+    appendJsonMember(out, "detail", device::detailDocument(snapshot().picture.unpacked()));
     out += '}';
     return out;
 }

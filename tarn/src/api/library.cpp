@@ -26,13 +26,13 @@ constexpr Milliseconds kSaveDelay{3000};
 
 std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
 {
-    auto picture = std::make_shared<device::DeviceStatus>();
+    device::DeviceStatus picture;
     if (identity != nullptr) {
-        picture->model = identity->model;
-        picture->serialNumber = identity->serialNumber;
-        picture->description = identity->description;
+        picture.model = identity->model;
+        picture.serialNumber = identity->serialNumber;
+        picture.description = identity->description;
     }
-    return engine::unmetSnapshot(std::move(picture));
+    return engine::unmetSnapshot(picture);
 }
 
 // Whether name is one of the names joined by "|".
@@ -212,7 +212,7 @@ void Library::awaitFirstMeeting(const std::vector<TargetPtr>& fresh)
 void Library::rememberIdentity(const Target& target)
 {
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
-    const device::DeviceStatus& picture = *snapshot->picture;
+    const device::DeviceStatus picture = snapshot->picture.unpacked();
     if (m_cache.remember(target.address().endpoint.address,
                          {picture.model, picture.serialNumber, picture.description})) {
         m_listRendered = false;

@@ -28,6 +28,14 @@ Milliseconds jittered(Milliseconds interval, Random& random)
 
 } // namespace
 
+Liveliness livelinessOf(const device::DeviceStatus* picture)
+{
+    if (picture == nullptr) {
+        return Liveliness::NoPicture;
+    }
+    return isBusy(*picture) ? Liveliness::Busy : Liveliness::Calm;
+}
+
 void Cadence::disperse(Random& random)
 {
     m_firstFullGap = Milliseconds(random.below(static_cast<std::uint32_t>(kFullInterval.count()) + 1));
@@ -42,9 +50,9 @@ ReadKind Cadence::nextKind(TimePoint now, bool hasPicture) const
     return counterDue || now >= m_fullDue ? ReadKind::Full : ReadKind::Fast;
 }
 
-bool Cadence::isRoutine(ReadKind kind, const device::DeviceStatus* picture, TimePoint now) const
+bool Cadence::isRoutine(ReadKind kind, Liveliness liveliness, TimePoint now) const
 {
-    if (kind == ReadKind::Identity || picture == nullptr || isBusy(*picture) || changedLately(now)) {
+    if (kind == ReadKind::Identity || liveliness != Liveliness::Calm || changedLately(now)) {
         return false;
     }
     // A counter that moved means something, unless it is one that moves for nothing.
@@ -98,14 +106,15 @@ bool Cadence::restarted(TimePoint now)
     return m_restarts < kPatientRestarts;
 }
 
-Milliseconds Cadence::interval(const device::DeviceStatus* picture, TimePoint now, Random& random) const
+Milliseconds Cadence::interval(Liveliness liveliness, TimePoint now, Random& random) const
 {
-    if (picture == nullptr) {
+    if (liveliness == Liveliness::NoPicture) {
         // A printer that is still starting has its tables soon; a stranger will never have them.
         return jittered(std::min(kStrangerInterval, kIdleInterval * (1u << std::min(m_strangerReads, 4u))),
                         random);
     }
-    Milliseconds interval = isBusy(*picture) || changedLately(now) ? kBusyInterval : kIdleInterval;
+    Milliseconds interval =
+        liveliness == Liveliness::Busy || changedLately(now) ? kBusyInterval : kIdleInterval;
     if (m_restarts >= kPatientRestarts && now - m_restartedAt < kInARow) {
         interval = std::min(kLongestInterval, kIdleInterval * (1u << std::min(m_restarts, 4u)));
     }

@@ -1,11 +1,22 @@
 #pragma once
 
+#include <cstdint>
+
 #include "tarn/src/base/clock.h"
 #include "tarn/src/base/random.h"
 #include "tarn/src/device/device_status.h"
 #include "tarn/src/snmp/session.h"
 
 namespace tarn::engine {
+
+// How much of the present picture the cadence depends on.
+enum class Liveliness : std::uint8_t
+{
+    NoPicture,
+    Calm,
+    Busy, // prints, warms up, or has alerts
+};
+Liveliness livelinessOf(const device::DeviceStatus* picture); // null: no picture
 
 // The two speeds: how often a printer that answers is asked, and what.
 //
@@ -35,15 +46,14 @@ public:
     snmp::ReadKind nextKind(TimePoint now, bool hasPicture) const;
 
     // Whether a conversation of that kind can take its time: nothing is known to have happened.
-    bool isRoutine(snmp::ReadKind kind, const device::DeviceStatus* picture, TimePoint now) const;
+    bool isRoutine(snmp::ReadKind kind, Liveliness liveliness, TimePoint now) const;
 
     // A conversation of that kind, of that many requests, has ended. True when nextKind() should be begun at
     // once.
     bool finished(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);
 
-    // From the start of one conversation to the start of the next, up to 6 % less for jitter. Null: no
-    // picture.
-    Milliseconds interval(const device::DeviceStatus* picture, TimePoint now, Random& random) const;
+    // From the start of one conversation to the start of the next, up to 6 % less for jitter.
+    Milliseconds interval(Liveliness liveliness, TimePoint now, Random& random) const;
 
 private:
     void finishedTables(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);

@@ -14,6 +14,7 @@ public:
     void noAnswer() override { m_session.noAnswer(); }
     snmp::ReadOutcome outcome() const override { return m_session.outcome(); }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_session.status(); }
+    void rest() override { m_session.rest(); }
 
 private:
     snmp::Session m_session;

@@ -22,6 +22,7 @@ public:
     virtual void noAnswer() = 0;
     virtual snmp::ReadOutcome outcome() const = 0;
     virtual std::shared_ptr<const device::DeviceStatus> status() const = 0;
+    virtual void rest() = 0;
 };
 
 using DialogueFactory = std::function<std::unique_ptr<Dialogue>(snmp::Version)>;

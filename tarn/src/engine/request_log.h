@@ -31,8 +31,8 @@ public:
     void sent(TimePoint now)
     {
         m_sent[m_next] = stamp(now);
-        m_next = (m_next + 1) % kMost;
-        m_count = std::min(m_count + 1, kMost);
+        m_next = static_cast<std::uint8_t>((m_next + 1u) % kMost);
+        m_count = static_cast<std::uint8_t>(std::min(m_count + std::size_t{1}, kMost));
     }
 
     // Zero: now.
@@ -55,8 +55,8 @@ private:
     }
 
     std::array<std::uint32_t, kMost> m_sent{};
-    std::size_t m_next = 0; // the oldest, once all are in use
-    std::size_t m_count = 0;
+    std::uint8_t m_next = 0; // the oldest, once all are in use
+    std::uint8_t m_count = 0;
 };
 
 } // namespace tarn::engine

@@ -20,26 +20,27 @@ int totalPages(const device::DeviceStatus& picture)
     return static_cast<int>(*picture.totalPages < largest ? *picture.totalPages : largest);
 }
 
-std::shared_ptr<Snapshot> render(std::shared_ptr<const device::DeviceStatus> picture)
+std::shared_ptr<Snapshot> render(const device::DeviceStatus& picture)
 {
     auto snapshot = std::make_shared<Snapshot>();
-    snapshot->totalPages = totalPages(*picture);
-    snapshot->serialNumber = picture->serialNumber;
-    snapshot->info = device::infoDocument(*picture);
-    snapshot->picture = std::move(picture);
+    snapshot->totalPages = totalPages(picture);
+    snapshot->serialNumber = picture.serialNumber;
+    snapshot->info = device::infoDocument(picture);
+    snapshot->info.shrink_to_fit();
+    snapshot->picture = device::KeptPicture(picture);
     return snapshot;
 }
 
 } // namespace
 
-std::shared_ptr<const Snapshot> onlineSnapshot(std::shared_ptr<const device::DeviceStatus> picture,
-                                               const char* source)
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, const char* source)
 {
-    std::shared_ptr<Snapshot> snapshot = render(std::move(picture));
+    std::shared_ptr<Snapshot> snapshot = render(picture);
     snapshot->online = true;
     snapshot->source = source;
-    snapshot->state = device::stateCode(*snapshot->picture);
-    snapshot->stateMessage = device::stateMessage(*snapshot->picture);
+    snapshot->state = device::stateCode(picture);
+    snapshot->stateMessage = device::stateMessage(picture);
+    snapshot->stateMessage.shrink_to_fit();
     return snapshot;
 }
 
@@ -52,9 +53,9 @@ std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last)
     return snapshot;
 }
 
-std::shared_ptr<const Snapshot> unmetSnapshot(std::shared_ptr<const device::DeviceStatus> picture)
+std::shared_ptr<const Snapshot> unmetSnapshot(const device::DeviceStatus& picture)
 {
-    std::shared_ptr<Snapshot> snapshot = render(std::move(picture));
+    std::shared_ptr<Snapshot> snapshot = render(picture);
     snapshot->state = kUnreachable;
     return snapshot;
 }

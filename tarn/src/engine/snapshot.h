@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "tarn/src/device/device_status.h"
+#include "tarn/src/device/kept_picture.h"
 
 namespace tarn::engine {
 
@@ -17,18 +17,17 @@ struct Snapshot
     std::string serialNumber;
     std::string stateMessage;
     std::string info;
-    std::shared_ptr<const device::DeviceStatus> picture; // never null
+    device::KeptPicture picture;
 };
 
 // Renders the picture of a printer that answers.
-std::shared_ptr<const Snapshot> onlineSnapshot(std::shared_ptr<const device::DeviceStatus> picture,
-                                               const char* source);
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, const char* source);
 
 // The same printer, which cannot be reached: state 2 and no message, everything else of the last good
 // picture.
 std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last);
 
 // A printer that never answered in this run; picture holds what is remembered of it, perhaps nothing.
-std::shared_ptr<const Snapshot> unmetSnapshot(std::shared_ptr<const device::DeviceStatus> picture);
+std::shared_ptr<const Snapshot> unmetSnapshot(const device::DeviceStatus& picture);
 
 } // namespace tarn::engine

@@ -37,7 +37,9 @@ enum class VersionKnowledge : std::uint8_t
 // SnmpPeer is what the poller knows of one target.
 //
 // Invariants
-//  (1) requestId is not 0 exactly while a request waits for its answer; request then holds its bytes.
+//  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent; request
+//  then
+//      holds its bytes. A conversation that is yet to begin has none.
 //  (2) At most one request at a time: a repetition is the same bytes again.
 //  (3) While sameQuestion holds, request is a whole Fast conversation, and an answer of the digest sameAnswer
 //  to it
@@ -67,7 +69,10 @@ struct SnmpPeer
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;
     Phase phase = Phase::Resting;
+    Liveliness liveliness = Liveliness::NoPicture; // of the dialogue's picture
     bool sameQuestion = false;
+    bool yetToBegin =
+        false; // Waiting or Queued, and its dialogue is to begin the conversation when it is its turn
     bool unheard = false;  // the dialogue does not know of the present request, which repeats its last one
     bool sentOnce = false; // the present request has been on the network
     bool countsSilent = false; // in flight on the account of the silent

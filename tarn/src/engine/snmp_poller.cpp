@@ -122,7 +122,7 @@ void SnmpPoller::deadlinePassed(SnmpPeer& peer)
 {
     if (peer.phase == Phase::Resting) {
         if (!putAside(peer)) {
-            beginConversation(peer, peer.cadence.nextKind(m_now, peer.dialogue->status() != nullptr));
+            beginConversation(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
         }
     } else if (peer.phase == Phase::Waiting) {
         if (!putAside(peer)) {
@@ -153,11 +153,26 @@ void SnmpPoller::beginConversation(SnmpPeer& peer, ReadKind kind)
     peer.kind = kind;
     peer.requests = 0;
     peer.conversationStart = m_now;
+    peer.yetToBegin = false;
     if (kind == ReadKind::Fast && askTheSame(peer)) {
         return;
     }
-    peer.dialogue->begin(kind);
-    proceed(peer);
+    // The dialogue begins when it is the printer's turn: thousands may wait, and one that has begun is large.
+    peer.yetToBegin = true;
+    enqueueInTurn(peer);
+}
+
+// It is the printer's turn. False when the conversation has ended without a request.
+bool SnmpPoller::openConversation(SnmpPeer& peer)
+{
+    peer.yetToBegin = false;
+    peer.dialogue->begin(peer.kind);
+    if (std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest()) {
+        prepare(peer, std::move(*pdu));
+        return true;
+    }
+    conversationEnded(peer, peer.dialogue->outcome());
+    return false;
 }
 
 void SnmpPoller::proceed(SnmpPeer& peer)
@@ -182,7 +197,7 @@ void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
     }
     publishOutcome(peer, outcome);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
-        beginConversation(peer, peer.cadence.nextKind(m_now, peer.dialogue->status() != nullptr));
+        beginConversation(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
     } else {
         rest(peer);
     }
@@ -192,20 +207,22 @@ void SnmpPoller::publishOutcome(SnmpPeer& peer, ReadOutcome outcome)
 {
     Target& target = *peer.target;
     const bool wasOnline = target.snapshot()->online;
-    const std::shared_ptr<const device::DeviceStatus> status = peer.dialogue->status();
     const bool metNow = !target.isMet();
     if (outcome != ReadOutcome::Changed && wasOnline && !metNow) {
         return;
     }
+    const std::shared_ptr<const device::DeviceStatus> status = peer.dialogue->status();
+    peer.liveliness = livelinessOf(status.get());
     // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
-    target.publish(onlineSnapshot(status ? status : target.snapshot()->picture, name()));
+    target.publish(onlineSnapshot(status ? *status : target.snapshot()->picture.unpacked(), name()));
     target.markMet();
     m_listener.targetChanged(target);
 }
 
 void SnmpPoller::rest(SnmpPeer& peer)
 {
-    const Milliseconds interval = peer.cadence.interval(peer.dialogue->status().get(), m_now, m_random);
+    const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
+    peer.dialogue->rest();
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
     m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));
@@ -226,6 +243,7 @@ void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
     peer.version = version;
     peer.sameQuestion = false;
     peer.dialogue = m_dialogues(version);
+    peer.liveliness = Liveliness::NoPicture;
 }
 
 // After a miss: true when the next request goes out in another version, in a conversation of its own.

@@ -26,7 +26,10 @@ namespace tarn::engine {
 //  (4) An answer that says what the last one said is neither decoded nor handed on; the dialogue hears of a
 //  question
 //      that was asked in its name when its answer is a new one.
-//  (5) A conversation ends after at most kMostRequests requests, whatever the answers are.
+//  (5) A conversation begins when those under way need no room any more: of ten thousand printers met at once
+//  a
+//      few hundred are half read at any time, not all of them.
+//  (6) A conversation ends after at most kMostRequests requests, whatever the answers are.
 // Threading: engine thread only.
 // Ownership: owns the port; borrows clock, randomness and listener, which must outlive it.
 class SnmpPoller final : public Backend
@@ -77,6 +80,7 @@ private:
 
     // conversations
     void beginConversation(SnmpPeer& peer, snmp::ReadKind kind);
+    bool openConversation(SnmpPeer& peer);
     void proceed(SnmpPeer& peer);
     void conversationEnded(SnmpPeer& peer, snmp::ReadOutcome outcome);
     void publishOutcome(SnmpPeer& peer, snmp::ReadOutcome outcome);
@@ -84,6 +88,7 @@ private:
 
     // requests
     void ask(SnmpPeer& peer, snmp::Pdu pdu);
+    void prepare(SnmpPeer& peer, snmp::Pdu pdu);
     bool askTheSame(SnmpPeer& peer);
     std::int32_t newRequestId();
     void enqueueInTurn(SnmpPeer& peer);
@@ -117,7 +122,8 @@ private:
 
     std::unordered_map<Endpoint, std::unique_ptr<SnmpPeer>, EndpointHash> m_peers;
     DeadlineHeap<SnmpPeer> m_deadlines;
-    Queue m_queue;       // of printers that answer
+    Queue m_underway;    // of printers that answer, in the middle of a conversation
+    Queue m_queue;       // of printers that answer, with a conversation's first request
     Queue m_silentQueue; // of the others
     std::vector<SnmpPeer*> m_batch;
     std::vector<Datagram> m_datagrams;

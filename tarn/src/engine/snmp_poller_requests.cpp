@@ -96,7 +96,7 @@ void SnmpPoller::heard(SnmpPeer& peer)
     target.markAnswered(m_now);
     if (peer.knowledge == VersionKnowledge::Settled && target.isMet() && !target.snapshot()->online) {
         // Back at the first answer, with the last good picture until this conversation has a new one.
-        target.publish(onlineSnapshot(target.snapshot()->picture, name()));
+        target.publish(onlineSnapshot(target.snapshot()->picture.unpacked(), name()));
         m_listener.targetChanged(target);
     }
 }
@@ -146,6 +146,12 @@ bool SnmpPoller::informDialogue(SnmpPeer& peer)
 
 void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
 {
+    prepare(peer, std::move(pdu));
+    enqueueInTurn(peer);
+}
+
+void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
+{
     peer.requestId = newRequestId();
     peer.sameQuestion = false;
     peer.unheard = false;
@@ -153,7 +159,6 @@ void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
     peer.sentOnce = false;
     ++peer.requests;
-    enqueueInTurn(peer);
 }
 
 // Asks the last question again, without the dialogue, where its whole answer is known by its digest.
@@ -181,7 +186,7 @@ void SnmpPoller::enqueueInTurn(SnmpPeer& peer)
 {
     const Milliseconds wait = peer.log.wait(m_now);
     if (wait > Milliseconds(0) && !peer.silence.isSilent() &&
-        peer.cadence.isRoutine(peer.kind, peer.dialogue->status().get(), m_now)) {
+        peer.cadence.isRoutine(peer.kind, peer.liveliness, m_now)) {
         setPhase(peer, Phase::Waiting);
         m_deadlines.schedule(peer, m_now + wait);
         return;
@@ -193,7 +198,7 @@ void SnmpPoller::enqueue(SnmpPeer& peer)
 {
     setPhase(peer, Phase::Queued);
     m_deadlines.remove(peer);
-    Queue& queue = peer.silence.isOffline() ? m_silentQueue : m_queue;
+    Queue& queue = peer.silence.isOffline() ? m_silentQueue : peer.requests > 1 ? m_underway : m_queue;
     queue.push_back({peer.target->address().endpoint, ++peer.ticket});
 }
 
@@ -223,9 +228,11 @@ void SnmpPoller::setPhase(SnmpPeer& peer, Phase phase)
 void SnmpPoller::sendQueued()
 {
     m_sendAgainAt = kNever;
-    while (!m_queue.empty() && m_inFlight < kMostInFlight) {
-        if (!sendSome(m_queue, kMostInFlight - m_inFlight)) {
-            return;
+    for (Queue* const queue : {&m_underway, &m_queue}) {
+        while (!queue->empty() && m_inFlight < kMostInFlight) {
+            if (!sendSome(*queue, kMostInFlight - m_inFlight)) {
+                return;
+            }
         }
     }
     while (!m_silentQueue.empty() && m_inFlight < kMostInFlight && m_silentInFlight < kMostSilentInFlight) {
@@ -261,6 +268,9 @@ bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
         SnmpPeer* const peer = takeQueued(queue);
         if (peer == nullptr) {
             break;
+        }
+        if (peer->yetToBegin && !openConversation(*peer)) {
+            continue;
         }
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(peer->request.data());
         m_batch.push_back(peer);
@@ -311,7 +321,8 @@ void SnmpPoller::missed(SnmpPeer& peer)
         beginConversation(peer, ReadKind::Identity);
     } else if (offlineNow) {
         // Whatever was being read is void; the smallest question finds out soonest that it is back.
-        beginConversation(peer, peer.dialogue->status() ? ReadKind::Fast : ReadKind::Identity);
+        beginConversation(peer,
+                          peer.liveliness != Liveliness::NoPicture ? ReadKind::Fast : ReadKind::Identity);
     } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess) {
         peer.dialogue->noAnswer();
         beginConversation(peer, peer.kind);

@@ -154,6 +154,23 @@ bool operator==(const ColumnData& left, const ColumnData& right)
     return left.rows == right.rows && left.numbers == right.numbers && left.texts == right.texts;
 }
 
+ColumnData& PrinterTables::operator[](ColumnId id)
+{
+    std::uint8_t& place = m_places[static_cast<std::size_t>(id)];
+    if (place == 0) {
+        m_columns.emplace_back();
+        place = static_cast<std::uint8_t>(m_columns.size());
+    }
+    return m_columns[place - 1u];
+}
+
+const ColumnData& PrinterTables::operator[](ColumnId id) const
+{
+    static const ColumnData untouched;
+    const std::uint8_t place = m_places[static_cast<std::size_t>(id)];
+    return place == 0 ? untouched : m_columns[place - 1u];
+}
+
 bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Value& value)
 {
     if (!column.rows.empty() && row <= column.rows.back()) {

@@ -117,13 +117,22 @@ inline bool operator!=(const ColumnData& left, const ColumnData& right)
 // exception of v2c, or not above the last row.
 bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Value& value);
 
-// Everything that was read of one printer.
-struct PrinterTables
+// Everything that was read of one printer. Most conversations touch few of the columns, and thousands may be
+// under way at once: only what was touched takes memory.
+class PrinterTables final
 {
-    std::array<ColumnData, columnCount> columns;
+public:
+    // Valid until another column is touched for the first time.
+    ColumnData& operator[](ColumnId id);
+    // Valid until the tables change; a column that was never touched is an empty one.
+    const ColumnData& operator[](ColumnId id) const;
 
-    ColumnData& operator[](ColumnId id) { return columns[static_cast<std::size_t>(id)]; }
-    const ColumnData& operator[](ColumnId id) const { return columns[static_cast<std::size_t>(id)]; }
+    std::size_t touched() const { return m_columns.size(); }
+    void reserve(std::size_t columns) { m_columns.reserve(columns); }
+
+private:
+    std::array<std::uint8_t, columnCount> m_places{}; // one above its place in m_columns; 0: untouched
+    std::vector<ColumnData> m_columns;
 };
 
 } // namespace tarn::snmp

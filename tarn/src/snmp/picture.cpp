@@ -121,7 +121,7 @@ bool holdsPrinter(const PrinterTables& tables, const VendorFacts& vendor)
         return true;
     }
     for (std::size_t i = static_cast<std::size_t>(ColumnId::HrPrinterStatus); i < columnCount; ++i) {
-        if (!tables.columns[i].empty()) {
+        if (!tables[static_cast<ColumnId>(i)].empty()) {
             return true;
         }
     }

@@ -73,6 +73,7 @@ public:
         std::uint16_t maxRows = 1;
     };
 
+    void reserve(std::size_t walks) { m_states.reserve(walks); }
     void add(Walk walk);
     std::optional<Pdu> nextRequest();
     void accept(const Pdu& response);

@@ -24,19 +24,18 @@ void Session::Impl::begin(ReadKind kind)
         resetLimits(); // it may be another device now
     }
     m_limits.requestsLeft = requestsPerConversation;
-    m_answers = 0;
     m_kind = m_index ? kind : ReadKind::Identity;
-    m_new = PrinterTables();
-    m_newVendor = VendorFacts();
-    m_newIndex = m_index.value_or(PrinterIndex());
+    m_talk = std::make_unique<Talk>();
+    m_talk->before = m_kept.reading();
+    m_talk->index = m_index.value_or(PrinterIndex());
     switch (m_kind) {
     case ReadKind::Identity:
         return enter(Stage::System);
     case ReadKind::Full:
         for (const Id id : {Id::SysDescr, Id::SysObjectId, Id::SysLocation, Id::HrDeviceType}) {
-            m_new[id] = m_tables[id];
+            m_talk->now.tables[id] = m_talk->before.tables[id];
         }
-        m_newVendor = m_vendor;
+        m_talk->now.vendor = m_talk->before.vendor;
         return enter(Stage::Tables);
     case ReadKind::Fast:
         return enter(Stage::Fast);
@@ -46,7 +45,8 @@ void Session::Impl::begin(ReadKind kind)
 std::optional<Pdu> Session::Impl::nextRequest()
 {
     while (m_stage != Stage::Idle) {
-        std::optional<Pdu> pdu = m_objects ? m_objects->nextRequest() : m_columns->nextRequest();
+        std::optional<Pdu> pdu =
+            m_talk->objects ? m_talk->objects->nextRequest() : m_talk->columns->nextRequest();
         if (pdu) {
             return pdu;
         }
@@ -57,29 +57,31 @@ std::optional<Pdu> Session::Impl::nextRequest()
 
 void Session::Impl::accept(const Pdu& response)
 {
-    ++m_answers;
-    if (m_objects) {
-        m_objects->accept(response);
-    } else if (m_columns) {
-        m_columns->accept(response);
+    if (!m_talk) {
+        return;
+    }
+    ++m_talk->answers;
+    if (m_talk->objects) {
+        m_talk->objects->accept(response);
+    } else if (m_talk->columns) {
+        m_talk->columns->accept(response);
     }
 }
 
 void Session::Impl::noAnswer()
 {
-    if (m_stage != Stage::Idle && m_answers > 0 && !m_careful) {
+    if (m_stage != Stage::Idle && m_talk->answers > 0 && !m_careful) {
         m_careful = true;
         resetLimits();
     }
-    m_objects.reset();
-    m_columns.reset();
+    m_talk.reset();
     m_stage = Stage::Idle;
 }
 
 void Session::Impl::enter(Stage stage)
 {
-    m_objects.reset();
-    m_columns.reset();
+    m_talk->objects.reset();
+    m_talk->columns.reset();
     m_stage = stage;
     switch (stage) {
     case Stage::Idle:
@@ -125,10 +127,25 @@ void Session::Impl::leave()
 
 void Session::Impl::end(ReadOutcome outcome)
 {
-    m_objects.reset();
-    m_columns.reset();
+    m_talk.reset();
     m_stage = Stage::Idle;
     m_outcome = outcome;
+}
+
+std::shared_ptr<const device::DeviceStatus> Session::Impl::status() const
+{
+    if (m_status || !m_pictureDigest) {
+        return m_status;
+    }
+    const Reading reading = m_kept.reading();
+    return std::make_shared<const device::DeviceStatus>(buildPicture(reading.tables, reading.vendor));
+}
+
+void Session::Impl::rest()
+{
+    if (m_stage == Stage::Idle) {
+        m_status.reset();
+    }
 }
 
 Session::Session(Version version) : m_impl(std::make_unique<Impl>(version)) {}
@@ -164,6 +181,11 @@ ReadOutcome Session::outcome() const
 std::shared_ptr<const device::DeviceStatus> Session::status() const
 {
     return m_impl->status();
+}
+
+void Session::rest()
+{
+    m_impl->rest();
 }
 
 } // namespace tarn::snmp

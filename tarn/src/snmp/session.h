@@ -58,6 +58,9 @@ public:
     ReadOutcome outcome() const;
     // The last whole picture; null before the first.
     std::shared_ptr<const device::DeviceStatus> status() const;
+    // No conversation for a while: gives back the memory that only the next one needs. status() is made anew
+    // for each caller from then on.
+    void rest();
 
 private:
     class Impl;

@@ -2,11 +2,13 @@
 
 // Within session*.cpp only.
 
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "tarn/src/snmp/columns.h"
+#include "tarn/src/snmp/kept_tables.h"
 #include "tarn/src/snmp/picture.h"
 #include "tarn/src/snmp/quirks.h"
 #include "tarn/src/snmp/readers.h"
@@ -31,7 +33,8 @@ public:
     void accept(const Pdu& response);
     void noAnswer();
     ReadOutcome outcome() const { return m_outcome; }
-    std::shared_ptr<const device::DeviceStatus> status() const { return m_status; }
+    std::shared_ptr<const device::DeviceStatus> status() const;
+    void rest();
 
 private:
     enum class Stage
@@ -46,6 +49,18 @@ private:
         Fast,
     };
 
+    // The conversation under way.
+    struct Talk
+    {
+        int answers = 0;
+        std::optional<ObjectReader> objects;
+        std::optional<ColumnReader> columns;
+        std::vector<const VendorObject*> vendorObjects;
+        PrinterIndex index;
+        Reading before; // what the last whole conversation left
+        Reading now;
+    };
+
     void resetLimits();
     void enter(Stage stage);
     void leave();
@@ -56,7 +71,7 @@ private:
     void finishCharset();
     void finishVendor();
     void finishFast();
-    void publish();
+    void publish(const Reading& reading);
     void end(ReadOutcome outcome);
     void beginSystem();
     void beginFind();
@@ -68,6 +83,7 @@ private:
     void addFind(ColumnId id, std::uint16_t maxRows);
     void addInstance(ColumnId id);
     void addRows(ColumnId id, int group, bool askExpected);
+    const PrinterTables& known() const { return m_talk->before.tables; }
     bool restarted(const PrinterTables& tables) const;
     bool changeCounterMoved() const;
     bool lacksColumn(ColumnId id) const;
@@ -75,27 +91,19 @@ private:
     const Version m_version;
     RequestLimits m_limits;
     bool m_careful = false;
-    int m_answers = 0; // in this conversation
     int m_fulls = 0;
     bool m_askAll = true; // also what the device did not have
 
     ReadKind m_kind = ReadKind::Identity;
     Stage m_stage = Stage::Idle;
     ReadOutcome m_outcome = ReadOutcome::Unusable;
-    std::optional<ObjectReader> m_objects;
-    std::optional<ColumnReader> m_columns;
-    std::vector<const VendorObject*> m_vendorObjects;
+    std::unique_ptr<Talk> m_talk; // null exactly in Stage::Idle
 
     // What the last whole conversation left.
     std::optional<PrinterIndex> m_index;
-    PrinterTables m_tables;
-    VendorFacts m_vendor;
-    std::shared_ptr<const device::DeviceStatus> m_status;
-
-    // Of the conversation under way.
-    PrinterIndex m_newIndex;
-    PrinterTables m_new;
-    VendorFacts m_newVendor;
+    KeptTables m_kept;
+    std::optional<std::uint64_t> m_pictureDigest;         // nothing: no picture yet
+    std::shared_ptr<const device::DeviceStatus> m_status; // until rest()
 };
 
 } // namespace tarn::snmp

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tarn/src/device/kept_picture.h"
 #include "tarn/src/snmp/session_impl.h"
 
 // What is asked in each stage of a conversation, and what is made of the answers.
@@ -99,14 +100,14 @@ void Session::Impl::beginSystem()
     for (const Id id : systemObjects) {
         names.push_back(scalarName(id));
     }
-    m_objects.emplace(std::move(names), m_limits);
+    m_talk->objects.emplace(std::move(names), m_limits);
 }
 
 void Session::Impl::finishSystem()
 {
     for (const Id id : systemObjects) {
-        if (const Value* value = m_objects->find(scalarName(id))) {
-            appendCell(m_new[id], specOf(id).kind, 0, *value);
+        if (const Value* value = m_talk->objects->find(scalarName(id))) {
+            appendCell(m_talk->now.tables[id], specOf(id).kind, 0, *value);
         }
     }
     enter(Stage::Find);
@@ -121,12 +122,12 @@ void Session::Impl::addFind(Id id, std::uint16_t maxRows)
     walk.prefix = oidOf(id);
     walk.indexOnly = true;
     walk.maxRows = maxRows;
-    m_columns->add(std::move(walk));
+    m_talk->columns->add(std::move(walk));
 }
 
 void Session::Impl::beginFind()
 {
-    m_columns.emplace(m_limits);
+    m_talk->columns.emplace(m_limits);
     for (const Id id : printerColumns) {
         addFind(id, 1);
     }
@@ -139,41 +140,41 @@ void Session::Impl::finishFind()
 {
     std::vector<std::uint32_t> devices;
     for (const Id id : deviceColumns) {
-        const std::vector<std::uint32_t> rows = m_columns->take(id).rows;
+        const std::vector<std::uint32_t> rows = m_talk->columns->take(id).rows;
         devices.insert(devices.end(), rows.begin(), rows.end());
     }
     std::sort(devices.begin(), devices.end());
     std::optional<std::uint32_t> printer;
     for (const Id id : printerColumns) {
-        const std::vector<std::uint32_t> rows = m_columns->take(id).rows;
+        const std::vector<std::uint32_t> rows = m_talk->columns->take(id).rows;
         if (!printer && !rows.empty()) {
             printer = rows.front();
         }
     }
-    m_newIndex.printer = printer.value_or(devices.empty() ? 1 : devices.front());
-    m_newIndex.device = m_newIndex.printer;
+    m_talk->index.printer = printer.value_or(devices.empty() ? 1 : devices.front());
+    m_talk->index.device = m_talk->index.printer;
     if (devices.empty()) {
         return enter(Stage::DeviceTypes);
     }
-    if (!contains(devices, m_newIndex.printer)) {
-        m_newIndex.device = devices.front();
+    if (!contains(devices, m_talk->index.printer)) {
+        m_talk->index.device = devices.front();
     }
     enter(Stage::Tables);
 }
 
 void Session::Impl::beginDeviceTypes()
 {
-    m_columns.emplace(m_limits);
+    m_talk->columns.emplace(m_limits);
     ColumnReader::Walk walk;
     walk.id = Id::HrDeviceType;
     walk.prefix = oidOf(walk.id);
     walk.maxRows = specOf(walk.id).maxRows;
-    m_columns->add(std::move(walk));
+    m_talk->columns->add(std::move(walk));
 }
 
 void Session::Impl::finishDeviceTypes()
 {
-    ColumnData types = m_columns->take(Id::HrDeviceType);
+    ColumnData types = m_talk->columns->take(Id::HrDeviceType);
     std::vector<std::uint32_t> printers;
     for (std::size_t i = 0; i < types.rows.size(); ++i) {
         if (types.texts[i] == hrDevicePrinter) {
@@ -181,11 +182,12 @@ void Session::Impl::finishDeviceTypes()
         }
     }
     if (!printers.empty()) {
-        if (!contains(printers, m_newIndex.device)) {
-            m_newIndex.device = printers.front();
+        if (!contains(printers, m_talk->index.device)) {
+            m_talk->index.device = printers.front();
         }
-        ColumnData& kept = m_new[Id::HrDeviceType]; // the printer's row alone: the rest is of no use
-        kept.rows = {m_newIndex.device};
+        ColumnData& kept =
+            m_talk->now.tables[Id::HrDeviceType]; // the printer's row alone: the rest is of no use
+        kept.rows = {m_talk->index.device};
         kept.texts = {hrDevicePrinter};
     }
     enter(Stage::Tables);
@@ -201,9 +203,9 @@ void Session::Impl::addInstance(Id id)
     walk.id = id;
     walk.prefix = oidOf(id);
     walk.onlyRow = spec.form == IndexForm::Scalar   ? 0
-                   : spec.form == IndexForm::Device ? m_newIndex.device
-                                                    : m_newIndex.printer;
-    m_columns->add(std::move(walk));
+                   : spec.form == IndexForm::Device ? m_talk->index.device
+                                                    : m_talk->index.printer;
+    m_talk->columns->add(std::move(walk));
 }
 
 void Session::Impl::addRows(Id id, int group, bool askExpected)
@@ -211,20 +213,21 @@ void Session::Impl::addRows(Id id, int group, bool askExpected)
     ColumnReader::Walk walk;
     walk.id = id;
     walk.prefix = oidOf(id);
-    walk.prefix.push_back(m_newIndex.printer);
-    walk.expected = m_tables[id].rows;
+    walk.prefix.push_back(m_talk->index.printer);
+    walk.expected = known()[id].rows;
     walk.askExpected = askExpected;
     walk.group = group;
     walk.maxRows = specOf(id).maxRows;
-    m_columns->add(std::move(walk));
+    m_talk->columns->add(std::move(walk));
 }
 
 void Session::Impl::beginTables()
 {
-    m_columns.emplace(m_limits);
+    m_talk->columns.emplace(m_limits);
+    m_talk->columns->reserve(std::size(fullScalars) + std::size(fullRows));
     m_askAll = m_kind == ReadKind::Identity || ++m_fulls % fullsBetweenSearches == 0;
     for (const Id id : fullScalars) {
-        if (m_askAll || !m_tables[id].empty() || specOf(id).form == IndexForm::Device) {
+        if (m_askAll || !known()[id].empty() || specOf(id).form == IndexForm::Device) {
             addInstance(id);
         }
     }
@@ -240,27 +243,28 @@ bool Session::Impl::lacksColumn(Id id) const
 {
     const bool supplies = id >= Id::PrtMarkerSuppliesColorantIndex && id <= Id::PrtMarkerSuppliesLevel;
     const bool inputs = id >= Id::PrtInputType && id <= Id::PrtInputDescription;
-    if (!m_tables[id].empty() || !(supplies || inputs)) {
+    if (!known()[id].empty() || !(supplies || inputs)) {
         return false;
     }
-    return !rowsOf(m_tables, supplies ? supplyColumns : inputColumns).empty();
+    return !rowsOf(known(), supplies ? supplyColumns : inputColumns).empty();
 }
 
 void Session::Impl::finishTables()
 {
     for (const Id id : fullScalars) {
-        m_new[id] = m_columns->take(id);
+        m_talk->now.tables[id] = m_talk->columns->take(id);
     }
     for (const GroupedColumn& column : fullRows) {
-        m_new[column.id] = m_columns->take(column.id);
+        m_talk->now.tables[column.id] = m_talk->columns->take(column.id);
     }
-    if (m_kind == ReadKind::Full && restarted(m_new)) {
+    if (m_kind == ReadKind::Full && restarted(m_talk->now.tables)) {
         return end(ReadOutcome::Restarted);
     }
-    const bool sameLocalization = m_kind == ReadKind::Full && m_new[Id::PrtGeneralCurrentLocalization] ==
-                                                                  m_tables[Id::PrtGeneralCurrentLocalization];
+    const bool sameLocalization =
+        m_kind == ReadKind::Full &&
+        m_talk->now.tables[Id::PrtGeneralCurrentLocalization] == known()[Id::PrtGeneralCurrentLocalization];
     if (sameLocalization) {
-        m_new[Id::PrtLocalizationCharacterSet] = m_tables[Id::PrtLocalizationCharacterSet];
+        m_talk->now.tables[Id::PrtLocalizationCharacterSet] = known()[Id::PrtLocalizationCharacterSet];
         return enter(Stage::Vendor);
     }
     enter(Stage::Charset);
@@ -268,21 +272,23 @@ void Session::Impl::finishTables()
 
 void Session::Impl::beginCharset()
 {
-    m_columns.emplace(m_limits);
+    m_talk->columns.emplace(m_limits);
     ColumnReader::Walk walk;
     walk.id = Id::PrtLocalizationCharacterSet;
     walk.prefix = oidOf(walk.id);
-    walk.prefix.push_back(m_newIndex.printer);
-    const std::optional<std::int64_t> current = m_new[Id::PrtGeneralCurrentLocalization].firstNumber();
+    walk.prefix.push_back(m_talk->index.printer);
+    const std::optional<std::int64_t> current =
+        m_talk->now.tables[Id::PrtGeneralCurrentLocalization].firstNumber();
     if (current && *current > 0 && *current <= 0xFFFF) {
         walk.onlyRow = static_cast<std::uint32_t>(*current);
     }
-    m_columns->add(std::move(walk)); // without a current one, the first
+    m_talk->columns->add(std::move(walk)); // without a current one, the first
 }
 
 void Session::Impl::finishCharset()
 {
-    m_new[Id::PrtLocalizationCharacterSet] = m_columns->take(Id::PrtLocalizationCharacterSet);
+    m_talk->now.tables[Id::PrtLocalizationCharacterSet] =
+        m_talk->columns->take(Id::PrtLocalizationCharacterSet);
     enter(Stage::Vendor);
 }
 
@@ -291,46 +297,48 @@ void Session::Impl::finishCharset()
 void Session::Impl::beginVendor()
 {
     std::vector<Oid> names;
-    m_vendorObjects.clear();
+    m_talk->vendorObjects.clear();
     const bool counterOnly = m_kind == ReadKind::Full;
-    if (counterOnly ? m_vendor.totalPages.has_value() : lacksIdentity(m_new)) {
-        const std::string* sysObjectId = m_new[Id::SysObjectId].firstText();
+    if (counterOnly ? m_talk->before.vendor.totalPages.has_value() : lacksIdentity(m_talk->now.tables)) {
+        const std::string* sysObjectId = m_talk->now.tables[Id::SysObjectId].firstText();
         for (const VendorObject* object : vendorObjectsFor(sysObjectId == nullptr ? "" : *sysObjectId)) {
             if (!counterOnly || object->field == VendorField::TotalPages) {
-                m_vendorObjects.push_back(object);
+                m_talk->vendorObjects.push_back(object);
                 names.push_back(parseOid(object->oid));
             }
         }
     }
-    m_objects.emplace(std::move(names), m_limits);
+    m_talk->objects.emplace(std::move(names), m_limits);
 }
 
 void Session::Impl::finishVendor()
 {
-    if (!m_vendorObjects.empty() && m_kind == ReadKind::Full) {
-        m_newVendor.totalPages.reset();
+    if (!m_talk->vendorObjects.empty() && m_kind == ReadKind::Full) {
+        m_talk->now.vendor.totalPages.reset();
     }
-    const std::optional<std::int64_t> charset = m_new[Id::PrtLocalizationCharacterSet].firstNumber();
-    for (const VendorObject* object : m_vendorObjects) {
-        if (const Value* value = m_objects->find(parseOid(object->oid))) {
-            takeVendorValue(*object, *value, charset, m_newVendor);
+    const std::optional<std::int64_t> charset =
+        m_talk->now.tables[Id::PrtLocalizationCharacterSet].firstNumber();
+    for (const VendorObject* object : m_talk->vendorObjects) {
+        if (const Value* value = m_talk->objects->find(parseOid(object->oid))) {
+            takeVendorValue(*object, *value, charset, m_talk->now.vendor);
         }
     }
-    if (!holdsPrinter(m_new, m_newVendor)) {
+    if (!holdsPrinter(m_talk->now.tables, m_talk->now.vendor)) {
         return end(ReadOutcome::Unusable);
     }
-    m_index = m_newIndex;
-    m_tables = std::move(m_new);
-    m_vendor = std::move(m_newVendor);
-    publish();
+    m_index = m_talk->index;
+    m_kept.keep(m_talk->now);
+    publish(m_talk->now);
 }
 
-void Session::Impl::publish()
+void Session::Impl::publish(const Reading& reading)
 {
-    device::DeviceStatus status = buildPicture(m_tables, m_vendor);
-    if (m_status && *m_status == status) {
+    device::DeviceStatus status = buildPicture(reading.tables, reading.vendor);
+    const std::uint64_t digest = device::KeptPicture(status).digest();
+    if (m_pictureDigest == digest) {
         return end(ReadOutcome::Unchanged);
     }
+    m_pictureDigest = digest;
     m_status = std::make_shared<const device::DeviceStatus>(std::move(status));
     end(ReadOutcome::Changed);
 }
@@ -340,14 +348,15 @@ void Session::Impl::publish()
 // Everything known to move, each asked for by the name before it: a row that went or came shows at once.
 void Session::Impl::beginFast()
 {
-    m_columns.emplace(m_limits);
+    m_talk->columns.emplace(m_limits);
+    m_talk->columns->reserve(std::size(fastScalars) + std::size(fastRows) + 1);
     for (const Id id : fastScalars) {
-        if (!m_tables[id].empty()) {
+        if (!known()[id].empty()) {
             addInstance(id);
         }
     }
     for (const Id id : fastRows) {
-        if (!m_tables[id].empty()) {
+        if (!known()[id].empty()) {
             addRows(id, 0, true);
         }
     }
@@ -356,45 +365,47 @@ void Session::Impl::beginFast()
 
 void Session::Impl::finishFast()
 {
+    PrinterTables& kept = m_talk->before.tables; // becomes what is known now
+    PrinterTables& read = m_talk->now.tables;
     bool moved = false;
     for (const Id id : fastScalars) {
-        m_new[id] = m_columns->take(id);
-        const bool counts = id != Id::SysUpTime && !m_tables[id].empty();
-        moved = moved || (counts && m_new[id] != m_tables[id]);
+        read[id] = m_talk->columns->take(id);
+        const bool counts = id != Id::SysUpTime && !kept[id].empty();
+        moved = moved || (counts && read[id] != kept[id]);
     }
-    if (restarted(m_new)) {
+    if (restarted(read)) {
         return end(ReadOutcome::Restarted);
     }
-    ColumnData alerts = m_columns->take(Id::PrtAlertSeverityLevel);
-    bool needsFull = changeCounterMoved() || alerts != m_tables[Id::PrtAlertSeverityLevel];
+    const ColumnData alerts = m_talk->columns->take(Id::PrtAlertSeverityLevel);
+    bool needsFull = changeCounterMoved() || alerts != kept[Id::PrtAlertSeverityLevel];
     for (const Id id : fastRows) {
-        m_new[id] = m_columns->take(id);
-        needsFull = needsFull || m_new[id].rows != m_tables[id].rows;
-        moved = moved || m_new[id].numbers != m_tables[id].numbers;
+        read[id] = m_talk->columns->take(id);
+        needsFull = needsFull || read[id].rows != kept[id].rows;
+        moved = moved || read[id].numbers != kept[id].numbers;
     }
     if (needsFull) {
         return end(ReadOutcome::NeedsFull);
     }
-    m_tables[Id::SysUpTime] = std::move(m_new[Id::SysUpTime]);
-    if (!moved) {
-        return end(ReadOutcome::Unchanged);
-    }
-    for (const Id id : fastScalars) {
-        if (id != Id::SysUpTime) {
-            m_tables[id] = std::move(m_new[id]);
+    kept[Id::SysUpTime] = std::move(read[Id::SysUpTime]);
+    if (moved) {
+        for (const Id id : fastScalars) {
+            if (id != Id::SysUpTime) {
+                kept[id] = std::move(read[id]);
+            }
+        }
+        for (const Id id : fastRows) {
+            kept[id] = std::move(read[id]);
         }
     }
-    for (const Id id : fastRows) {
-        m_tables[id] = std::move(m_new[id]);
-    }
-    publish();
+    m_kept.keep(m_talk->before);
+    return moved ? publish(m_talk->before) : end(ReadOutcome::Unchanged);
 }
 
 // The time since start went back. The counter's own wrap after 497 days looks the same: then the whole
 // reading is done once more, which costs nothing.
 bool Session::Impl::restarted(const PrinterTables& tables) const
 {
-    const std::optional<std::int64_t> before = m_tables[Id::SysUpTime].firstNumber();
+    const std::optional<std::int64_t> before = known()[Id::SysUpTime].firstNumber();
     const std::optional<std::int64_t> now = tables[Id::SysUpTime].firstNumber();
     return before && now && *now < *before;
 }
@@ -402,7 +413,7 @@ bool Session::Impl::restarted(const PrinterTables& tables) const
 bool Session::Impl::changeCounterMoved() const
 {
     return std::any_of(std::begin(changeCounters), std::end(changeCounters),
-                       [&](Id id) { return m_new[id] != m_tables[id]; });
+                       [&](Id id) { return m_talk->now.tables[id] != known()[id]; });
 }
 
 } // namespace tarn::snmp

@@ -200,7 +200,7 @@ TEST_F(LibraryTest, FirstOfEqualNamesCountsForTheStatus)
         [&] { return modelIn(*library, 0) == "the first" && modelIn(*library, 1) == "the second"; }));
     OpenedPrinter opened;
     ASSERT_EQ(library->open("a", opened), TARN_OK);
-    EXPECT_EQ(opened.snapshot->picture->model, "the first");
+    EXPECT_EQ(opened.snapshot->picture.unpacked().model, "the first");
 }
 
 TEST_F(LibraryTest, RemovedPrinterCanNoLongerBeOpenedAndItsSnapshotLivesOn)
@@ -271,7 +271,8 @@ TEST_F(LibraryTest, ChangeOnThePrinterReachesTheNextOpening)
     library->setPrinterList(R"([{"printerName":"a","ip":"127.42.1.10"}])");
     const auto model = [&] {
         OpenedPrinter opened;
-        return library->open("a", opened) == TARN_OK ? opened.snapshot->picture->model : std::string();
+        return library->open("a", opened) == TARN_OK ? opened.snapshot->picture.unpacked().model
+                                                     : std::string();
     };
     ASSERT_TRUE(eventually([&] { return model() == "alert 1"; }));
     agent.say("alert 2");

@@ -48,6 +48,7 @@ public:
 
     ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }
+    void rest() override {}
 
 private:
     ReadOutcome conclude(const std::string& text)

@@ -33,11 +33,11 @@ protected:
     void expectUnmoved(Verdict verdict)
     {
         EXPECT_EQ(network.count(verdict), 1u);
-        EXPECT_EQ(target->snapshot()->picture->model, "idle");
+        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
         EXPECT_EQ(network.poller.inFlight(), 1u); // the question is still open
         network.agent(1).says = "the truth";
         network.inject(question.to, network.answerTo(network.agent(1), question));
-        EXPECT_EQ(target->snapshot()->picture->model, "the truth");
+        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "the truth");
     }
 
     SimulatedNetwork network;
@@ -118,7 +118,7 @@ TEST_F(OpenQuestion, FloodOfAnswersThatAreBrokenBehindTheirHeadIsNotDecodedForEv
     network.agent(1).answers = true; // it is heard again as soon as the request is repeated
     network.agent(1).says = "the truth";
     network.pass(Milliseconds(1500));
-    EXPECT_EQ(target->snapshot()->picture->model, "the truth");
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "the truth");
 }
 
 TEST_F(OpenQuestion, AnswerCutAtAnyByteIsIgnored)
@@ -128,7 +128,7 @@ TEST_F(OpenQuestion, AnswerCutAtAnyByteIsIgnored)
         network.inject(question.to, body.substr(0, length));
     }
     EXPECT_EQ(network.count(Verdict::Malformed), body.size());
-    EXPECT_EQ(target->snapshot()->picture->model, "idle");
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
     EXPECT_EQ(network.poller.inFlight(), 1u);
 }
 
@@ -146,7 +146,7 @@ TEST_F(OpenQuestion, LateAnswerToARepeatedRequestCounts)
     network.pass(Milliseconds(2500)); // repeated meanwhile, with the same id
     network.agent(1).says = "late";
     network.inject(question.to, network.answerTo(network.agent(1), question));
-    EXPECT_EQ(target->snapshot()->picture->model, "late");
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "late");
     EXPECT_TRUE(target->snapshot()->online);
 }
 

@@ -46,9 +46,35 @@ TEST(Polling, FirstConversationReadsTheIdentityAndPublishesItOnce)
     network.pass(Milliseconds(100));
     ASSERT_EQ(network.publications.size(), 1u);
     EXPECT_TRUE(network.publications[0].online);
-    EXPECT_EQ(target->snapshot()->picture->model, "idle");
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
     EXPECT_TRUE(target->isMet());
     EXPECT_EQ(kindOf(network.agent(1).requests.front().message), snmp::ReadKind::Identity);
+}
+
+// Three thousand at once, more than there is room for: those that are half read have the room first.
+TEST(Polling, ConversationsUnderWayEndBeforeOthersBegin)
+{
+    SimulatedNetwork network;
+    std::vector<std::shared_ptr<Target>> targets;
+    for (std::uint32_t i = 1; i <= 3000; ++i) {
+        targets.push_back(network.add(i));
+        network.agent(i).delay = Milliseconds(300);
+    }
+    std::size_t most = 0;
+    std::size_t met = 0;
+    for (int round = 0; round < 2000 && met < targets.size(); ++round) {
+        network.pass(Milliseconds(10));
+        std::size_t halfRead = 0;
+        met = 0;
+        for (std::uint32_t i = 1; i <= 3000; ++i) {
+            met += targets[i - 1]->isMet() ? 1 : 0;
+            halfRead += !targets[i - 1]->isMet() && !network.agent(i).requests.empty() ? 1 : 0;
+        }
+        most = std::max(most, halfRead);
+    }
+    EXPECT_EQ(met, targets.size());
+    EXPECT_LE(most, SnmpPoller::kMostInFlight);
+    EXPECT_GT(most, SnmpPoller::kMostInFlight / 2); // there was a crowd
 }
 
 TEST(Polling, IdlePrinterSeesAtMostEighteenRequestsInAnyMinuteOfThreeHours)
@@ -106,7 +132,7 @@ TEST(Polling, ChangeIsPublishedAndFollowedByAFewQuickLooks)
     network.pass(minutes(2));
     network.agent(1).says = "idle, other level";
     network.pass(Milliseconds(3990));
-    EXPECT_EQ(target->snapshot()->picture->model, "idle, other level");
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle, other level");
     const TimePoint changed = network.clock.now();
     network.pass(seconds(16));
     EXPECT_GE(network.requestsSince(1, changed), 7u);
@@ -132,7 +158,7 @@ TEST(Polling, SilentPrinterIsOfflineAfterThreeMissesOverFiveSeconds)
     EXPECT_LE(network.publications.back().at - requests[0].at, seconds(8));
     EXPECT_EQ(target->snapshot()->state, 2);
     EXPECT_EQ(target->snapshot()->stateMessage, "");
-    EXPECT_EQ(target->snapshot()->picture->model, "idle"); // the last good picture stays
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle"); // the last good picture stays
 }
 
 TEST(Polling, SilentPrinterSeesAtMostFourRequestsAMinuteAfterTwoMinutes)
@@ -168,7 +194,7 @@ TEST(Polling, SilentPrinterIsBackAtItsFirstAnswer)
     }
     network.pass(Milliseconds(100));
     EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->picture->model, "idle");
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
 }
 
 TEST(Polling, PrinterThatReturnsWithinTwoMinutesIsBackWithinTenSeconds)

@@ -60,10 +60,9 @@ SimulatedNetwork::SimulatedNetwork(std::uint64_t seed)
 std::shared_ptr<Target> SimulatedNetwork::add(std::uint32_t number, VersionChoice version)
 {
     m_agents[endpointOf(number)];
-    auto picture = std::make_shared<device::DeviceStatus>();
     static const auto community = std::make_shared<const std::string>("public");
     auto target = std::make_shared<Target>(SnmpAddress{endpointOf(number), version, community},
-                                           unmetSnapshot(std::move(picture)), clock.now());
+                                           unmetSnapshot(device::DeviceStatus()), clock.now());
     targets.push_back(target);
     poller.watch(target);
     return target;
@@ -157,7 +156,7 @@ void SimulatedNetwork::targetChanged(Target& target)
 {
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
     publications.push_back(
-        {clock.now(), target.address().endpoint, snapshot->online, snapshot->picture->model});
+        {clock.now(), target.address().endpoint, snapshot->online, snapshot->picture.unpacked().model});
 }
 
 } // namespace tarn::engine::test
