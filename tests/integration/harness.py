@@ -18,7 +18,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
 import junit_unittest  # noqa: E402
-from desktop import end, running, session_bus, x_server  # noqa: E402
+from desktop import end, running, session_bus, without_strict_strings, x_server  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BUILD = pathlib.Path(os.environ.get("KEL_BUILD", ROOT / "build" / "dev")).resolve()
@@ -149,6 +149,7 @@ class Kel:
         for option in ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"):
             if option in os.environ:
                 self.environment[option] = os.environ[option]
+        without_strict_strings(self.environment)
         self.log_path = self.directory / "kel.log"
         self.process = None
         config = {"addresses": {where: {"port": port} for where, port in (ports or {}).items()}}

@@ -11,6 +11,8 @@ import socket
 import subprocess
 import time
 
+from desktop import without_strict_strings
+
 
 class DriverError(Exception):
     """The program did not do what it was asked for in the time allowed."""
@@ -82,8 +84,11 @@ class Kel:
     def spawn(self):
         """Starts the program without waiting for anything."""
         self.socket_path.unlink(missing_ok=True)
+        environment = dict(self.environment)
+        if environment.get("QT_QPA_PLATFORM") == "xcb":
+            environment = without_strict_strings(environment)
         with open(self.log_path, "ab") as log:
-            self.process = subprocess.Popen([str(self.build / "bin" / "kel")], env=self.environment, stdin=subprocess.DEVNULL,
+            self.process = subprocess.Popen([str(self.build / "bin" / "kel")], env=environment, stdin=subprocess.DEVNULL,
                                             stdout=log, stderr=log, cwd=self.directory)
 
     def _connected_or_dead(self):

@@ -1,4 +1,5 @@
-"""A /tmp of the test's own, so that the program's lock file, which all instances on a machine share, is nobody else's.
+"""A /tmp and a loopback network of the test's own: the program's lock file, which all instances on a machine share, X
+displays, whose sockets are known to the whole network namespace, and ports are nobody else's.
 
 Call enter() first thing in a test program, before any thread or child. Where the system refuses, the tests of several
 checkouts take turns instead, and a user's own running instance is reported as what it is.
@@ -7,9 +8,14 @@ checkouts take turns instead, and a user's own running instance is reported as w
 import ctypes
 import fcntl
 import os
+import socket
+import struct
 
 CLONE_NEWNS = 0x00020000
 CLONE_NEWUSER = 0x10000000
+CLONE_NEWNET = 0x40000000
+SIOCSIFFLAGS = 0x8914
+IFF_UP = 1
 MS_BIND = 0x1000
 MS_REC = 0x4000
 MS_PRIVATE = 1 << 18
@@ -19,17 +25,19 @@ _turn = None
 
 def _unshared(libc):
     user, group = os.getuid(), os.getgid()
-    if libc.unshare(CLONE_NEWNS) != 0:
-        if libc.unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0:
+    if libc.unshare(CLONE_NEWNS | CLONE_NEWNET) != 0:
+        if libc.unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET) != 0:
             return False
         for name, line in (("setgroups", "deny"), ("uid_map", f"{user} {user} 1"), ("gid_map", f"{group} {group} 1")):
             with open(f"/proc/self/{name}", "w") as file:
                 file.write(line)
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sh14x", b"lo", IFF_UP))
     return libc.mount(b"none", b"/", None, MS_REC | MS_PRIVATE, None) == 0
 
 
 def enter(*needed):
-    """True: /tmp is private from here on, for this process and its children. needed: directories that must stay in
+    """True: /tmp and the network are private from here on, for this process and its children. needed: directories that must stay in
     sight where they lie below /tmp, the build tree for example."""
     global _turn
     libc = ctypes.CDLL(None, use_errno=True)
