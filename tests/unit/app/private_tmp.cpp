@@ -2,8 +2,10 @@
 
 #include <boost/filesystem.hpp>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,6 +20,41 @@ namespace {
 
 std::string whyNot = "not set up";
 
+// A directory below /tmp that has to stay visible: that of the program under test, where the project lies
+// there.
+class KeptDirectory
+{
+public:
+    explicit KeptDirectory(const std::string& file)
+    {
+        if (file.compare(0, 5, "/tmp/") != 0)
+            return;
+        m_path = file.substr(0, file.find('/', 5));
+        m_descriptor = ::open(m_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    }
+    ~KeptDirectory()
+    {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+    KeptDirectory(const KeptDirectory&) = delete;
+    KeptDirectory& operator=(const KeptDirectory&) = delete;
+
+    // Under the new /tmp, at its old path.
+    bool bringBack() const
+    {
+        if (m_descriptor < 0)
+            return true;
+        const std::string source = "/proc/self/fd/" + std::to_string(m_descriptor);
+        return ::mkdir(m_path.c_str(), 0755) == 0 &&
+               ::mount(source.c_str(), m_path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0;
+    }
+
+private:
+    std::string m_path;
+    int m_descriptor = -1;
+};
+
 const ::testing::Environment* const registered = ::testing::AddGlobalTestEnvironment(new PrivateTmp);
 
 } // namespace
@@ -26,8 +63,9 @@ void PrivateTmp::SetUp()
 {
     ASSERT_NE(registered, nullptr);
     const bool isAllowed = ::unshare(CLONE_NEWNS) == 0 || ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+    const KeptDirectory project(KEL_PROGRAM); // opened in the new namespace: no other can be mounted from
     if (isAllowed && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-        ::mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0)
+        ::mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0 && project.bringBack())
         whyNot.clear();
     else
         whyNot = std::string("no /tmp of our own: ") + std::strerror(errno);
