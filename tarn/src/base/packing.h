@@ -12,6 +12,8 @@ namespace tarn {
 class Packer final
 {
 public:
+    Packer() { m_bytes.reserve(1024); }
+
     void add(std::uint64_t number)
     {
         for (; number >= 0x80; number >>= 7) {
@@ -32,6 +34,16 @@ public:
     }
     // A copy of just the size that it needs.
     std::string packed() const { return m_bytes; }
+
+    // The same, into a text that is kept where it is when its room is about right.
+    void packInto(std::string& text) const
+    {
+        if (text.capacity() < m_bytes.size() || text.capacity() > m_bytes.size() + 64) {
+            text = packed();
+        } else {
+            text = std::string_view(m_bytes);
+        }
+    }
 
 private:
     std::string m_bytes;

@@ -59,7 +59,7 @@ void KeptTables::keep(const Reading& reading)
             addColumn(packer, column);
         }
     }
-    m_bytes = packer.packed();
+    packer.packInto(m_bytes);
 }
 
 Reading KeptTables::reading() const
