@@ -81,16 +81,24 @@ const ColumnSpec& specOf(ColumnId id)
     return specs[static_cast<std::size_t>(id)];
 }
 
+namespace {
+
+// Made while the library is loaded. A function's own static would be made by the engine's thread, later than
+// the program's objects, and at the program's end die before the one that stops that thread.
+const std::vector<Oid> columnOids = [] {
+    std::vector<Oid> made;
+    for (const ColumnSpec& spec : specs) {
+        made.push_back(parseOid(spec.oid));
+    }
+    return made;
+}();
+const ColumnData untouchedColumn;
+
+} // namespace
+
 const Oid& oidOf(ColumnId id)
 {
-    static const std::vector<Oid> oids = [] {
-        std::vector<Oid> made;
-        for (const ColumnSpec& spec : specs) {
-            made.push_back(parseOid(spec.oid));
-        }
-        return made;
-    }();
-    return oids[static_cast<std::size_t>(id)];
+    return columnOids[static_cast<std::size_t>(id)];
 }
 
 Oid parseOid(const char* dotted)
@@ -166,9 +174,8 @@ ColumnData& PrinterTables::operator[](ColumnId id)
 
 const ColumnData& PrinterTables::operator[](ColumnId id) const
 {
-    static const ColumnData untouched;
     const std::uint8_t place = m_places[static_cast<std::size_t>(id)];
-    return place == 0 ? untouched : m_columns[place - 1u];
+    return place == 0 ? untouchedColumn : m_columns[place - 1u];
 }
 
 bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Value& value)
