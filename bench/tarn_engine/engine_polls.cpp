@@ -45,6 +45,7 @@ class Deaf final : public engine::BackendListener
 {
 public:
     void targetChanged(engine::Target&) override {}
+    void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override {}
 };
 
 class EnginePolls final : public PollBench

@@ -20,7 +20,8 @@ using namespace tarnstatus;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLook{50};
-constexpr std::size_t kFindAtOnce = 16; // addresses that --find adds at a time
+constexpr std::chrono::milliseconds kDiscovery{1000}; // until what is attached has been found
+constexpr std::size_t kFindAtOnce = 16;               // addresses that --find adds at a time
 
 volatile sig_atomic_t g_interrupted = 0;
 
@@ -41,11 +42,13 @@ void sleepUntil(SteadyClock::time_point until)
 // The readings, as soon as every printer has answered or the time is up.
 std::vector<Reading> readWhenAnswered(const PrinterAccess& access, std::chrono::milliseconds timeout)
 {
-    const auto end = SteadyClock::now() + timeout;
+    const auto begin = SteadyClock::now();
+    const auto end = begin + timeout;
     for (;;) {
         std::vector<Reading> readings = access.readAll();
-        const bool all =
-            std::all_of(readings.begin(), readings.end(), [](const Reading& r) { return r.online; });
+        const bool looked = !access.discovers() || SteadyClock::now() - begin >= kDiscovery;
+        const bool all = looked && std::all_of(readings.begin(), readings.end(),
+                                               [](const Reading& reading) { return reading.online; });
         if (all || g_interrupted != 0 || SteadyClock::now() >= end) {
             return readings;
         }
@@ -90,7 +93,7 @@ void print(const std::vector<Reading>& readings, const Options& options, bool te
 
 int show(const Options& options)
 {
-    PrinterAccess access;
+    PrinterAccess access({options.usb, options.cups}, options.network.empty());
     std::vector<NamedPrinter> printers;
     if (!options.network.empty()) {
         printers = find(access, options);

@@ -12,10 +12,13 @@ const char kHelp[] =
     R"(Usage: tarn-status [OPTION]... ADDRESS...
        tarn-status [OPTION]... --list FILE
        tarn-status [OPTION]... --find NETWORK/24
+       tarn-status [OPTION]... --usb | --cups
 Show what printers say of themselves: state, alerts, supplies, trays, page counter.
 
   -l, --list FILE       the printers of FILE, a printers.json
   -f, --find NETWORK    the printers among the hosts of a network of at most 254 hosts (SNMP only)
+  -u, --usb             the printers attached by USB, alone or beside the others
+  -c, --cups            the queues that CUPS has, alone or beside the others
   -j, --json            a JSON document instead of a table
   -w, --watch[=SECONDS] again and again, every 2 seconds by default, until interrupted
   -t, --timeout SECONDS how long to wait for printers that do not answer (default 6)
@@ -59,6 +62,12 @@ bool apply(int option, const char* argument, Options& options)
     case 'f':
         options.network = argument;
         return !hostsOf(argument).empty();
+    case 'u':
+        options.usb = true;
+        return true;
+    case 'c':
+        options.cups = true;
+        return true;
     case 'j':
         options.json = true;
         return true;
@@ -85,13 +94,14 @@ Options parseOptions(int argc, char** argv)
 {
     static const option known[] = {
         {"list", required_argument, nullptr, 'l'},    {"find", required_argument, nullptr, 'f'},
+        {"usb", no_argument, nullptr, 'u'},           {"cups", no_argument, nullptr, 'c'},
         {"json", no_argument, nullptr, 'j'},          {"watch", optional_argument, nullptr, 'w'},
         {"timeout", required_argument, nullptr, 't'}, {"help", no_argument, nullptr, 'h'},
         {"version", no_argument, nullptr, 'V'},       {nullptr, 0, nullptr, 0}};
     Options options;
     optind = 0; // tests parse more than once
     opterr = 0;
-    for (int found = 0; (found = getopt_long(argc, argv, ":l:f:jw::t:hV", known, nullptr)) != -1;) {
+    for (int found = 0; (found = getopt_long(argc, argv, ":l:f:ucjw::t:hV", known, nullptr)) != -1;) {
         if (found == '?') {
             return usage(std::string("unknown option: ") + argv[optind - 1]);
         }
@@ -108,7 +118,7 @@ Options parseOptions(int argc, char** argv)
     options.addresses.assign(argv + optind, argv + argc);
     const int ways = (options.addresses.empty() ? 0 : 1) + (options.listFile.empty() ? 0 : 1) +
                      (options.network.empty() ? 0 : 1);
-    if (ways != 1) {
+    if (ways > 1 || (ways == 0 && !options.usb && !options.cups)) {
         return usage(ways == 0 ? "no printer named" : "addresses, --list and --find exclude each other");
     }
     for (const std::string& address : options.addresses) {

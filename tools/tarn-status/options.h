@@ -23,6 +23,8 @@ struct Options
     std::vector<std::string> addresses;
     std::string listFile;
     std::string network; // of --find
+    bool usb = false;
+    bool cups = false;
     bool json = false;
     bool watch = false;
     std::chrono::milliseconds interval{2000};

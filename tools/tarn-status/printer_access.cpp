@@ -68,12 +68,42 @@ private:
     void* m_handle = nullptr;
 };
 
+Reading read(const std::string& name, const NamedPrinter& printer)
+{
+    const OpenPrinter opened(name);
+    Reading reading;
+    reading.printer = printer;
+    demand(tarn_getState(opened.get(), &reading.state), "reading a state");
+    demand(tarn_getTotalPages(opened.get(), &reading.pages), "reading a counter");
+    reading.serial = textOf([&](char** out) { return tarn_getSerialNumber(opened.get(), out); });
+    reading.message = textOf([&](char** out) { return tarn_getStateMessage(opened.get(), out); });
+    reading.info = parsed(textOf([&](char** out) { return tarn_getInfo(opened.get(), out); }));
+    if (reading.info.isObject()) {
+        reading.online = reading.info["online"] == "1";
+        reading.source = reading.info.get("source", "").asString();
+        reading.ageMs = std::strtoll(reading.info.get("age", "-1").asString().c_str(), nullptr, 10);
+        reading.detail = parsed(reading.info.get("detail", "").asString());
+        reading.sources = parsed(reading.info.get("sources", "").asString());
+    }
+    if (!reading.detail.isObject()) {
+        reading.detail = Json::Value(Json::objectValue);
+    }
+    reading.model = reading.detail.get("model", "").asString();
+    reading.description = reading.detail.get("description", "").asString();
+    return reading;
+}
+
 } // namespace
 
-PrinterAccess::PrinterAccess()
+PrinterAccess::PrinterAccess(Discoveries discoveries, bool useIpp) : m_discoveries(discoveries)
 {
     demand(tarn_init(), "starting the library");
-    demand(tarn_setOptions(R"({"enable_cache":false})"), "setting the options");
+    Json::Value options;
+    options["enable_cache"] = false;
+    options["enable_usb_printer_discovery"] = discoveries.usb;
+    options["enable_cups_printer"] = discoveries.cups;
+    options["enable_ipp"] = useIpp;
+    demand(tarn_setOptions(written(options).c_str()), "setting the options");
 }
 
 PrinterAccess::~PrinterAccess()
@@ -100,33 +130,33 @@ std::vector<Reading> PrinterAccess::readAll() const
     std::vector<Reading> readings;
     readings.reserve(m_printers.size());
     for (std::size_t i = 0; i < m_printers.size(); ++i) {
-        readings.push_back(read(i));
+        readings.push_back(read(std::to_string(i), m_printers[i]));
+    }
+    for (const NamedPrinter& printer : discovered()) {
+        try {
+            readings.push_back(read(printer.name, printer));
+        } catch (const AccessError&) {
+            // unplugged since it was listed
+        }
     }
     return readings;
 }
 
-Reading PrinterAccess::read(std::size_t index) const
+// What the library lists behind the printers that were named.
+std::vector<NamedPrinter> PrinterAccess::discovered() const
 {
-    const OpenPrinter opened(std::to_string(index));
-    Reading reading;
-    reading.printer = m_printers[index];
-    demand(tarn_getState(opened.get(), &reading.state), "reading a state");
-    demand(tarn_getTotalPages(opened.get(), &reading.pages), "reading a counter");
-    reading.serial = textOf([&](char** out) { return tarn_getSerialNumber(opened.get(), out); });
-    reading.message = textOf([&](char** out) { return tarn_getStateMessage(opened.get(), out); });
-    reading.info = parsed(textOf([&](char** out) { return tarn_getInfo(opened.get(), out); }));
-    if (reading.info.isObject()) {
-        reading.online = reading.info["online"] == "1";
-        reading.source = reading.info.get("source", "").asString();
-        reading.ageMs = std::strtoll(reading.info.get("age", "-1").asString().c_str(), nullptr, 10);
-        reading.detail = parsed(reading.info.get("detail", "").asString());
+    std::vector<NamedPrinter> printers;
+    if (!m_discoveries.any()) {
+        return printers;
     }
-    if (!reading.detail.isObject()) {
-        reading.detail = Json::Value(Json::objectValue);
+    char* text = nullptr;
+    demand(tarn_getPrinterList(&text), "listing the printers");
+    const Json::Value list = parsed(text);
+    tarn_freePrinterList(&text);
+    for (Json::ArrayIndex i = static_cast<Json::ArrayIndex>(m_printers.size()); i < list.size(); ++i) {
+        printers.push_back({list[i]["printerName"].asString(), list[i]["ip"].asString()});
     }
-    reading.model = reading.detail.get("model", "").asString();
-    reading.description = reading.detail.get("description", "").asString();
-    return reading;
+    return printers;
 }
 
 std::string PrinterAccess::version()

@@ -25,13 +25,14 @@ struct Reading
     std::string description;
     std::string serial;
     std::string message; // summary, then "-" and the alerts
-    std::string source;
+    std::string source;  // the way the state came
     int state = 2;
     int pages = -1;
     bool online = false;
     std::int64_t ageMs = -1; // -1: it never answered
     Json::Value info;        // the status document
     Json::Value detail;      // the whole picture, an object
+    Json::Value sources;     // the way each field came, an object
 };
 
 class AccessError final : public std::runtime_error
@@ -40,26 +41,38 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// What to look for beside the printers that are named.
+struct Discoveries
+{
+    bool usb = false;
+    bool cups = false;
+
+    bool any() const { return usb || cups; }
+};
+
 // PrinterAccess is libtarn as this tool uses it: started with it, stopped with it. It remembers nothing on
 // disk. Throws AccessError where the library refuses.
 class PrinterAccess final
 {
 public:
-    PrinterAccess();
+    // useIpp: false to connect to nobody by TCP.
+    explicit PrinterAccess(Discoveries discoveries = {}, bool useIpp = true);
     ~PrinterAccess();
     PrinterAccess(const PrinterAccess&) = delete;
     PrinterAccess& operator=(const PrinterAccess&) = delete;
 
+    bool discovers() const { return m_discoveries.any(); }
     // Replaces the printers; waits a moment for new ones, as tarn_setPrinterList says.
     void setPrinters(const std::vector<NamedPrinter>& printers);
-    // All of them, in their order.
+    // All of them, in their order, then those that are discovered at this moment.
     std::vector<Reading> readAll() const;
 
     static std::string version();
 
 private:
-    Reading read(std::size_t index) const;
+    std::vector<NamedPrinter> discovered() const;
 
+    const Discoveries m_discoveries;
     std::vector<NamedPrinter> m_printers;
 };
 

@@ -1,6 +1,7 @@
 // The table for people.
 #include <algorithm>
 #include <cstdio>
+#include <map>
 
 #include "tools/tarn-status/report.h"
 
@@ -133,6 +134,26 @@ std::string ageText(std::int64_t ageMs)
     return text;
 }
 
+// "sm", or "sm; ipp: trays, counters" where some fields came another way.
+std::string waysText(const Reading& reading)
+{
+    std::map<std::string, std::string> others;
+    if (reading.sources.isObject()) {
+        for (const std::string& field : reading.sources.getMemberNames()) {
+            const std::string way = reading.sources[field].asString();
+            if (way != reading.source) {
+                std::string& fields = others[way];
+                fields += (fields.empty() ? "" : ", ") + field;
+            }
+        }
+    }
+    std::string text = reading.source;
+    for (const auto& [way, fields] : others) {
+        text += "; " + way + ": " + fields;
+    }
+    return text;
+}
+
 std::string headLines(const Reading& reading, bool colour)
 {
     Line head(colour);
@@ -155,7 +176,7 @@ std::string headLines(const Reading& reading, bool colour)
     }
     facts.add("  ").add(ageText(reading.ageMs), kDim);
     if (!reading.source.empty()) {
-        facts.add(" ").add("(" + reading.source + ")", kDim);
+        facts.add(" ").add("(" + waysText(reading) + ")", kDim);
     }
     return head.end() + facts.end();
 }

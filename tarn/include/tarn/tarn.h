@@ -5,16 +5,19 @@
 // The library keeps a picture of every printer that was named to it, refreshed by a thread of its own. Every
 // function answers from memory: none waits for the network, with one bounded exception (tarn_setPrinterList).
 //
-// Texts are NUL-terminated UTF-8, structured data is JSON text. Every int that is returned is 0 (TARN_OK) or one of
-// the TARN_E_... codes below; a function that fails leaves its output untouched unless it says otherwise.
+// Texts are NUL-terminated UTF-8, structured data is JSON text. Every int that is returned is 0 (TARN_OK) or
+// one of the TARN_E_... codes below; a function that fails leaves its output untouched unless it says
+// otherwise.
 //
-// Threading: every function may be called from any number of threads at once, with these exceptions: one handle may
-// be read by many threads, but tarn_closePrinter and the last use of that handle must not overlap; tarn_init and
-// tarn_destroy are serialised by the library, and a call that overlaps tarn_destroy either completes or returns
-// TARN_E_NOT_READY. No function may be called from a signal handler. After fork() only the parent may go on.
+// Threading: every function may be called from any number of threads at once, with these exceptions: one
+// handle may be read by many threads, but tarn_closePrinter and the last use of that handle must not overlap;
+// tarn_init and tarn_destroy are serialised by the library, and a call that overlaps tarn_destroy either
+// completes or returns TARN_E_NOT_READY. No function may be called from a signal handler. After fork() only
+// the parent may go on.
 //
-// Ownership: a text that a function hands out belongs to the caller until tarn_freeStr (tarn_freePrinterList for
-// lists); the one exception is tarn_getModels. Texts and handles outlive tarn_destroy until they are given back.
+// Ownership: a text that a function hands out belongs to the caller until tarn_freeStr (tarn_freePrinterList
+// for lists); the one exception is tarn_getModels. Texts and handles outlive tarn_destroy until they are
+// given back.
 //
 // Environment, read by tarn_init: TARN_CONFIG (configuration file, default $XDG_CONFIG_HOME/tarn/tarn.json),
 // XDG_CONFIG_HOME, XDG_CACHE_HOME, HOME. Identities of printers are kept in $XDG_CACHE_HOME/tarn/.
@@ -34,14 +37,13 @@ extern "C" {
 #define TARN_E_SYSTEM 6    // the system refused a thread or a socket
 #define TARN_E_DISABLED 7  // the options switched this off
 
-// For tarn_openPrinter's first reserved argument: tarn_getInfo of this handle also tells "detail", "online", "age"
-// and "source".
+// For tarn_openPrinter's first reserved argument: tarn_getInfo of this handle also tells "detail", "online",
+// "age" and "source".
 #define TARN_OPEN_DETAIL 1
 
-// Starts the library: reads the configuration file and the remembered identities, starts the engine's thread. A
-// second call without tarn_destroy in between changes nothing and succeeds. A broken configuration file costs one
-// line on stderr, and the defaults hold.
-// Returns TARN_OK, TARN_E_SYSTEM, TARN_E_MEMORY.
+// Starts the library: reads the configuration file and the remembered identities, starts the engine's thread.
+// A second call without tarn_destroy in between changes nothing and succeeds. A broken configuration file
+// costs one line on stderr, and the defaults hold. Returns TARN_OK, TARN_E_SYSTEM, TARN_E_MEMORY.
 TARN_API int tarn_init(void);
 
 // Stops the library: ends every thread of the library (within 2 s) and forgets everything, the texts of
@@ -50,35 +52,32 @@ TARN_API int tarn_init(void);
 // Returns TARN_OK.
 TARN_API int tarn_destroy(void);
 
-// Gives back a text of tarn_getVersion, tarn_getSerialNumber, tarn_getStateMessage or tarn_getInfo, and sets *str to
-// NULL. str == NULL and *str == NULL: nothing happens. Works before tarn_init and after tarn_destroy.
+// Gives back a text of tarn_getVersion, tarn_getSerialNumber, tarn_getStateMessage or tarn_getInfo, and sets
+// *str to NULL. str == NULL and *str == NULL: nothing happens. Works before tarn_init and after tarn_destroy.
 // Returns TARN_OK.
 TARN_API int tarn_freeStr(char** str);
 
-// The printers: a JSON array with one object for each printer of the last tarn_setPrinterList, in its order and never
-// fewer, then the discovered ones. Members: "printerName", "manufacturer", "ip" (as they were sent), "model" (the
-// detected one where it is known, else as sent), "description" (from the device, else ""), "uuid" ("" where unknown),
-// all strings, and "isUsbPrinter", a boolean.
-// *list is a new text: tarn_freePrinterList.
-// Returns TARN_OK, TARN_E_ARGUMENT (list NULL), TARN_E_NOT_READY, TARN_E_MEMORY.
+// The printers: a JSON array with one object for each printer of the last tarn_setPrinterList, in its order
+// and never fewer, then the discovered ones. Members: "printerName", "manufacturer", "ip" (as they were
+// sent), "model" (the detected one where it is known, else as sent), "description" (from the device, else
+// ""), "uuid" ("" where unknown), all strings, and "isUsbPrinter", a boolean. *list is a new text:
+// tarn_freePrinterList. Returns TARN_OK, TARN_E_ARGUMENT (list NULL), TARN_E_NOT_READY, TARN_E_MEMORY.
 TARN_API int tarn_getPrinterList(char** list);
 
 // As tarn_freeStr, for the text of tarn_getPrinterList.
 // Returns TARN_OK.
 TARN_API int tarn_freePrinterList(char** list);
 
-// Opens a printer by the name it was configured with (byte for byte; the first of equal names counts) and pins what
-// is known of it at this moment: everything that is read through *handle is of one picture. Opening succeeds for a
-// printer that cannot be reached as well, see tarn_getState. A printer that nobody opens for 60 s is no longer asked;
-// the next opening starts that again.
-// reserved1: 0 or TARN_OPEN_DETAIL; reserved2: 0. Other values are ignored.
-// *handle must go to tarn_closePrinter.
-// Returns TARN_OK, TARN_E_ARGUMENT (printerName or handle NULL), TARN_E_NOT_READY, TARN_E_UNKNOWN, TARN_E_MEMORY.
+// Opens a printer by the name it was configured with (byte for byte; the first of equal names counts) and
+// pins what is known of it at this moment: everything that is read through *handle is of one picture. Opening
+// succeeds for a printer that cannot be reached as well, see tarn_getState. A printer that nobody opens for
+// 60 s is no longer asked; the next opening starts that again. reserved1: 0 or TARN_OPEN_DETAIL; reserved2:
+// 0. Other values are ignored. *handle must go to tarn_closePrinter. Returns TARN_OK, TARN_E_ARGUMENT
+// (printerName or handle NULL), TARN_E_NOT_READY, TARN_E_UNKNOWN, TARN_E_MEMORY.
 TARN_API int tarn_openPrinter(const char* printerName, void** handle, int reserved1, int reserved2);
 
-// Closes the handle and sets *handle to NULL. handle == NULL and *handle == NULL: nothing happens. Works after
-// tarn_destroy.
-// Returns TARN_OK.
+// Closes the handle and sets *handle to NULL. handle == NULL and *handle == NULL: nothing happens. Works
+// after tarn_destroy. Returns TARN_OK.
 TARN_API int tarn_closePrinter(void** handle);
 
 // The version of the library, such as "2.0.0". Works before tarn_init. *out is a new text: tarn_freeStr.
@@ -93,47 +92,52 @@ TARN_API int tarn_getTotalPages(void* handle, int* pages);
 // Returns TARN_OK, TARN_E_ARGUMENT (handle or out NULL), TARN_E_MEMORY.
 TARN_API int tarn_getSerialNumber(void* handle, char** out);
 
-// The state: 3 idle, 4 printing, 5 warming up, 1 something else, and 2 when the printer cannot be reached (silent, not
-// yet met, or of an address that is none).
-// Returns TARN_OK, TARN_E_ARGUMENT (handle or state NULL).
+// The state: 3 idle, 4 printing, 5 warming up, 1 something else, and 2 when the printer cannot be reached
+// (silent, not yet met, or of an address that is none). Returns TARN_OK, TARN_E_ARGUMENT (handle or state
+// NULL).
 TARN_API int tarn_getState(void* handle, int* state);
 
-// The state in words: a short summary, then "-" and one item for each alert; no item contains "-". The empty text,
-// not NULL, when the state is 2. *out is a new text: tarn_freeStr.
-// Returns TARN_OK, TARN_E_ARGUMENT (handle or out NULL), TARN_E_MEMORY.
+// The state in words: a short summary, then "-" and one item for each alert; no item contains "-". The empty
+// text, not NULL, when the state is 2. *out is a new text: tarn_freeStr. Returns TARN_OK, TARN_E_ARGUMENT
+// (handle or out NULL), TARN_E_MEMORY.
 TARN_API int tarn_getStateMessage(void* handle, char** out);
 
-// The status document: a JSON object whose values are all strings. Always "CToner", "MToner", "YToner", "KToner",
-// "RToner" (percent; "101" some or unknown; "-1" the printer has no such supply), "totalprint" ("-1" unknown),
-// "lessPaper", "lackPaper", "lessToner", "lackToner" ("1" or "0"). Of a printer that cannot be reached it holds the
-// last good picture.
-// Of a handle opened with TARN_OPEN_DETAIL also: "online" ("1" or "0"), "age" (milliseconds between the last answer
-// and the opening of the handle, "-1" without any answer yet), "source" (the way the picture came, such as "sm"; ""
-// before the first), "detail" (the whole picture, JSON text).
-// *out is a new text: tarn_freeStr.
-// Returns TARN_OK, TARN_E_ARGUMENT (handle or out NULL), TARN_E_MEMORY.
+// The status document: a JSON object whose values are all strings. Always "CToner", "MToner", "YToner",
+// "KToner", "RToner" (percent; "101" some or unknown; "-1" the printer has no such supply), "totalprint"
+// ("-1" unknown), "lessPaper", "lackPaper", "lessToner", "lackToner" ("1" or "0"). Of a printer that cannot
+// be reached it holds the last good picture. Of a handle opened with TARN_OPEN_DETAIL also: "online" ("1" or
+// "0"), "age" (milliseconds between the last answer and the opening of the handle, "-1" without any answer
+// yet), "source" (the way the state came: "sm" SNMP, "ipp", "smusb" USB, "cups" a queue of CUPS; "" before
+// the first), "sources" (JSON text: an object with the way of each of "model", "serial", "description",
+// "location", "state", "alerts", "supplies", "trays", "counters" that the picture tells of), "detail" (the
+// whole picture, JSON text). *out is a new text: tarn_freeStr. Returns TARN_OK, TARN_E_ARGUMENT (handle or
+// out NULL), TARN_E_MEMORY.
 TARN_API int tarn_getInfo(void* handle, char** out);
 
-// The models: a JSON array of objects with the member "model", first the entry that stands for detection, then every
-// model met so far, in this and earlier runs.
-// *out belongs to the library and is valid until tarn_destroy: it is NOT handed back.
-// Returns TARN_OK, TARN_E_ARGUMENT (out NULL), TARN_E_NOT_READY, TARN_E_MEMORY.
+// The models: a JSON array of objects with the member "model", first the entry that stands for detection,
+// then every model met so far, in this and earlier runs. *out belongs to the library and is valid until
+// tarn_destroy: it is NOT handed back. Returns TARN_OK, TARN_E_ARGUMENT (out NULL), TARN_E_NOT_READY,
+// TARN_E_MEMORY.
 TARN_API int tarn_getModels(char** out);
 
 // Options, a JSON object. Known members, each taken only where it has the type shown, the others ignored:
-// "enable_backends" (string, names joined by "|": "sm" is SNMP; default all), "enable_set_printer_list" (boolean;
-// false: tarn_setPrinterList is refused), "enable_cache" (boolean; false: identities are neither read nor written).
-// Back-ends are switched for printers named from then on.
-// Returns TARN_OK, TARN_E_ARGUMENT (optionsJson NULL), TARN_E_NOT_READY, TARN_E_DOCUMENT (no JSON object, more than
-// 1 MiB; nothing changes).
+// "enable_backends" (string, names joined by "|": "sm" is the network, "smusb" USB; default both),
+// "enable_set_printer_list" (boolean; false: tarn_setPrinterList is refused), "enable_cache" (boolean; false:
+// identities are neither read nor written), "enable_ipp" (boolean; false: "sm" asks over SNMP only, and never
+// connects to anybody), "enable_usb_printer_discovery" (boolean; false: USB printers are not listed),
+// "enable_cups_printer" (boolean, default false; true: the queues of CUPS are listed). "sm" and IPP are
+// switched for printers named from then on, discoveries at once; none begins before the first
+// tarn_setPrinterList or tarn_getPrinterList.
+// Returns TARN_OK, TARN_E_ARGUMENT (optionsJson NULL), TARN_E_NOT_READY, TARN_E_DOCUMENT (no JSON object,
+// more than 1 MiB; nothing changes).
 TARN_API int tarn_setOptions(const char* optionsJson);
 
-// Names the printers: a JSON array of objects with the string members "printerName", "manufacturer", "model" and "ip"
-// (missing or of another type: ""), or null for none. It replaces the list before. "ip" is a dotted IPv4 address,
-// octets in decimal, leading zeros allowed; a printer whose address is none stays listed and cannot be reached.
-// When it names addresses that the library never met, the call waits until all of them have answered, but at most
-// 250 ms; it waits for an address only once, whether that answers or not.
-// Returns TARN_OK, TARN_E_ARGUMENT (NULL), TARN_E_NOT_READY, TARN_E_DISABLED, TARN_E_DOCUMENT (nothing changes; more
+// Names the printers: a JSON array of objects with the string members "printerName", "manufacturer", "model"
+// and "ip" (missing or of another type: ""), or null for none. It replaces the list before. "ip" is a dotted
+// IPv4 address, octets in decimal, leading zeros allowed; a printer whose address is none stays listed and
+// cannot be reached. When it names addresses that the library never met, the call waits until all of them
+// have answered, but at most 250 ms; it waits for an address only once, whether that answers or not. Returns
+// TARN_OK, TARN_E_ARGUMENT (NULL), TARN_E_NOT_READY, TARN_E_DISABLED, TARN_E_DOCUMENT (nothing changes; more
 // than 64 MiB is refused as well), TARN_E_MEMORY.
 TARN_API int tarn_setPrinterList(const char* printerListJson);
 

@@ -5,6 +5,23 @@
 
 namespace tarn::api {
 
+namespace {
+
+// The way that each field came, of the fields that the picture tells of: a JSON object of texts.
+std::string sourcesDocument(const engine::Snapshot& snapshot)
+{
+    std::string out = "{";
+    for (std::size_t i = 0; i < snapshot.fieldWays.size(); ++i) {
+        if (snapshot.fieldWays[i] != engine::Way::None) {
+            appendJsonMember(out, device::fieldName(static_cast<device::PictureField>(i)),
+                             engine::wayName(snapshot.fieldWays[i]));
+        }
+    }
+    return out + '}';
+}
+
+} // namespace
+
 PrinterHandle* PrinterHandle::from(void* handle)
 {
     auto* const opened = static_cast<PrinterHandle*>(handle);
@@ -22,7 +39,8 @@ std::string PrinterHandle::detailedInfo() const
     out.pop_back();
     appendJsonMember(out, "online", snapshot().online ? "1" : "0");
     appendJsonMember(out, "age", std::to_string(m_opened.ageMs));
-    appendJsonMember(out, "source", snapshot().source);
+    appendJsonMember(out, "source", engine::wayName(snapshot().way));
+    appendJsonMember(out, "sources", sourcesDocument(snapshot()));
     appendJsonMember(out, "detail", device::detailDocument(snapshot().picture.unpacked()));
     out += '}';
     return out;

@@ -12,12 +12,15 @@ namespace tarn::api {
 
 using catalog::Identity;
 using catalog::ListedPrinter;
+using engine::DiscoveredPrinter;
 using engine::Snapshot;
 using engine::Target;
 
 namespace {
 
-constexpr const char kSnmpBackend[] = "sm";
+constexpr const char kNetworkBackend[] = "sm";
+constexpr const char kIppBackend[] = "ipp";
+constexpr const char kUsbBackend[] = "smusb";
 constexpr const char kDetectModel[] = "自动识别";
 constexpr std::size_t kLargestOptions = 1u << 20;
 constexpr std::size_t kLargestCache = 64u << 20;
@@ -59,7 +62,8 @@ Library::Parts Library::realParts()
             std::make_unique<engine::UdpPort>(),
             engine::sessionDialogues(),
             catalog::Config::load(),
-            catalog::IdentityCache::defaultPath()};
+            catalog::IdentityCache::defaultPath(),
+            {}};
 }
 
 Library::Library(Parts parts)
@@ -70,7 +74,10 @@ Library::Library(Parts parts)
       m_index(std::make_shared<Index>()), m_engine(*m_clock, *this)
 {
     m_engine.addBackend(std::make_unique<engine::SnmpPoller>(*m_clock, *m_random, std::move(parts.port),
-                                                             *this, std::move(parts.dialogues)));
+                                                             m_engine, std::move(parts.dialogues)));
+    for (const BackendMaker& make : parts.backends) {
+        m_engine.addBackend(make(*m_clock, *m_random, m_engine));
+    }
 }
 
 Library::~Library()
@@ -109,7 +116,11 @@ int Library::setOptions(std::string_view text)
     }
     const MutexLock lock(m_mutex);
     if (const Json::Value& value = (*root)["enable_backends"]; value.isString()) {
-        m_snmpEnabled = isAmong(kSnmpBackend, value.asString());
+        m_networkEnabled = isAmong(kNetworkBackend, value.asString());
+        m_usbEnabled = isAmong(kUsbBackend, value.asString());
+    }
+    if (const Json::Value& value = (*root)["enable_ipp"]; value.isBool()) {
+        m_ippEnabled = value.asBool();
     }
     if (const Json::Value& value = (*root)["enable_set_printer_list"]; value.isBool()) {
         m_listAccepted = value.asBool();
@@ -117,6 +128,13 @@ int Library::setOptions(std::string_view text)
     if (const Json::Value& value = (*root)["enable_cache"]; value.isBool()) {
         m_cacheEnabled = value.asBool();
     }
+    if (const Json::Value& value = (*root)["enable_usb_printer_discovery"]; value.isBool()) {
+        m_usbWanted = value.asBool();
+    }
+    if (const Json::Value& value = (*root)["enable_cups_printer"]; value.isBool()) {
+        m_cupsWanted = value.asBool();
+    }
+    orderDiscoveries();
     return TARN_OK;
 }
 
@@ -124,6 +142,8 @@ int Library::setPrinterList(std::string_view text)
 {
     {
         const MutexLock lock(m_mutex);
+        m_exchanged = true;
+        orderDiscoveries();
         if (!m_listAccepted) {
             return TARN_E_DISABLED;
         }
@@ -150,25 +170,20 @@ int Library::setPrinterList(std::string_view text)
 // Takes over the list. Returns the targets of addresses that were never met.
 std::vector<Library::TargetPtr> Library::apply(std::vector<ListedPrinter> printers)
 {
-    auto index = std::make_shared<Index>();
-    index->printers = std::move(printers);
-    index->byName.reserve(index->printers.size());
     std::unordered_map<std::uint32_t, TargetPtr> targets;
     std::vector<TargetPtr> fresh;
-    for (const ListedPrinter& printer : index->printers) {
-        TargetPtr target = m_nowhere;
-        if (printer.address) {
-            TargetPtr& place = targets[*printer.address];
-            if (!place) {
-                const auto known = m_targets.find(*printer.address);
-                place = known != m_targets.end() ? known->second : newTarget(*printer.address);
-                if (m_snmpEnabled && m_cache.find(*printer.address) == nullptr) {
-                    fresh.push_back(place);
-                }
-            }
-            target = place;
+    for (const ListedPrinter& printer : printers) {
+        if (!printer.address) {
+            continue;
         }
-        index->byName.emplace(printer.printerName, std::move(target)); // the first of equal names stays
+        TargetPtr& place = targets[*printer.address];
+        if (!place) {
+            const auto known = m_targets.find(*printer.address);
+            place = known != m_targets.end() ? known->second : newTarget(*printer.address);
+            if (m_networkEnabled && m_cache.find(*printer.address) == nullptr) {
+                fresh.push_back(place);
+            }
+        }
     }
     for (const auto& [address, target] : m_targets) {
         if (targets.find(address) == targets.end()) {
@@ -176,21 +191,62 @@ std::vector<Library::TargetPtr> Library::apply(std::vector<ListedPrinter> printe
         }
     }
     m_targets.swap(targets);
-    m_listRendered = false;
-    std::shared_ptr<const Index> shared = std::move(index);
-    {
-        const WriteLock lock(m_indexGate);
-        m_index.swap(shared);
+    publishIndex(std::move(printers));
+    return fresh;
+}
+
+// Of the printers that were named, whose targets are in m_targets, and those that were found.
+void Library::publishIndex(std::vector<ListedPrinter> printers)
+{
+    auto fresh = std::make_shared<Index>();
+    fresh->printers = std::move(printers);
+    for (const auto& entry : m_rosters) {
+        fresh->discovered.insert(fresh->discovered.end(), entry.second.begin(), entry.second.end());
     }
-    return fresh; // the old index dies after the lock
+    fresh->byName.reserve(fresh->printers.size() + fresh->discovered.size());
+    for (const ListedPrinter& printer : fresh->printers) { // the first of equal names stays
+        fresh->byName.emplace(printer.printerName,
+                              printer.address ? m_targets.find(*printer.address)->second : m_nowhere);
+    }
+    for (const DiscoveredPrinter& printer : fresh->discovered) {
+        fresh->byName.emplace(printer.name, printer.target);
+    }
+    m_listRendered = false;
+    std::shared_ptr<const Index> shared = std::move(fresh);
+    const WriteLock lock(m_indexGate);
+    m_index.swap(shared); // the old one dies after the lock
+}
+
+std::shared_ptr<const Library::Index> Library::index() const
+{
+    const ReadLock lock(m_indexGate);
+    return m_index;
+}
+
+// Tells the engine what to look for, once the program has had its chance to set options.
+void Library::orderDiscoveries()
+{
+    const bool usb = m_exchanged && m_usbEnabled && m_usbWanted;
+    const bool cups = m_exchanged && m_cupsWanted;
+    if (usb != m_findsUsb) {
+        m_findsUsb = usb;
+        m_engine.discover(engine::Discovery::Usb, usb);
+    }
+    if (cups != m_findsCups) {
+        m_findsCups = cups;
+        m_engine.discover(engine::Discovery::Cups, cups);
+    }
 }
 
 Library::TargetPtr Library::newTarget(std::uint32_t address)
 {
     auto target = std::make_shared<Target>(m_config.addressFor(address),
                                            rememberedSnapshot(m_cache.find(address)), m_clock->now());
-    if (m_snmpEnabled) {
-        m_engine.watch(kSnmpBackend, target);
+    if (m_networkEnabled) {
+        m_engine.watch(kNetworkBackend, target);
+    }
+    if (m_networkEnabled && m_ippEnabled) {
+        m_engine.watch(kIppBackend, target);
     }
     return target;
 }
@@ -211,6 +267,9 @@ void Library::awaitFirstMeeting(const std::vector<TargetPtr>& fresh)
 
 void Library::rememberIdentity(const Target& target)
 {
+    if (target.address().endpoint.address == 0) {
+        return; // found, not named: its back-end knows it again
+    }
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
     const device::DeviceStatus picture = snapshot->picture.unpacked();
     if (m_cache.remember(target.address().endpoint.address,
@@ -223,6 +282,8 @@ void Library::rememberIdentity(const Target& target)
 std::string Library::printerList()
 {
     const MutexLock lock(m_mutex);
+    m_exchanged = true;
+    orderDiscoveries();
     if (!m_listRendered) {
         m_listDocument = renderList();
         m_listRendered = true;
@@ -232,11 +293,7 @@ std::string Library::printerList()
 
 std::string Library::renderList() const
 {
-    std::shared_ptr<const Index> index;
-    {
-        const ReadLock lock(m_indexGate);
-        index = m_index;
-    }
+    const std::shared_ptr<const Index> index = this->index();
     std::string out = "[";
     for (const ListedPrinter& printer : index->printers) {
         const Identity* identity = printer.address ? m_cache.find(*printer.address) : nullptr;
@@ -245,6 +302,12 @@ std::string Library::renderList() const
         }
         appendListed(out, printer, identity != nullptr ? identity->model : std::string_view(),
                      identity != nullptr ? identity->description : std::string_view());
+    }
+    for (const DiscoveredPrinter& printer : index->discovered) {
+        if (out.size() > 1) {
+            out += ',';
+        }
+        catalog::appendListed(out, printer);
     }
     out += ']';
     return out;
@@ -321,6 +384,13 @@ void Library::targetChanged(Target& target)
         rememberIdentity(target);
     }
     m_meeting.notifyAll();
+}
+
+void Library::rosterChanged(engine::Discovery discovery, std::vector<DiscoveredPrinter> roster)
+{
+    const MutexLock lock(m_mutex);
+    m_rosters[discovery] = std::move(roster);
+    publishIndex(index()->printers);
 }
 
 TimePoint Library::housekeeping(TimePoint now)

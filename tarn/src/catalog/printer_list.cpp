@@ -21,6 +21,30 @@ ListedPrinter parseElement(const Json::Value& element)
     return printer;
 }
 
+struct Element
+{
+    std::string_view description;
+    std::string_view ip;
+    bool isUsbPrinter;
+    std::string_view manufacturer;
+    std::string_view model;
+    std::string_view printerName;
+    std::string_view uuid;
+};
+
+void appendElement(std::string& out, const Element& element)
+{
+    out += '{';
+    appendJsonMember(out, "description", element.description);
+    appendJsonMember(out, "ip", element.ip);
+    out += element.isUsbPrinter ? ",\"isUsbPrinter\":true" : ",\"isUsbPrinter\":false";
+    appendJsonMember(out, "manufacturer", element.manufacturer);
+    appendJsonMember(out, "model", element.model);
+    appendJsonMember(out, "printerName", element.printerName);
+    appendJsonMember(out, "uuid", element.uuid);
+    out += '}';
+}
+
 } // namespace
 
 std::optional<std::vector<ListedPrinter>> parsePrinterList(std::string_view text)
@@ -40,15 +64,15 @@ std::optional<std::vector<ListedPrinter>> parsePrinterList(std::string_view text
 void appendListed(std::string& out, const ListedPrinter& printer, std::string_view detectedModel,
                   std::string_view description)
 {
-    out += '{';
-    appendJsonMember(out, "description", description);
-    appendJsonMember(out, "ip", printer.ip);
-    out += ",\"isUsbPrinter\":false";
-    appendJsonMember(out, "manufacturer", printer.manufacturer);
-    appendJsonMember(out, "model", detectedModel.empty() ? std::string_view(printer.model) : detectedModel);
-    appendJsonMember(out, "printerName", printer.printerName);
-    appendJsonMember(out, "uuid", "");
-    out += '}';
+    const std::string_view model = detectedModel.empty() ? std::string_view(printer.model) : detectedModel;
+    appendElement(out,
+                  {description, printer.ip, false, printer.manufacturer, model, printer.printerName, ""});
+}
+
+void appendListed(std::string& out, const engine::DiscoveredPrinter& printer)
+{
+    appendElement(out, {printer.description, printer.ip, printer.isUsb, printer.manufacturer, printer.model,
+                        printer.name, printer.uuid});
 }
 
 } // namespace tarn::catalog

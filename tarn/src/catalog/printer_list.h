@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tarn/src/engine/backend.h"
+
 namespace tarn::catalog {
 
 // One printer as tarn_setPrinterList named it, byte for byte.
@@ -23,8 +25,10 @@ struct ListedPrinter
 // sent.
 std::optional<std::vector<ListedPrinter>> parsePrinterList(std::string_view text);
 
-// Appends the element of the list document that tells of the printer.
+// Appends the element of the list document that tells of a printer that was named.
 void appendListed(std::string& out, const ListedPrinter& printer, std::string_view detectedModel,
                   std::string_view description);
+// The same of one that was found.
+void appendListed(std::string& out, const engine::DiscoveredPrinter& printer);
 
 } // namespace tarn::catalog

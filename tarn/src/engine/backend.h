@@ -1,19 +1,43 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/target.h"
 
 namespace tarn::engine {
 
-// Told by a back-end, on the engine's thread, after target.snapshot() has changed or target.isMet() became
-// true.
+// What printers are looked for, beyond those that are named.
+enum class Discovery
+{
+    Usb,
+    Cups,
+};
+
+// A printer that nobody named. Its target is made, and asked, by the back-end that found it.
+struct DiscoveredPrinter
+{
+    std::string name; // under which it is opened; the same whenever it is met
+    std::string manufacturer;
+    std::string model;
+    std::string description;
+    std::string uuid;
+    std::string ip;
+    bool isUsb = false;
+    std::shared_ptr<Target> target;
+};
+
+// Told by a back-end, on the engine's thread.
 class BackendListener
 {
 public:
     virtual ~BackendListener() = default;
+    // target.snapshot() has changed, or target.isMet() became true.
     virtual void targetChanged(Target& target) = 0;
+    // These are now all the printers that the discovery finds, in the order in which they are to be listed.
+    virtual void rosterChanged(Discovery discovery, std::vector<DiscoveredPrinter> roster) = 0;
 };
 
 // Backend is one way of reaching printers. It publishes snapshots into the targets that it watches and never
@@ -29,7 +53,7 @@ class Backend
 public:
     virtual ~Backend() = default;
 
-    // As "enable_backends" spells it.
+    // Under which targets are handed to it. Back-ends may share one: each takes the targets that concern it.
     virtual const char* name() const = 0;
     virtual void watch(std::shared_ptr<Target> target) = 0;
     virtual void unwatch(const Target& target) = 0;
@@ -37,6 +61,10 @@ public:
     virtual void wake(const Target& target) = 0;
     // The machine slept, or its network changed: what is under way is void.
     virtual void networkChanged() = 0;
+    // A target, perhaps one that is watched here, has a new snapshot, from this back-end or another.
+    virtual void targetReported(Target& /*target*/) {}
+    // Begins or ends to look for printers that nobody named; when it ends, the roster becomes empty.
+    virtual void discover(Discovery /*discovery*/, bool /*on*/) {}
 
     // Does everything that is due, without waiting.
     virtual void run() = 0;

@@ -101,6 +101,24 @@ void Engine::wake(std::shared_ptr<Target> target)
     give({Verb::Wake, {}, std::move(target)});
 }
 
+void Engine::discover(Discovery discovery, bool on)
+{
+    give({on ? Verb::Discover : Verb::DiscoverNoMore, {}, nullptr, discovery});
+}
+
+void Engine::targetChanged(Target& target)
+{
+    for (const auto& backend : m_backends) {
+        backend->targetReported(target);
+    }
+    m_listener.targetChanged(target);
+}
+
+void Engine::rosterChanged(Discovery discovery, std::vector<DiscoveredPrinter> roster)
+{
+    m_listener.rosterChanged(discovery, std::move(roster));
+}
+
 void Engine::give(Order order)
 {
     const MutexLock lock(m_mutex);
@@ -173,6 +191,10 @@ void Engine::carryOut(const Order& order)
             break;
         case Verb::Wake:
             backend->wake(*order.target);
+            break;
+        case Verb::Discover:
+        case Verb::DiscoverNoMore:
+            backend->discover(order.discovery, order.verb == Verb::Discover);
             break;
         }
     }

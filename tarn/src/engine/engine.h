@@ -27,13 +27,15 @@ public:
 //  (1) Back-ends are touched by the engine's thread only, from start() to stop().
 //  (2) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
 //  (3) After stop() no thread of the engine runs, and no target is watched.
-// Threading: start() and stop() by the owner; the others from any thread.
-// Ownership: owns the back-ends; borrows clock and listener, which must outlive it.
-class Engine final
+//  (4) Every back-end hears of what any of them reports, before the listener does.
+// Threading: start() and stop() by the owner; those of BackendListener by the back-ends; the others from any
+// thread. Ownership: owns the back-ends, whose listener it is; borrows clock and listener, which must outlive
+// it.
+class Engine final : public BackendListener
 {
 public:
     Engine(const Clock& clock, EngineListener& listener);
-    ~Engine();
+    ~Engine() override;
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 
@@ -44,10 +46,14 @@ public:
     // Ends the thread and waits for it; does nothing when it does not run.
     void stop();
 
-    // The target is watched by the back-end of that name; of an unknown name nothing comes of it.
+    // The target is watched by the back-ends of that name; of an unknown name nothing comes of it.
     void watch(const std::string& backend, std::shared_ptr<Target> target);
     void unwatch(std::shared_ptr<Target> target);
     void wake(std::shared_ptr<Target> target);
+    void discover(Discovery discovery, bool on);
+
+    void targetChanged(Target& target) override;
+    void rosterChanged(Discovery discovery, std::vector<DiscoveredPrinter> roster) override;
 
 private:
     enum class Verb
@@ -55,12 +61,15 @@ private:
         Watch,
         Unwatch,
         Wake,
+        Discover,
+        DiscoverNoMore,
     };
     struct Order
     {
         Verb verb;
-        std::string backend;
-        std::shared_ptr<Target> target;
+        std::string backend;            // Watch
+        std::shared_ptr<Target> target; // Watch, Unwatch, Wake
+        Discovery discovery = Discovery::Usb;
     };
 
     void give(Order order) TARN_EXCLUDES(m_mutex);

@@ -33,11 +33,27 @@ std::shared_ptr<Snapshot> render(const device::DeviceStatus& picture)
 
 } // namespace
 
-std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, const char* source)
+FieldWays fieldWaysOf(const device::DeviceStatus& picture, Way way)
+{
+    FieldWays ways{};
+    for (std::size_t i = 0; i < ways.size(); ++i) {
+        ways[i] = device::tells(picture, static_cast<device::PictureField>(i)) ? way : Way::None;
+    }
+    return ways;
+}
+
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, Way way)
+{
+    return onlineSnapshot(picture, way, fieldWaysOf(picture, way));
+}
+
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, Way way,
+                                               const FieldWays& fieldWays)
 {
     std::shared_ptr<Snapshot> snapshot = render(picture);
     snapshot->online = true;
-    snapshot->source = source;
+    snapshot->way = way;
+    snapshot->fieldWays = fieldWays;
     snapshot->state = device::stateCode(picture);
     snapshot->stateMessage = device::stateMessage(picture);
     snapshot->stateMessage.shrink_to_fit();

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tarn/src/device/kept_picture.h"
+#include "tarn/src/engine/way.h"
 
 namespace tarn::engine {
 
@@ -13,15 +14,22 @@ struct Snapshot
     bool online = false;
     int state = 2;
     int totalPages = -1;
-    const char* source = ""; // the back-end that made the picture; a literal
+    Way way = Way::None; // the way the state came, or would come
+    FieldWays fieldWays{};
     std::string serialNumber;
     std::string stateMessage;
     std::string info;
     device::KeptPicture picture;
 };
 
-// Renders the picture of a printer that answers.
-std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, const char* source);
+// Renders the picture of a printer that answers, all of which came by one way.
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, Way way);
+// The same where some fields came by others.
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, Way way,
+                                               const FieldWays& fieldWays);
+
+// For each field that the picture tells of: way; for the others None.
+FieldWays fieldWaysOf(const device::DeviceStatus& picture, Way way);
 
 // The same printer, which cannot be reached: state 2 and no message, everything else of the last good
 // picture.

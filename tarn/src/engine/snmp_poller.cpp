@@ -138,7 +138,7 @@ void SnmpPoller::deadlinePassed(SnmpPeer& peer)
 
 bool SnmpPoller::putAside(SnmpPeer& peer)
 {
-    if (!peer.target->putAside(m_now - kUnopened)) {
+    if (!peer.target->putAside(Way::Snmp, m_now - kUnopened)) {
         return false;
     }
     dropRequest(peer);
@@ -206,7 +206,7 @@ void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
 void SnmpPoller::publishOutcome(SnmpPeer& peer, ReadOutcome outcome)
 {
     Target& target = *peer.target;
-    const bool wasOnline = target.snapshot()->online;
+    const bool wasOnline = target.answers(Way::Snmp);
     const bool metNow = !target.isMet();
     if (outcome != ReadOutcome::Changed && wasOnline && !metNow) {
         return;
@@ -214,7 +214,7 @@ void SnmpPoller::publishOutcome(SnmpPeer& peer, ReadOutcome outcome)
     const std::shared_ptr<const device::DeviceStatus> status = peer.dialogue->status();
     peer.liveliness = livelinessOf(status.get());
     // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
-    target.publish(onlineSnapshot(status ? *status : target.snapshot()->picture.unpacked(), name()));
+    target.report(Way::Snmp, status ? *status : target.pictureBy(Way::Snmp));
     target.markMet();
     m_listener.targetChanged(target);
 }
@@ -231,7 +231,7 @@ void SnmpPoller::rest(SnmpPeer& peer)
 void SnmpPoller::becomeOffline(SnmpPeer& peer)
 {
     Target& target = *peer.target;
-    target.publish(offlineSnapshot(*target.snapshot()));
+    target.reportSilent(Way::Snmp);
     target.markMet();
     m_listener.targetChanged(target);
 }

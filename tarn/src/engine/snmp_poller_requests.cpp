@@ -94,9 +94,9 @@ void SnmpPoller::heard(SnmpPeer& peer)
     peer.silence.answered(m_now - peer.firstSent);
     dropRequest(peer);
     target.markAnswered(m_now);
-    if (peer.knowledge == VersionKnowledge::Settled && target.isMet() && !target.snapshot()->online) {
+    if (peer.knowledge == VersionKnowledge::Settled && target.isMet() && !target.answers(Way::Snmp)) {
         // Back at the first answer, with the last good picture until this conversation has a new one.
-        target.publish(onlineSnapshot(target.snapshot()->picture.unpacked(), name()));
+        target.report(Way::Snmp, target.pictureBy(Way::Snmp));
         m_listener.targetChanged(target);
     }
 }

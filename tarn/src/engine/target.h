@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <optional>
@@ -27,11 +28,16 @@ struct SnmpAddress
     std::shared_ptr<const std::string> community; // never null; shared by all that have the same
 };
 
-// Target is one printer that a back-end watches: what the callers of the ABI and the engine share about it.
+// Target is one printer that back-ends watch: what the callers of the ABI and the engine share about it.
+//
+// Several back-ends may reach the same printer. Each reports what it reads; the snapshot is made of the
+// picture of the first way that answers, in the order of Way, with what that does not tell taken from the
+// others.
 //
 // Invariants
 //  (1) snapshot() is never null.
-//  (2) Whoever opens a target that the engine has put aside is told so exactly once, by markOpened().
+//  (2) Whoever opens a target that a back-end has put aside is told so exactly once, by markOpened().
+//  (3) Without m_reports no more than one way has reported a picture: that of the snapshot.
 // Threading: any thread, but where a function says engine.
 class Target final
 {
@@ -50,12 +56,15 @@ public:
         const MutexLock lock(m_mutex);
         return m_snapshot;
     }
-    // Engine.
-    void publish(std::shared_ptr<const Snapshot> snapshot)
-    {
-        const MutexLock lock(m_mutex);
-        m_snapshot.swap(snapshot); // the old one dies after the lock
-    }
+
+    // Engine: the printer answers by that way, and this is its picture.
+    void report(Way way, const device::DeviceStatus& picture);
+    // Engine: it does not, or does no longer. What it said last stays known.
+    void reportSilent(Way way);
+    // Engine: whether it answered by that way when that was last reported.
+    bool answers(Way way) const;
+    // Engine: what it said by that way, or what is remembered of a printer that said nothing yet by any.
+    device::DeviceStatus pictureBy(Way way) const;
 
     // When the printer answered last; nothing before the first answer.
     std::optional<TimePoint> lastAnswer() const
@@ -70,19 +79,20 @@ public:
     bool markOpened(TimePoint now)
     {
         m_lastOpened.store(count(now));
-        return m_aside.load() && m_aside.exchange(false);
+        return m_aside.load() != 0 && m_aside.exchange(0) != 0;
     }
     TimePoint lastOpened() const { return TimePoint(Milliseconds(m_lastOpened.load())); }
-    // Engine: puts the target aside unless it was opened since the given time. The order of the two steps,
-    // mirrored in markOpened(), is what keeps an opening from being lost.
-    bool putAside(TimePoint unlessOpenedSince)
+    // Engine: the back-end of that way puts the target aside unless it was opened since the given time. The
+    // order of the two steps, mirrored in markOpened(), is what keeps an opening from being lost.
+    bool putAside(Way way, TimePoint unlessOpenedSince)
     {
-        m_aside.store(true);
+        const auto mark = static_cast<std::uint8_t>(1u << static_cast<unsigned>(way));
+        m_aside.fetch_or(mark);
         if (lastOpened() < unlessOpenedSince) {
             return true;
         }
         // Where markOpened() was quicker it has told the engine, which then finds a target that is not aside.
-        m_aside.store(false);
+        m_aside.fetch_and(static_cast<std::uint8_t>(~mark));
         return false;
     }
 
@@ -92,13 +102,31 @@ public:
     void markMet() { m_met.store(true, std::memory_order_release); }
 
 private:
+    // What one of several ways said last.
+    struct Report
+    {
+        device::KeptPicture picture;
+        bool answers = false;
+        bool known = false; // it said something once
+    };
+    using Reports = std::array<Report, kWayCount>;
+
+    Reports& reports();
+    void publishReports();
+    void publish(std::shared_ptr<const Snapshot> snapshot)
+    {
+        const MutexLock lock(m_mutex);
+        m_snapshot.swap(snapshot); // the old one dies after the lock
+    }
+
     static std::int64_t count(TimePoint time) { return time.time_since_epoch().count(); }
 
     const SnmpAddress m_address;
     std::atomic<std::int64_t> m_lastOpened;
     std::atomic<std::int64_t> m_lastAnswer{-1};
-    std::atomic<bool> m_aside{false};
+    std::atomic<std::uint8_t> m_aside{0}; // a bit for each way
     std::atomic<bool> m_met{false};
+    std::unique_ptr<Reports> m_reports; // the engine's thread only
     mutable Mutex m_mutex;
     std::shared_ptr<const Snapshot> m_snapshot TARN_GUARDED_BY(m_mutex);
 };

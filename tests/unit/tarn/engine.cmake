@@ -6,6 +6,7 @@ kel_add_gtest(tarn_engine_test
             engine/polling_scenarios_test.cpp
             engine/simulated_network.cpp
             engine/small_parts_test.cpp
+            engine/target_test.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_library_test
     SOURCES api/library_test.cpp api/loopback_agent.cpp engine/fake_dialogue.cpp

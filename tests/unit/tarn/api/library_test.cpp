@@ -44,7 +44,8 @@ protected:
                              std::make_unique<engine::UdpPort>(),
                              engine::test::fakeDialogues(),
                              catalog::Config(),
-                             scratch.path("cache/tarn/identities.json")};
+                             scratch.path("cache/tarn/identities.json"),
+                             backends};
         std::string why;
         EXPECT_TRUE(parts.config.parse(configuration, why)) << why;
         auto library = std::make_unique<Library>(std::move(parts));
@@ -77,7 +78,93 @@ protected:
     }
 
     test::ScratchDirectory scratch;
+    std::vector<Library::BackendMaker> backends;
 };
+
+// Finds two printers on the bus as soon as it is told to look.
+class FakeBus final : public engine::Backend
+{
+public:
+    FakeBus(const Clock& clock, engine::BackendListener& listener) : m_clock(clock), m_listener(listener) {}
+    const char* name() const override { return "smusb"; }
+    void watch(std::shared_ptr<engine::Target>) override {}
+    void unwatch(const engine::Target&) override {}
+    void wake(const engine::Target&) override {}
+    void networkChanged() override {}
+    void run() override {}
+    TimePoint nextDeadline() const override { return kNever; }
+    int descriptor() const override { return -1; }
+    void discover(engine::Discovery discovery, bool on) override
+    {
+        if (discovery == engine::Discovery::Usb) {
+            m_listener.rosterChanged(discovery, on ? roster() : std::vector<engine::DiscoveredPrinter>());
+        }
+    }
+
+private:
+    std::vector<engine::DiscoveredPrinter> roster() const
+    {
+        std::vector<engine::DiscoveredPrinter> out;
+        for (const char* name : {"Maker One S1", "named"}) {
+            device::DeviceStatus picture;
+            picture.model = "One";
+            picture.activity = device::Activity::Idle;
+            auto target = std::make_shared<engine::Target>(
+                engine::SnmpAddress{
+                    {0, 0}, engine::VersionChoice::Auto, std::make_shared<const std::string>()},
+                engine::unmetSnapshot(picture), m_clock.now());
+            target->report(engine::Way::Usb, picture);
+            out.push_back({name, "Maker", "One", "a printer", "u-1", "", true, target});
+        }
+        return out;
+    }
+
+    const Clock& m_clock;
+    engine::BackendListener& m_listener;
+};
+
+TEST_F(LibraryTest, DiscoveredPrintersFollowTheNamedOnesAndGoWhenDiscoveryEnds)
+{
+    backends.emplace_back([](const Clock& clock, Random&, engine::BackendListener& listener) {
+        return std::make_unique<FakeBus>(clock, listener);
+    });
+    const auto library = start(kDeadPort);
+    ASSERT_EQ(library->setPrinterList(R"([{"printerName":"named","ip":"127.42.1.2"}])"), TARN_OK);
+    ASSERT_TRUE(eventually([&] { return listOf(*library).size() == 3; }));
+    const Json::Value found = listOf(*library)[1];
+    EXPECT_EQ(found["printerName"], "Maker One S1");
+    EXPECT_EQ(found["isUsbPrinter"], true);
+    EXPECT_EQ(found["manufacturer"], "Maker");
+    EXPECT_EQ(found["model"], "One");
+    EXPECT_EQ(found["uuid"], "u-1");
+    EXPECT_EQ(listOf(*library)[0]["isUsbPrinter"], false);
+    OpenedPrinter opened;
+    ASSERT_EQ(library->open("Maker One S1", opened), TARN_OK);
+    EXPECT_EQ(opened.snapshot->way, engine::Way::Usb);
+    ASSERT_EQ(library->open("named", opened), TARN_OK);
+    EXPECT_EQ(opened.snapshot->way, engine::Way::None); // the one that was named has the name
+    // Another list leaves them alone.
+    ASSERT_EQ(library->setPrinterList("[]"), TARN_OK);
+    EXPECT_EQ(listOf(*library).size(), 2U);
+    ASSERT_EQ(library->setOptions(R"({"enable_usb_printer_discovery":false})"), TARN_OK);
+    ASSERT_TRUE(eventually([&] { return listOf(*library).empty(); }));
+    EXPECT_EQ(library->open("Maker One S1", opened), TARN_E_UNKNOWN);
+    ASSERT_EQ(library->setOptions(R"({"enable_usb_printer_discovery":true})"), TARN_OK);
+    EXPECT_TRUE(eventually([&] { return listOf(*library).size() == 2; }));
+}
+
+TEST_F(LibraryTest, NothingIsDiscoveredThatTheOptionsSwitchOffBeforeTheFirstList)
+{
+    backends.emplace_back([](const Clock& clock, Random&, engine::BackendListener& listener) {
+        return std::make_unique<FakeBus>(clock, listener);
+    });
+    for (const char* options : {R"({"enable_backends":"sm"})", R"({"enable_usb_printer_discovery":false})"}) {
+        const auto library = start(kDeadPort);
+        ASSERT_EQ(library->setOptions(options), TARN_OK);
+        ASSERT_EQ(library->setPrinterList(R"([{"printerName":"a","ip":"127.42.1.2"}])"), TARN_OK); // 250 ms
+        EXPECT_EQ(listOf(*library).size(), 1U) << options;
+    }
+}
 
 TEST_F(LibraryTest, AnsweringPrinterIsInTheListWithItsModelAndOpensOnline)
 {
@@ -89,7 +176,7 @@ TEST_F(LibraryTest, AnsweringPrinterIsInTheListWithItsModelAndOpensOnline)
     ASSERT_EQ(library->open("a", opened), TARN_OK);
     EXPECT_TRUE(opened.snapshot->online);
     EXPECT_GE(opened.ageMs, 0);
-    EXPECT_STREQ(opened.snapshot->source, "sm");
+    EXPECT_EQ(opened.snapshot->way, engine::Way::Snmp);
 }
 
 TEST_F(LibraryTest, FirstListReturnsBeforeItsTimeWithTheModelWhenEverybodyHasAnswered)

@@ -8,6 +8,7 @@
 #include "tarn/src/base/files.h"
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/base/json_text.h"
+#include "tarn/src/base/shared_object.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn {
@@ -116,6 +117,30 @@ TEST(Files, ReaderSeesTheOldOrTheNewTextNeverAMixture)
         ASSERT_TRUE(seen.text == one || seen.text == two) << seen.text.size();
     }
     writer.join();
+}
+
+TEST(SharedObject, BindsWhatIsThereAndNamesWhatIsMissing)
+{
+    SharedObject math("libm.so.6");
+    double (*cosine)(double) = nullptr;
+    math.bind(cosine, "cos");
+    ASSERT_TRUE(math.isUsable()) << math.complaint();
+    EXPECT_EQ(cosine(0), 1);
+    void (*none)() = nullptr;
+    math.bind(none, "no_such_function");
+    EXPECT_EQ(none, nullptr);
+    EXPECT_FALSE(math.isUsable());
+    EXPECT_EQ(math.complaint(), "it has no no_such_function");
+}
+
+TEST(SharedObject, MissingLibraryIsNotUsableAndSaysWhich)
+{
+    SharedObject missing("libno-such-library.so.1");
+    void (*none)() = &std::abort;
+    missing.bind(none, "anything");
+    EXPECT_EQ(none, nullptr);
+    EXPECT_FALSE(missing.isUsable());
+    EXPECT_NE(missing.complaint().find("libno-such-library.so.1"), std::string::npos);
 }
 
 TEST(Files, RelativePlacesOfTheEnvironmentAreIgnored)

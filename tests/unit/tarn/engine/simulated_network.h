@@ -114,6 +114,7 @@ public:
     }
 
     void targetChanged(Target& target) override;
+    void rosterChanged(Discovery, std::vector<DiscoveredPrinter>) override {}
 
     SimulatedClock clock;
     SeededRandom random;

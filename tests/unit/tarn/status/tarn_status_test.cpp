@@ -60,6 +60,27 @@ TEST(CommandLine, AddressesAListOrANetworkExcludeEachOther)
     }
 }
 
+TEST(CommandLine, WhatIsDiscoveredStandsAloneOrBesideTheOthers)
+{
+    EXPECT_TRUE(parse({"--usb"}).usb);
+    EXPECT_EQ(parse({"--usb"}).action, Options::Action::Show);
+    EXPECT_TRUE(parse({"-c", "10.0.0.1"}).cups);
+    EXPECT_EQ(parse({"-c", "10.0.0.1"}).addresses.size(), 1u);
+    EXPECT_FALSE(parse({"10.0.0.1"}).usb);
+    EXPECT_EQ(parse({"--usb", "--list", "file", "10.0.0.1"}).action, Options::Action::Usage);
+}
+
+TEST(Ways, AreShownOnceAndThoseOfSingleFieldsBehindIt)
+{
+    Reading reading = goodReading();
+    reading.sources = json(R"({"state":"sm","model":"sm","serial":"ipp","trays":"ipp"})");
+    const std::string table = tableReport({reading}, false);
+    EXPECT_NE(table.find("(sm; ipp: serial, trays)"), std::string::npos) << table;
+    EXPECT_EQ(jsonReport({reading})["printers"][0]["sources"], reading.sources);
+    reading.sources = json(R"({"state":"sm"})");
+    EXPECT_NE(tableReport({reading}, false).find("(sm)"), std::string::npos);
+}
+
 TEST(CommandLine, OptionsMayStandAnywhereAndBeShort)
 {
     const Options options = parse({"10.0.0.1", "-j", "-w0.5", "-t", "1.5"});

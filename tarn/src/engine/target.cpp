@@ -1,0 +1,96 @@
+#include "tarn/src/engine/target.h"
+
+namespace tarn::engine {
+
+namespace {
+
+std::size_t placeOf(Way way)
+{
+    return static_cast<std::size_t>(way);
+}
+
+} // namespace
+
+// Begins to keep the ways apart.
+Target::Reports& Target::reports()
+{
+    if (!m_reports) {
+        m_reports = std::make_unique<Reports>();
+        const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
+        if (snapshot->way != Way::None) {
+            (*m_reports)[placeOf(snapshot->way)] = {snapshot->picture, snapshot->online, true};
+        }
+    }
+    return *m_reports;
+}
+
+void Target::report(Way way, const device::DeviceStatus& picture)
+{
+    if (!m_reports) {
+        const Way before = snapshot()->way;
+        if (before == way || before == Way::None) {
+            publish(onlineSnapshot(picture, way));
+            return;
+        }
+    }
+    reports()[placeOf(way)] = {device::KeptPicture(picture), true, true};
+    publishReports();
+}
+
+void Target::reportSilent(Way way)
+{
+    const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
+    if (m_reports) {
+        (*m_reports)[placeOf(way)].answers = false;
+        publishReports();
+    } else if (snapshot->way == way || snapshot->way == Way::None) {
+        publish(offlineSnapshot(*snapshot));
+    }
+}
+
+bool Target::answers(Way way) const
+{
+    if (m_reports) {
+        return (*m_reports)[placeOf(way)].answers;
+    }
+    const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
+    return snapshot->online && snapshot->way == way;
+}
+
+device::DeviceStatus Target::pictureBy(Way way) const
+{
+    if (m_reports) {
+        return (*m_reports)[placeOf(way)].picture.unpacked();
+    }
+    const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
+    return snapshot->way == way || snapshot->way == Way::None ? snapshot->picture.unpacked()
+                                                              : device::DeviceStatus();
+}
+
+void Target::publishReports()
+{
+    std::size_t first = 0;
+    while (first < kWayCount && !(*m_reports)[first].answers) {
+        ++first;
+    }
+    if (first == kWayCount) {
+        publish(offlineSnapshot(*snapshot()));
+        return;
+    }
+    device::DeviceStatus picture = (*m_reports)[first].picture.unpacked();
+    FieldWays ways = fieldWaysOf(picture, static_cast<Way>(first));
+    for (std::size_t other = 0; other < kWayCount; ++other) {
+        if (other == first || !(*m_reports)[other].known) {
+            continue;
+        }
+        const device::DeviceStatus more = (*m_reports)[other].picture.unpacked();
+        for (std::size_t field = 0; field < ways.size(); ++field) {
+            if (device::takeMissing(picture, more, static_cast<device::PictureField>(field))) {
+                ways[field] = static_cast<Way>(other);
+            }
+        }
+    }
+    publish(onlineSnapshot(picture, static_cast<Way>(first), ways));
+}
+
+} // namespace tarn::engine
