@@ -7,7 +7,7 @@
 #include <string>
 
 #include "tarn/src/device/rendering.h"
-#include "tarn/src/snmp/charset.h"
+#include "tarn/src/device/text.h"
 #include "tarn/src/snmp/columns.h"
 #include "tarn/src/snmp/quirks.h"
 #include "tests/support/recorded_agent.h"
@@ -122,11 +122,11 @@ void require(bool holds)
 void check(const device::DeviceStatus& status)
 {
     const std::string message = device::stateMessage(status);
-    require(snmp::isValidUtf8(message) && !message.empty());
+    require(device::isValidUtf8(message) && !message.empty());
     const auto hyphens = std::count(message.begin(), message.end(), '-');
     require(hyphens == static_cast<std::ptrdiff_t>(status.alerts.size()));
     for (const std::string& document : {device::infoDocument(status), device::detailDocument(status)}) {
-        require(snmp::isValidUtf8(document));
+        require(device::isValidUtf8(document));
         Json::CharReaderBuilder builder;
         const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
         Json::Value root;

@@ -1,5 +1,6 @@
 target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/alert_texts.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/device_id.cpp
     ${CMAKE_CURRENT_LIST_DIR}/device_status.cpp
     ${CMAKE_CURRENT_LIST_DIR}/kept_picture.cpp
     ${CMAKE_CURRENT_LIST_DIR}/picture_field.cpp

@@ -46,7 +46,106 @@ char32_t foldOne(char32_t point)
     return in(0xFF01, 0xFF5E) ? point - 0xFEE0 : point;
 }
 
+bool isControl(std::string_view text, std::size_t at, std::size_t& length)
+{
+    const auto first = static_cast<std::uint8_t>(text[at]);
+    length = 1;
+    if (first < 0x20 || first == 0x7F) {
+        return true;
+    }
+    if (first == 0xC2 &&
+        at + 1 < text.size()) { // U+0080 to U+00A0: C1 controls and the blank that does not break
+        length = static_cast<std::uint8_t>(text[at + 1]) <= 0xA0 ? 2 : 1;
+        return length == 2;
+    }
+    if (first == 0xEF && text.compare(at, 3, "\xEF\xBB\xBF") == 0) { // byte order mark
+        length = 3;
+        return true;
+    }
+    return false;
+}
+
+std::string tidy(std::string_view text)
+{
+    std::string out;
+    bool blank = false;
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t length = 1;
+        if (isControl(text, i, length) || text[i] == ' ') {
+            blank = true;
+            i += length;
+            continue;
+        }
+        if (blank && !out.empty()) {
+            out.push_back(' ');
+        }
+        blank = false;
+        out.push_back(text[i++]);
+    }
+    return out;
+}
+
 } // namespace
+
+bool isValidUtf8(std::string_view octets)
+{
+    for (std::size_t i = 0; i < octets.size();) {
+        const auto first = static_cast<std::uint8_t>(octets[i]);
+        std::size_t length = 1;
+        std::uint32_t point = first;
+        std::uint32_t least = 0;
+        if (first >= 0xF0 && first <= 0xF4) {
+            length = 4;
+            point = first & 0x07;
+            least = 0x10000;
+        } else if (first >= 0xE0 && first < 0xF0) {
+            length = 3;
+            point = first & 0x0F;
+            least = 0x800;
+        } else if (first >= 0xC2 && first < 0xE0) {
+            length = 2;
+            point = first & 0x1F;
+            least = 0x80;
+        } else if (first >= 0x80) {
+            return false;
+        }
+        if (octets.size() - i < length) {
+            return false;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<std::uint8_t>(octets[i + k]);
+            if ((next & 0xC0) != 0x80) {
+                return false;
+            }
+            point = (point << 6) | (next & 0x3F);
+        }
+        if (point < least || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
+            return false;
+        }
+        i += length;
+    }
+    return true;
+}
+
+std::string fromLatin1(std::string_view octets)
+{
+    std::string out;
+    for (const char octet : octets) {
+        const auto value = static_cast<std::uint8_t>(octet);
+        if (value < 0x80) {
+            out.push_back(octet);
+        } else {
+            out.push_back(static_cast<char>(0xC0 | (value >> 6)));
+            out.push_back(static_cast<char>(0x80 | (value & 0x3F)));
+        }
+    }
+    return out;
+}
+
+std::string tidyText(std::string_view octets)
+{
+    return isValidUtf8(octets) ? tidy(octets) : tidy(fromLatin1(octets));
+}
 
 std::u32string toCodePoints(std::string_view utf8)
 {

@@ -17,6 +17,16 @@ inline std::u32string folded(std::string_view utf8)
     return foldCase(toCodePoints(utf8));
 }
 
+// Whether the octets are well-formed UTF-8 (RFC 3629: no overlong forms, no surrogates, at most U+10FFFF).
+bool isValidUtf8(std::string_view octets);
+
+// Every octet is a character.
+std::string fromLatin1(std::string_view octets);
+
+// A text of a device, fit to be shown: octets that are no valid UTF-8 are read as Latin-1, control characters
+// become blanks, blanks at both ends go, several become one.
+std::string tidyText(std::string_view octets);
+
 // Fit for one item of the state message: control characters become blanks, and the hyphen, which separates
 // the items there, becomes its full-width twin.
 std::string itemText(std::string_view utf8);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <mutex>
 
+#include "tarn/src/device/text.h"
+
 namespace tarn::snmp {
 
 namespace {
@@ -99,21 +101,6 @@ std::optional<std::string> convert(const std::string& octets, const char* from)
     return converters.convert(octets, from);
 }
 
-std::string fromLatin1(const std::string& octets)
-{
-    std::string out;
-    for (const char octet : octets) {
-        const auto value = static_cast<std::uint8_t>(octet);
-        if (value < 0x80) {
-            out.push_back(octet);
-        } else {
-            out.push_back(static_cast<char>(0xC0 | (value >> 6)));
-            out.push_back(static_cast<char>(0x80 | (value & 0x3F)));
-        }
-    }
-    return out;
-}
-
 bool isAscii(const std::string& octets)
 {
     return std::all_of(octets.begin(), octets.end(),
@@ -138,7 +125,7 @@ std::optional<std::string> convertWide(const std::string& octets, const Charset&
 std::string decodeRaw(std::string octets, std::optional<std::int64_t> mibEnum)
 {
     const Charset* charset = findCharset(mibEnum);
-    const bool looksWide = octets.find('\0') != std::string::npos || !isValidUtf8(octets);
+    const bool looksWide = octets.find('\0') != std::string::npos || !device::isValidUtf8(octets);
     if (charset != nullptr && isWide(*charset) && octets.size() % 2 == 0 && looksWide) {
         if (std::optional<std::string> text = convertWide(octets, *charset)) {
             return *text;
@@ -149,100 +136,20 @@ std::string decodeRaw(std::string octets, std::optional<std::int64_t> mibEnum)
     if (isAscii(octets) && !escapes) {
         return octets;
     }
-    const bool utf8 = isValidUtf8(octets);
+    const bool utf8 = device::isValidUtf8(octets);
     if (charset != nullptr && !(charset->singleOctet && utf8)) {
         if (std::optional<std::string> text = convert(octets, charset->name)) {
             return *text;
         }
     }
-    return utf8 ? octets : fromLatin1(octets);
-}
-
-bool isControl(const std::string& text, std::size_t at, std::size_t& length)
-{
-    const auto first = static_cast<std::uint8_t>(text[at]);
-    length = 1;
-    if (first < 0x20 || first == 0x7F) {
-        return true;
-    }
-    if (first == 0xC2 &&
-        at + 1 < text.size()) { // U+0080 to U+00A0: C1 controls and the blank that does not break
-        length = static_cast<std::uint8_t>(text[at + 1]) <= 0xA0 ? 2 : 1;
-        return length == 2;
-    }
-    if (first == 0xEF && text.compare(at, 3, "\xEF\xBB\xBF") == 0) { // byte order mark
-        length = 3;
-        return true;
-    }
-    return false;
-}
-
-std::string tidy(const std::string& text)
-{
-    std::string out;
-    bool blank = false;
-    for (std::size_t i = 0; i < text.size();) {
-        std::size_t length = 1;
-        if (isControl(text, i, length) || text[i] == ' ') {
-            blank = true;
-            i += length;
-            continue;
-        }
-        if (blank && !out.empty()) {
-            out.push_back(' ');
-        }
-        blank = false;
-        out.push_back(text[i++]);
-    }
-    return out;
+    return utf8 ? octets : device::fromLatin1(octets);
 }
 
 } // namespace
 
-bool isValidUtf8(const std::string& octets)
-{
-    for (std::size_t i = 0; i < octets.size();) {
-        const auto first = static_cast<std::uint8_t>(octets[i]);
-        std::size_t length = 1;
-        std::uint32_t point = first;
-        std::uint32_t least = 0;
-        if (first >= 0xF0 && first <= 0xF4) {
-            length = 4;
-            point = first & 0x07;
-            least = 0x10000;
-        } else if (first >= 0xE0 && first < 0xF0) {
-            length = 3;
-            point = first & 0x0F;
-            least = 0x800;
-        } else if (first >= 0xC2 && first < 0xE0) {
-            length = 2;
-            point = first & 0x1F;
-            least = 0x80;
-        } else if (first >= 0x80) {
-            return false;
-        }
-        if (octets.size() - i < length) {
-            return false;
-        }
-        for (std::size_t k = 1; k < length; ++k) {
-            const auto next = static_cast<std::uint8_t>(octets[i + k]);
-            if ((next & 0xC0) != 0x80) {
-                return false;
-            }
-            point = (point << 6) | (next & 0x3F);
-        }
-        if (point < least || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
-            return false;
-        }
-        i += length;
-    }
-    return true;
-}
-
 std::string decodeText(const std::string& octets, std::optional<std::int64_t> charset)
 {
-    const std::string text = tidy(decodeRaw(octets, charset));
-    return isValidUtf8(text) ? text : tidy(fromLatin1(text));
+    return device::tidyText(decodeRaw(octets, charset));
 }
 
 } // namespace tarn::snmp

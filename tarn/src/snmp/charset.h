@@ -14,7 +14,4 @@ namespace tarn::snmp {
 // become one. Never fails, never yields invalid UTF-8.
 std::string decodeText(const std::string& octets, std::optional<std::int64_t> charset);
 
-// Whether the octets are well-formed UTF-8 (RFC 3629: no overlong forms, no surrogates, at most U+10FFFF).
-bool isValidUtf8(const std::string& octets);
-
 } // namespace tarn::snmp

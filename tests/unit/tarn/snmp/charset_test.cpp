@@ -4,6 +4,8 @@
 
 #include <random>
 
+#include "tarn/src/device/text.h"
+
 namespace tarn::snmp {
 namespace {
 
@@ -58,10 +60,10 @@ TEST(Charset, EndsAtANulAndTidiesBlanks)
 
 TEST(Charset, KnowsMalformedUtf8)
 {
-    EXPECT_TRUE(isValidUtf8("ą 黑 \xF0\x9F\x96\xA8"));
+    EXPECT_TRUE(device::isValidUtf8("ą 黑 \xF0\x9F\x96\xA8"));
     for (const char* bad : {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "\xC3",
                             "\xE9\xBB", "\xF5\x80\x80\x80", "\xC3\x28"}) {
-        EXPECT_FALSE(isValidUtf8(bad)) << bad;
+        EXPECT_FALSE(device::isValidUtf8(bad)) << bad;
     }
 }
 
@@ -79,7 +81,7 @@ TEST(Charset, AlwaysYieldsValidUtf8)
         }
         for (const std::int64_t charset : charsets) {
             const std::string text = decodeText(octets, charset);
-            ASSERT_TRUE(isValidUtf8(text)) << charset;
+            ASSERT_TRUE(device::isValidUtf8(text)) << charset;
             ASSERT_EQ(text.find('\0'), std::string::npos);
             ASSERT_EQ(text.find('\n'), std::string::npos);
         }
