@@ -57,7 +57,7 @@ public:
     {
         const auto community = std::make_shared<const std::string>("public");
         for (std::uint32_t i = 0; i < kPrinters; ++i) {
-            engine::SnmpAddress address{
+            engine::PrinterAddress address{
                 {addressOf(i), kResponderPort}, engine::VersionChoice::V2c, community};
             m_targets.push_back(std::make_shared<engine::Target>(
                 std::move(address), engine::unmetSnapshot(device::DeviceStatus()), m_clock.now()));

@@ -98,7 +98,7 @@ void SimulatedSegment::watch(std::uint32_t number)
 {
     static const auto community = std::make_shared<const std::string>("public");
     auto target = std::make_shared<tarn::engine::Target>(
-        tarn::engine::SnmpAddress{{kFirst + number, kPort}, tarn::engine::VersionChoice::Auto, community},
+        tarn::engine::PrinterAddress{{kFirst + number, kPort}, tarn::engine::VersionChoice::Auto, community},
         tarn::engine::unmetSnapshot(tarn::device::DeviceStatus()), now());
     m_targets[number] = target;
     m_poller->watch(std::move(target));

@@ -9,7 +9,9 @@
 
 namespace tarn::catalog {
 
-using engine::SnmpAddress;
+using engine::IppChoice;
+using engine::IppSettings;
+using engine::PrinterAddress;
 using engine::VersionChoice;
 
 namespace {
@@ -17,6 +19,7 @@ namespace {
 constexpr std::size_t kLargestFile = 16u << 20;
 constexpr std::uint16_t kSnmpPort = 161;
 constexpr std::size_t kLongestCommunity = 255;
+constexpr std::size_t kLongestPath = 255;
 
 std::uint32_t maskOf(unsigned bits)
 {
@@ -54,8 +57,9 @@ public:
         if (!value.isObject()) {
             return complain(where + " is no object");
         }
-        return port(value["port"], where, out) && version(value["version"], where, out) &&
-               community(value["community"], where, out);
+        return port(value["port"], "port", where, out.port) && version(value["version"], where, out) &&
+               community(value["community"], where, out) && ipp(value["ipp"], where, out) &&
+               port(value["ippPort"], "ippPort", where, out.ippPort) && ippPath(value["ippPath"], where, out);
     }
 
     bool entry(const std::string& key, const Json::Value& value, Config& config)
@@ -88,15 +92,16 @@ public:
     }
 
 private:
-    bool port(const Json::Value& value, const std::string& where, Settings& out)
+    bool port(const Json::Value& value, const char* name, const std::string& where,
+              std::optional<std::uint16_t>& out)
     {
         if (value.isNull()) {
             return true;
         }
         if (!value.isUInt() || value.asUInt() == 0 || value.asUInt() > 65535) {
-            return complain("the port of " + where + " is not one of 1 to 65535");
+            return complain("the " + std::string(name) + " of " + where + " is not one of 1 to 65535");
         }
-        out.port = static_cast<std::uint16_t>(value.asUInt());
+        out = static_cast<std::uint16_t>(value.asUInt());
         return true;
     }
 
@@ -130,6 +135,41 @@ private:
         return true;
     }
 
+    bool ipp(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (value.isNull()) {
+            return true;
+        }
+        const std::string text = value.isString() ? value.asString() : std::string();
+        if (text == "auto") {
+            out.ipp = IppChoice::Auto;
+        } else if (text == "ipp") {
+            out.ipp = IppChoice::Plain;
+        } else if (text == "ipps") {
+            out.ipp = IppChoice::Tls;
+        } else if (text == "off") {
+            out.ipp = IppChoice::Off;
+        } else {
+            return complain("the ipp of " + where + R"( is not "auto", "ipp", "ipps" or "off")");
+        }
+        return true;
+    }
+
+    // It becomes part of a request line, so that it holds nothing that could end that.
+    bool ippPath(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (value.isNull()) {
+            return true;
+        }
+        const std::string text = value.isString() ? value.asString() : std::string();
+        const bool plain = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7F; });
+        if (text.empty() || text.front() != '/' || text.size() > kLongestPath || !plain) {
+            return complain("the ippPath of " + where + R"( is no path such as "/ipp/print")");
+        }
+        out.ippPath = text;
+        return true;
+    }
+
     std::string& m_why;
 };
 
@@ -144,11 +184,22 @@ void Config::Settings::fillFrom(const Settings& wider)
     if (!community) {
         community = wider.community;
     }
+    if (!ipp) {
+        ipp = wider.ipp;
+    }
+    if (!ippPort) {
+        ippPort = wider.ippPort;
+    }
+    if (!ippPath) {
+        ippPath = wider.ippPath;
+    }
 }
 
 Config::Config()
 {
-    m_default = {kSnmpPort, VersionChoice::Auto, std::make_shared<const std::string>("public")};
+    m_default.port = kSnmpPort;
+    m_default.version = VersionChoice::Auto;
+    m_default.community = std::make_shared<const std::string>("public");
 }
 
 bool Config::parse(const std::string& text, std::string& why)
@@ -199,7 +250,7 @@ Config Config::load()
     return config;
 }
 
-SnmpAddress Config::addressFor(std::uint32_t address) const
+PrinterAddress Config::addressFor(std::uint32_t address) const
 {
     Settings settings;
     if (const auto found = m_addresses.find(address); found != m_addresses.end()) {
@@ -211,7 +262,14 @@ SnmpAddress Config::addressFor(std::uint32_t address) const
         }
     }
     settings.fillFrom(m_default);
-    return {{address, *settings.port}, *settings.version, settings.community};
+    std::shared_ptr<const IppSettings> ipp;
+    if (settings.ipp || settings.ippPort || settings.ippPath) {
+        const IppSettings usual;
+        ipp = std::make_shared<const IppSettings>(IppSettings{settings.ipp.value_or(usual.choice),
+                                                              settings.ippPort.value_or(usual.port),
+                                                              settings.ippPath.value_or(usual.path)});
+    }
+    return {{address, *settings.port}, *settings.version, settings.community, std::move(ipp)};
 }
 
 } // namespace tarn::catalog

@@ -12,15 +12,17 @@ namespace tarn::catalog {
 // The configuration file: how printers are asked, by address.
 //
 //   {
-//     "default":   { "port": 161, "version": "auto", "community": "public" },
+//     "default":   { "port": 161, "version": "auto", "community": "public", "ipp": "auto", "ippPort": 631 },
 //     "addresses": {
 //       "192.168.1.20": { "version": "1" },
 //       "10.2.0.0/16":  { "port": 1161, "community": "printers" }
 //     }
 //   }
 //
-// "version" is "auto", "1" or "2c". Members that are missing are taken from the next wider entry: an address
-// first, then its networks from the narrowest to the widest, then "default". Unknown members are ignored.
+// "version" is "auto", "1" or "2c"; "ipp" is "auto", "ipp", "ipps" or "off"; "ippPath" names the path that is
+// asked there, instead of the usual ones. Members that are missing are taken from the next wider entry: an
+// address first, then its networks from the narrowest to the widest, then "default". Unknown members are
+// ignored.
 //
 // Threading: immutable after loading.
 class Config final
@@ -37,7 +39,7 @@ public:
     bool parse(const std::string& text, std::string& why);
 
     // How the printer at that address is asked.
-    engine::SnmpAddress addressFor(std::uint32_t address) const;
+    engine::PrinterAddress addressFor(std::uint32_t address) const;
 
 private:
     // What one entry says; nothing where it says nothing.
@@ -46,6 +48,9 @@ private:
         std::optional<std::uint16_t> port;
         std::optional<engine::VersionChoice> version;
         std::shared_ptr<const std::string> community;
+        std::optional<engine::IppChoice> ipp;
+        std::optional<std::uint16_t> ippPort;
+        std::optional<std::string> ippPath;
 
         void fillFrom(const Settings& wider);
     };

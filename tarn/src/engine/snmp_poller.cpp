@@ -18,7 +18,7 @@ SnmpPoller::SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<Datag
 void SnmpPoller::watch(std::shared_ptr<Target> target)
 {
     m_now = m_clock.now();
-    const SnmpAddress& address = target->address();
+    const PrinterAddress& address = target->address();
     auto& place = m_peers[address.endpoint];
     if (place) {
         unwatch(*place->target);

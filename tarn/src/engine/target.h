@@ -20,12 +20,29 @@ enum class VersionChoice : unsigned char
     V2c,
 };
 
-// Where and how one printer is asked over SNMP.
-struct SnmpAddress
+enum class IppChoice : unsigned char
 {
-    Endpoint endpoint;
+    Auto,  // plain first, encrypted where the printer wants that
+    Plain, // ipp
+    Tls,   // ipps
+    Off,   // it is never connected to
+};
+
+// How one printer is asked over IPP.
+struct IppSettings
+{
+    IppChoice choice = IppChoice::Auto;
+    std::uint16_t port = 631;
+    std::string path; // empty: the usual ones in turn
+};
+
+// Where and how one printer is asked.
+struct PrinterAddress
+{
+    Endpoint endpoint; // over SNMP
     VersionChoice version = VersionChoice::Auto;
     std::shared_ptr<const std::string> community; // never null; shared by all that have the same
+    std::shared_ptr<const IppSettings> ipp{};     // null: the defaults
 };
 
 // Target is one printer that back-ends watch: what the callers of the ABI and the engine share about it.
@@ -42,14 +59,14 @@ struct SnmpAddress
 class Target final
 {
 public:
-    Target(SnmpAddress address, std::shared_ptr<const Snapshot> initial, TimePoint now)
+    Target(PrinterAddress address, std::shared_ptr<const Snapshot> initial, TimePoint now)
         : m_address(std::move(address)), m_lastOpened(count(now)), m_snapshot(std::move(initial))
     {
     }
     Target(const Target&) = delete;
     Target& operator=(const Target&) = delete;
 
-    const SnmpAddress& address() const { return m_address; }
+    const PrinterAddress& address() const { return m_address; }
 
     std::shared_ptr<const Snapshot> snapshot() const
     {
@@ -121,7 +138,7 @@ private:
 
     static std::int64_t count(TimePoint time) { return time.time_since_epoch().count(); }
 
-    const SnmpAddress m_address;
+    const PrinterAddress m_address;
     std::atomic<std::int64_t> m_lastOpened;
     std::atomic<std::int64_t> m_lastAnswer{-1};
     std::atomic<std::uint8_t> m_aside{0}; // a bit for each way

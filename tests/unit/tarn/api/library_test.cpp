@@ -110,7 +110,7 @@ private:
             picture.model = "One";
             picture.activity = device::Activity::Idle;
             auto target = std::make_shared<engine::Target>(
-                engine::SnmpAddress{
+                engine::PrinterAddress{
                     {0, 0}, engine::VersionChoice::Auto, std::make_shared<const std::string>()},
                 engine::unmetSnapshot(picture), m_clock.now());
             target->report(engine::Way::Usb, picture);

@@ -12,14 +12,14 @@ namespace {
 using engine::parseIpv4;
 using engine::VersionChoice;
 
-engine::SnmpAddress addressIn(const Config& config, const char* ip)
+engine::PrinterAddress addressIn(const Config& config, const char* ip)
 {
     return config.addressFor(*parseIpv4(ip));
 }
 
 TEST(Configuration, WithoutAFileEveryPrinterIsAskedOnPort161WithPublic)
 {
-    const engine::SnmpAddress address = addressIn(Config(), "10.1.2.3");
+    const engine::PrinterAddress address = addressIn(Config(), "10.1.2.3");
     EXPECT_EQ(address.endpoint, (engine::Endpoint{*parseIpv4("10.1.2.3"), 161}));
     EXPECT_EQ(address.version, VersionChoice::Auto);
     EXPECT_EQ(*address.community, "public");
@@ -38,13 +38,39 @@ TEST(Configuration, AddressComesBeforeNetworkBeforeDefault)
         }})",
                              why))
         << why;
-    const engine::SnmpAddress one = addressIn(config, "10.1.2.3");
+    const engine::PrinterAddress one = addressIn(config, "10.1.2.3");
     EXPECT_EQ(one.endpoint.port, 3000);
     EXPECT_EQ(one.version, VersionChoice::V1);
     EXPECT_EQ(*one.community, "one");
     EXPECT_EQ(addressIn(config, "10.2.2.3").endpoint.port, 2000);
     EXPECT_EQ(addressIn(config, "11.2.2.3").endpoint.port, 1000);
     EXPECT_EQ(*addressIn(config, "11.2.2.3").community, "all");
+}
+
+TEST(Configuration, IppIsSetLikeTheRestAndCostsNothingWhereNobodySetsIt)
+{
+    EXPECT_EQ(addressIn(Config(), "10.1.2.3").ipp, nullptr);
+    Config config;
+    std::string why;
+    ASSERT_TRUE(config.parse(R"({
+        "default": {"ippPort": 8631},
+        "addresses": {
+            "10.0.0.0/8": {"ipp": "ipps", "ippPath": "/printers/one"},
+            "10.1.2.3": {"ipp": "off"},
+            "10.1.2.4": {"ipp": "ipp", "ippPort": 80}
+        }})",
+                             why))
+        << why;
+    using engine::IppChoice;
+    EXPECT_EQ(addressIn(config, "11.0.0.1").ipp->choice, IppChoice::Auto);
+    EXPECT_EQ(addressIn(config, "11.0.0.1").ipp->port, 8631);
+    EXPECT_EQ(addressIn(config, "11.0.0.1").ipp->path, "");
+    EXPECT_EQ(addressIn(config, "10.0.0.1").ipp->choice, IppChoice::Tls);
+    EXPECT_EQ(addressIn(config, "10.0.0.1").ipp->path, "/printers/one");
+    EXPECT_EQ(addressIn(config, "10.1.2.3").ipp->choice, IppChoice::Off);
+    EXPECT_EQ(addressIn(config, "10.1.2.4").ipp->choice, IppChoice::Plain);
+    EXPECT_EQ(addressIn(config, "10.1.2.4").ipp->port, 80);
+    EXPECT_EQ(addressIn(config, "10.1.2.4").ipp->path, "/printers/one");
 }
 
 TEST(Configuration, AddressesWithLeadingZerosAndWholeNetworksAreUnderstood)
@@ -69,13 +95,29 @@ TEST(Configuration, CommentsAndUnknownMembersAreIgnored)
 
 TEST(Configuration, BrokenTextChangesNothingAndSaysWhy)
 {
-    for (const char* text :
-         {"", "[]", "{", "{\"default\": 1}", "{\"addresses\": []}", "{\"addresses\": {\"office\": {}}}",
-          "{\"addresses\": {\"1.2.3.4\": 7}}", "{\"addresses\": {\"1.2.3.4/33\": {}}}",
-          "{\"addresses\": {\"1.2.3.4/\": {}}}", "{\"addresses\": {\"1.2.3.4/-1\": {}}}",
-          "{\"default\": {\"port\": 0}}", "{\"default\": {\"port\": 65536}}",
-          "{\"default\": {\"port\": \"161\"}}", "{\"default\": {\"version\": \"4\"}}",
-          "{\"default\": {\"version\": 1}}", "{\"default\": {\"community\": 5}}"}) {
+    for (const char* text : {"",
+                             "[]",
+                             "{",
+                             "{\"default\": 1}",
+                             "{\"addresses\": []}",
+                             "{\"addresses\": {\"office\": {}}}",
+                             "{\"addresses\": {\"1.2.3.4\": 7}}",
+                             "{\"addresses\": {\"1.2.3.4/33\": {}}}",
+                             "{\"addresses\": {\"1.2.3.4/\": {}}}",
+                             "{\"addresses\": {\"1.2.3.4/-1\": {}}}",
+                             "{\"default\": {\"port\": 0}}",
+                             "{\"default\": {\"port\": 65536}}",
+                             "{\"default\": {\"port\": \"161\"}}",
+                             "{\"default\": {\"version\": \"4\"}}",
+                             "{\"default\": {\"version\": 1}}",
+                             "{\"default\": {\"community\": 5}}",
+                             R"({"default": {"ipp": "no"}})",
+                             R"({"default": {"ipp": false}})",
+                             R"({"default": {"ippPort": 0}})",
+                             R"({"default": {"ippPath": ""}})",
+                             R"({"default": {"ippPath": "ipp"}})",
+                             R"({"default": {"ippPath": "/a b"}})",
+                             R"({"default": {"ippPath": "/a\r\nHost: b"}})"}) {
         Config config;
         std::string why;
         EXPECT_FALSE(config.parse(text, why)) << text;

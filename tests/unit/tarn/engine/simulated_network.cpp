@@ -61,7 +61,7 @@ std::shared_ptr<Target> SimulatedNetwork::add(std::uint32_t number, VersionChoic
 {
     m_agents[endpointOf(number)];
     static const auto community = std::make_shared<const std::string>("public");
-    auto target = std::make_shared<Target>(SnmpAddress{endpointOf(number), version, community},
+    auto target = std::make_shared<Target>(PrinterAddress{endpointOf(number), version, community},
                                            unmetSnapshot(device::DeviceStatus()), clock.now());
     targets.push_back(target);
     poller.watch(target);
