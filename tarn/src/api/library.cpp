@@ -6,6 +6,8 @@
 #include "tarn/src/base/json_text.h"
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
+#include "tarn/src/usb/libusb_bus.h"
+#include "tarn/src/usb/usb_backend.h"
 #include "tarn/tarn.h"
 
 namespace tarn::api {
@@ -53,6 +55,13 @@ bool isAmong(std::string_view name, std::string_view joined)
     }
 }
 
+std::unique_ptr<engine::Backend> usbPrinters(const Clock& clock, Random& /*random*/,
+                                             engine::BackendListener& listener)
+{
+    return std::make_unique<usb::UsbBackend>(clock, listener,
+                                             [](std::string& why) { return usb::LibusbBus::open(why); });
+}
+
 } // namespace
 
 Library::Parts Library::realParts()
@@ -63,7 +72,7 @@ Library::Parts Library::realParts()
             engine::sessionDialogues(),
             catalog::Config::load(),
             catalog::IdentityCache::defaultPath(),
-            {}};
+            {usbPrinters}};
 }
 
 Library::Library(Parts parts)

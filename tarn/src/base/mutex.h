@@ -57,6 +57,8 @@ public:
     {
         return m_condition.wait_until(mutex, deadline) == std::cv_status::no_timeout;
     }
+    // May wake without cause, too.
+    void wait(Mutex& mutex) TARN_REQUIRES(mutex) { m_condition.wait(mutex); }
     void notifyAll() { m_condition.notify_all(); }
 
 private:

@@ -1,0 +1,202 @@
+#include "tarn/src/usb/scout_thread.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "tarn/src/base/worker_thread.h"
+#include "tarn/src/usb/rights.h"
+
+namespace tarn::usb {
+
+namespace {
+
+constexpr Milliseconds kLongestWait{60000};
+
+} // namespace
+
+ScoutThread::ScoutThread(const Clock& clock, UsbBusMaker openBus)
+    : m_openBus(std::move(openBus)), m_scout(clock)
+{
+}
+
+ScoutThread::~ScoutThread()
+{
+    if (m_thread.joinable()) {
+        {
+            const MutexLock lock(m_mutex);
+            m_stopping = true;
+            if (m_bus) {
+                m_bus->stop();
+            }
+        }
+        m_ordered.notifyAll();
+        m_thread.join();
+    }
+    if (m_notifyFd >= 0) {
+        ::close(m_notifyFd);
+    }
+}
+
+bool ScoutThread::start()
+{
+    m_notifyFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_notifyFd < 0) {
+        return false;
+    }
+    m_thread = workerThread("tarn-usb", [this] { loop(); });
+    return m_thread.joinable();
+}
+
+void ScoutThread::look(bool on)
+{
+    {
+        const MutexLock lock(m_mutex);
+        m_looking = on;
+        m_orders = {m_orders.generation + 1, true, {}};
+        m_sightings.reset();
+        interrupt();
+    }
+    m_ordered.notifyAll();
+}
+
+void ScoutThread::lookAgain()
+{
+    const MutexLock lock(m_mutex);
+    m_orders.lookAgain = true;
+    interrupt();
+}
+
+void ScoutThread::ask(const std::string& key)
+{
+    const MutexLock lock(m_mutex);
+    if (m_orders.asks.insert(key).second) {
+        interrupt();
+    }
+}
+
+std::optional<std::vector<Sighting>> ScoutThread::take()
+{
+    const MutexLock lock(m_mutex);
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t got = ::read(m_notifyFd, &count, sizeof count);
+    return std::exchange(m_sightings, std::nullopt);
+}
+
+void ScoutThread::interrupt()
+{
+    if (m_bus) {
+        m_bus->interrupt();
+    }
+}
+
+void ScoutThread::loop()
+{
+    Orders orders;
+    while (awaitOrders(orders)) {
+        try {
+            watch(orders);
+        } catch (const std::exception&) { // out of memory: whoever wants it again may have more luck
+            const MutexLock lock(m_mutex);
+            m_looking = m_looking && m_orders.generation != orders.generation;
+        }
+        m_scout.forgetAll();
+        const MutexLock lock(m_mutex);
+        m_bus.reset();
+    }
+}
+
+// Waits until somebody wants to know what is on the bus; false when the thread is to end.
+bool ScoutThread::awaitOrders(Orders& out)
+{
+    const MutexLock lock(m_mutex);
+    while (!m_stopping && !m_looking) {
+        m_ordered.wait(m_mutex);
+    }
+    out = std::exchange(m_orders, {m_orders.generation, false, {}});
+    return !m_stopping;
+}
+
+// Watches the bus for as long as that is wanted.
+void ScoutThread::watch(const Orders& first)
+{
+    const std::shared_ptr<UsbBus> bus = openBus(first.generation);
+    if (!bus) {
+        return;
+    }
+    Orders orders = first;
+    while (refresh(orders)) {
+        if (step(*bus, orders)) {
+            post(orders.generation);
+        }
+    }
+}
+
+// Adds what was ordered since; false when these orders are no longer those of the day.
+bool ScoutThread::refresh(Orders& orders)
+{
+    const MutexLock lock(m_mutex);
+    if (m_stopping || !m_looking || m_orders.generation != orders.generation) {
+        return false;
+    }
+    orders.lookAgain = orders.lookAgain || m_orders.lookAgain;
+    orders.asks.merge(m_orders.asks);
+    m_orders = {m_orders.generation, false, {}};
+    return true;
+}
+
+// Does the first thing there is to do, or waits. True when there is something to tell.
+bool ScoutThread::step(UsbBus& bus, Orders& orders)
+{
+    if (orders.lookAgain) {
+        orders.lookAgain = false;
+        return m_scout.look(bus);
+    }
+    if (m_scout.identifyNext(bus)) {
+        return true;
+    }
+    if (!orders.asks.empty()) {
+        const std::string key = *orders.asks.begin();
+        orders.asks.erase(orders.asks.begin());
+        m_scout.ask(bus, key);
+        return true;
+    }
+    orders.lookAgain = bus.waitForChange(kLongestWait);
+    return false;
+}
+
+void ScoutThread::post(std::uint64_t generation)
+{
+    if (!m_complained && !m_scout.deniedNode().empty()) {
+        m_complained = true;
+        std::fprintf(stderr, "tarn: %s\n", rightsComplaint(m_scout.deniedNode()).c_str());
+    }
+    std::vector<Sighting> sightings = m_scout.sightings();
+    const MutexLock lock(m_mutex);
+    if (m_stopping || m_orders.generation != generation) {
+        return;
+    }
+    m_sightings = std::move(sightings);
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(m_notifyFd, &one, sizeof one);
+}
+
+std::shared_ptr<UsbBus> ScoutThread::openBus(std::uint64_t generation)
+{
+    std::string why;
+    std::shared_ptr<UsbBus> bus = m_openBus(why);
+    if (!bus && !m_complained) {
+        m_complained = true;
+        std::fprintf(stderr, "tarn: USB printers cannot be found: %s\n", why.c_str());
+    }
+    const MutexLock lock(m_mutex);
+    if (!bus && m_orders.generation == generation) {
+        m_looking = false;
+    }
+    m_bus = bus;
+    return m_stopping ? nullptr : bus;
+}
+
+} // namespace tarn::usb

@@ -1,0 +1,50 @@
+#include "tarn/src/usb/sysfs.h"
+
+#include <cstdlib>
+
+#include "tarn/src/base/files.h"
+#include "tarn/src/device/device_id.h"
+#include "tarn/src/device/text.h"
+
+namespace tarn::usb {
+
+namespace {
+
+constexpr std::size_t kLargestDescriptors = 65536;
+constexpr std::size_t kLargestText = 1024; // a string descriptor holds 126 characters
+
+} // namespace
+
+std::string Sysfs::text(const std::string& device, const char* attribute) const
+{
+    return device::tidyText(readFile(m_directory + '/' + device + '/' + attribute, kLargestText).text);
+}
+
+std::optional<UsbDevice> Sysfs::printerAt(const std::string& path) const
+{
+    const std::string octets = readFile(m_directory + '/' + path + "/descriptors", kLargestDescriptors).text;
+    const std::optional<Descriptors> descriptors = readDescriptors(octets);
+    if (!descriptors || descriptors->printers.empty()) {
+        return std::nullopt;
+    }
+    const long active = std::strtol(text(path, "bConfigurationValue").c_str(), nullptr, 10);
+    const auto configuration = static_cast<std::uint8_t>(active > 0 && active < 256 ? active : 0);
+    const PrinterInterface* interface = printerInterface(*descriptors, configuration);
+    if (interface == nullptr) {
+        return std::nullopt;
+    }
+    UsbDevice device;
+    device.path = path;
+    device.vendor = descriptors->vendor;
+    device.product = descriptors->product;
+    device.interface = *interface;
+    device.manufacturerText = text(path, "manufacturer");
+    device.productText = text(path, "product");
+    device.serialText = text(path, "serial");
+    const std::string node =
+        path + ':' + std::to_string(interface->configuration) + '.' + std::to_string(interface->number);
+    device.systemId = readFile(m_directory + '/' + node + "/ieee1284_id", device::DeviceId::kLargest).text;
+    return device;
+}
+
+} // namespace tarn::usb

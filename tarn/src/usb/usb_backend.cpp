@@ -1,0 +1,170 @@
+#include "tarn/src/usb/usb_backend.h"
+
+#include <algorithm>
+#include <set>
+
+namespace tarn::usb {
+
+using engine::DiscoveredPrinter;
+using engine::Discovery;
+using engine::Target;
+using engine::Way;
+
+UsbBackend::UsbBackend(const Clock& clock, engine::BackendListener& listener, UsbBusMaker openBus)
+    : m_clock(clock), m_listener(listener), m_openBus(std::move(openBus))
+{
+}
+
+void UsbBackend::discover(Discovery discovery, bool on)
+{
+    if (discovery != Discovery::Usb || on == m_on) {
+        return;
+    }
+    if (on && !m_scout) {
+        auto scout = std::make_unique<ScoutThread>(m_clock, m_openBus);
+        if (!scout->start()) {
+            return;
+        }
+        m_scout = std::move(scout);
+    }
+    m_on = on;
+    m_scout->look(on);
+    if (!on) {
+        m_printers.clear();
+        tellRoster();
+    }
+}
+
+void UsbBackend::wake(const Target& target)
+{
+    for (auto& [key, printer] : m_printers) {
+        if (printer.target.get() == &target) {
+            printer.askAt = m_clock.now();
+        }
+    }
+}
+
+void UsbBackend::networkChanged()
+{
+    if (m_on) {
+        m_scout->lookAgain();
+    }
+}
+
+void UsbBackend::run()
+{
+    if (!m_scout) {
+        return;
+    }
+    if (std::optional<std::vector<Sighting>> sightings = m_scout->take(); sightings && m_on) {
+        adopt(std::move(*sightings));
+    }
+    const TimePoint now = m_clock.now();
+    for (auto& [key, printer] : m_printers) {
+        if (printer.askAt <= now) {
+            askOrPutAside(printer, now);
+        }
+    }
+}
+
+TimePoint UsbBackend::nextDeadline() const
+{
+    TimePoint next = kNever;
+    for (const auto& [key, printer] : m_printers) {
+        next = std::min(next, printer.askAt);
+    }
+    return next;
+}
+
+void UsbBackend::askOrPutAside(Printer& printer, TimePoint now)
+{
+    if (printer.target->lastOpened() < now - kUnopened &&
+        printer.target->putAside(Way::Usb, now - kUnopened)) {
+        printer.askAt = kNever;
+        return;
+    }
+    m_scout->ask(printer.sighting.key);
+    printer.askAt = now + kInterval;
+}
+
+void UsbBackend::adopt(std::vector<Sighting> sightings)
+{
+    bool listed = dropMissing(sightings);
+    for (Sighting& sighting : sightings) {
+        const auto known = m_printers.find(sighting.key);
+        if (known == m_printers.end()) {
+            meet(std::move(sighting));
+            listed = true;
+        } else {
+            listed = update(known->second, std::move(sighting)) || listed;
+        }
+    }
+    if (listed) {
+        tellRoster();
+    }
+}
+
+// True when a printer was dropped.
+bool UsbBackend::dropMissing(const std::vector<Sighting>& sightings)
+{
+    std::set<std::string> present;
+    for (const Sighting& sighting : sightings) {
+        present.insert(sighting.key);
+    }
+    const std::size_t before = m_printers.size();
+    for (auto at = m_printers.begin(); at != m_printers.end();) {
+        at = present.count(at->first) != 0 ? std::next(at) : m_printers.erase(at);
+    }
+    return m_printers.size() != before;
+}
+
+void UsbBackend::meet(Sighting sighting)
+{
+    const TimePoint now = m_clock.now();
+    Printer printer;
+    printer.target = std::make_shared<Target>(
+        engine::SnmpAddress{{}, engine::VersionChoice::Auto, std::make_shared<const std::string>()},
+        engine::unmetSnapshot(sighting.picture), now);
+    printer.target->report(Way::Usb, sighting.picture);
+    printer.target->markAnswered(sighting.heard);
+    printer.target->markMet();
+    printer.sighting = std::move(sighting);
+    printer.askAt = now + kInterval;
+    const std::string key = printer.sighting.key;
+    m_printers.emplace(key, std::move(printer));
+}
+
+// True when the list shows something of what has changed.
+bool UsbBackend::update(Printer& printer, Sighting sighting)
+{
+    Target& target = *printer.target;
+    target.markAnswered(sighting.heard);
+    const bool listed = sighting.identity != printer.sighting.identity;
+    const bool changed = sighting.picture != printer.sighting.picture;
+    if (changed) {
+        target.report(Way::Usb, sighting.picture);
+    }
+    printer.sighting = std::move(sighting);
+    if (changed) {
+        m_listener.targetChanged(target);
+    }
+    return listed;
+}
+
+// In the order of the names, which does not change when a printer is plugged in somewhere else.
+void UsbBackend::tellRoster()
+{
+    std::vector<DiscoveredPrinter> roster;
+    roster.reserve(m_printers.size());
+    for (const auto& [key, printer] : m_printers) {
+        const PrinterIdentity& who = printer.sighting.identity;
+        roster.push_back({printer.sighting.name, who.manufacturer, who.model, who.description, who.uuid, "",
+                          true, printer.target});
+    }
+    std::sort(
+        roster.begin(), roster.end(),
+        [](const DiscoveredPrinter& left, const DiscoveredPrinter& right) { return left.name < right.name; });
+    m_listener.rosterChanged(Discovery::Usb, std::move(roster));
+}
+
+} // namespace tarn::usb

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/engine/backend.h"
+#include "tarn/src/usb/scout_thread.h"
+#include "tarn/src/usb/usb_bus.h"
+
+namespace tarn::usb {
+
+// UsbBackend lists the printers that are plugged in, and keeps their pictures fresh: every two seconds while
+// somebody opens them. A printer can be reached for as long as it is plugged in.
+//
+// Invariants
+//  (1) Nothing is loaded and no thread runs before discover() is first told to.
+//  (2) A printer's target is touched from the run() that lists it to the one that misses it.
+// Threading: engine thread only; devices are waited for by a ScoutThread. Ownership: borrows clock and
+// listener, which must outlive it.
+class UsbBackend final : public engine::Backend
+{
+public:
+    UsbBackend(const Clock& clock, engine::BackendListener& listener, UsbBusMaker openBus);
+
+    const char* name() const override { return "smusb"; }
+    // Nobody names a USB printer.
+    void watch(std::shared_ptr<engine::Target> /*target*/) override {}
+    void unwatch(const engine::Target& /*target*/) override {}
+    void wake(const engine::Target& target) override;
+    void networkChanged() override;
+    void discover(engine::Discovery discovery, bool on) override;
+    void run() override;
+    TimePoint nextDeadline() const override;
+    int descriptor() const override { return m_scout ? m_scout->descriptor() : -1; }
+
+    static constexpr Milliseconds kInterval{2000};
+    static constexpr Milliseconds kUnopened{60000}; // who is not opened for so long is not asked
+
+private:
+    struct Printer
+    {
+        std::shared_ptr<engine::Target> target;
+        Sighting sighting;
+        TimePoint askAt = kNever; // kNever: it was put aside
+    };
+
+    void adopt(std::vector<Sighting> sightings);
+    void meet(Sighting sighting);
+    bool update(Printer& printer, Sighting sighting);
+    bool dropMissing(const std::vector<Sighting>& sightings);
+    void tellRoster();
+    void askOrPutAside(Printer& printer, TimePoint now);
+
+    const Clock& m_clock;
+    engine::BackendListener& m_listener;
+    const UsbBusMaker m_openBus;
+    std::unique_ptr<ScoutThread> m_scout;
+    bool m_on = false;
+    std::map<std::string, Printer> m_printers; // by key
+};
+
+} // namespace tarn::usb

@@ -1,0 +1,115 @@
+#include "tarn/src/usb/printer_status.h"
+
+#include <gtest/gtest.h>
+
+namespace tarn::usb {
+namespace {
+
+using device::Activity;
+using device::DeviceStatus;
+
+const PrinterIdentity kWho{"Acme", "Jet", "A jet", "A1", ""};
+
+DeviceStatus withPort(std::uint8_t status)
+{
+    return pictureOf(kWho, {}, status);
+}
+
+DeviceStatus withKeys(const std::string& value, std::optional<std::uint8_t> port = std::nullopt)
+{
+    return pictureOf(kWho, device::parseDeviceId("MFG:A;MDL:B;VSTATUS:" + value + ";"), port);
+}
+
+std::vector<std::string> alerts(const DeviceStatus& picture)
+{
+    std::vector<std::string> keywords;
+    for (const device::Alert& alert : picture.alerts) {
+        keywords.push_back(alert.keyword);
+    }
+    return keywords;
+}
+
+using Words = std::vector<std::string>;
+
+TEST(UsbPrinterStatusTest, WithoutAnyStatusNothingIsSaidOfTheState)
+{
+    const DeviceStatus picture = pictureOf(kWho, {}, std::nullopt);
+    EXPECT_EQ(picture.activity, Activity::Unknown);
+    EXPECT_TRUE(picture.alerts.empty());
+    EXPECT_EQ(picture.model, "Acme Jet");
+    EXPECT_EQ(picture.serialNumber, "A1");
+    EXPECT_EQ(picture.description, "A jet");
+}
+
+TEST(UsbPrinterStatusTest, SelectedWithoutErrorIsIdle)
+{
+    const DeviceStatus picture = withPort(0x18);
+    EXPECT_EQ(picture.activity, Activity::Idle);
+    EXPECT_TRUE(picture.alerts.empty());
+    EXPECT_FALSE(picture.needsAttention);
+    EXPECT_EQ(withPort(0x18 | 0xC7).activity, Activity::Idle); // adapters put other lines beside them
+}
+
+TEST(UsbPrinterStatusTest, MissingPaperIsOneAlert)
+{
+    for (const char status : {'\x30', '\x38'}) { // with and without the error line
+        const DeviceStatus picture = withPort(static_cast<std::uint8_t>(status));
+        EXPECT_EQ(alerts(picture), Words{"inputMediaSupplyEmpty"});
+        EXPECT_TRUE(picture.paperOut);
+        EXPECT_TRUE(picture.needsAttention);
+        EXPECT_EQ(picture.activity, Activity::Other);
+    }
+}
+
+TEST(UsbPrinterStatusTest, NotSelectedIsOfflineAndAnErrorIsAnError)
+{
+    EXPECT_EQ(alerts(withPort(0x08)), Words{"offline"});
+    EXPECT_EQ(alerts(withPort(0x00)), Words{"offline"});
+    EXPECT_EQ(alerts(withPort(0x10)), Words{"portError"});
+    EXPECT_FALSE(withPort(0x10).paperOut);
+}
+
+TEST(UsbPrinterStatusTest, StatusKeysTellTheActivity)
+{
+    EXPECT_EQ(withKeys("$HB0$NC0,ff,DN,IDLE,CUT,K0,C0").activity, Activity::Idle);
+    EXPECT_EQ(withKeys("$HB0$NC0,ff,DN,PRNT,CUT").activity, Activity::Printing);
+    EXPECT_EQ(withKeys("$HB0$NC0,ff,DN,PRNT,CUT", 0x18).activity, Activity::Printing);
+    EXPECT_EQ(withKeys("$HB0$NC0,ff,DN,XXXX").activity, Activity::Unknown);
+    EXPECT_EQ(withKeys("IDLED,MIDLE").activity, Activity::Unknown);
+}
+
+TEST(UsbPrinterStatusTest, StatusKeysAreMoreExactThanThePort)
+{
+    EXPECT_EQ(alerts(withKeys("a,OOPA", 0x30)), Words{"inputMediaSupplyEmpty"});
+    EXPECT_TRUE(withKeys("a,OOPA").paperOut);
+    EXPECT_EQ(alerts(withKeys("a,PAJM", 0x10)), Words{"jam"});
+    EXPECT_TRUE(withKeys("a,PAJM").needsAttention);
+}
+
+TEST(UsbPrinterStatusTest, StatusKeysTellLevels)
+{
+    const DeviceStatus picture = withKeys("a,IDLE,KP085,CP7");
+    ASSERT_EQ(picture.supplies.size(), 2u);
+    EXPECT_EQ(picture.supplies[0].color, device::SupplyColor::Black);
+    EXPECT_EQ(picture.supplies[0].levelKind, device::LevelKind::Percent);
+    EXPECT_EQ(picture.supplies[0].percent, 85);
+    EXPECT_EQ(picture.supplies[1].color, device::SupplyColor::Other);
+    EXPECT_EQ(picture.supplies[1].percent, 7);
+}
+
+TEST(UsbPrinterStatusTest, LevelsThatAreNoneAreLeftOut)
+{
+    for (const char* value : {"KP", "KP101", "KP-1", "KP1234", "KPx", "kp50", "K085"}) {
+        EXPECT_TRUE(withKeys(value).supplies.empty()) << value;
+    }
+    EXPECT_LE(withKeys("KP1,KP2,KP3,KP4,CP5").supplies.size(), 2u);
+}
+
+TEST(UsbPrinterStatusTest, OnlyIdsWithStatusKeysAreWorthAskingForAgain)
+{
+    EXPECT_TRUE(tellsStatus(device::parseDeviceId("MFG:A;VSTATUS:x;")));
+    EXPECT_FALSE(tellsStatus(device::parseDeviceId("MFG:A;MDL:B;")));
+}
+
+} // namespace
+} // namespace tarn::usb

@@ -1,0 +1,209 @@
+#include "tarn/src/usb/scout.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/unit/tarn/engine/simulated_network.h"
+#include "tests/unit/tarn/usb/scripted_bus.h"
+
+namespace tarn::usb {
+namespace {
+
+using test::said;
+using test::ScriptedBus;
+using test::ScriptedPorts;
+
+class UsbScoutTest : public testing::Test
+{
+protected:
+    void lookAndIdentify()
+    {
+        m_scout.look(m_bus);
+        while (m_scout.identifyNext(m_bus)) {
+        }
+    }
+    // Null when there is none of that name.
+    const Sighting* find(const std::string& name)
+    {
+        m_seen = m_scout.sightings();
+        const auto found = std::find_if(m_seen.begin(), m_seen.end(),
+                                        [&name](const Sighting& sighting) { return sighting.name == name; });
+        return found != m_seen.end() ? &*found : nullptr;
+    }
+    void pass(Milliseconds time) { m_clock.set(m_clock.now() + time); }
+    void ask(const std::string& name) { m_scout.ask(m_bus, find(name)->key); }
+
+    engine::test::SimulatedClock m_clock;
+    ScriptedPorts m_ports;
+    ScriptedBus m_bus{m_ports};
+    UsbScout m_scout{m_clock};
+    std::vector<Sighting> m_seen;
+};
+
+const std::string kId = "MFG:Acme;MDL:Jet;SN:A1;";
+
+TEST_F(UsbScoutTest, PrinterIsIdentifiedByItsDeviceId)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    lookAndIdentify();
+    const Sighting* seen = find("Acme Jet A1");
+    ASSERT_NE(seen, nullptr);
+    EXPECT_EQ(seen->picture.activity, device::Activity::Idle);
+    EXPECT_EQ(seen->heard, m_clock.now());
+}
+
+TEST_F(UsbScoutTest, SystemsCopyOfTheIdSpeaksForADeviceThatCannotBeOpened)
+{
+    UsbDevice device;
+    device.systemId = kId;
+    device.productText = "other";
+    m_ports.plug("1-2", {{Outcome::Denied, {}}, {Outcome::Denied, {}}}, device);
+    lookAndIdentify();
+    const Sighting* seen = find("Acme Jet A1");
+    ASSERT_NE(seen, nullptr);
+    EXPECT_EQ(seen->picture.activity, device::Activity::Unknown);
+    EXPECT_EQ(m_scout.deniedNode(), "/dev/bus/usb/001/002");
+}
+
+TEST_F(UsbScoutTest, StringsSpeakForADeviceWhoseIdIsGarbage)
+{
+    UsbDevice device;
+    device.manufacturerText = "Acme";
+    device.productText = "Jet 7";
+    for (const std::string& garbage :
+         {std::string(), std::string("\xFF\x00\x12;;:", 6), std::string(4096, 'x')}) {
+        m_ports.plug("1-2", {said(garbage), said("\x18")}, device);
+        lookAndIdentify();
+        EXPECT_NE(find("Acme Jet 7"), nullptr) << garbage.size();
+    }
+}
+
+TEST_F(UsbScoutTest, UnpluggedIsGoneAndPluggedInAgainHasTheSameName)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    lookAndIdentify();
+    const std::string key = find("Acme Jet A1")->key;
+    m_ports.unplug("1-2");
+    EXPECT_TRUE(m_scout.look(m_bus));
+    EXPECT_TRUE(m_scout.sightings().empty());
+    m_ports.plug("1-4", {said(kId), said("\x18")});
+    lookAndIdentify();
+    ASSERT_NE(find("Acme Jet A1"), nullptr);
+    EXPECT_NE(find("Acme Jet A1")->key, key);
+}
+
+TEST_F(UsbScoutTest, PulledOutAndPluggedInBetweenTwoLooksIsANewOne)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    lookAndIdentify();
+    const std::string key = find("Acme Jet A1")->key;
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    lookAndIdentify();
+    ASSERT_EQ(m_scout.sightings().size(), 1u);
+    ASSERT_NE(find("Acme Jet A1"), nullptr);
+    EXPECT_NE(find("Acme Jet A1")->key, key);
+}
+
+TEST_F(UsbScoutTest, TwinsAreCountedInTheOrderOfTheirSockets)
+{
+    for (const char* path : {"1-10", "1-2", "1-2.1"}) {
+        UsbDevice device;
+        device.productText = path;
+        m_ports.plug(path, {said("MFG:Acme;MDL:Jet;"), said("\x18")}, device);
+    }
+    lookAndIdentify();
+    EXPECT_EQ(find("Acme Jet")->device.path, "1-2");
+    EXPECT_EQ(find("Acme Jet #2")->device.path, "1-2.1");
+    EXPECT_EQ(find("Acme Jet #3")->device.path, "1-10");
+}
+
+TEST_F(UsbScoutTest, StatusIsFollowed)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    lookAndIdentify();
+    pass(Milliseconds(2000));
+    m_ports.behave("1-2", {said(kId), said("\x30")});
+    ask("Acme Jet A1");
+    EXPECT_TRUE(find("Acme Jet A1")->picture.paperOut);
+    EXPECT_EQ(find("Acme Jet A1")->heard, m_clock.now());
+    EXPECT_EQ(m_ports.asked("1-2", Question::DeviceId), 1u) << "an ID without status keys is read once";
+}
+
+TEST_F(UsbScoutTest, IdWithStatusKeysIsReadAgain)
+{
+    m_ports.plug("1-2", {said("MFG:Acme;MDL:D;VSTATUS:a,IDLE;"), {Outcome::Busy, {}}});
+    lookAndIdentify();
+    EXPECT_EQ(find("Acme D")->picture.activity, device::Activity::Idle);
+    m_ports.behave("1-2", {said("MFG:Acme;MDL:D;VSTATUS:a,PRNT;"), {Outcome::Busy, {}}});
+    ask("Acme D");
+    EXPECT_EQ(find("Acme D")->picture.activity, device::Activity::Printing);
+}
+
+TEST_F(UsbScoutTest, StatusThatIsNoLongerToBeHadIsForgotten)
+{
+    m_ports.plug("1-2", {said(kId), said("\x30")});
+    lookAndIdentify();
+    EXPECT_TRUE(find("Acme Jet A1")->picture.paperOut);
+    m_ports.behave("1-2", {said(kId), {Outcome::Busy, {}}});
+    ask("Acme Jet A1");
+    EXPECT_FALSE(find("Acme Jet A1")->picture.paperOut);
+    EXPECT_EQ(find("Acme Jet A1")->picture.activity, device::Activity::Unknown);
+}
+
+TEST_F(UsbScoutTest, WhoRefusesIsAskedMoreAndMoreRarely)
+{
+    m_ports.plug("1-2", {said(kId), {Outcome::Stalled, {}}});
+    lookAndIdentify();
+    for (int second = 0; second < 600; ++second) {
+        pass(Milliseconds(1000));
+        ask("Acme Jet A1");
+    }
+    // After 2, 4, 8, 16, 32, then each 60 s: 5 within the first 62 s, 8 or 9 in the remaining 538.
+    EXPECT_GE(m_ports.asked("1-2", Question::PortStatus), 13u);
+    EXPECT_LE(m_ports.asked("1-2", Question::PortStatus), 16u);
+    EXPECT_EQ(find("Acme Jet A1")->heard, m_clock.now()) << "it is there";
+}
+
+TEST_F(UsbScoutTest, WhoAnswersAgainIsAskedAsBefore)
+{
+    m_ports.plug("1-2", {said(kId), {Outcome::Stalled, {}}});
+    lookAndIdentify();
+    m_ports.behave("1-2", {said(kId), said("\x18")});
+    pass(UsbScout::kShortestPause);
+    ask("Acme Jet A1");
+    EXPECT_EQ(find("Acme Jet A1")->picture.activity, device::Activity::Idle);
+    const unsigned before = m_ports.asked("1-2", Question::PortStatus);
+    ask("Acme Jet A1");
+    EXPECT_EQ(m_ports.asked("1-2", Question::PortStatus), before + 1);
+}
+
+TEST_F(UsbScoutTest, SilentDeviceIsListedAgesAndCostsOneQuestion)
+{
+    UsbDevice device;
+    device.productText = "Quiet";
+    m_ports.plug("1-2", {{Outcome::Silent, {}}, {Outcome::Silent, {}}}, device);
+    const TimePoint plugged = m_clock.now();
+    lookAndIdentify();
+    pass(UsbScout::kShortestPause);
+    ask("Quiet");
+    EXPECT_EQ(find("Quiet")->heard, plugged);
+    EXPECT_EQ(m_ports.asked("1-2", Question::DeviceId), 2u);
+    EXPECT_EQ(m_ports.asked("1-2", Question::PortStatus), 0u);
+}
+
+TEST_F(UsbScoutTest, LateIdImprovesTheIdentityAndKeepsTheName)
+{
+    UsbDevice device;
+    device.productText = "Quiet";
+    m_ports.plug("1-2", {{Outcome::Silent, {}}, {Outcome::Silent, {}}}, device);
+    lookAndIdentify();
+    m_ports.behave("1-2", {said(kId), said("\x18")});
+    pass(UsbScout::kShortestPause);
+    ask("Quiet");
+    EXPECT_EQ(find("Quiet")->identity.model, "Jet");
+    EXPECT_EQ(find("Quiet")->picture.serialNumber, "A1");
+}
+
+} // namespace
+} // namespace tarn::usb
