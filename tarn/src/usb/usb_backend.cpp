@@ -123,7 +123,8 @@ void UsbBackend::meet(Sighting sighting)
     const TimePoint now = m_clock.now();
     Printer printer;
     printer.target = std::make_shared<Target>(
-        engine::SnmpAddress{{}, engine::VersionChoice::Auto, std::make_shared<const std::string>()},
+        engine::PrinterAddress{
+            {}, engine::VersionChoice::Auto, std::make_shared<const std::string>(), nullptr},
         engine::unmetSnapshot(sighting.picture), now);
     printer.target->report(Way::Usb, sighting.picture);
     printer.target->markAnswered(sighting.heard);
