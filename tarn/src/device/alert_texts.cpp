@@ -171,4 +171,21 @@ const char* alertGroupText(std::int64_t group)
     }
 }
 
+void addAlert(std::vector<Alert>& alerts, Alert alert)
+{
+    for (Alert& other : alerts) {
+        if (other.keyword == alert.keyword && other.text == alert.text && other.place == alert.place) {
+            other.severity = std::max(other.severity, alert.severity);
+            return;
+        }
+    }
+    alerts.push_back(std::move(alert));
+}
+
+void sortWorstFirst(std::vector<Alert>& alerts)
+{
+    std::stable_sort(alerts.begin(), alerts.end(),
+                     [](const Alert& a, const Alert& b) { return a.severity > b.severity; });
+}
+
 } // namespace tarn::device

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tarn/src/device/device_status.h"
 
@@ -44,5 +45,9 @@ const ErrorBit& errorBit(int bit);
 
 // Chinese name of a sub-unit (prtAlertGroup), e.g. "进纸部件"; "打印机" for the others.
 const char* alertGroupText(std::int64_t group);
+
+// Adds an alert; where there is one of the same kind, text and place, the worse of their severities remains.
+void addAlert(std::vector<Alert>& alerts, Alert alert);
+void sortWorstFirst(std::vector<Alert>& alerts); // equal ones keep their order
 
 } // namespace tarn::device

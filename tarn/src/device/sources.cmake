@@ -5,5 +5,6 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/kept_picture.cpp
     ${CMAKE_CURRENT_LIST_DIR}/picture_field.cpp
     ${CMAKE_CURRENT_LIST_DIR}/rendering.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/supply_types.cpp
     ${CMAKE_CURRENT_LIST_DIR}/supply_words.cpp
     ${CMAKE_CURRENT_LIST_DIR}/text.cpp)

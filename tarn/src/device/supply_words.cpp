@@ -292,6 +292,26 @@ const char* colorKeyword(SupplyColor color)
     return "none";
 }
 
+const char* colorText(SupplyColor color)
+{
+    switch (color) {
+    case SupplyColor::Black:
+        return "黑色";
+    case SupplyColor::Cyan:
+        return "青色";
+    case SupplyColor::Magenta:
+        return "品红";
+    case SupplyColor::Yellow:
+        return "黄色";
+    case SupplyColor::Red:
+        return "红色";
+    case SupplyColor::None:
+    case SupplyColor::Other:
+        break;
+    }
+    return "";
+}
+
 const char* kindKeyword(SupplyKind kind)
 {
     switch (kind) {

@@ -32,6 +32,7 @@ std::optional<SupplyKind> partFromDescription(const std::string& description);
 bool namesMarkingMaterial(const std::string& description);
 
 const char* colorKeyword(SupplyColor color); // "black" ... "red", "other", "none"
+const char* colorText(SupplyColor color);    // Chinese; "" for none and other
 const char* kindKeyword(SupplyKind kind);    // "toner", "drum", ...
 
 } // namespace tarn::device

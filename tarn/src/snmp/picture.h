@@ -35,17 +35,6 @@ device::DeviceStatus buildPicture(const PrinterTables& tables, const VendorFacts
 
 // ---- its parts, apart for tests ----
 
-// RFC 3805 prtMarkerSuppliesLevel, prtInputCurrentLevel.
-struct Level
-{
-    device::LevelKind kind = device::LevelKind::Unknown;
-    int percent = 0;
-};
-Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max,
-              std::optional<std::int64_t> unit);
-
-const char* supplyTypeKeyword(std::int64_t type); // PrtMarkerSuppliesTypeTC
-
 // Columns whose rows make a supply, a tray, an alert.
 constexpr std::initializer_list<ColumnId> supplyColumns = {
     ColumnId::PrtMarkerSuppliesClass, ColumnId::PrtMarkerSuppliesType, ColumnId::PrtMarkerSuppliesDescription,

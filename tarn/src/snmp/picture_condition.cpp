@@ -170,26 +170,6 @@ AlertRow alertRowAt(const PrinterTables& tables, std::uint32_t row)
     return alert;
 }
 
-const char* colorText(SupplyColor color)
-{
-    switch (color) {
-    case SupplyColor::Black:
-        return "黑色";
-    case SupplyColor::Cyan:
-        return "青色";
-    case SupplyColor::Magenta:
-        return "品红";
-    case SupplyColor::Yellow:
-        return "黄色";
-    case SupplyColor::Red:
-        return "红色";
-    case SupplyColor::None:
-    case SupplyColor::Other:
-        break;
-    }
-    return "";
-}
-
 // Builds the alerts of one picture: rows first, then the error bits that no row explains.
 class Condition final
 {
@@ -207,9 +187,7 @@ public:
             addRow(alertRowAt(m_tables, row));
         }
         addErrorBits();
-        std::stable_sort(m_status.alerts.begin(), m_status.alerts.end(), [](const Alert& a, const Alert& b) {
-            return static_cast<int>(a.severity) > static_cast<int>(b.severity);
-        });
+        device::sortWorstFirst(m_status.alerts);
         setState();
         setFlags();
     }
@@ -218,7 +196,6 @@ private:
     void addRow(const AlertRow& row);
     void addState(StateText state);
     void addErrorBits();
-    void add(Alert alert);
     std::string placeOf(const AlertRow& row) const;
     void setState();
     void setFlags();
@@ -249,7 +226,7 @@ std::string Condition::placeOf(const AlertRow& row) const
     if (row.group == groupSupplies) {
         const device::Supply* supply = itemAt(m_supplyRows, m_status.supplies, row.groupIndex);
         if (supply != nullptr) {
-            const std::string color = colorText(supply->color);
+            const std::string color = device::colorText(supply->color);
             return supply->kind == SupplyKind::Toner && !color.empty() ? color : supply->description;
         }
     }
@@ -305,18 +282,7 @@ void Condition::addRow(const AlertRow& row)
             alert.text = std::string(device::alertGroupText(row.group)) + "提示";
         }
     }
-    add(std::move(alert));
-}
-
-void Condition::add(Alert alert)
-{
-    for (Alert& other : m_status.alerts) {
-        if (other.keyword == alert.keyword && other.text == alert.text && other.place == alert.place) {
-            other.severity = std::max(other.severity, alert.severity);
-            return;
-        }
-    }
-    m_status.alerts.push_back(std::move(alert));
+    device::addAlert(m_status.alerts, std::move(alert));
 }
 
 void Condition::addErrorBits()
@@ -338,7 +304,7 @@ void Condition::addErrorBits()
             alert.keyword = meaning.keyword;
             alert.text = meaning.text;
             alert.severity = meaning.stopsPrinter ? Severity::Critical : Severity::Warning;
-            add(std::move(alert));
+            device::addAlert(m_status.alerts, std::move(alert));
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include "tarn/src/device/rendering.h"
+#include "tarn/src/device/supply_types.h"
 #include "tests/unit/tarn/snmp/fixtures.h"
 
 namespace tarn::snmp {
@@ -110,7 +111,7 @@ TEST(Levels, FollowTheRulesOfTheMib)
 {
     const auto text = [](std::optional<std::int64_t> level, std::optional<std::int64_t> max,
                          std::optional<std::int64_t> unit = std::nullopt) {
-        const Level found = levelOf(level, max, unit);
+        const device::Level found = device::levelOf(level, max, unit);
         return levelText(found.kind, found.percent);
     };
     EXPECT_EQ(text(std::nullopt, 100), "?");
