@@ -1,14 +1,13 @@
 #include "tarn/src/engine/engine.h"
 
 #include <poll.h>
-#include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdint>
-#include <system_error>
+
+#include "tarn/src/base/worker_thread.h"
 
 namespace tarn::engine {
 
@@ -17,24 +16,6 @@ namespace {
 // Longest sleep: bounds what a clock that jumps can do to us.
 constexpr Milliseconds kLongestSleep{60000};
 constexpr int kAfterFailure = 100; // ms
-
-// The program's signals are the program's: a handler of its own must never run on this thread.
-class SignalsBlocked final
-{
-public:
-    SignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t m_before{};
-};
 
 } // namespace
 
@@ -56,15 +37,12 @@ bool Engine::start()
     if (m_wakeFd < 0) {
         return false;
     }
-    try {
-        const SignalsBlocked blocked; // the new thread inherits the mask
-        m_thread = std::thread([this] { loop(); });
-    } catch (const std::system_error&) {
+    m_thread = workerThread("tarn-engine", [this] { loop(); });
+    if (!m_thread.joinable()) {
         ::close(m_wakeFd);
         m_wakeFd = -1;
         return false;
     }
-    pthread_setname_np(m_thread.native_handle(), "tarn-engine");
     return true;
 }
 
