@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tarn/src/device/text.h"
+
 namespace tarn::device {
 
 namespace {
@@ -133,6 +135,15 @@ const AlertText* findAlertText(int code)
         std::lower_bound(std::begin(alertTexts), std::end(alertTexts), code,
                          [](const AlertText& row, int wanted) { return row.code < wanted; });
     return found != std::end(alertTexts) && found->code == code ? found : nullptr;
+}
+
+const AlertText* findAlertText(std::string_view keyword)
+{
+    const std::u32string wanted = folded(keyword);
+    const auto* const found =
+        std::find_if(std::begin(alertTexts), std::end(alertTexts),
+                     [&wanted](const AlertText& row) { return folded(row.keyword) == wanted; });
+    return found != std::end(alertTexts) ? found : nullptr;
 }
 
 const ErrorBit& errorBit(int bit)

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tarn/src/device/device_status.h"
@@ -28,6 +29,7 @@ struct AlertText
 
 // Null for a code that the list does not have.
 const AlertText* findAlertText(int code);
+const AlertText* findAlertText(std::string_view keyword); // as the list spells it, whatever the case
 
 // One bit of hrPrinterDetectedErrorState (RFC 2790), counted from the most significant bit of the first
 // octet.

@@ -118,6 +118,16 @@ Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max
     return Level{LevelKind::Percent, static_cast<int>(std::min<std::int64_t>(percent, 100))};
 }
 
+bool subUnitAvailable(std::optional<std::int64_t> status)
+{
+    if (!status) {
+        return true; // nothing speaks against it
+    }
+    const std::int64_t availability = *status & 7;
+    const bool offline = (*status & 32) != 0;
+    return *status >= 0 && availability != 3 && availability != 5 && !offline;
+}
+
 // A printer with one toner and no word of its colour prints black.
 void colorTheOnlyToner(std::vector<Supply>& supplies)
 {

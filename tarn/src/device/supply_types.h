@@ -41,4 +41,7 @@ struct Level
 Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max,
               std::optional<std::int64_t> unit);
 
+// PrtSubUnitStatusTC: the low three bits tell availability, the next ones alerts, off-line and transition.
+bool subUnitAvailable(std::optional<std::int64_t> status);
+
 } // namespace tarn::device

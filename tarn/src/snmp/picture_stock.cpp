@@ -47,17 +47,6 @@ Supply buildSupply(const PrinterTables& tables, std::uint32_t row)
     return supply;
 }
 
-// PrtSubUnitStatusTC: the low three bits tell availability, the next ones alerts, off-line and transition.
-bool trayAvailable(std::optional<std::int64_t> status)
-{
-    if (!status) {
-        return true; // nothing speaks against it
-    }
-    const std::int64_t availability = *status & 7;
-    const bool offline = (*status & 32) != 0;
-    return *status >= 0 && availability != 3 && availability != 5 && !offline;
-}
-
 std::string trayName(const PrinterTables& tables, std::uint32_t row)
 {
     const std::string name = textAt(tables, ColumnId::PrtInputName, row);
@@ -116,7 +105,7 @@ std::vector<device::Tray> buildTrays(const PrinterTables& tables)
         const device::Level level = device::levelOf(tray.level, tray.capacity, unit);
         tray.levelKind = level.kind;
         tray.percent = level.percent;
-        tray.available = trayAvailable(tables[ColumnId::PrtInputStatus].numberOf(row));
+        tray.available = device::subUnitAvailable(tables[ColumnId::PrtInputStatus].numberOf(row));
         tray.empty = tray.level == 0;
         trays.push_back(std::move(tray));
     }

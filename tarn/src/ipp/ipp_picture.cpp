@@ -1,0 +1,81 @@
+// Who the printer is and what it has printed.
+#include "tarn/src/ipp/ipp_picture.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "tarn/src/device/device_id.h"
+#include "tarn/src/device/text.h"
+
+namespace tarn::ipp {
+
+namespace {
+
+using device::DeviceStatus;
+
+// What CUPS appends to the model of the printer that it made a queue for.
+const char* const modelTails[] = {", driverless", " - CUPS+Gutenprint", " Foomatic/", ", hpcups",
+                                  " - IPP Everywhere"};
+
+std::string modelOf(std::string text)
+{
+    for (const char* const tail : modelTails) {
+        text.resize(std::min(text.size(), text.find(tail)));
+    }
+    return text;
+}
+
+// "HP" and "HP LaserJet": the model as people say it, with the maker before it, once.
+std::string fullModel(const device::DeviceId& id)
+{
+    const bool named =
+        id.manufacturer.empty() || device::folded(id.model).rfind(device::folded(id.manufacturer), 0) == 0;
+    return id.model.empty() || named ? id.model : id.manufacturer + ' ' + id.model;
+}
+
+void buildIdentity(const IppAttributes& attributes, DeviceStatus& status)
+{
+    const std::vector<IppValue>& raw = attributes.values("printer-device-id");
+    const device::DeviceId id = device::parseDeviceId(raw.empty() ? std::string() : raw.front().text);
+    status.model = modelOf(attributes.text("printer-make-and-model"));
+    if (status.model.empty()) {
+        status.model = fullModel(id);
+    }
+    status.serialNumber = attributes.text("printer-serial-number");
+    if (status.serialNumber.empty()) {
+        status.serialNumber = id.serialNumber;
+    }
+    for (const std::string& text : {attributes.text("printer-info"), id.description, status.model}) {
+        if (status.description.empty()) {
+            status.description = text;
+        }
+    }
+    status.location = attributes.text("printer-location");
+}
+
+std::optional<std::int64_t> totalPages(const IppAttributes& attributes)
+{
+    for (const char* const name :
+         {"printer-impressions-completed", "printer-pages-completed", "printer-media-sheets-completed"}) {
+        const std::optional<std::int64_t> count = attributes.number(name);
+        if (count && *count >= 0) {
+            return count;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+DeviceStatus buildPicture(const IppAttributes& attributes)
+{
+    DeviceStatus status;
+    buildIdentity(attributes, status);
+    status.supplies = buildSupplies(attributes);
+    status.trays = buildTrays(attributes);
+    status.totalPages = totalPages(attributes);
+    buildCondition(attributes, status);
+    return status;
+}
+
+} // namespace tarn::ipp

@@ -1,0 +1,264 @@
+// Supplies and trays: what is in the printer.
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "tarn/src/device/supply_types.h"
+#include "tarn/src/device/supply_words.h"
+#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/ipp/keyed_text.h"
+
+namespace tarn::ipp {
+
+namespace {
+
+using device::LevelKind;
+using device::Supply;
+using device::SupplyColor;
+using device::SupplyKind;
+
+constexpr std::size_t kMostSupplies = 64;
+constexpr std::size_t kMostTrays = 64;
+constexpr std::int64_t unitPercent = 19; // PrtCapacityUnitTC
+
+device::ColorSaid named(SupplyColor color)
+{
+    return {color, device::colorKeyword(color)};
+}
+
+// The channels of "#RRGGBB"; nothing for another text.
+std::optional<std::array<int, 3>> channelsOf(std::string_view hex)
+{
+    std::array<int, 3> channels{};
+    if (hex.size() != 7 || hex.front() != '#') {
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        const char* const begin = hex.data() + 1 + 2 * i;
+        const std::from_chars_result end = std::from_chars(begin, begin + 2, channels[i], 16);
+        if (end.ec != std::errc() || end.ptr != begin + 2) {
+            return std::nullopt;
+        }
+    }
+    return channels;
+}
+
+// The nearest of the colours of ink; what is too pale to tell is Other.
+device::ColorSaid colorFromChannels(const std::array<int, 3>& rgb, const std::string& hex)
+{
+    constexpr int dark = 0x50;
+    constexpr int high = 0xA0;
+    constexpr int low = 0x60;
+    const auto is = [&](bool red, bool green, bool blue) {
+        const bool wanted[] = {red, green, blue};
+        for (std::size_t i = 0; i < rgb.size(); ++i) {
+            if (wanted[i] ? rgb[i] < high : rgb[i] > low) {
+                return false;
+            }
+        }
+        return true;
+    };
+    if (std::max({rgb[0], rgb[1], rgb[2]}) <= dark) {
+        return named(SupplyColor::Black);
+    }
+    if (is(false, true, true)) {
+        return named(SupplyColor::Cyan);
+    }
+    if (is(true, false, true)) {
+        return named(SupplyColor::Magenta);
+    }
+    if (is(true, true, false)) {
+        return named(SupplyColor::Yellow);
+    }
+    if (is(true, false, false)) {
+        return named(SupplyColor::Red);
+    }
+    return {SupplyColor::Other, hex};
+}
+
+// marker-colors: "none", "#RRGGBB", or several of these joined for a cartridge of several colours.
+device::ColorSaid colorFromHex(const std::string& text)
+{
+    const std::optional<std::array<int, 3>> channels = channelsOf(text);
+    if (channels) {
+        return colorFromChannels(*channels, text);
+    }
+    const bool several = text.size() > 7 && text.front() == '#' && text.find('#', 1) != std::string::npos;
+    return several ? device::ColorSaid{SupplyColor::Other, text} : device::ColorSaid();
+}
+
+// What both ways of telling of a supply have in common.
+struct Told
+{
+    std::string description;
+    std::string type;
+    device::ColorSaid color;
+    bool receptacle = false;
+};
+
+Supply supplyOf(const Told& told)
+{
+    Supply supply;
+    supply.description = told.description;
+    supply.color = told.color.color;
+    supply.colorText = told.color.color == SupplyColor::None ? std::string() : told.color.text;
+    const device::SupplyType* const type = device::findSupplyType(camelCase(told.type));
+    supply.kind = device::kindOf(type, told.receptacle, supply);
+    supply.receptacle = told.receptacle || supply.kind == SupplyKind::Waste;
+    supply.type = type == nullptr ? "unknown" : type->keyword;
+    return supply;
+}
+
+void setLevel(Supply& supply, const device::Level& level)
+{
+    supply.levelKind = level.kind;
+    supply.percent = level.percent;
+}
+
+// PWG 5100.13 printer-supply: the columns of prtMarkerSuppliesTable, whose level of a receptacle is the room
+// that is left.
+Supply supplyFromKeys(const IppAttributes& attributes, std::size_t index)
+{
+    const KeyedText keys(attributes.values("printer-supply")[index].text);
+    Told told;
+    told.description = attributes.textAt("printer-supply-description", index);
+    told.type = keys.text("type");
+    told.receptacle = keys.text("class") == "receptacleThatIsFilled";
+    told.color = device::colorFromColorant(keys.text("colorantname"));
+    if (told.color.color == SupplyColor::None) {
+        told.color = device::colorFromDescription(told.description);
+    }
+    if (told.color.color == SupplyColor::None) {
+        told.color = colorFromHex(attributes.textAt("marker-colors", index));
+    }
+    Supply supply = supplyOf(told);
+    const std::optional<std::int64_t> level = keys.number("level");
+    const bool percent = keys.text("unit") == "percent";
+    // Without unit and capacity a level that can be a percentage is one.
+    const bool bare = !keys.number("maxcapacity") && keys.text("unit").empty() && level && *level <= 100;
+    setLevel(supply, device::levelOf(level, keys.number("maxcapacity"),
+                                     percent || bare ? std::optional(unitPercent) : std::nullopt));
+    return supply;
+}
+
+// The names, of which some devices send all in one value.
+std::vector<std::string> markerNames(const IppAttributes& attributes, std::size_t markers)
+{
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < attributes.count("marker-names"); ++i) {
+        names.push_back(attributes.textAt("marker-names", i));
+    }
+    const bool joined =
+        names.size() == 1 && markers > 1 &&
+        static_cast<std::size_t>(std::count(names[0].begin(), names[0].end(), ',')) == markers - 1;
+    if (joined) {
+        const std::string all = std::move(names[0]);
+        names.clear();
+        for (std::size_t at = 0; at <= all.size();) {
+            const std::size_t comma = std::min(all.find(',', at), all.size());
+            const std::size_t begin = std::min(all.find_first_not_of(' ', at), comma);
+            names.push_back(all.substr(begin, comma - begin));
+            at = comma + 1;
+        }
+    }
+    return names;
+}
+
+// The level that the marker attributes give: per cent, of a receptacle how full it is.
+device::Level markerLevel(const IppAttributes& attributes, std::size_t index, bool receptacle)
+{
+    std::optional<std::int64_t> level = attributes.numberAt("marker-levels", index);
+    if (level == -1) {
+        level = -2; // "unavailable" here, where the MIB has "no restriction"
+    }
+    if (receptacle && level && *level >= 0 && *level <= 100) {
+        level = 100 - *level;
+    }
+    return device::levelOf(level, std::nullopt, unitPercent);
+}
+
+Supply supplyFromMarker(const IppAttributes& attributes, const std::vector<std::string>& names,
+                        std::size_t index)
+{
+    Told told;
+    told.description = index < names.size() ? names[index] : std::string();
+    told.type = attributes.textAt("marker-types", index);
+    told.color = device::colorFromDescription(told.description);
+    if (told.color.color == SupplyColor::None) {
+        told.color = colorFromHex(attributes.textAt("marker-colors", index));
+    }
+    Supply supply = supplyOf(told);
+    setLevel(supply, markerLevel(attributes, index, supply.receptacle));
+    return supply;
+}
+
+std::vector<Supply> suppliesFromMarkers(const IppAttributes& attributes)
+{
+    const std::size_t markers = std::max(attributes.count("marker-levels"), attributes.count("marker-types"));
+    const std::vector<std::string> names = markerNames(attributes, markers);
+    std::vector<Supply> supplies;
+    const std::size_t count = std::min(std::max(names.size(), markers), kMostSupplies);
+    for (std::size_t i = 0; i < count; ++i) {
+        supplies.push_back(supplyFromMarker(attributes, names, i));
+    }
+    return supplies;
+}
+
+std::vector<Supply> suppliesFromKeys(const IppAttributes& attributes)
+{
+    std::vector<Supply> supplies;
+    const std::size_t count = std::min(attributes.count("printer-supply"), kMostSupplies);
+    for (std::size_t i = 0; i < count; ++i) {
+        supplies.push_back(supplyFromKeys(attributes, i));
+    }
+    return supplies;
+}
+
+} // namespace
+
+std::vector<Supply> buildSupplies(const IppAttributes& attributes)
+{
+    std::vector<Supply> supplies = suppliesFromKeys(attributes);
+    std::vector<Supply> markers = suppliesFromMarkers(attributes);
+    if (supplies.empty()) {
+        supplies = std::move(markers);
+    } else if (supplies.size() == markers.size()) {
+        for (std::size_t i = 0; i < supplies.size(); ++i) {
+            if (supplies[i].levelKind == LevelKind::Unknown) {
+                setLevel(supplies[i], {markers[i].levelKind, markers[i].percent});
+            }
+            if (supplies[i].description.empty()) {
+                supplies[i].description = markers[i].description;
+            }
+        }
+    }
+    device::colorTheOnlyToner(supplies);
+    return supplies;
+}
+
+std::vector<device::Tray> buildTrays(const IppAttributes& attributes)
+{
+    std::vector<device::Tray> trays;
+    const std::vector<IppValue>& values = attributes.values("printer-input-tray");
+    for (std::size_t i = 0; i < std::min(values.size(), kMostTrays); ++i) {
+        const KeyedText keys(values[i].text);
+        device::Tray tray;
+        tray.name = keys.text("name");
+        if (tray.name.empty()) {
+            tray.name = "纸盒 " + std::to_string(i + 1);
+        }
+        tray.level = keys.number("level").value_or(-2);
+        tray.capacity = keys.number("maxcapacity").value_or(-2);
+        tray.unit = keys.text("unit");
+        const device::Level level = device::levelOf(
+            tray.level, tray.capacity, tray.unit == "percent" ? std::optional(unitPercent) : std::nullopt);
+        tray.levelKind = level.kind;
+        tray.percent = level.percent;
+        tray.available = device::subUnitAvailable(keys.number("status"));
+        tray.empty = tray.level == 0;
+        trays.push_back(std::move(tray));
+    }
+    return trays;
+}
+
+} // namespace tarn::ipp

@@ -1,0 +1,167 @@
+#include "tarn/src/ipp/reasons.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "tarn/src/ipp/keyed_text.h"
+
+namespace tarn::ipp {
+
+namespace {
+
+using E = ReasonEffect;
+
+const Reason reasons[] = {
+    {"connecting-to-device", 0, nullptr, nullptr, E::None, false},
+    {"cover-open", 3, nullptr, nullptr, E::None, true},
+    {"deactivated", 0, "deactivated", "已停用", E::None, true},
+    {"developer-empty", 1114, nullptr, nullptr, E::None, true},
+    {"developer-low", 1113, nullptr, nullptr, E::None, false},
+    {"door-open", 501, nullptr, nullptr, E::None, true},
+    {"fuser-over-temp", 1002, nullptr, nullptr, E::None, true},
+    {"fuser-under-temp", 1001, nullptr, nullptr, E::WarmUp, false},
+    {"hibernate", 0, nullptr, nullptr, E::PowerSave, false},
+    {"identify-printer-requested", 0, nullptr, nullptr, E::None, false},
+    {"input-tray-missing", 801, nullptr, nullptr, E::None, true},
+    {"interlock-open", 5, nullptr, nullptr, E::None, true},
+    {"interpreter-resource-unavailable", 1507, nullptr, nullptr, E::None, false},
+    {"marker-supply-empty", 1101, nullptr, nullptr, E::SupplyEmpty, true},
+    {"marker-supply-low", 1104, nullptr, nullptr, E::SupplyLow, false},
+    {"marker-supply-missing", 1115, nullptr, nullptr, E::None, true},
+    {"marker-waste-almost-full", 1107, nullptr, nullptr, E::None, false},
+    {"marker-waste-full", 1109, nullptr, nullptr, E::None, true},
+    {"media-empty", 808, nullptr, nullptr, E::TrayEmpty, false},
+    {"media-jam", 8, nullptr, nullptr, E::None, true},
+    {"media-low", 807, nullptr, nullptr, E::PaperLow, false},
+    {"media-needed", 808, nullptr, nullptr, E::PaperOut, true},
+    {"media-path-jam", 8, nullptr, nullptr, E::None, true},
+    {"moving-to-paused", 0, nullptr, nullptr, E::None, false},
+    {"none", 0, nullptr, nullptr, E::None, false},
+    {"offline", 0, "offline", "脱机", E::Offline, true},
+    {"opc-life-over", 1112, nullptr, nullptr, E::None, true},
+    {"opc-near-eol", 1111, nullptr, nullptr, E::None, false},
+    {"other", 0, nullptr, nullptr, E::None, false},
+    {"output-area-almost-full", 902, nullptr, nullptr, E::None, false},
+    {"output-area-full", 903, nullptr, nullptr, E::None, true},
+    {"output-tray-missing", 901, nullptr, nullptr, E::None, true},
+    {"paused", 0, "paused", "已暂停", E::None, true},
+    {"power-down", 504, nullptr, nullptr, E::None, true},
+    {"resuming", 0, nullptr, nullptr, E::None, false},
+    {"shutdown", 0, "shutdown", "已关机", E::None, true},
+    {"sleeping", 0, nullptr, nullptr, E::PowerSave, false},
+    {"spool-area-full", 0, "spoolAreaFull", "打印队列空间已满", E::None, true},
+    {"standby", 0, nullptr, nullptr, E::PowerSave, false},
+    {"stopped-partly", 0, "stoppedPartly", "部分停止", E::None, false},
+    {"stopping", 0, nullptr, nullptr, E::None, false},
+    {"suspend", 0, nullptr, nullptr, E::PowerSave, false},
+    {"testing", 0, nullptr, nullptr, E::None, false},
+    {"timed-out", 0, "timedOut", "设备没有响应", E::None, true},
+    {"toner-empty", 1101, nullptr, nullptr, E::SupplyEmpty, true},
+    {"toner-low", 1104, nullptr, nullptr, E::SupplyLow, false},
+    {"warming-up", 0, nullptr, nullptr, E::WarmUp, false},
+};
+
+struct Ending
+{
+    const char* ending;
+    int code;
+};
+
+// Of a sub-unit that is named before: "bander-cover-open". The longer ones first.
+const Ending endings[] = {
+    {"-unrecoverable-storage-error", 32},
+    {"-recoverable-storage-error", 31},
+    {"-unrecoverable-failure", 30},
+    {"-recoverable-failure", 29},
+    {"-configuration-change", 7},
+    {"-thermistor-failure", 38},
+    {"-under-temperature", 35},
+    {"-interlock-closed", 6},
+    {"-life-almost-over", 10},
+    {"-memory-exhausted", 34},
+    {"-over-temperature", 36},
+    {"-interlock-open", 5},
+    {"-resource-removed", 28},
+    {"-timing-failure", 37},
+    {"-motor-failure", 33},
+    {"-resource-added", 27},
+    {"-almost-empty", 12},
+    {"-cover-closed", 4},
+    {"-almost-full", 14},
+    {"-door-closed", 502},
+    {"-power-saver", 23},
+    {"-cover-open", 3},
+    {"-near-empty", 12},
+    {"-near-limit", 16},
+    {"-turned-off", 21},
+    {"-warming-up", 24},
+    {"-door-open", 501},
+    {"-life-over", 11},
+    {"-near-full", 14},
+    {"-turned-on", 20},
+    {"-at-limit", 17},
+    {"-near-eol", 10},
+    {"-offline", 22},
+    {"-missing", 9},
+    {"-removed", 26},
+    {"-closed", 19},
+    {"-opened", 18},
+    {"-added", 25},
+    {"-empty", 13},
+    {"-full", 15},
+    {"-jam", 8},
+    {"-low", 12},
+};
+
+struct SuffixWord
+{
+    const char* ending;
+    ReasonWord::Suffix suffix;
+};
+
+constexpr SuffixWord suffixes[] = {
+    {"-report", ReasonWord::Suffix::Report},
+    {"-warning", ReasonWord::Suffix::Warning},
+    {"-error", ReasonWord::Suffix::Error},
+};
+
+bool endsWith(std::string_view text, std::string_view ending)
+{
+    return text.size() > ending.size() && text.substr(text.size() - ending.size()) == ending;
+}
+
+} // namespace
+
+const Reason* findReason(std::string_view keyword)
+{
+    const auto* const found =
+        std::lower_bound(std::begin(reasons), std::end(reasons), keyword,
+                         [](const Reason& row, std::string_view wanted) { return row.keyword < wanted; });
+    return found != std::end(reasons) && found->keyword == keyword ? found : nullptr;
+}
+
+ReasonWord splitReason(std::string_view reason)
+{
+    for (const SuffixWord& row : suffixes) {
+        if (endsWith(reason, row.ending)) {
+            reason.remove_suffix(std::string_view(row.ending).size());
+            return {std::string(reason), row.suffix};
+        }
+    }
+    return {std::string(reason), ReasonWord::Suffix::None};
+}
+
+const device::AlertText* alertLike(std::string_view keyword)
+{
+    if (const device::AlertText* const same = device::findAlertText(camelCase(keyword))) {
+        return same;
+    }
+    for (const Ending& row : endings) {
+        if (endsWith(keyword, row.ending)) {
+            return device::findAlertText(row.code);
+        }
+    }
+    return nullptr;
+}
+
+} // namespace tarn::ipp
