@@ -6,6 +6,7 @@
 #include "tarn/src/base/json_text.h"
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
+#include "tarn/src/ipp/ipp_backends.h"
 #include "tarn/src/usb/libusb_bus.h"
 #include "tarn/src/usb/usb_backend.h"
 #include "tarn/tarn.h"
@@ -72,7 +73,7 @@ Library::Parts Library::realParts()
             engine::sessionDialogues(),
             catalog::Config::load(),
             catalog::IdentityCache::defaultPath(),
-            {usbPrinters}};
+            {ipp::makeIppPoller, ipp::makeCupsQueues, usbPrinters}};
 }
 
 Library::Library(Parts parts)

@@ -37,6 +37,12 @@ void Target::report(Way way, const device::DeviceStatus& picture)
     publishReports();
 }
 
+void Target::reportKnown(Way way, const device::DeviceStatus& picture)
+{
+    reports()[placeOf(way)] = {device::KeptPicture(picture), false, true};
+    publishReports();
+}
+
 void Target::reportSilent(Way way)
 {
     const std::shared_ptr<const Snapshot> snapshot = this->snapshot();

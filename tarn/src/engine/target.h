@@ -76,6 +76,8 @@ public:
 
     // Engine: the printer answers by that way, and this is its picture.
     void report(Way way, const device::DeviceStatus& picture);
+    // Engine: it said that by that way, which is asked too seldom to tell whether the printer can be reached.
+    void reportKnown(Way way, const device::DeviceStatus& picture);
     // Engine: it does not, or does no longer. What it said last stays known.
     void reportSilent(Way way);
     // Engine: whether it answered by that way when that was last reported.

@@ -50,6 +50,23 @@ struct Exchange
     std::string body;
 };
 
+// Where CUPS says that its scheduler is. False for one that has a name: looking that up could take any time.
+bool toScheduler(const CupsLibrary& cups, IppQuestion& question)
+{
+    const char* const said = cups.schedulerName();
+    const std::string server = said != nullptr ? said : "";
+    if (!server.empty() && server.front() == '/') {
+        question.socketPath = server;
+        return true;
+    }
+    const std::optional<std::uint32_t> address =
+        engine::parseIpv4(server == "localhost" ? "127.0.0.1" : server);
+    const int port = cups.schedulerPort();
+    question.address = address.value_or(0);
+    question.settings.port = static_cast<std::uint16_t>(port);
+    return address && port > 0 && port <= 65535;
+}
+
 } // namespace
 
 // One question on its way.
@@ -122,7 +139,11 @@ IppAnswer IppClient::ask(const IppQuestion& question)
         answer.outcome = m_stopped ? IppOutcome::Stopped : IppOutcome::NoLibrary;
         return answer;
     }
-    answer = Asking(*this, *cups, question).ask();
+    IppQuestion asked = question;
+    if (asked.operation == IppOperation::Queues && !toScheduler(*cups, asked)) {
+        return answer;
+    }
+    answer = Asking(*this, *cups, asked).ask();
     if (m_stopped) {
         answer.outcome = IppOutcome::Stopped;
     }

@@ -1,0 +1,387 @@
+#include "tarn/src/ipp/ipp_poller.h"
+
+#include <algorithm>
+
+#include "tarn/src/device/picture_field.h"
+#include "tarn/src/ipp/ipp_picture.h"
+
+namespace tarn::ipp {
+
+using engine::IppChoice;
+using engine::Liveliness;
+using engine::Target;
+using engine::Way;
+
+namespace {
+
+constexpr Milliseconds kFirstSilent{30000};
+constexpr Milliseconds kLongestSilent{300000};
+constexpr Milliseconds kFirstRefused{60000};
+constexpr Milliseconds kLongestRefused{600000};
+// A printer that answered in this run may just be restarting.
+constexpr Milliseconds kFirstOfKnown{5000};
+constexpr unsigned kMostDoublings = 10;
+
+engine::IppSettings settingsOf(const Target& target)
+{
+    return target.address().ipp ? *target.address().ipp : engine::IppSettings();
+}
+
+bool knowsALevel(const std::vector<device::Supply>& supplies)
+{
+    return std::any_of(supplies.begin(), supplies.end(), [](const device::Supply& supply) {
+        return supply.levelKind != device::LevelKind::Unknown;
+    });
+}
+
+// Whether IPP may know what SNMP did not say.
+bool lacksSomething(const device::DeviceStatus& picture)
+{
+    using device::PictureField;
+    for (const PictureField field : {PictureField::Model, PictureField::SerialNumber, PictureField::Supplies,
+                                     PictureField::Trays, PictureField::Counters}) {
+        if (!device::tells(picture, field)) {
+            return true;
+        }
+    }
+    return !knowsALevel(picture.supplies);
+}
+
+} // namespace
+
+IppPoller::IppPoller(const Clock& clock, Random& random, engine::BackendListener& listener,
+                     std::unique_ptr<Desk> desk)
+    : m_clock(clock), m_random(random), m_listener(listener), m_desk(std::move(desk)), m_now(clock.now())
+{
+}
+
+void IppPoller::watch(std::shared_ptr<Target> target)
+{
+    m_now = m_clock.now();
+    if (target->address().endpoint.address == 0 || settingsOf(*target).choice == IppChoice::Off) {
+        return;
+    }
+    Entry& entry = m_entries[target.get()];
+    entry.target = std::move(target);
+    consider(entry);
+}
+
+void IppPoller::unwatch(const Target& target)
+{
+    const auto found = m_entries.find(&target);
+    if (found == m_entries.end()) {
+        return;
+    }
+    if (found->second.peer) {
+        drop(*found->second.peer);
+    }
+    m_entries.erase(found);
+}
+
+void IppPoller::wake(const Target& target)
+{
+    const auto found = m_entries.find(&target);
+    if (found == m_entries.end()) {
+        return;
+    }
+    m_now = m_clock.now();
+    Entry& entry = found->second;
+    if (!entry.peer) {
+        consider(entry);
+        return;
+    }
+    Peer& peer = *entry.peer;
+    if (peer.phase != Phase::Aside) {
+        return;
+    }
+    if (peer.besideSnmp) {
+        scheduleBesideSnmp(peer, m_now);
+        return;
+    }
+    peer.silence.forgive(m_now);
+    peer.phase = Phase::Resting;
+    m_deadlines.schedule(peer, m_now);
+}
+
+void IppPoller::networkChanged()
+{
+    m_now = m_clock.now();
+    for (auto& item : m_entries) {
+        Peer* const peer = item.second.peer.get();
+        if (peer != nullptr && peer->phase == Phase::Resting && !peer->besideSnmp) {
+            peer->silence.forgive(m_now);
+            peer->setbacks = 0;
+            m_deadlines.schedule(*peer, m_now + Milliseconds(m_random.below(
+                                                    static_cast<std::uint32_t>(kLongestSpread.count()))));
+        }
+    }
+}
+
+void IppPoller::targetReported(Target& target)
+{
+    const auto found = &target == m_telling ? m_entries.end() : m_entries.find(&target);
+    if (found != m_entries.end()) {
+        m_now = m_clock.now();
+        consider(found->second);
+    }
+}
+
+// Begins to ask where that is called for, once it is known whether the printer answers SNMP.
+void IppPoller::consider(Entry& entry)
+{
+    Target& target = *entry.target;
+    if (!target.isMet()) {
+        return;
+    }
+    if (target.answers(Way::Snmp)) {
+        if (!entry.besideSnmp) {
+            becomeBesideSnmp(entry);
+        }
+        return;
+    }
+    if (!entry.peer && !entry.besideSnmp) {
+        const auto spread = static_cast<std::uint32_t>(kLongestSpread.count());
+        begin(entry, m_entries.size() > kMostInFlight ? m_now + Milliseconds(m_random.below(spread)) : m_now);
+    }
+}
+
+// It answers SNMP for the first time.
+void IppPoller::becomeBesideSnmp(Entry& entry)
+{
+    entry.besideSnmp = true;
+    if (!entry.peer) {
+        if (!lacksSomething(entry.target->pictureBy(Way::Snmp))) {
+            return;
+        }
+        begin(entry,
+              m_now + Milliseconds(m_random.below(static_cast<std::uint32_t>(kLongestSpread.count()))));
+        entry.peer->besideSnmp = true;
+        return;
+    }
+    Peer& peer = *entry.peer;
+    peer.besideSnmp = true;
+    if (entry.target->answers(Way::Ipp)) {
+        entry.target->reportSilent(Way::Ipp); // what it said stays known
+    }
+    if (peer.phase == Phase::Resting || peer.phase == Phase::Queued) {
+        m_tickets.erase(peer.ticket);
+        scheduleBesideSnmp(peer, m_now);
+    }
+}
+
+void IppPoller::begin(Entry& entry, TimePoint at)
+{
+    entry.peer = std::make_unique<Peer>();
+    ++m_peers;
+    entry.peer->target = entry.target;
+    entry.peer->phase = Phase::Resting;
+    m_deadlines.schedule(*entry.peer, at);
+}
+
+// Forgets the peer's place everywhere; its question, if any, is answered to nobody.
+void IppPoller::drop(Peer& peer)
+{
+    m_deadlines.remove(peer);
+    leaveFlight(peer);
+    m_tickets.erase(peer.ticket);
+    --m_peers;
+}
+
+void IppPoller::scheduleBesideSnmp(Peer& peer, TimePoint earliest)
+{
+    peer.phase = Phase::Resting;
+    m_deadlines.schedule(peer, peer.askedEver ? std::max(earliest, peer.asked + kBesideSnmp) : earliest);
+}
+
+void IppPoller::run()
+{
+    m_now = m_clock.now();
+    const TimePoint due = nextDeadline();
+    if (due != kNever && m_now - due > kSleep) {
+        networkChanged();
+    }
+    for (FinishedQuestion& question : m_desk->takeFinished()) {
+        finished(question);
+    }
+    runDeadlines();
+    giveOut();
+}
+
+void IppPoller::runDeadlines()
+{
+    while (!m_deadlines.empty() && m_deadlines.nextDeadline() <= m_now) {
+        Peer& peer = *m_deadlines.front();
+        m_deadlines.remove(peer);
+        deadlinePassed(peer);
+    }
+}
+
+void IppPoller::deadlinePassed(Peer& peer)
+{
+    Target& target = *peer.target;
+    if (target.putAside(Way::Ipp, m_now - kUnopened)) {
+        peer.phase = Phase::Aside;
+        return;
+    }
+    // Silent to SNMP now, it is off, or asleep and not to be woken; and it may have told all by itself.
+    if (peer.besideSnmp && (!target.answers(Way::Snmp) || !lacksSomething(target.pictureBy(Way::Snmp)))) {
+        peer.asked = m_now;
+        peer.askedEver = true;
+        scheduleBesideSnmp(peer, m_now);
+        return;
+    }
+    peer.phase = Phase::Queued;
+    const bool silent = !target.answers(Way::Ipp);
+    (silent ? m_silentQueue : m_queue).push_back(newTicket(peer));
+}
+
+std::uint32_t IppPoller::newTicket(Peer& peer)
+{
+    do {
+        ++m_lastTicket;
+    } while (m_lastTicket == 0 || m_tickets.count(m_lastTicket) != 0);
+    peer.ticket = m_lastTicket;
+    m_tickets[peer.ticket] = &peer;
+    return peer.ticket;
+}
+
+void IppPoller::giveOut()
+{
+    while (m_inFlight < kMostInFlight &&
+           (giveOutOf(m_queue, false) ||
+            (m_silentInFlight < kMostSilentInFlight && giveOutOf(m_silentQueue, true)))) {
+    }
+}
+
+// False when nobody waits there.
+bool IppPoller::giveOutOf(std::deque<std::uint32_t>& queue, bool silent)
+{
+    while (!queue.empty()) {
+        const auto found = m_tickets.find(queue.front());
+        queue.pop_front();
+        if (found == m_tickets.end()) {
+            continue; // it is watched no more, or waits for something else
+        }
+        Peer& peer = *found->second;
+        IppQuestion question;
+        question.address = peer.target->address().endpoint.address;
+        question.settings = settingsOf(*peer.target);
+        question.route = peer.route;
+        peer.phase = Phase::InFlight;
+        peer.asked = m_now;
+        peer.askedEver = true;
+        peer.countsSilent = silent;
+        ++m_inFlight;
+        m_silentInFlight += silent ? 1 : 0;
+        m_desk->give(peer.ticket, std::move(question));
+        return true;
+    }
+    return false;
+}
+
+void IppPoller::leaveFlight(Peer& peer)
+{
+    if (peer.phase == Phase::InFlight) {
+        --m_inFlight;
+        m_silentInFlight -= peer.countsSilent ? 1 : 0;
+        peer.phase = Phase::Resting;
+    }
+}
+
+void IppPoller::finished(FinishedQuestion& question)
+{
+    const auto found = m_tickets.find(question.ticket);
+    if (found == m_tickets.end()) {
+        return;
+    }
+    Peer& peer = *found->second;
+    m_tickets.erase(found);
+    leaveFlight(peer);
+    if (question.answer.outcome == IppOutcome::Answered && !question.answer.printers.empty()) {
+        answered(peer, question.answer);
+    } else {
+        missed(peer, question.answer.outcome);
+    }
+}
+
+void IppPoller::answered(Peer& peer, const IppAnswer& answer)
+{
+    peer.route = answer.route;
+    peer.answeredEver = true;
+    peer.setbacks = 0;
+    peer.silence.answered(m_now - peer.asked);
+    report(peer, buildPicture(answer.printers.front()));
+    if (peer.besideSnmp) {
+        scheduleBesideSnmp(peer, m_now);
+        return;
+    }
+    const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
+    // A printer that takes its time gets half the interval to breathe.
+    m_deadlines.schedule(peer, std::max(peer.asked + interval, m_now + interval / 2));
+}
+
+void IppPoller::report(Peer& peer, const device::DeviceStatus& picture)
+{
+    Target& target = *peer.target;
+    const std::uint64_t digest = device::KeptPicture(picture).digest();
+    const bool changed = digest != peer.digest;
+    peer.digest = digest;
+    peer.liveliness = engine::livelinessOf(&picture);
+    peer.cadence.finished(snmp::ReadKind::Full,
+                          changed ? snmp::ReadOutcome::Changed : snmp::ReadOutcome::Unchanged, 1, m_now);
+    if (peer.besideSnmp) {
+        if (changed) {
+            target.reportKnown(Way::Ipp, picture);
+            tell(target);
+        }
+        return;
+    }
+    target.markAnswered(m_now);
+    if (changed || !target.answers(Way::Ipp)) {
+        target.report(Way::Ipp, picture);
+        tell(target);
+    }
+}
+
+void IppPoller::tell(Target& target)
+{
+    m_telling = &target;
+    m_listener.targetChanged(target);
+    m_telling = nullptr;
+}
+
+void IppPoller::missed(Peer& peer, IppOutcome outcome)
+{
+    if (peer.besideSnmp) {
+        scheduleBesideSnmp(peer, m_now);
+        return;
+    }
+    Target& target = *peer.target;
+    const bool wasOffline = peer.silence.isOffline();
+    if (peer.silence.missed(peer.asked, m_now) && target.answers(Way::Ipp)) {
+        target.reportSilent(Way::Ipp);
+        tell(target);
+    }
+    // A printer that answers is asked again soon before it counts as unreachable; a stranger has no such
+    // right.
+    if (peer.answeredEver && !wasOffline && !peer.silence.isOffline()) {
+        m_deadlines.schedule(peer, m_now + kAfterMiss);
+        return;
+    }
+    m_deadlines.schedule(peer, m_now + backOff(peer, outcome));
+    ++peer.setbacks;
+}
+
+Milliseconds IppPoller::backOff(const Peer& peer, IppOutcome outcome)
+{
+    const bool silent = outcome == IppOutcome::Silent;
+    Milliseconds first = silent ? kFirstSilent : kFirstRefused;
+    if (peer.answeredEver) {
+        first = kFirstOfKnown;
+    }
+    const Milliseconds longest = silent ? kLongestSilent : kLongestRefused;
+    const Milliseconds wait = std::min(longest, first * (1u << std::min(peer.setbacks, kMostDoublings)));
+    return wait - Milliseconds(m_random.below(static_cast<std::uint32_t>(wait.count() * 15 / 100)));
+}
+
+} // namespace tarn::ipp

@@ -1,0 +1,424 @@
+// When printers are asked over IPP, and what comes of the answers: a simulated clock and a scripted desk.
+#include "tarn/src/ipp/ipp_poller.h"
+
+#include <gtest/gtest.h>
+
+#include "tarn/src/device/picture_field.h"
+#include "tests/unit/tarn/engine/simulated_network.h"
+#include "tests/unit/tarn/ipp/attributes_text.h"
+
+namespace tarn::ipp {
+namespace {
+
+using engine::IppChoice;
+using engine::IppSettings;
+using engine::Target;
+using engine::Way;
+using test::attributesFrom;
+
+constexpr const char kIdle[] =
+    "printer-state = 3\nprinter-make-and-model = Lyra\nprinter-state-reasons = none";
+constexpr const char kPrinting[] =
+    "printer-state = 4\nprinter-make-and-model = Lyra\nprinter-state-reasons = none";
+
+// How one printer answers over TCP.
+struct Behaviour
+{
+    IppOutcome outcome = IppOutcome::Answered;
+    std::string says = kIdle;
+    Milliseconds takes{20};
+    std::vector<TimePoint> asked;
+    IppQuestion last;
+};
+
+// Answers each question after its time, as a pool would.
+class ScriptedDesk final : public Desk
+{
+public:
+    explicit ScriptedDesk(const engine::test::SimulatedClock& clock) : m_clock(clock) {}
+
+    void give(std::uint32_t ticket, IppQuestion question) override
+    {
+        Behaviour& printer = printers[question.address];
+        printer.asked.push_back(m_clock.now());
+        printer.last = question;
+        FinishedQuestion finished{ticket, {}};
+        finished.answer.outcome = printer.outcome;
+        if (printer.outcome == IppOutcome::Answered) {
+            finished.answer.route = {true, true, false, 1};
+            finished.answer.printers.push_back(attributesFrom(printer.says));
+        }
+        underWay.emplace(m_clock.now() + printer.takes, std::move(finished));
+        most = std::max(most, underWay.size());
+    }
+    std::vector<FinishedQuestion> takeFinished() override
+    {
+        std::vector<FinishedQuestion> out;
+        while (!underWay.empty() && underWay.begin()->first <= m_clock.now()) {
+            out.push_back(std::move(underWay.begin()->second));
+            underWay.erase(underWay.begin());
+        }
+        return out;
+    }
+    int descriptor() const override { return -1; }
+
+    std::map<std::uint32_t, Behaviour> printers;
+    std::multimap<TimePoint, FinishedQuestion> underWay;
+    std::size_t most = 0; // under way at once
+
+private:
+    const engine::test::SimulatedClock& m_clock;
+};
+
+class IppPollerTest : public testing::Test, public engine::BackendListener
+{
+protected:
+    IppPollerTest()
+    {
+        auto owned = std::make_unique<ScriptedDesk>(clock);
+        desk = owned.get();
+        poller = std::make_unique<IppPoller>(clock, random, *this, std::move(owned));
+    }
+
+    void targetChanged(Target& target) override
+    {
+        ++changes;
+        poller->targetReported(target); // as the engine does, to everybody
+    }
+    void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override { ADD_FAILURE(); }
+
+    std::shared_ptr<Target> watch(std::uint32_t address,
+                                  std::shared_ptr<const IppSettings> settings = nullptr)
+    {
+        auto target = std::make_shared<Target>(
+            engine::PrinterAddress{
+                {address, 161}, {}, std::make_shared<const std::string>("public"), std::move(settings)},
+            engine::unmetSnapshot({}), clock.now());
+        poller->watch(target);
+        watched.push_back(target);
+        return target;
+    }
+    std::shared_ptr<Target> watchSilent(std::uint32_t address)
+    {
+        std::shared_ptr<Target> target = watch(address);
+        snmpIsSilent(*target);
+        return target;
+    }
+    void snmpIsSilent(Target& target)
+    {
+        target.reportSilent(Way::Snmp);
+        target.markMet();
+        poller->targetReported(target);
+    }
+    void snmpSays(Target& target, const device::DeviceStatus& picture)
+    {
+        target.report(Way::Snmp, picture);
+        target.markMet();
+        poller->targetReported(target);
+    }
+
+    // Somebody opens every printer all the time, unless told otherwise.
+    void pass(Milliseconds time, bool opened = true)
+    {
+        const TimePoint end = clock.now() + time;
+        while (clock.now() < end) {
+            const TimePoint finished = desk->underWay.empty() ? kNever : desk->underWay.begin()->first;
+            TimePoint next =
+                std::min({end, poller->nextDeadline(), finished, clock.now() + Milliseconds(10000)});
+            next = std::max(next, clock.now() + Milliseconds(1));
+            clock.set(next);
+            for (const auto& target : watched) {
+                if (opened && target->markOpened(clock.now())) {
+                    poller->wake(*target);
+                }
+            }
+            poller->run();
+        }
+    }
+
+    static device::DeviceStatus wholePicture()
+    {
+        device::DeviceStatus status;
+        status.model = "Orion";
+        status.serialNumber = "S";
+        status.activity = device::Activity::Idle;
+        status.totalPages = 1;
+        status.trays.emplace_back();
+        status.supplies.emplace_back();
+        status.supplies.back().levelKind = device::LevelKind::Percent;
+        return status;
+    }
+    static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
+    std::vector<TimePoint>& asked(std::uint32_t address) { return desk->printers[address].asked; }
+
+    engine::test::SimulatedClock clock;
+    engine::test::SeededRandom random{1};
+    std::vector<std::shared_ptr<Target>> watched;
+    std::unique_ptr<IppPoller> poller;
+    ScriptedDesk* desk = nullptr;
+    int changes = 0;
+};
+
+TEST_F(IppPollerTest, NobodyIsAskedBeforeSnmpIsKnownToBeSilent)
+{
+    const auto target = watch(1);
+    pass(Milliseconds(60000));
+    EXPECT_TRUE(asked(1).empty());
+    EXPECT_EQ(poller->peers(), 0u);
+    snmpIsSilent(*target);
+    pass(Milliseconds(1000));
+    EXPECT_EQ(asked(1).size(), 1u);
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(target->snapshot()->way, Way::Ipp);
+    EXPECT_EQ(modelOf(*target), "Lyra");
+    EXPECT_EQ(target->lastAnswer(), asked(1)[0] + Milliseconds(20));
+}
+
+TEST_F(IppPollerTest, IdlePrinterEveryFourSecondsBusyOneEveryTwo)
+{
+    watchSilent(1);
+    pass(Milliseconds(60000)); // the first picture is no change
+    const std::size_t before = asked(1).size();
+    pass(Milliseconds(60000));
+    EXPECT_GE(asked(1).size() - before, 15u);
+    EXPECT_LE(asked(1).size() - before, 17u);
+    desk->printers[1].says = kPrinting;
+    pass(Milliseconds(10000));
+    const std::size_t busy = asked(1).size();
+    pass(Milliseconds(60000));
+    EXPECT_GE(asked(1).size() - busy, 30u);
+    EXPECT_LE(asked(1).size() - busy, 33u);
+}
+
+TEST_F(IppPollerTest, PictureIsNeverOlderThanFiveSecondsAndOnlyChangesAreTold)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(10000));
+    const int told = changes;
+    for (int i = 0; i < 300; ++i) {
+        pass(Milliseconds(100));
+        EXPECT_LE(clock.now() - *target->lastAnswer(), Milliseconds(5000));
+    }
+    EXPECT_EQ(changes, told);
+    desk->printers[1].says = kPrinting;
+    pass(Milliseconds(5000));
+    EXPECT_EQ(changes, told + 1);
+    EXPECT_EQ(target->snapshot()->state, 4);
+}
+
+TEST_F(IppPollerTest, OfflineAfterThreeMissesAndFiveSecondsAndBackSoon)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(10000));
+    desk->printers[1].outcome = IppOutcome::Refused;
+    const std::size_t before = asked(1).size();
+    const TimePoint gone = clock.now();
+    while (target->snapshot()->online && clock.now() - gone < Milliseconds(60000)) {
+        pass(Milliseconds(100));
+    }
+    EXPECT_GE(asked(1).size() - before, 3u);
+    EXPECT_GE(clock.now() - asked(1)[before], Milliseconds(5000));
+    EXPECT_LE(clock.now() - gone, Milliseconds(15000));
+    EXPECT_EQ(target->snapshot()->state, 2);
+    EXPECT_EQ(modelOf(*target), "Lyra") << "what was known is kept";
+    desk->printers[1].outcome = IppOutcome::Answered;
+    pass(Milliseconds(15000));
+    EXPECT_TRUE(target->snapshot()->online);
+}
+
+TEST_F(IppPollerTest, OneMissIsNotSeen)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(10000));
+    desk->printers[1].outcome = IppOutcome::NoIpp;
+    const std::size_t before = asked(1).size();
+    while (asked(1).size() < before + 2) {
+        pass(Milliseconds(100));
+    }
+    desk->printers[1].outcome = IppOutcome::Answered;
+    const int told = changes;
+    pass(Milliseconds(20000));
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(changes, told);
+}
+
+// The gaps between the questions to a stranger.
+TEST_F(IppPollerTest, StrangersAreAskedEverMoreSeldom)
+{
+    watchSilent(1);
+    watchSilent(2);
+    desk->printers[1].outcome = IppOutcome::Silent;
+    desk->printers[2].outcome = IppOutcome::Refused;
+    pass(Milliseconds(3600000));
+    const auto gap = [this](std::uint32_t who, std::size_t i) {
+        return (asked(who)[i + 1] - asked(who)[i]).count();
+    };
+    EXPECT_GE(gap(1, 0), 25000);
+    EXPECT_LE(gap(1, 0), 31000);
+    EXPECT_GE(gap(1, 1), 50000);
+    EXPECT_GE(gap(2, 0), 50000);
+    EXPECT_LE(gap(2, 0), 61000);
+    EXPECT_LE(asked(1).size(), 20u);
+    EXPECT_GE(asked(1).size(), 12u);
+    EXPECT_LE(asked(2).size(), 12u);
+    EXPECT_GE(asked(2).size(), 7u);
+    for (std::size_t i = 0; i + 1 < asked(2).size(); ++i) {
+        EXPECT_LE(gap(2, i), 601000);
+    }
+}
+
+TEST_F(IppPollerTest, PrinterThatTellsAllOverSnmpIsNeverConnectedTo)
+{
+    const auto target = watch(1);
+    snmpSays(*target, wholePicture());
+    pass(Milliseconds(4 * 3600000));
+    EXPECT_TRUE(asked(1).empty());
+    EXPECT_EQ(poller->peers(), 0u);
+}
+
+TEST_F(IppPollerTest, PrinterThatAnswersSnmpIsConnectedToOnceAnHourForWhatItLacks)
+{
+    const auto target = watch(1);
+    device::DeviceStatus picture = wholePicture();
+    picture.serialNumber.clear();
+    picture.activity = device::Activity::Printing;
+    desk->printers[1].says += "\nprinter-serial-number = LY-7";
+    snmpSays(*target, picture);
+    pass(Milliseconds(3 * 3600000 + 60000));
+    ASSERT_EQ(asked(1).size(), 4u);
+    for (std::size_t i = 1; i < asked(1).size(); ++i) {
+        EXPECT_GE(asked(1)[i] - asked(1)[i - 1], Milliseconds(3600000));
+    }
+    EXPECT_EQ(target->snapshot()->serialNumber, "LY-7");
+    EXPECT_EQ(target->snapshot()->state, 4) << "the state stays that of SNMP";
+    EXPECT_EQ(target->snapshot()->way, Way::Snmp);
+    EXPECT_EQ(target->snapshot()->fieldWays[static_cast<std::size_t>(device::PictureField::SerialNumber)],
+              Way::Ipp);
+}
+
+TEST_F(IppPollerTest, PrinterThatStopsAnsweringSnmpIsNotKeptAliveByAnOldAnswerNorWoken)
+{
+    const auto target = watch(1);
+    device::DeviceStatus picture = wholePicture();
+    picture.serialNumber.clear();
+    snmpSays(*target, picture);
+    pass(Milliseconds(10000));
+    ASSERT_EQ(asked(1).size(), 1u);
+    snmpIsSilent(*target);
+    EXPECT_FALSE(target->snapshot()->online);
+    pass(Milliseconds(5 * 3600000));
+    EXPECT_EQ(asked(1).size(), 1u);
+    EXPECT_FALSE(target->snapshot()->online);
+}
+
+TEST_F(IppPollerTest, PrinterThatBeginsToAnswerSnmpIsLeftAlone)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(10000));
+    EXPECT_EQ(target->snapshot()->way, Way::Ipp);
+    snmpSays(*target, wholePicture());
+    const std::size_t before = asked(1).size();
+    pass(Milliseconds(2 * 3600000));
+    EXPECT_LE(asked(1).size(), before + 1);
+    EXPECT_EQ(target->snapshot()->way, Way::Snmp);
+    snmpIsSilent(*target);
+    EXPECT_FALSE(target->snapshot()->online) << "its answer of long ago does not count";
+}
+
+TEST_F(IppPollerTest, WhoeverIsNotOpenedIsNotAskedUntilHeIs)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(10000));
+    pass(Milliseconds(70000), false);
+    const std::size_t before = asked(1).size();
+    pass(Milliseconds(3600000), false);
+    EXPECT_EQ(asked(1).size(), before);
+    pass(Milliseconds(3000), true);
+    EXPECT_GT(asked(1).size(), before);
+}
+
+TEST_F(IppPollerTest, OpeningAgainDoesNotShortenTheHour)
+{
+    const auto target = watch(1);
+    device::DeviceStatus picture = wholePicture();
+    picture.totalPages.reset();
+    snmpSays(*target, picture);
+    for (int i = 0; i < 20; ++i) {
+        pass(Milliseconds(90000), false);
+        pass(Milliseconds(5000), true);
+    }
+    EXPECT_EQ(asked(1).size(), 1u);
+}
+
+TEST_F(IppPollerTest, SettingsAndTheRouteThatWorkedAreHandedOn)
+{
+    const auto off = watch(2, std::make_shared<IppSettings>(IppSettings{IppChoice::Off, 631, ""}));
+    snmpIsSilent(*off);
+    const auto target = watch(1, std::make_shared<IppSettings>(IppSettings{IppChoice::Tls, 443, "/x"}));
+    snmpIsSilent(*target);
+    pass(Milliseconds(1000));
+    EXPECT_EQ(desk->printers[1].last.settings.port, 443);
+    EXPECT_EQ(desk->printers[1].last.settings.path, "/x");
+    EXPECT_FALSE(desk->printers[1].last.route.known);
+    pass(Milliseconds(10000));
+    EXPECT_TRUE(desk->printers[1].last.route.known);
+    EXPECT_EQ(desk->printers[1].last.route.path, 1);
+    EXPECT_TRUE(asked(2).empty());
+}
+
+TEST_F(IppPollerTest, ThoseThatDoNotAnswerLeaveRoomForThoseThatDo)
+{
+    const auto good = watchSilent(1);
+    pass(Milliseconds(5000));
+    for (std::uint32_t address = 100; address < 160; ++address) {
+        desk->printers[address].outcome = IppOutcome::Silent;
+        desk->printers[address].takes = Milliseconds(10000);
+        watchSilent(address);
+    }
+    for (int i = 0; i < 600; ++i) {
+        pass(Milliseconds(100));
+        ASSERT_LE(clock.now() - *good->lastAnswer(), Milliseconds(6000));
+    }
+    EXPECT_LE(desk->most, IppPoller::kMostSilentInFlight + 1);
+}
+
+TEST_F(IppPollerTest, WhoIsWatchedNoMoreIsForgottenInTheMidstOfIt)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(1));
+    ASSERT_EQ(desk->underWay.size(), 1u);
+    poller->unwatch(*target);
+    watched.clear();
+    EXPECT_EQ(target.use_count(), 1) << "nobody keeps it";
+    pass(Milliseconds(60000));
+    EXPECT_EQ(asked(1).size(), 1u);
+    EXPECT_EQ(poller->peers(), 0u);
+    const auto again = watchSilent(1);
+    pass(Milliseconds(1000));
+    EXPECT_TRUE(again->snapshot()->online) << "its place among those in flight is free again";
+}
+
+TEST_F(IppPollerTest, ChangedNetworkEndsTheBackOff)
+{
+    desk->printers[1].outcome = IppOutcome::Silent;
+    watchSilent(1);
+    pass(Milliseconds(1200000));
+    desk->printers[1].outcome = IppOutcome::Answered;
+    const std::size_t before = asked(1).size();
+    poller->networkChanged();
+    pass(Milliseconds(3000));
+    EXPECT_EQ(asked(1).size(), before + 1);
+    EXPECT_TRUE(watched[0]->snapshot()->online);
+}
+
+TEST_F(IppPollerTest, TenThousandSnmpPrintersHaveNoPeers)
+{
+    for (std::uint32_t address = 1; address <= 10000; ++address) {
+        snmpSays(*watch(address), wholePicture());
+    }
+    EXPECT_EQ(poller->peers(), 0u);
+    EXPECT_EQ(poller->nextDeadline(), kNever);
+}
+
+} // namespace
+} // namespace tarn::ipp
