@@ -65,9 +65,9 @@ std::size_t SlotWheel::count() const
     return tasks;
 }
 
-std::string TaskCore::check() const
+std::string TaskCore::checkQueue() const
 {
-    std::string broken = m_wheel.check();
+    std::string broken;
     std::size_t queued = 0;
     for (const TaskLink* link = m_due.front(); link != m_due.end(); link = link->next) {
         const Task& task = static_cast<const Task&>(*link);
@@ -83,6 +83,31 @@ std::string TaskCore::check() const
         broken += "; tasks have been lost or gained";
     }
     return broken;
+}
+
+std::string TaskCore::checkBatches() const
+{
+    std::string broken;
+    for (const Batch* batch = m_open; batch != nullptr; batch = batch->m_older) {
+        for (unsigned i = batch->begun(); i < batch->m_size && !batch->m_recalled; ++i) {
+            const Task& task = *batch->m_entries[i].task;
+            if (task.m_running == 0 || !task.m_runnable) {
+                broken += "; a batch does not hold what it is going to run";
+            }
+            if (task.m_period != 0 && !task.linked()) {
+                broken += "; a run is going to begin that has been cancelled";
+            }
+            if (task.linked() && task.m_expiry < m_wheel.next()) {
+                broken += "; a task waits twice";
+            }
+        }
+    }
+    return broken;
+}
+
+std::string TaskCore::check() const
+{
+    return m_wheel.check() + checkQueue() + checkBatches();
 }
 
 } // namespace twheel

@@ -41,6 +41,15 @@ public:
         m_end.prev = &link;
     }
 
+    void pushFront(TaskLink& link)
+    {
+        TaskLink* first = m_end.next;
+        link.next = first;
+        link.prev = &m_end;
+        first->prev = &link;
+        m_end.next = &link;
+    }
+
     // Appends everything that `other` holds, in its order, and leaves it empty. Constant time.
     void splice(TaskList& other)
     {

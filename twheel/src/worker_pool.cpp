@@ -15,9 +15,11 @@ constexpr Nanoseconds kTickLength = 1'000'000;
 constexpr Nanoseconds kNotSet = std::numeric_limits<Nanoseconds>::max();
 // How long work may wait behind a run before another worker is woken for it.
 constexpr Nanoseconds kPatience = 50'000;
-// This many runs started in half the patience are short ones. A second worker would only fight over the lock
+// This many runs taken in half the patience are short ones. A second worker would only fight over the lock
 // and the cache with the first, which then goes on alone.
-constexpr int kShortRuns = 8;
+constexpr unsigned kShortRuns = 8;
+// After this many short runs the next are taken to be short, too.
+constexpr unsigned kTrusted = 1000;
 
 Tick tickAt(Nanoseconds time)
 {
@@ -93,6 +95,7 @@ void WorkerPool::stop()
     {
         MutexLock lock(m_gate.mutex);
         m_stopped = true;
+        m_core.recallAll();
         setAlarm(0);
     }
     for (std::thread& thread : m_threads) {
@@ -124,7 +127,6 @@ boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
     m_core.keepUp(tickAt(now));
     m_core.schedule(*node, expiry);
     if (m_sleeping > 0 && timeOf(expiry) < m_alarmAt) {
-        m_guarding = false;
         setAlarm(timeOf(expiry));
     }
     return node;
@@ -132,16 +134,32 @@ boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
 
 void WorkerPool::work()
 {
+    Batch batch;
+    Releases released;
+    released.reserve(Batch::kMost);
     MutexLock lock(m_gate.mutex);
+    Nanoseconds now = monotonicNow();
     while (!m_stopped) {
-        const Nanoseconds now = monotonicNow();
+        if (m_sleeping == 0) {
+            m_core.recallAll();
+        }
         const bool complete = m_core.advance(tickAt(now));
-        Task* task = m_core.start(tickAt(now));
-        if (task != nullptr) {
-            guardRun(now);
-            runNext(*task);
-        } else if (complete) {
-            sleep();
+        // Alone, it must look at the time between two runs: nobody would recall what a slow one keeps
+        // waiting.
+        const unsigned runs = m_core.fill(batch, tickAt(now), m_sleeping > 0 ? Batch::kMost : 1);
+        if (runs > 0) {
+            batch.since = now;
+            guard(now, runs);
+            now = run(batch, released);
+            const bool quick = now - batch.since < kPatience / 2;
+            if (!quick || !m_core.active()) {
+                continue;
+            }
+            // Short runs, and another is at them.
+        }
+        batch.forget();
+        if (complete) {
+            now = sleep(released);
         } else {
             // A great many tasks on their way to finer slots: let the others have the lock in between.
             lock.unlock();
@@ -152,56 +170,100 @@ void WorkerPool::work()
     setAlarm(0);
 }
 
-void WorkerPool::runNext(Task& task)
+Nanoseconds WorkerPool::run(Batch& batch, Releases& released)
 {
-    TwheelRunnable& runnable = m_core.runnable(task);
+    unsigned runs = 0;
     m_gate.mutex.unlock();
-    runGuarded(runnable);
+    for (Task* task = batch.next(); task != nullptr; task = batch.next()) {
+        ++runs;
+        runGuarded(TaskCore::runnable(*task));
+    }
+    // Before the lock: who has to wait for it has not been slow.
+    const Nanoseconds now = monotonicNow();
     m_gate.mutex.lock();
-    Released released;
-    m_core.finish(task, released);
-    if (released) {
-        m_gate.mutex.unlock();
-        released.runnable.reset();
-        released.task.reset();
-        m_gate.mutex.lock();
+    m_shortRuns = now - batch.since > kPatience ? m_shortRuns / 2 : std::min(m_shortRuns + runs, kTrusted);
+    m_core.end(batch, released);
+    if (!released.empty()) {
+        letGo(released);
+        batch.forget();
+    }
+    return now;
+}
+
+void WorkerPool::letGo(Releases& released)
+{
+    m_gate.mutex.unlock();
+    released.clear();
+    m_gate.mutex.lock();
+}
+
+Nanoseconds WorkerPool::sleep(Releases& released)
+{
+    const Nanoseconds event = timeOf(m_core.nextEvent());
+    waitUntil(m_core.sharesLeft() ? std::min(event, monotonicNow() + patience()) : event);
+    for (;;) {
+        const Nanoseconds now = monotonicNow();
+        if (m_alarmAt <= now) {
+            m_alarmAt = kNotSet;
+        }
+        m_runsAreSlow = recallSlow(now, released);
+        if (m_runsAreSlow || m_stopped || !m_core.active()) {
+            return now;
+        }
+        waitUntil(now + patience());
     }
 }
 
-void WorkerPool::sleep()
+void WorkerPool::waitUntil(Nanoseconds at)
 {
-    m_runsAreSlow = false;
-    m_guarding = false;
-    setAlarm(timeOf(m_core.nextEvent()));
+    setAlarm(at);
     ++m_sleeping;
     m_gate.mutex.unlock();
     m_alarm.wait();
     m_gate.mutex.lock();
     --m_sleeping;
-    if (m_alarmAt <= monotonicNow()) {
-        m_alarmAt = kNotSet;
-        m_runsAreSlow = m_guarding;
-    }
 }
 
-void WorkerPool::guardRun(Nanoseconds now)
+// What has not begun behind a slow run goes back to the queue, and what has ended before it is let go of.
+bool WorkerPool::recallSlow(Nanoseconds now, Releases& released)
+{
+    if (!m_core.recallSlow(now - kPatience / 2, released)) {
+        return false;
+    }
+    m_shortRuns /= 2;
+    if (!released.empty()) {
+        letGo(released);
+    }
+    return true;
+}
+
+bool WorkerPool::runsAreShort() const
+{
+    return m_shortRuns >= kTrusted;
+}
+
+Nanoseconds WorkerPool::patience() const
+{
+    return runsAreShort() ? kTickLength : kPatience;
+}
+
+void WorkerPool::guard(Nanoseconds now, unsigned runs)
 {
     if (m_sleeping == 0) {
         return;
     }
-    if (!m_core.waiting()) {
-        m_guarding = false;
+    if (!m_core.waiting() && !m_core.sharesLeft()) {
         setAlarm(timeOf(m_core.nextEvent()));
         return;
     }
-    ++m_runsGuarded;
-    const bool unset = m_alarmAt > now + kPatience;
+    m_runsGuarded += runs;
+    const Nanoseconds end = now + patience();
+    const bool unset = m_alarmAt > end;
     const bool closeBy = m_alarmAt > now && m_alarmAt < now + kPatience / 2;
-    if (unset || (closeBy && m_runsGuarded >= kShortRuns)) {
-        m_guarding = true;
+    if (unset || (closeBy && m_runsGuarded >= kShortRuns && !runsAreShort())) {
         m_runsGuarded = 0;
         // Runs that outlast the patience come in company: then the next worker is not kept waiting either.
-        setAlarm(m_runsAreSlow ? now : now + kPatience);
+        setAlarm(m_runsAreSlow ? now : std::min(end, timeOf(m_core.nextEvent())));
         m_runsAreSlow = false;
     }
 }

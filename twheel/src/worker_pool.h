@@ -12,14 +12,20 @@ namespace twheel {
 // WorkerPool is a scheduler at work: the core, its lock, its alarm and its threads.
 //
 // Free workers all sleep on the one alarm, which wakes a single one of them. That worker runs everything that
-// is due, one task after the other, without waking anybody. What guards against a slow run is the alarm
-// again: before each run it is set to the moment at which somebody else must look, the next due tick, or 50
-// us from now while work is left waiting; a worker that gets through its work in time moves it on and no
-// thread has been woken.
+// is due, batch after batch, without waking anybody. What guards against a slow run is the alarm again: while
+// work is left waiting behind a run it stands no later than 50 us from now, and a worker that gets through
+// its work in time moves it on and no thread has been woken. Moving it costs as much as a hundred short runs,
+// so once a great many runs in a row were short it is left at the next tick instead, a millisecond ahead,
+// where the worker needs it anyway. Whoever wakes recalls what waits behind a slow run, and a slow run brings
+// the 50 us back. Of short runs one worker at a time takes care, and the others go back to sleep: two would
+// take the lock and the cache from each other, get less done than one, and stay so once they are behind.
 //
 // Invariants
-//  (1) While a worker sleeps, the alarm is set no later than the moment that needs one (needsAttentionAt).
+//  (1) While a worker sleeps, the alarm is set no later than the moment that needs one: the next due tick, or
+//      the end of the patience with a batch whose owner has not come back.
 //  (2) No foreign code (run(), a runnable's destructor) is called with the lock held.
+//  (3) Runs wait behind another in a batch only while a worker is free to recall them. With none free each
+//      worker takes one at a time and looks at the clock in between.
 // Threading: schedule() from any thread; stop() from any but a worker, not by two at once.
 class WorkerPool
 {
@@ -37,10 +43,16 @@ public:
 private:
     void start(int workers);
     void work();
-    // Both let go of the lock meanwhile.
-    void runNext(Task& task) TWHEEL_REQUIRES(m_gate.mutex);
-    void sleep() TWHEEL_REQUIRES(m_gate.mutex);
-    void guardRun(Nanoseconds now) TWHEEL_REQUIRES(m_gate.mutex);
+    // These let go of the lock meanwhile; some give the time that they have looked at last.
+    Nanoseconds run(Batch& batch, Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
+    Nanoseconds sleep(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
+    void letGo(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
+    bool recallSlow(Nanoseconds now, Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
+    void waitUntil(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
+
+    void guard(Nanoseconds now, unsigned runs) TWHEEL_REQUIRES(m_gate.mutex);
+    bool runsAreShort() const TWHEEL_REQUIRES(m_gate.mutex);
+    Nanoseconds patience() const TWHEEL_REQUIRES(m_gate.mutex);
     void setAlarm(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
 
     // Constant after construction.
@@ -52,11 +64,12 @@ private:
     TaskCore m_core TWHEEL_GUARDED_BY(m_gate.mutex);
     // What the alarm is set to; the largest value when it is not.
     Nanoseconds m_alarmAt TWHEEL_GUARDED_BY(m_gate.mutex);
-    // Runs started since the alarm was set to guard them.
-    int m_runsGuarded TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    // Runs taken since the alarm was set to guard them.
+    unsigned m_runsGuarded TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    // How many of the last runs were short ones.
+    unsigned m_shortRuns TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
     int m_sleeping TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
-    // The alarm stands for work left waiting; whoever it wakes knows that runs are slow just now.
-    bool m_guarding TWHEEL_GUARDED_BY(m_gate.mutex) = false;
+    // A worker has just been woken by a slow run.
     bool m_runsAreSlow TWHEEL_GUARDED_BY(m_gate.mutex) = false;
     bool m_stopped TWHEEL_GUARDED_BY(m_gate.mutex) = false;
 };

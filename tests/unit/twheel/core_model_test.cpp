@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -29,8 +30,8 @@ public:
     // Ends every run and releases the rest; then nothing may be left.
     void end()
     {
-        while (!m_runs.empty()) {
-            finishOne();
+        while (!m_batches.empty()) {
+            endOne();
         }
         releaseAll(m_core);
         EXPECT_EQ(m_core.check(), "");
@@ -40,24 +41,32 @@ public:
 
     void step()
     {
-        switch (below(8)) {
+        switch (below(12)) {
         case 0:
         case 1:
+        case 2:
             scheduleOne();
             break;
-        case 2:
+        case 3:
             cancelOne();
             break;
-        case 3:
         case 4:
+        case 5:
             advance();
             break;
-        case 5:
         case 6:
-            startSome();
+        case 7:
+            takeSome();
+            break;
+        case 8:
+        case 9:
+            beginOne();
+            break;
+        case 10:
+            endOne();
             break;
         default:
-            finishOne();
+            recall();
             break;
         }
         EXPECT_EQ(m_core.count(), m_expiries.size());
@@ -76,6 +85,21 @@ private:
         Tick period;
         // In the queue: which step put it there.
         std::uint64_t queuedBy = 0;
+    };
+
+    // One that a worker took: what the entry was before that, so that it can go back.
+    struct Taken
+    {
+        int id;
+        Entry before;
+        bool finished = false;
+    };
+    struct Worker
+    {
+        Batch batch;
+        std::vector<Taken> taken;
+        std::size_t begun = 0;
+        bool recalled = false;
     };
 
     Tick below(Tick limit) { return std::uniform_int_distribution<Tick>(0, limit - 1)(m_random); }
@@ -109,10 +133,26 @@ private:
         }
         const auto chosen = std::next(m_handles.begin(), long(below(m_handles.size())));
         const int id = chosen->first;
+        if (std::any_of(m_batches.begin(), m_batches.end(), [&](const auto& worker) {
+                return std::any_of(worker->taken.begin() + long(worker->begun), worker->taken.end(),
+                                   [&](const Taken& taken) { return taken.id == id; });
+            })) {
+            recallInModel();
+        }
+        bool settled = false;
+        for (const auto& worker : m_batches) {
+            for (std::size_t i = 0; i + 1 < worker->begun; ++i) {
+                if (worker->taken[i].id == id && !worker->taken[i].finished) {
+                    worker->taken[i].finished = true;
+                    --m_running[id];
+                    settled = true;
+                }
+            }
+        }
         Released released;
         m_core.cancel(*chosen->second, released);
         const bool wasScheduled = m_expiries.erase(id) != 0;
-        EXPECT_EQ(bool(released), wasScheduled && m_running[id] == 0);
+        EXPECT_EQ(bool(released), (wasScheduled || settled) && m_running[id] == 0);
         m_expectedDestroyed += released ? 1 : 0;
         if (below(2) == 0) {
             m_handles.erase(chosen);
@@ -123,7 +163,11 @@ private:
     {
         const Tick event = m_core.nextEvent();
         const bool toEvent = event != kNever && event > m_now && below(2) == 0;
+        const Tick before = m_now;
         m_now = toEvent ? event - below(2) : m_now + distance();
+        if (m_now != before) {
+            recallInModel();
+        }
         advanceFully(m_core, m_now);
         ++m_generation;
         Tick earliest = kNever;
@@ -140,55 +184,136 @@ private:
         EXPECT_EQ(m_core.nextEvent() == kNever, earliest == kNever);
     }
 
-    void startSome()
+    // Who is to come next by the model, or the end of the table.
+    std::map<int, Entry>::iterator nextInModel()
     {
-        const auto before = [](const auto& a, const auto& b) {
-            const auto key = [](const Entry& entry) {
-                return std::make_pair(entry.queuedBy == 0 ? ~std::uint64_t{0} : entry.queuedBy, entry.expiry);
-            };
-            return key(a.second) < key(b.second);
+        const auto key = [](const Entry& entry) {
+            return std::make_pair(entry.queuedBy == 0 ? ~std::uint64_t{0} : entry.queuedBy, entry.expiry);
         };
-        for (Tick left = below(20); left > 0; --left) {
-            const auto next = std::min_element(m_expiries.begin(), m_expiries.end(), before);
-            Task* task = m_core.start(m_now);
-            if (next == m_expiries.end() || next->second.queuedBy == 0) {
-                EXPECT_EQ(task, nullptr);
-                return;
-            }
-            ASSERT_NE(task, nullptr);
-            const int id = idOf(*task);
-            const auto taken = m_expiries.find(id);
-            ASSERT_NE(taken, m_expiries.end()) << "runs though cancelled or over";
+        const auto next =
+            std::min_element(m_expiries.begin(), m_expiries.end(),
+                             [&](const auto& a, const auto& b) { return key(a.second) < key(b.second); });
+        return next == m_expiries.end() || next->second.queuedBy == 0 ? m_expiries.end() : next;
+    }
+
+    void takeSome()
+    {
+        auto worker = std::make_unique<Worker>();
+        const auto most = unsigned(1 + below(Batch::kMost));
+        worker->batch.since = std::int64_t(m_now);
+        const unsigned size = m_core.fill(worker->batch, m_now, most);
+        for (unsigned i = 0; i < size; ++i) {
+            const auto next = nextInModel();
+            ASSERT_NE(next, m_expiries.end()) << "takes what is not due";
+            // The order among equals is the core's own.
+            const auto taken = m_expiries.find(idOf(*worker->batch.taken(i)));
+            ASSERT_NE(taken, m_expiries.end()) << "takes what is cancelled or over";
             EXPECT_EQ(taken->second.queuedBy, next->second.queuedBy);
             EXPECT_EQ(taken->second.expiry, next->second.expiry);
-            ++m_running[id];
-            m_runs.push_back(task);
-            Entry& entry = taken->second;
-            if (entry.period == 0) {
-                m_expiries.erase(taken);
-                continue;
-            }
-            entry.queuedBy = 0;
-            // Not computed as the core does it.
-            entry.expiry += (m_now - entry.expiry + entry.period) / entry.period * entry.period;
-            EXPECT_GT(entry.expiry, m_now);
+            worker->taken.push_back({taken->first, taken->second});
+            takeFromModel(taken);
+        }
+        EXPECT_TRUE(size == most || nextInModel() == m_expiries.end()) << "leaves what is due";
+        if (size > 0) {
+            m_batches.push_back(std::move(worker));
         }
     }
 
-    void finishOne()
+    void takeFromModel(std::map<int, Entry>::iterator taken)
     {
-        if (m_runs.empty()) {
+        Entry& entry = taken->second;
+        if (entry.period == 0) {
+            m_expiries.erase(taken);
             return;
         }
-        const std::size_t chosen = below(m_runs.size());
-        Task* task = m_runs[chosen];
-        m_runs.erase(m_runs.begin() + long(chosen));
-        const int id = idOf(*task);
-        Released released;
-        m_core.finish(*task, released);
-        --m_running[id];
-        EXPECT_EQ(bool(released), m_running[id] == 0 && m_expiries.count(id) == 0);
-        m_expectedDestroyed += released ? 1 : 0;
+        entry.queuedBy = 0;
+        // Not computed as the core does it.
+        entry.expiry += (m_now - entry.expiry + entry.period) / entry.period * entry.period;
+        EXPECT_GT(entry.expiry, m_now);
+    }
+
+    void begin(Worker& worker)
+    {
+        Task* task = worker.batch.next();
+        ASSERT_EQ(task != nullptr, worker.begun < worker.taken.size());
+        if (task != nullptr) {
+            const int id = idOf(*task);
+            EXPECT_EQ(id, worker.taken[worker.begun].id) << "runs though cancelled, over or not its turn";
+            ++m_running[id];
+            ++worker.begun;
+        }
+    }
+
+    void beginOne()
+    {
+        if (!m_batches.empty()) {
+            begin(*m_batches[below(m_batches.size())]);
+        }
+    }
+
+    void endOne()
+    {
+        if (m_batches.empty()) {
+            return;
+        }
+        const auto chosen = m_batches.begin() + long(below(m_batches.size()));
+        Worker& worker = **chosen;
+        while (worker.begun < worker.taken.size() && !::testing::Test::HasFailure()) {
+            begin(worker);
+        }
+        EXPECT_EQ(worker.batch.next(), nullptr);
+        Releases released;
+        m_core.end(worker.batch, released);
+        EXPECT_EQ(released.size(), finishInModel(worker, worker.begun));
+        m_batches.erase(chosen);
+    }
+
+    // How many have let go of their runnables by that.
+    std::size_t finishInModel(Worker& worker, std::size_t end)
+    {
+        std::size_t released = 0;
+        for (std::size_t i = 0; i < end; ++i) {
+            Taken& taken = worker.taken[i];
+            if (!taken.finished) {
+                taken.finished = true;
+                released += --m_running[taken.id] == 0 && m_expiries.count(taken.id) == 0 ? 1 : 0;
+            }
+        }
+        m_expectedDestroyed += int(released);
+        return released;
+    }
+
+    void recall()
+    {
+        if (below(2) == 0) {
+            m_core.recallAll();
+            recallInModel();
+            return;
+        }
+        const auto since = std::int64_t(m_now + below(2));
+        const bool slow = std::any_of(m_batches.begin(), m_batches.end(), [&](const auto& worker) {
+            return worker->batch.since < since && !worker->recalled;
+        });
+        Releases released;
+        EXPECT_EQ(m_core.recallSlow(since, released), slow);
+        if (slow) {
+            recallInModel();
+            std::size_t expected = 0;
+            for (const auto& worker : m_batches) {
+                expected += finishInModel(*worker, std::max<std::size_t>(worker->begun, 1) - 1);
+            }
+            EXPECT_EQ(released.size(), expected);
+        }
+    }
+
+    void recallInModel()
+    {
+        for (const auto& worker : m_batches) {
+            for (; worker->taken.size() > worker->begun; worker->taken.pop_back()) {
+                m_expiries[worker->taken.back().id] = worker->taken.back().before;
+            }
+            worker->recalled = true;
+        }
     }
 
     std::mt19937_64 m_random;
@@ -199,7 +324,7 @@ private:
     std::map<int, Entry> m_expiries;
     std::map<int, boost::shared_ptr<Task>> m_handles;
     std::map<int, int> m_running;
-    std::vector<Task*> m_runs;
+    std::vector<std::unique_ptr<Worker>> m_batches;
     std::uint64_t m_generation = 0;
     int m_nextId = 1;
     int m_destroyed = 0;

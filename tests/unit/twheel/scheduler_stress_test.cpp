@@ -109,5 +109,50 @@ TEST(TaskSchedulerStress, handlesMayGoWhileTheirTasksEnd)
     EXPECT_EQ(tally.alive, 0);
 }
 
+// Some block for a while, so that what waits behind them changes hands.
+class Blocking final : public TwheelRunnable
+{
+public:
+    Blocking(Tally& tally, bool blocks) : m_tally(tally), m_blocks(blocks) { ++m_tally.alive; }
+    ~Blocking() override { --m_tally.alive; }
+    void run() override
+    {
+        ++m_tally.runs;
+        if (m_blocks) {
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    }
+
+private:
+    Tally& m_tally;
+    const bool m_blocks;
+};
+
+// A run that began after its runnable was let go of is what the sanitizers would see.
+TEST(TaskSchedulerStress, whatWaitsBehindBlockedRunsMayBeCancelledWhoeverHoldsIt)
+{
+    const std::uint64_t seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937_64 random(seed);
+    Tally tally;
+    {
+        TaskScheduler scheduler(4);
+        for (int round = 0; round < 40; ++round) {
+            std::vector<boost::shared_ptr<TaskHandle>> handles;
+            for (int i = 0; i < 300; ++i) {
+                handles.push_back(
+                    scheduler.schedule(long(random() % 4), long(random() % 5),
+                                       boost::make_shared<Blocking>(tally, random() % 40 == 0)));
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
+            for (const auto& handle : handles) {
+                handle->cancel();
+            }
+        }
+    }
+    EXPECT_EQ(tally.alive, 0);
+    EXPECT_GT(tally.runs, 0);
+}
+
 } // namespace
 } // namespace twheel::testing

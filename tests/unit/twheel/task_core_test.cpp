@@ -19,19 +19,15 @@ protected:
     Task* startAt(Tick now)
     {
         advanceFully(m_core, now);
-        return m_core.start(now);
+        return m_runs.start(now);
     }
-    void finish(Task* task)
-    {
-        Released released;
-        m_core.finish(*task, released);
-    }
+    bool finish(const Task* task) { return m_runs.finish(task); }
     // Runs everything due at `now` to its end; how many runs that were.
     int runAt(Tick now)
     {
         int runs = 0;
         advanceFully(m_core, now);
-        while (Task* task = m_core.start(now)) {
+        while (Task* task = m_runs.start(now)) {
             finish(task);
             ++runs;
         }
@@ -40,6 +36,7 @@ protected:
 
     Tasks m_tasks;
     TaskCore m_core{1000};
+    Runs m_runs{m_core};
 };
 
 TEST_F(TaskCoreTest, runsATaskAtItsTickAndNotBefore)
@@ -60,7 +57,7 @@ TEST_F(TaskCoreTest, runsInOrderOfExpiryAndOfSchedulingWithinATick)
     m_core.schedule(*m_tasks.make(0, 4), 900000);
     std::vector<int> order;
     advanceFully(m_core, 1000000);
-    while (Task* task = m_core.start(1000000)) {
+    while (Task* task = m_runs.start(1000000)) {
         order.push_back(idOf(*task));
         finish(task);
     }
@@ -144,12 +141,9 @@ TEST_F(TaskCoreTest, cancelDuringRunsLeavesTheReleaseToTheLastOne)
     Released released;
     m_core.cancel(*task, released);
     EXPECT_FALSE(released);
-    m_core.finish(*task, released);
-    EXPECT_FALSE(released);
-    m_core.finish(*task, released);
-    EXPECT_TRUE(released);
-    released.task.reset();
-    released.runnable.reset();
+    EXPECT_FALSE(finish(task.get()));
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_TRUE(finish(task.get()));
     EXPECT_EQ(destroyed, 1);
     EXPECT_EQ(m_core.count(), 0U);
 }
