@@ -15,3 +15,7 @@ if(LIBUV_FOUND)
     target_compile_definitions(twheel_bench PRIVATE KEL_HAVE_LIBUV)
     target_link_libraries(twheel_bench PRIVATE PkgConfig::LIBUV)
 endif()
+
+# What callgrind counts, also behind the library's interface.
+add_executable(twheel_instructions twheel/instructions.cpp)
+target_link_libraries(twheel_instructions PRIVATE twheel_objects project_options)
