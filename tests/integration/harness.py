@@ -221,11 +221,13 @@ class Simulator:
 class Watch:
     """tarn-status --json --watch of some printers: the newest document, as the program prints them."""
 
-    def __init__(self, directory, port, *where, interval=1):
+    def __init__(self, directory, port, *where, interval=1, extra=None):
+        """extra: more environment variables."""
         directory = pathlib.Path(directory)
         directory.mkdir(parents=True)
         (directory / "tarn.json").write_text(json.dumps({"default": {"port": port}}))
-        environment = dict(os.environ, TARN_CONFIG=str(directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"))
+        environment = dict(os.environ, TARN_CONFIG=str(directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"),
+                           **(extra or {}))
         self.process = subprocess.Popen([str(BUILD / "bin" / "tarn-status"), "--json", f"--watch={interval}", *where],
                                         env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         os.set_blocking(self.process.stdout.fileno(), False)
@@ -234,6 +236,11 @@ class Watch:
 
     def printer(self, index=0):
         """The newest of what is known of a printer; None before the first document."""
+        printers = self.printers()
+        return printers[index] if printers is not None else None
+
+    def printers(self):
+        """The newest of what is known of all of them; None before the first document."""
         self._unread += (self.process.stdout.read() or b"").decode()
         decoder = json.JSONDecoder()
         while True:
@@ -243,7 +250,7 @@ class Watch:
             except json.JSONDecodeError:
                 break
             self._unread = text[end_of_document:]
-        return self._newest["printers"][index] if self._newest else None
+        return self._newest["printers"] if self._newest else None
 
     def stop(self):
         end(self.process)
