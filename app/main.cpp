@@ -1,7 +1,7 @@
 #include <QDebug>
+#include <QFile>
 #include <QFont>
 #include <QFontDatabase>
-#include <QIcon>
 #include <QMetaType>
 #include <QTimer>
 #include <QTranslator>
@@ -9,11 +9,14 @@
 #include <functional>
 #include <optional>
 
+#include "app/fonts_ahead.h"
 #include "app/gl_choice.h"
 #include "app/instance_lock.h"
 #include "app/kel_application.h"
+#include "app/settle.h"
 #include "printer/printer_manager.h"
 #include "ui/main_window/main_window.h"
+#include "ui/png_icon/png_icon.h"
 
 using morvik::kel::PrinterManager;
 
@@ -22,6 +25,8 @@ namespace {
 constexpr const char* lockPath = "/tmp/kel.lock";
 constexpr int refreshPeriodMs = 2000;
 constexpr int fontPointSize = 11;
+// By then the first statuses are shown, and their characters drawn.
+constexpr int settledAfterMs = 10000;
 
 void installTranslation(QTranslator& translator, const QString& file)
 {
@@ -52,6 +57,7 @@ int main(int argc, char** argv)
         return -1;
     }
     std::optional<NoGlStack> noGl(std::in_place);
+    FontsAhead fonts;
     KelApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false); // the program lives on in the tray
     qRegisterMetaType<PrinterContext>("PrinterContext");
@@ -60,8 +66,9 @@ int main(int argc, char** argv)
     installTranslation(qtTexts, QStringLiteral(":/qt_zh_CN.qm"));
     QTranslator widgetTexts;
     installTranslation(widgetTexts, QStringLiteral(":/widgets.qm"));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/res/start.png")));
+    QApplication::setWindowIcon(pngIcon(QStringLiteral(":/res/start.png")));
     const QString fontPath = QCoreApplication::applicationDirPath() + QStringLiteral("/wqy-zenhei.ttf");
+    fonts.wait();
     useFont(fontPath);
 
     MainWindow window;
@@ -74,6 +81,8 @@ int main(int argc, char** argv)
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, &window, &MainWindow::sigUpdatePrinters);
     timer.start(refreshPeriodMs);
+    QTimer::singleShot(settledAfterMs, &window,
+                       [&fontPath] { settleMemory(QFile::encodeName(fontPath).toStdString()); });
 
     const int result = QApplication::exec();
     timer.stop();

@@ -10,6 +10,7 @@
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
 #include "ui/add_printer_page/add_printer_page.h"
+#include "ui/png_icon/png_icon.h"
 #include "ui/shown_text/shown_text.h"
 #include "ui_printer_list_page.h"
 
@@ -27,8 +28,8 @@ QBasicMutex g_refreshMutex;
 } // namespace
 
 PrinterListPage::PrinterListPage(QWidget* parent)
-    : QWidget(parent), ui(new Ui::printerListPage), m_green(QStringLiteral(":/res/green.png")),
-      m_grey(QStringLiteral(":/res/grey.png"))
+    : QWidget(parent), ui(new Ui::printerListPage), m_green(pngIcon(QStringLiteral(":/res/green.png"))),
+      m_grey(pngIcon(QStringLiteral(":/res/grey.png")))
 {
     ui->setupUi(this);
     // Without it one changed icon measures every row again.
