@@ -60,11 +60,21 @@ bool StoreFile::lock(int operation, std::chrono::milliseconds patience) const
     return true;
 }
 
+namespace {
+
+// A file that claims more is read as it comes.
+constexpr off_t maxReserved = off_t{1} << 26;
+
+} // namespace
+
 bool StoreFile::readAll(std::string& text) const
 {
     text.clear();
     if (::lseek(m_descriptor, 0, SEEK_SET) != 0)
         return false;
+    struct stat data = {};
+    if (::fstat(m_descriptor, &data) == 0 && data.st_size > 0 && data.st_size < maxReserved)
+        text.reserve(static_cast<std::size_t>(data.st_size));
     std::string block(std::size_t{1} << 16, '\0');
     for (;;) {
         const ssize_t count = ::read(m_descriptor, block.data(), block.size());
