@@ -19,6 +19,10 @@ from measure import Results
 PATHS = [
     ("twheel_instructions", "schedule-cancel", "instructions: schedule and cancel"),
     ("twheel_instructions", "periodic-run", "instructions: one periodic run"),
+    ("list_page_bench", "status-1000", "instructions: one status of the icon shown, 1,000 printers"),
+    ("list_page_bench", "status", "instructions: one status of the icon shown, 10,000 printers"),
+    ("list_page_bench", "status-icon", "instructions: one status that changes its icon, 1,000 printers"),
+    ("list_page_bench", "refresh", "instructions: one refresh with nothing changed, 10,000 printers"),
 ]
 
 

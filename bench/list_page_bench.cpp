@@ -215,7 +215,7 @@ void deliver(PrinterListPage& page, const std::vector<PrinterContext>& statuses)
 int countInstructions(const std::string& path)
 {
     constexpr int refreshes = 10;
-    const bool isSmall = path == "status-1000";
+    const bool isSmall = path == "status-1000" || path == "status-icon";
     const int printers = isSmall ? 1000 : 10000;
     Program program(printers);
     PrinterListPage& page = program.page();
