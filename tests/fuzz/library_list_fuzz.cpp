@@ -38,9 +38,13 @@ void require(bool holds)
 // opened by its name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    tarn::api::Library library({std::make_unique<tarn::BootClock>(), std::make_unique<tarn::SystemRandom>(),
-                                std::make_unique<NoPort>(), tarn::engine::sessionDialogues(),
-                                tarn::catalog::Config(), std::string()});
+    tarn::api::Library library({std::make_unique<tarn::BootClock>(),
+                                std::make_unique<tarn::SystemRandom>(),
+                                std::make_unique<NoPort>(),
+                                tarn::engine::sessionDialogues(),
+                                tarn::catalog::Config(),
+                                std::string(),
+                                {}});
     // Without back-ends nobody is waited for.
     require(library.setOptions(R"({"enable_backends": ""})") == TARN_OK);
     std::string_view rest(reinterpret_cast<const char*>(data), size);
