@@ -12,7 +12,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool taken = config.parse(std::string(reinterpret_cast<const char*>(data), size), why);
     for (const std::uint32_t address : {0u, 0x0A000001u, 0x7F2A0001u, 0xC0A80114u, 0xFFFFFFFFu}) {
         const tarn::engine::PrinterAddress how = config.addressFor(address);
+        const bool isV3 = how.version == tarn::engine::VersionChoice::V3;
         if (how.endpoint.address != address || how.endpoint.port == 0 || !how.community ||
+            isV3 != (how.user != nullptr) ||
+            (how.user && !how.user->isFromSnmpConf && how.user->authPassword.size() < 8) ||
             (!taken && (how.endpoint.port != 161 || *how.community != "public" || why.empty()))) {
             std::abort();
         }

@@ -55,7 +55,7 @@ public:
         engine::DialogueFactory dialogues;
         catalog::Config config;
         std::string cachePath;              // empty: nothing is remembered
-        std::vector<BackendMaker> backends; // beside the one for SNMP v1 and v2c
+        std::vector<BackendMaker> backends{}; // beside the one for SNMP v1 and v2c
     };
     static Parts realParts();
 

@@ -63,15 +63,17 @@ FileText readFile(const std::string& path, std::size_t maxBytes)
     const Descriptor file(
         ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a FIFO does not hold us up
     if (file.get() < 0) {
-        return {errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable, {}};
+        return {errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable, {}, 0, 0};
     }
     struct stat info
     {
     };
     if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return {ReadError::Unreadable, {}};
+        return {ReadError::Unreadable, {}, 0, 0};
     }
     FileText result;
+    result.mode = info.st_mode & 07777;
+    result.owner = info.st_uid;
     char buffer[16384];
     for (;;) {
         const ssize_t got = ::read(file.get(), buffer, sizeof buffer);
@@ -79,7 +81,7 @@ FileText readFile(const std::string& path, std::size_t maxBytes)
             continue;
         }
         if (got < 0 || result.text.size() + static_cast<std::size_t>(got) > maxBytes) {
-            return {ReadError::Unreadable, {}};
+            return {ReadError::Unreadable, {}, 0, 0};
         }
         if (got == 0) {
             return result;

@@ -17,6 +17,8 @@ struct FileText
 {
     ReadError error = ReadError::None;
     std::string text;
+    unsigned mode = 0;  // its permission bits
+    unsigned owner = 0; // user id
 };
 
 // The whole file, at most maxBytes of it allowed.

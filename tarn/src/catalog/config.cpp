@@ -1,17 +1,21 @@
 #include "tarn/src/catalog/config.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 #include "tarn/src/base/files.h"
 #include "tarn/src/base/json_input.h"
+#include "tarn/src/catalog/configured_user.h"
 
 namespace tarn::catalog {
 
 using engine::IppChoice;
 using engine::IppSettings;
 using engine::PrinterAddress;
+using engine::UsmUser;
 using engine::VersionChoice;
 
 namespace {
@@ -59,13 +63,14 @@ public:
         }
         return port(value["port"], "port", where, out.port) && version(value["version"], where, out) &&
                community(value["community"], where, out) && ipp(value["ipp"], where, out) &&
-               port(value["ippPort"], "ippPort", where, out.ippPort) && ippPath(value["ippPath"], where, out);
+               port(value["ippPort"], "ippPort", where, out.ippPort) &&
+               ippPath(value["ippPath"], where, out) && user(value["user"], where, out);
     }
 
     bool entry(const std::string& key, const Json::Value& value, Config& config)
     {
         Settings settings;
-        if (!this->settings(value, "\"" + key + "\"", settings)) {
+        if (!this->settings(value, "\"" + key + "\"", settings) || !knowsUser(settings, config)) {
             return false;
         }
         const std::size_t slash = key.find('/');
@@ -85,6 +90,44 @@ public:
         return true;
     }
 
+    bool users(const Json::Value& value, Config& config)
+    {
+        if (!value.isNull() && !value.isObject()) {
+            return complain("\"users\" is no object");
+        }
+        for (const std::string& name : value.getMemberNames()) {
+            std::shared_ptr<const UsmUser> user = parseUser(name, value[name], m_why);
+            if (!user) {
+                return false;
+            }
+            config.m_users[name] = std::move(user);
+        }
+        return true;
+    }
+
+    // "default" and "addresses", once all users are known.
+    bool places(const Json::Value& root, Config& config)
+    {
+        if (const Json::Value& value = root["default"]; !value.isNull()) {
+            Settings settings;
+            if (!this->settings(value, "\"default\"", settings) || !knowsUser(settings, config)) {
+                return false;
+            }
+            settings.fillFrom(config.m_default);
+            config.m_default = settings;
+        }
+        const Json::Value& addresses = root["addresses"];
+        if (!addresses.isNull() && !addresses.isObject()) {
+            return complain("\"addresses\" is no object");
+        }
+        for (const std::string& key : addresses.getMemberNames()) {
+            if (!entry(key, addresses[key], config)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     bool complain(const std::string& what)
     {
         m_why = what;
@@ -92,6 +135,24 @@ public:
     }
 
 private:
+    bool knowsUser(const Settings& settings, const Config& config)
+    {
+        return !settings.user || config.m_users.count(*settings.user) != 0 ||
+               complain("\"" + *settings.user + "\" is none of the \"users\"");
+    }
+
+    bool user(const Json::Value& value, const std::string& where, Settings& out)
+    {
+        if (value.isNull()) {
+            return true;
+        }
+        if (!value.isString()) {
+            return complain("the user of " + where + " is no text");
+        }
+        out.user = value.asString();
+        return true;
+    }
+
     bool port(const Json::Value& value, const char* name, const std::string& where,
               std::optional<std::uint16_t>& out)
     {
@@ -117,8 +178,10 @@ private:
             out.version = VersionChoice::V1;
         } else if (text == "2c" || text == "v2c") {
             out.version = VersionChoice::V2c;
+        } else if (text == "3" || text == "v3") {
+            out.version = VersionChoice::V3;
         } else {
-            return complain("the version of " + where + R"( is not "auto", "1" or "2c")");
+            return complain("the version of " + where + R"( is not "auto", "1", "2c" or "3")");
         }
         return true;
     }
@@ -193,6 +256,9 @@ void Config::Settings::fillFrom(const Settings& wider)
     if (!ippPath) {
         ippPath = wider.ippPath;
     }
+    if (!user) {
+        user = wider.user;
+    }
 }
 
 Config::Config()
@@ -200,6 +266,9 @@ Config::Config()
     m_default.port = kSnmpPort;
     m_default.version = VersionChoice::Auto;
     m_default.community = std::make_shared<const std::string>("public");
+    auto user = std::make_shared<UsmUser>();
+    user->isFromSnmpConf = true;
+    m_snmpConfUser = std::move(user);
 }
 
 bool Config::parse(const std::string& text, std::string& why)
@@ -210,23 +279,8 @@ bool Config::parse(const std::string& text, std::string& why)
         return parser.complain("no JSON object");
     }
     Config fresh;
-    if (const Json::Value& value = (*root)["default"]; !value.isNull()) {
-        Settings settings;
-        if (!parser.settings(value, "\"default\"", settings)) {
-            return false;
-        }
-        settings.fillFrom(fresh.m_default);
-        fresh.m_default = settings;
-    }
-    if (const Json::Value& addresses = (*root)["addresses"]; !addresses.isNull()) {
-        if (!addresses.isObject()) {
-            return parser.complain("\"addresses\" is no object");
-        }
-        for (const std::string& key : addresses.getMemberNames()) {
-            if (!parser.entry(key, addresses[key], fresh)) {
-                return false;
-            }
-        }
+    if (!parser.users((*root)["users"], fresh) || !parser.places(*root, fresh)) {
+        return false;
     }
     std::stable_sort(fresh.m_networks.begin(), fresh.m_networks.end(),
                      [](const Network& a, const Network& b) { return a.bits > b.bits; });
@@ -243,11 +297,37 @@ Config Config::load()
     }
     const FileText file = readFile(path, kLargestFile);
     std::string why = "cannot be read";
-    if (file.error == ReadError::Absent || (file.error == ReadError::None && config.parse(file.text, why))) {
+    if (file.error == ReadError::Absent) {
+        return config;
+    }
+    if (file.error == ReadError::None && config.parse(file.text, why)) {
+        const bool isOurs = file.owner == ::geteuid() || file.owner == 0;
+        if (config.namesUsers() && (!isOurs || (file.mode & 077) != 0)) {
+            std::fprintf(stderr,
+                         "tarn: %s: it has users with passwords, its mode is %04o and its owner %u: they are "
+                         "not used, as it has to be 0600 and yours or root's\n",
+                         path.c_str(), file.mode, file.owner);
+            config.withholdUsers();
+        }
         return config;
     }
     std::fprintf(stderr, "tarn: %s: %s; using the defaults\n", path.c_str(), why.c_str());
     return config;
+}
+
+void Config::withholdUsers()
+{
+    for (auto& entry : m_users) {
+        entry.second.reset();
+    }
+}
+
+Config::UserPtr Config::userOf(const Settings& settings) const
+{
+    if (*settings.version != VersionChoice::V3) {
+        return nullptr;
+    }
+    return settings.user ? m_users.at(*settings.user) : m_snmpConfUser;
 }
 
 PrinterAddress Config::addressFor(std::uint32_t address) const
@@ -269,7 +349,8 @@ PrinterAddress Config::addressFor(std::uint32_t address) const
                                                               settings.ippPort.value_or(usual.port),
                                                               settings.ippPath.value_or(usual.path)});
     }
-    return {{address, *settings.port}, *settings.version, settings.community, std::move(ipp)};
+    return {
+        {address, *settings.port}, *settings.version, settings.community, std::move(ipp), userOf(settings)};
 }
 
 } // namespace tarn::catalog

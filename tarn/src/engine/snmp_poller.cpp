@@ -19,6 +19,9 @@ void SnmpPoller::watch(std::shared_ptr<Target> target)
 {
     m_now = m_clock.now();
     const PrinterAddress& address = target->address();
+    if (address.version == VersionChoice::V3) {
+        return; // another back-end's
+    }
     auto& place = m_peers[address.endpoint];
     if (place) {
         unwatch(*place->target);

@@ -10,6 +10,7 @@
 #include "tarn/src/base/mutex.h"
 #include "tarn/src/engine/endpoint.h"
 #include "tarn/src/engine/snapshot.h"
+#include "tarn/src/engine/usm_user.h"
 
 namespace tarn::engine {
 
@@ -18,6 +19,7 @@ enum class VersionChoice : unsigned char
     Auto, // v2c first, v1 for an agent that does not answer that
     V1,
     V2c,
+    V3,
 };
 
 enum class IppChoice : unsigned char
@@ -43,6 +45,7 @@ struct PrinterAddress
     VersionChoice version = VersionChoice::Auto;
     std::shared_ptr<const std::string> community; // never null; shared by all that have the same
     std::shared_ptr<const IppSettings> ipp{};     // null: the defaults
+    std::shared_ptr<const UsmUser> user{};        // of V3; null: none that may be used
 };
 
 // Target is one printer that back-ends watch: what the callers of the ABI and the engine share about it.

@@ -1,5 +1,5 @@
 kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp LIBS tarn_core)
-kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp LIBS tarn_core)
+kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
     SOURCES engine/fake_dialogue.cpp
             engine/hostile_network_test.cpp
