@@ -9,6 +9,7 @@
 #include "tarn/src/ipp/ipp_backends.h"
 #include "tarn/src/usb/libusb_bus.h"
 #include "tarn/src/usb/usb_backend.h"
+#include "tarn/src/usm/usm_backend.h"
 #include "tarn/tarn.h"
 
 namespace tarn::api {
@@ -73,7 +74,7 @@ Library::Parts Library::realParts()
             engine::sessionDialogues(),
             catalog::Config::load(),
             catalog::IdentityCache::defaultPath(),
-            {ipp::makeIppPoller, ipp::makeCupsQueues, usbPrinters}};
+            {ipp::makeIppPoller, ipp::makeCupsQueues, usbPrinters, usm::makeBackend}};
 }
 
 Library::Library(Parts parts)

@@ -8,6 +8,15 @@ kel_add_gtest(tarn_engine_test
             engine/small_parts_test.cpp
             engine/target_test.cpp
     LIBS tarn_core)
+kel_add_gtest(tarn_usm_test
+    SOURCES engine/fake_dialogue.cpp
+            usm/fake_agent.cpp
+            usm/usm_codec_test.cpp
+            usm/usm_peer_test.cpp
+            usm/usm_poller_test.cpp
+            usm/usm_thread_test.cpp
+    LIBS tarn_core)
+target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
     SOURCES api/library_test.cpp api/loopback_agent.cpp engine/fake_dialogue.cpp
     LIBS tarn_core)

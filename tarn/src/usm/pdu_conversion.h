@@ -1,0 +1,16 @@
+#pragma once
+
+#include "tarn/src/snmp/pdu.h"
+#include "tarn/src/usm/net_snmp_library.h"
+
+namespace tarn::usm {
+
+// The request as Net-SNMP wants it; freePdu() ends it. Null without memory, or when a value is none that a
+// request or response can have.
+netsnmp_pdu* toNetSnmp(const NetSnmpLibrary& library, const snmp::Pdu& pdu);
+
+// What Net-SNMP read, at most maxBindings variable bindings of it. Values of a type that snmp::Value does not
+// know become Null.
+snmp::Pdu fromNetSnmp(const netsnmp_pdu& pdu, std::size_t maxBindings);
+
+} // namespace tarn::usm

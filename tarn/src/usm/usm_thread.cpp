@@ -1,0 +1,275 @@
+#include "tarn/src/usm/usm_thread.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <system_error>
+
+#include "tarn/src/engine/udp_port.h"
+
+namespace tarn::usm {
+
+using engine::Datagram;
+using engine::Endpoint;
+
+namespace {
+
+// One round takes no more than so many batches, so that a flood cannot keep the orders waiting.
+constexpr int kReceiveBatches = 4;
+constexpr int kAfterFailure = 100; // ms
+// So many reasons are kept of one address; whoever makes up more is not written about.
+constexpr std::size_t kMostSaid = 8;
+
+void signal(int fd)
+{
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then its reader wakes anyway.
+    [[maybe_unused]] const ssize_t written = ::write(fd, &one, sizeof one);
+}
+
+void clear(int fd)
+{
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t got = ::read(fd, &count, sizeof count);
+}
+
+} // namespace
+
+UsmThread::UsmThread(const Clock& clock, const char* soname) : m_clock(clock), m_soname(soname) {}
+
+UsmThread::~UsmThread()
+{
+    if (m_thread.joinable()) {
+        {
+            const MutexLock lock(m_mutex);
+            m_stopping = true;
+        }
+        signal(m_ordersFd);
+        m_thread.join();
+    }
+    for (const int fd : {m_ordersFd, m_answersFd}) {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    }
+}
+
+// Called by the engine's thread, which has all signals blocked; the new thread inherits that.
+bool UsmThread::start()
+{
+    if (m_isStarted) {
+        return m_thread.joinable();
+    }
+    m_isStarted = true;
+    m_ordersFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    m_answersFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_ordersFd < 0 || m_answersFd < 0) {
+        return false;
+    }
+    try {
+        m_thread = std::thread([this] { loop(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    pthread_setname_np(m_thread.native_handle(), "tarn-usm");
+    return true;
+}
+
+void UsmThread::ask(UsmQuestion question)
+{
+    if (start()) {
+        give({Verb::Ask, std::move(question)});
+    }
+}
+
+void UsmThread::forget(Endpoint endpoint)
+{
+    if (m_thread.joinable()) {
+        UsmQuestion question;
+        question.endpoint = endpoint;
+        give({Verb::Forget, std::move(question)});
+    }
+}
+
+void UsmThread::reopen()
+{
+    if (m_thread.joinable()) {
+        give({Verb::Reopen, {}});
+    }
+}
+
+std::vector<UsmAnswer> UsmThread::take()
+{
+    std::vector<UsmAnswer> answers;
+    if (m_thread.joinable()) {
+        clear(m_answersFd);
+        const MutexLock lock(m_mutex);
+        answers.swap(m_answers);
+    }
+    return answers;
+}
+
+void UsmThread::give(Order order)
+{
+    {
+        const MutexLock lock(m_mutex);
+        m_orders.push_back(std::move(order));
+    }
+    signal(m_ordersFd);
+}
+
+// --- the thread ---
+
+void UsmThread::loop()
+{
+    std::vector<Order> orders;
+    bool isBegun = false;
+    while (takeOrders(orders)) {
+        try {
+            if (!isBegun) {
+                begin();
+                isBegun = true;
+            }
+            if (m_codec) {
+                for (const Order& order : orders) {
+                    carryOut(order);
+                }
+                receiveAll();
+            }
+            pollfd waits[] = {{m_ordersFd, POLLIN, 0}, {m_port ? m_port->descriptor() : -1, POLLIN, 0}};
+            ::poll(waits, 2, -1);
+        } catch (const std::exception&) { // out of memory: the next round may find some
+            ::poll(nullptr, 0, kAfterFailure);
+        }
+    }
+    // Net-SNMP ends in the thread in which it lived.
+    m_entries.clear();
+    m_port.reset();
+    m_codec.reset();
+}
+
+void UsmThread::begin()
+{
+    m_port = std::make_unique<engine::UdpPort>();
+    std::string why;
+    m_codec = UsmCodec::start(m_soname.c_str(), why);
+    if (!m_codec) {
+        m_port.reset();
+        std::fprintf(stderr, "tarn: printers that are to be asked in version 3 stay unreachable: %s\n",
+                     why.c_str());
+    }
+}
+
+bool UsmThread::takeOrders(std::vector<Order>& orders)
+{
+    orders.clear();
+    clear(m_ordersFd);
+    const MutexLock lock(m_mutex);
+    orders.swap(m_orders);
+    return !m_stopping;
+}
+
+void UsmThread::carryOut(const Order& order)
+{
+    switch (order.verb) {
+    case Verb::Ask:
+        speak(order.question);
+        break;
+    case Verb::Forget:
+        m_entries.erase(order.question.endpoint);
+        break;
+    case Verb::Reopen:
+        m_port->reopen();
+        break;
+    }
+}
+
+void UsmThread::speak(const UsmQuestion& question)
+{
+    Entry& entry = m_entries[question.endpoint];
+    if (entry.user != question.user) {
+        entry.user = question.user;
+        entry.peer.reset();
+        if (const std::shared_ptr<const UsmKeys> keys = keysOf(question.user)) {
+            entry.peer = std::make_unique<UsmPeer>(*m_codec, m_random, keys);
+        }
+    }
+    if (entry.peer) {
+        follow(entry, question.endpoint, entry.peer->ask(question.ticket, question.pdu, m_clock.now()));
+    } else {
+        complain(entry, question.endpoint, m_keys[question.user].second);
+    }
+}
+
+std::shared_ptr<const UsmKeys> UsmThread::keysOf(const UserPtr& user)
+{
+    const auto found = m_keys.find(user);
+    if (found != m_keys.end()) {
+        return found->second.first;
+    }
+    std::string why;
+    std::shared_ptr<const UsmKeys> keys = m_codec->keysOf(*user, why);
+    m_keys[user] = {keys, why};
+    return keys;
+}
+
+void UsmThread::receiveAll()
+{
+    for (int i = 0; i < kReceiveBatches; ++i) {
+        const std::vector<Datagram>& batch = m_port->receive();
+        if (batch.empty()) {
+            return;
+        }
+        for (const Datagram& datagram : batch) {
+            const auto found = m_entries.find(datagram.peer);
+            if (found != m_entries.end() && found->second.peer) {
+                follow(found->second, datagram.peer,
+                       found->second.peer->receive(datagram.bytes, m_clock.now()));
+            }
+        }
+    }
+}
+
+void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step step)
+{
+    if (!step.send.empty()) {
+        const Datagram datagram{endpoint,
+                                {reinterpret_cast<const std::uint8_t*>(step.send.data()), step.send.size()}};
+        m_port->send(&datagram, 1); // without room it is lost, and repeated like any other
+    }
+    if (step.complaint != nullptr) {
+        complain(entry, endpoint, step.complaint);
+    }
+    if (step.answer) {
+        {
+            const MutexLock lock(m_mutex);
+            m_answers.push_back({endpoint, entry.peer->ticket(), std::move(*step.answer)});
+        }
+        signal(m_answersFd);
+    }
+}
+
+void UsmThread::complain(Entry& entry, const Endpoint& endpoint, const std::string& what)
+{
+    const TimePoint now = m_clock.now();
+    const auto isSame = [&](const auto& one) { return one.first == what; };
+    auto said = std::find_if(entry.said.begin(), entry.said.end(), isSame);
+    if (said == entry.said.end()) {
+        if (entry.said.size() >= kMostSaid) {
+            return;
+        }
+        entry.said.emplace_back(what, now);
+    } else if (now - said->second < kSaidAgain) {
+        return;
+    } else {
+        said->second = now;
+    }
+    std::fprintf(stderr, "tarn: %s port %u, SNMPv3: %s\n", engine::formatIpv4(endpoint.address).c_str(),
+                 endpoint.port, what.c_str());
+}
+
+} // namespace tarn::usm

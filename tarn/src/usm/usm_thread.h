@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/mutex.h"
+#include "tarn/src/base/random.h"
+#include "tarn/src/engine/datagram_port.h"
+#include "tarn/src/usm/usm_peer.h"
+#include "tarn/src/usm/usm_port.h"
+
+namespace tarn::usm {
+
+// UsmThread is the thread "tarn-usm", in which everything of Net-SNMP happens, and its socket. It begins with
+// the first question; without one Net-SNMP is not even loaded. It waits for nobody: a message goes out, and
+// what comes back is looked at when it is there.
+//
+// Invariants
+//  (1) What comes in is held against the peer of its source address and port, and against nobody else.
+//  (2) Nothing is said twice within kSaidAgain of one address for one reason, and never a password.
+// Threading: the functions of UsmPort by one thread. Ownership: borrows the clock; owns the rest.
+class UsmThread final : public UsmPort
+{
+public:
+    static constexpr Milliseconds kSaidAgain{600000};
+
+    UsmThread(const Clock& clock, const char* soname);
+    ~UsmThread() override;
+    UsmThread(const UsmThread&) = delete;
+    UsmThread& operator=(const UsmThread&) = delete;
+
+    void ask(UsmQuestion question) override TARN_EXCLUDES(m_mutex);
+    void forget(engine::Endpoint endpoint) override TARN_EXCLUDES(m_mutex);
+    void reopen() override TARN_EXCLUDES(m_mutex);
+    std::vector<UsmAnswer> take() override TARN_EXCLUDES(m_mutex);
+    int descriptor() const override { return m_answersFd; }
+
+private:
+    using UserPtr = std::shared_ptr<const engine::UsmUser>;
+    enum class Verb : std::uint8_t
+    {
+        Ask,
+        Forget,
+        Reopen,
+    };
+    struct Order
+    {
+        Verb verb = Verb::Ask;
+        UsmQuestion question; // of Forget: its endpoint
+    };
+    struct Entry
+    {
+        UserPtr user;
+        std::unique_ptr<UsmPeer> peer; // null: no keys for the user
+        std::vector<std::pair<std::string, TimePoint>> said;
+    };
+
+    bool start();
+    void give(Order order) TARN_EXCLUDES(m_mutex);
+    void loop() TARN_EXCLUDES(m_mutex);
+    void begin();
+    bool takeOrders(std::vector<Order>& orders) TARN_EXCLUDES(m_mutex);
+    void carryOut(const Order& order);
+    void speak(const UsmQuestion& question);
+    void receiveAll() TARN_EXCLUDES(m_mutex);
+    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step) TARN_EXCLUDES(m_mutex);
+    std::shared_ptr<const UsmKeys> keysOf(const UserPtr& user);
+    void complain(Entry& entry, const engine::Endpoint& endpoint, const std::string& what);
+
+    // constant after construction
+    const Clock& m_clock;
+    const std::string m_soname;
+
+    // the asking thread's
+    std::thread m_thread;
+    bool m_isStarted = false;
+    int m_ordersFd = -1; // constant while the thread runs, as is the other
+    int m_answersFd = -1;
+
+    // the thread's own
+    SystemRandom m_random;
+    std::unique_ptr<UsmCodec> m_codec;
+    std::unique_ptr<engine::DatagramPort> m_port;
+    std::unordered_map<engine::Endpoint, Entry, engine::EndpointHash> m_entries;
+    std::unordered_map<UserPtr, std::pair<std::shared_ptr<const UsmKeys>, std::string>> m_keys; // or why not
+
+    Mutex m_mutex;
+    std::vector<Order> m_orders TARN_GUARDED_BY(m_mutex);
+    std::vector<UsmAnswer> m_answers TARN_GUARDED_BY(m_mutex);
+    bool m_stopping TARN_GUARDED_BY(m_mutex) = false;
+};
+
+} // namespace tarn::usm

@@ -1,0 +1,260 @@
+#include "tarn/src/usm/usm_poller.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/simulated_network.h"
+
+namespace tarn::usm {
+
+using engine::Endpoint;
+using engine::Target;
+using engine::VersionChoice;
+using engine::Way;
+
+namespace {
+
+struct Agent
+{
+    bool answers = true;
+    Milliseconds delay{5};
+    std::string says = "idle";
+    std::vector<TimePoint> asked;
+};
+
+// Agents, a port to them and a clock that exist only in memory.
+class World final : public engine::BackendListener
+{
+public:
+    class Port final : public UsmPort
+    {
+    public:
+        explicit Port(World& world) : m_world(world) {}
+        void ask(UsmQuestion question) override { m_world.arrive(question); }
+        void forget(Endpoint endpoint) override { m_world.forgotten.push_back(endpoint); }
+        void reopen() override { ++m_world.reopened; }
+        std::vector<UsmAnswer> take() override
+        {
+            std::vector<UsmAnswer> due;
+            auto& on = m_world.onTheirWay;
+            while (!on.empty() && on.begin()->first <= m_world.clock.now()) {
+                due.push_back(on.begin()->second);
+                on.erase(on.begin());
+            }
+            return due;
+        }
+        int descriptor() const override { return -1; }
+
+    private:
+        World& m_world;
+    };
+
+    std::shared_ptr<Target> add(std::uint32_t number, VersionChoice version = VersionChoice::V3,
+                                bool hasUser = true)
+    {
+        static const auto community = std::make_shared<const std::string>("public");
+        auto target = std::make_shared<Target>(
+            engine::PrinterAddress{endpointOf(number), version, community, {}, hasUser ? user : nullptr},
+            engine::unmetSnapshot(device::DeviceStatus()), clock.now());
+        agents[number];
+        targets.push_back(target);
+        poller.watch(target);
+        return target;
+    }
+    static Endpoint endpointOf(std::uint32_t number) { return {(10u << 24) + number, 161}; }
+
+    void arrive(const UsmQuestion& question)
+    {
+        Agent& agent = agents[question.endpoint.address - (10u << 24)];
+        agent.asked.push_back(clock.now());
+        if (agent.answers) {
+            UsmAnswer answer{question.endpoint, question.ticket, question.pdu};
+            answer.pdu.varbinds.front().value.bytes = agent.says;
+            onTheirWay.emplace(clock.now() + agent.delay, answer);
+        }
+    }
+
+    // Lets so much time pass, in which every target is opened each second.
+    void pass(Milliseconds time, bool opens = true)
+    {
+        const TimePoint end = clock.now() + time;
+        while (clock.now() < end) {
+            if (opens && clock.now().time_since_epoch().count() % 1000 == 0) {
+                for (const auto& target : targets) {
+                    if (target->markOpened(clock.now())) {
+                        poller.wake(*target);
+                    }
+                }
+            }
+            poller.run();
+            mostInFlight = std::max(mostInFlight, poller.inFlight());
+            clock.set(clock.now() + Milliseconds(5));
+        }
+    }
+    Milliseconds age(const Target& target) const
+    {
+        return clock.now() - target.lastAnswer().value_or(TimePoint());
+    }
+    static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
+
+    void targetChanged(Target&) override { ++changes; }
+    void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override {}
+
+    engine::test::SimulatedClock clock;
+    engine::test::SeededRandom random{7};
+    std::shared_ptr<const engine::UsmUser> user = std::make_shared<engine::UsmUser>();
+    std::map<std::uint32_t, Agent> agents;
+    std::vector<std::shared_ptr<Target>> targets;
+    std::vector<Endpoint> forgotten;
+    std::multimap<TimePoint, UsmAnswer> onTheirWay;
+    std::size_t reopened = 0;
+    std::size_t changes = 0;
+    std::size_t mostInFlight = 0;
+    UsmPoller poller{clock, random, std::make_unique<Port>(*this), *this, engine::test::fakeDialogues()};
+};
+
+} // namespace
+
+TEST(UsmPolling, OnlyWhatIsToBeAskedInVersion3)
+{
+    World world;
+    const auto other = world.add(1, VersionChoice::Auto);
+    const auto ours = world.add(2);
+    world.pass(Milliseconds(1000));
+    EXPECT_TRUE(world.agents[1].asked.empty());
+    EXPECT_FALSE(other->isMet());
+    EXPECT_TRUE(ours->snapshot()->online);
+    EXPECT_EQ(World::modelOf(*ours), "idle");
+}
+
+TEST(UsmPolling, WithoutAUserItIsUnreachableAndNotAsked)
+{
+    World world;
+    const auto target = world.add(1, VersionChoice::V3, false);
+    EXPECT_TRUE(target->isMet());
+    EXPECT_FALSE(target->snapshot()->online);
+    EXPECT_EQ(world.changes, 1u);
+    world.pass(Milliseconds(10000));
+    EXPECT_TRUE(world.agents[1].asked.empty());
+    world.poller.unwatch(*target);
+}
+
+TEST(UsmPolling, AChangeIsSeenWithinFiveSecondsAndAnIdlePrinterSeesFewQuestions)
+{
+    World world;
+    const auto target = world.add(1);
+    world.pass(Milliseconds(120000));
+    Agent& agent = world.agents[1];
+    agent.asked.clear();
+    for (int i = 0; i < 120; ++i) {
+        world.pass(Milliseconds(1000));
+        EXPECT_LE(world.age(*target), Milliseconds(5000));
+    }
+    EXPECT_LE(agent.asked.size(), 36u);
+    agent.says = "printing 3";
+    world.pass(Milliseconds(5000));
+    EXPECT_EQ(World::modelOf(*target), "printing 3");
+}
+
+TEST(UsmPolling, ThreeMissesMakeItUnreachableAndOneAnswerBringsItBack)
+{
+    World world;
+    const auto target = world.add(1);
+    world.pass(Milliseconds(5000));
+    ASSERT_TRUE(target->snapshot()->online);
+    world.agents[1].answers = false;
+    world.pass(Milliseconds(5000));
+    EXPECT_TRUE(target->snapshot()->online) << "one miss is none";
+    world.pass(Milliseconds(15000));
+    EXPECT_FALSE(target->snapshot()->online);
+    EXPECT_EQ(World::modelOf(*target), "idle") << "what was known is kept";
+    world.agents[1].answers = true;
+    world.pass(Milliseconds(11000));
+    EXPECT_TRUE(target->snapshot()->online);
+}
+
+TEST(UsmPolling, OneQuestionAtATimeAndNoAnswerButTheLastOnesCounts)
+{
+    World world;
+    const auto target = world.add(1);
+    world.pass(Milliseconds(5000));
+    Agent& agent = world.agents[1];
+    agent.delay = Milliseconds(2500); // beyond the first patience: the question is put again
+    agent.says = "slow";
+    world.pass(Milliseconds(60000));
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(World::modelOf(*target), "slow");
+    // An answer to a question of long ago.
+    agent.answers = false;
+    world.onTheirWay.clear();
+    const TimePoint answered = *target->lastAnswer();
+    world.onTheirWay.emplace(world.clock.now(), UsmAnswer{World::endpointOf(1), 1, {}});
+    world.onTheirWay.emplace(world.clock.now(), UsmAnswer{World::endpointOf(77), 1, {}});
+    world.pass(Milliseconds(100));
+    EXPECT_EQ(*target->lastAnswer(), answered);
+}
+
+TEST(UsmPolling, WhatNobodyOpensIsLeftAloneUntilItIsOpenedAgain)
+{
+    World world;
+    const auto target = world.add(1);
+    world.pass(Milliseconds(70000), false);
+    world.agents[1].asked.clear();
+    world.pass(Milliseconds(70000), false);
+    EXPECT_TRUE(world.agents[1].asked.empty());
+    ASSERT_TRUE(target->markOpened(world.clock.now()));
+    world.poller.wake(*target);
+    world.pass(Milliseconds(100), false);
+    EXPECT_FALSE(world.agents[1].asked.empty());
+}
+
+TEST(UsmPolling, TheSilentOnesHoldNobodyUp)
+{
+    World world;
+    for (std::uint32_t number = 100; number < 700; ++number) {
+        world.agents[number].answers = false;
+        world.add(number);
+    }
+    const auto good = world.add(1);
+    for (int i = 0; i < 120; ++i) {
+        world.pass(Milliseconds(500));
+        if (i > 10) {
+            EXPECT_LE(world.age(*good), Milliseconds(6000)) << i;
+        }
+    }
+    EXPECT_LE(world.mostInFlight, UsmPoller::kMostInFlight);
+    EXPECT_GE(world.agents[100].asked.size(), 3u);
+}
+
+TEST(UsmPolling, WhatIsNoLongerWatchedIsForgotten)
+{
+    World world;
+    const auto target = world.add(1);
+    const std::weak_ptr<Target> weak = target;
+    world.pass(Milliseconds(100));
+    world.poller.unwatch(*target);
+    ASSERT_EQ(world.forgotten.size(), 1u);
+    EXPECT_TRUE(world.forgotten[0] == World::endpointOf(1));
+    world.agents[1].asked.clear();
+    world.pass(Milliseconds(20000));
+    EXPECT_TRUE(world.agents[1].asked.empty());
+    EXPECT_EQ(weak.use_count(), 2) << "the world's own two";
+}
+
+TEST(UsmPolling, AfterTheMachineSleptAllIsAskedAnew)
+{
+    World world;
+    const auto target = world.add(1);
+    world.pass(Milliseconds(5000));
+    world.clock.set(world.clock.now() + std::chrono::hours(1));
+    target->markOpened(world.clock.now());
+    world.pass(Milliseconds(100));
+    EXPECT_EQ(world.reopened, 1u);
+    EXPECT_LE(world.age(*target), Milliseconds(200));
+    EXPECT_TRUE(target->snapshot()->online);
+}
+
+} // namespace tarn::usm
