@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import shutil
 import subprocess
 
 from harness import end, snmp, wait_for
@@ -101,6 +102,68 @@ class Snmpd:
     def stop(self):
         if self.process is not None:
             end(self.process)
+
+
+# How the users below are named to Net-SNMP's tools, and to the access library.
+AUTH_PASSWORD, PRIV_PASSWORD = "authpass12", "privpass12"
+USERS = {"md5": ("MD5", False), "md5aes": ("MD5", True), "sha": ("SHA", False), "shaaes": ("SHA", True),
+         "sha256": ("SHA-256", False), "sha256aes": ("SHA-256", True)}
+
+
+def users_for_tarn(**changes):
+    """The "users" of a tarn.json; changes: {user: {member: value}}."""
+    users = {}
+    for name, (auth, private) in USERS.items():
+        users[name] = {"auth": auth, "authPassword": AUTH_PASSWORD}
+        if private:
+            users[name].update(priv="AES", privPassword=PRIV_PASSWORD)
+        users[name].update(changes.get(name, {}))
+    return users
+
+
+class UsmSnmpd(Snmpd):
+    """Debian's snmpd as a printer that speaks version 3 only, to the users of USERS.
+
+    engine: its engine ID in hexadecimal, so that it is the same even when it forgets all it kept; None: one of its own.
+    more: further addresses at which it listens.
+    """
+
+    def __init__(self, directory, where, port, engine=None, more=()):
+        self.engine, self.more = engine, more
+        super().__init__(directory, where, port, versions=())
+
+    def _configuration(self):
+        lines = [super()._configuration().replace(
+            f"agentaddress udp:{self.where}:{self.port}",
+            "agentaddress " + ",".join(f"udp:{where}:{self.port}" for where in (self.where, *self.more)))]
+        if self.engine:
+            lines.append(f"exactEngineID 0x{self.engine}")
+        for name, (auth, private) in USERS.items():
+            lines += [f'createUser {name} {auth} "{AUTH_PASSWORD}"' + (f' AES "{PRIV_PASSWORD}"' if private else ""),
+                      f"rwuser {name} " + ("priv" if private else "auth")]
+        return "\n".join(lines) + "\n"
+
+    def _answers(self):
+        try:
+            return self.ask("snmpget", STATE)
+        except RuntimeError:
+            return None
+
+    def ask(self, tool, *arguments):
+        """Runs a Net-SNMP tool against it; its lines of output."""
+        done = subprocess.run([tool, "-m", "", "-v3", "-l", "authNoPriv", "-u", "sha", "-a", "SHA", "-A", AUTH_PASSWORD, "-Onq",
+                               "-t", "1", "-r", "3", f"{self.where}:{self.port}", *arguments],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        if done.returncode != 0:
+            raise RuntimeError(f"{tool}: {done.stderr.strip()}")
+        return done.stdout.splitlines()
+
+    def set(self, oid, kind, value):
+        self.ask("snmpset", oid, kind, str(value))
+
+    def forget(self):
+        """While it is not running: all that it kept, how often it booted above all."""
+        shutil.rmtree(self.directory / "var")
 
 
 class Snmpsim:

@@ -221,15 +221,19 @@ class Simulator:
 class Watch:
     """tarn-status --json --watch of some printers: the newest document, as the program prints them."""
 
-    def __init__(self, directory, port, *where, interval=1, extra=None):
-        """extra: more environment variables."""
+    def __init__(self, directory, port, *where, interval=1, extra=None, config=None, mode=0o600):
+        """config: the access library's, instead of one that says nothing but the port; extra: more environment variables."""
         directory = pathlib.Path(directory)
         directory.mkdir(parents=True)
-        (directory / "tarn.json").write_text(json.dumps({"default": {"port": port}}))
+        (directory / "tarn.json").write_text(json.dumps(config or {"default": {"port": port}}))
+        (directory / "tarn.json").chmod(mode)
         environment = dict(os.environ, TARN_CONFIG=str(directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"),
                            **(extra or {}))
-        self.process = subprocess.Popen([str(BUILD / "bin" / "tarn-status"), "--json", f"--watch={interval}", *where],
-                                        env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        self._complaints = directory / "stderr"
+        with open(self._complaints, "w") as stderr:
+            self.process = subprocess.Popen([str(BUILD / "bin" / "tarn-status"), "--json", f"--watch={interval}", *where],
+                                            env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                            stderr=stderr)
         os.set_blocking(self.process.stdout.fileno(), False)
         self._unread = ""
         self._newest = None
@@ -251,6 +255,10 @@ class Watch:
                 break
             self._unread = text[end_of_document:]
         return self._newest["printers"] if self._newest else None
+
+    def complaints(self):
+        """The lines that it wrote to stderr."""
+        return self._complaints.read_text().splitlines()
 
     def stop(self):
         end(self.process)
