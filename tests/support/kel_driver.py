@@ -44,6 +44,7 @@ class Kel:
         self.socket_path = self.directory / "remote.sock"
         self.log_path = self.directory / "kel.log"
         self.environment = self._environment(library_dir, extra or {})
+        self.patience = 60  # seconds that one answer may take
         self.process = None
         self._connection = None
 
@@ -75,10 +76,10 @@ class Kel:
                 for name, ip, model in printers]
         self.printers_json.write_text(json.dumps(rows, separators=(",", ":")) + "\n")
 
-    def start(self, seconds=60):
+    def start(self, seconds=None):
         """Starts the program and waits until its event loop runs."""
         self.spawn()
-        wait_for(self._connected_or_dead, seconds, "the event loop of the program")
+        wait_for(self._connected_or_dead, seconds or self.patience, "the event loop of the program")
         self.ask("ping")
 
     def spawn(self):
@@ -100,7 +101,7 @@ class Kel:
         except OSError:
             connection.close()
             return False
-        connection.settimeout(60)
+        connection.settimeout(self.patience)
         self._connection = connection.makefile("rw", encoding="utf-8", newline="\n")
         connection.close()
         return True

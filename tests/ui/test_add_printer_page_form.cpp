@@ -1,4 +1,5 @@
 #include <QBoxLayout>
+#include <QComboBox>
 #include <QFormLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -6,8 +7,9 @@
 #include "tests/ui/fake_registry.h"
 #include "tests/ui/panel_support.h"
 #include "ui/add_printer_page/add_printer_page.h"
+#include "ui/line_edit_ip/line_edit_ip.h"
 
-// What the editor is made of: names, order, sizes, texts.
+// What the editor is made of: names, order, sizes, texts of any length.
 class AddPrinterPageFormTest : public QObject
 {
     Q_OBJECT
@@ -20,6 +22,8 @@ private slots:
     void tabOrder();
     void slotsKeepTheirOrderAndSignatures();
     void isModal();
+    void endlessModelIsShownByItsBeginningAndStoredWhole();
+    void longestModelShownWholeIsShownAsEver();
 };
 
 void AddPrinterPageFormTest::formIsBuiltInOrder()
@@ -115,6 +119,47 @@ void AddPrinterPageFormTest::isModal()
     AddPrinterPage page(nullptr);
     QVERIFY(page.isModal());
     QCOMPARE(page.windowModality(), Qt::ApplicationModal);
+}
+
+// Measuring and drawing some megabytes would stop the window.
+void AddPrinterPageFormTest::endlessModelIsShownByItsBeginningAndStoredWhole()
+{
+    const QString endless = QStringLiteral("型").repeated(2'000'000);
+    fakeRegistry().models = {"M", endless.toStdString(), (endless + QLatin1Char('2')).toStdString()};
+    AddPrinterPage page(nullptr);
+    page.setAttribute(Qt::WA_DeleteOnClose, false);
+    page.show();
+    QCOMPARE(page.size(), QSize(659, 246));
+    auto* box = child<QComboBox>(page, "cmbModel");
+    QCOMPARE(box->count(), 3);
+    QCOMPARE(box->itemText(0), QStringLiteral("M"));
+    QCOMPARE(box->itemText(2), endless.left(4096 / 3));
+    box->showPopup();
+    box->hidePopup();
+    child<QLineEdit>(page, "ledtName")->setText(QStringLiteral("A"));
+    for (auto* octet : child<TLineEditIP>(page, "ledtIP")->findChildren<QLineEdit*>()) {
+        octet->setText(QStringLiteral("1"));
+    }
+    box->setCurrentIndex(2);
+    child<QPushButton>(page, "pbtnAdd")->click();
+    child<QLineEdit>(page, "ledtName")->setText(QStringLiteral("B"));
+    box->setCurrentIndex(0);
+    child<QPushButton>(page, "pbtnAdd")->click();
+    child<QPushButton>(page, "pbtnOk")->click();
+    QCOMPARE(fakeRegistry().saved.size(), std::size_t(1));
+    QCOMPARE(fakeRegistry().saved.back().size(), std::size_t(2));
+    QVERIFY(fakeRegistry().saved.back()[0].model == fakeRegistry().models[2]);
+    QCOMPARE(fakeRegistry().saved.back()[1].model, std::string("M"));
+}
+
+void AddPrinterPageFormTest::longestModelShownWholeIsShownAsEver()
+{
+    fakeRegistry().models = {std::string(4096, 'M')};
+    AddPrinterPage page(nullptr);
+    const auto* box = child<QComboBox>(page, "cmbModel");
+    QCOMPARE(box->itemText(0).size(), 4096);
+    QVERIFY(!box->itemData(0).isValid());
+    QCOMPARE(box->sizeAdjustPolicy(), QComboBox::AdjustToContentsOnFirstShow);
 }
 
 QTEST_MAIN(AddPrinterPageFormTest)

@@ -2,6 +2,7 @@
 
 #include <QDebug>
 #include <QListWidgetItem>
+#include <QSet>
 
 #include <algorithm>
 
@@ -43,13 +44,30 @@ AddPrinterPage::~AddPrinterPage() = default;
 
 void AddPrinterPage::loadModels()
 {
+    QStringList shown;
+    QSet<QString> known;
     for (const std::string& utf8 : PrinterManager::instance().getModels()) {
         const QString model = QString::fromStdString(utf8);
-        if (!m_models.contains(model, Qt::CaseSensitive)) {
+        if (!known.contains(model)) {
+            known.insert(model);
             m_models.append(model);
+            shown.append(shownLine(utf8));
         }
     }
-    ui->cmbModel->addItems(m_models);
+    ui->cmbModel->addItems(shown);
+    for (int row = 0; row < shown.size(); ++row) {
+        if (shown.at(row) != m_models.at(row)) {
+            ui->cmbModel->setItemData(row, m_models.at(row));
+            // Nor does the editor become as wide as such a text.
+            ui->cmbModel->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        }
+    }
+}
+
+QString AddPrinterPage::chosenModel() const
+{
+    const QVariant whole = ui->cmbModel->currentData();
+    return whole.isValid() ? whole.toString() : ui->cmbModel->currentText();
 }
 
 void AddPrinterPage::loadPrinters()
@@ -72,7 +90,7 @@ void AddPrinterPage::on_pbtnAdd_clicked()
     PrinterContext printer(false);
     printer.printerName = name.toStdString();
     printer.manufacturer = "MORVIK";
-    printer.model = ui->cmbModel->currentText().toStdString();
+    printer.model = chosenModel().toStdString();
     printer.ip = ip.toStdString();
     m_printers.push_back(printer); // the copy ends each text at its first NUL
     ui->listPrinter->addItem(name);

@@ -38,6 +38,8 @@ private slots:
 private:
     void loadModels();
     void loadPrinters();
+    // The whole model, where the box shows but the beginning of one as well.
+    QString chosenModel() const;
 
     std::unique_ptr<Ui::AddPrinterPage> ui;
     QStringList m_models; // without duplicates, in the order first met

@@ -65,6 +65,7 @@ public:
         m_violations.clear();
         m_chaos.reset();
         m_lastList.clear();
+        m_echo.reset();
         m_mostAtOnce = 0;
         m_hasBlocked = false;
     }
@@ -148,6 +149,7 @@ private:
     void adopt(const TarnScript& script)
     {
         m_script = script;
+        m_echo.reset();
         m_chaos = script.chaosSeed != 0 ? std::make_unique<Chaos>(script.chaosSeed) : nullptr;
     }
     char* handOut(const std::optional<std::string>& text, std::set<char*>& where)
@@ -168,7 +170,8 @@ private:
     std::vector<std::string> m_violations;
     std::string m_options;
     std::string m_lastList;
-    std::string m_models; // the text that tarn_getModels hands out stays the library's
+    std::optional<std::string> m_echo; // the document that answers m_lastList, once it is made
+    std::string m_models;              // the text that tarn_getModels hands out stays the library's
     std::set<OpenedPrinter*> m_open;
     int m_inside = 0;
     int m_mostAtOnce = 0;
@@ -262,8 +265,10 @@ int Library::setOptions(const char* options)
 int Library::setList(const char* list)
 {
     const Call call(*this, "tarn_setPrinterList");
-    pause(script().listDelayMs);
+    pause(locked(m_script.listDelayMs));
     const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_lastList != list)
+        m_echo.reset();
     m_lastList = list;
     return m_chaos ? m_chaos->result() : m_script.setPrinterListResult;
 }
@@ -277,9 +282,9 @@ int Library::getList(char** list)
         *list = result == 0 ? handOut(m_chaos->list("printerName"), m_lists) : nullptr;
         return result;
     }
-    const std::optional<std::string> document =
-        m_script.echoList ? echo(m_lastList, m_script.extraPrinters) : m_script.listDocument;
-    *list = handOut(document, m_lists);
+    if (m_script.echoList && !m_echo)
+        m_echo = echo(m_lastList, m_script.extraPrinters);
+    *list = handOut(m_script.echoList ? m_echo : m_script.listDocument, m_lists);
     return m_script.getPrinterListResult;
 }
 
@@ -360,7 +365,7 @@ int Library::getText(void* handle, char** out, std::optional<std::string> Script
 int Library::getModels(char** out)
 {
     const Call call(*this, "tarn_getModels");
-    pause(script().modelsDelayMs);
+    pause(locked(m_script.modelsDelayMs));
     const std::lock_guard<std::mutex> lock(m_mutex);
     const std::optional<std::string> document = m_chaos ? m_chaos->list("model") : m_script.modelsDocument;
     m_models = document.value_or("");
