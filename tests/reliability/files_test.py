@@ -164,6 +164,34 @@ class PrinterList(Scratch):
         self.assertEqual(kel.quit()[0], 0, kel.log_tail())
 
 
+    def test_an_interrupted_save_is_completed_by_its_whole_journal_and_a_whole_list_left_alone(self):
+        """As a kill leaves the two files; then what the next start shows, and what it leaves."""
+        def record(name, address):
+            return '{"ip":"%s","manufacturer":"MORVIK","model":"X1","printerName":"%s"}' % (address, name)
+
+        old = f'[{record("office", "127.0.0.1")}]\n'
+        new = f'[{record("office", "127.0.0.1")},{record("fresh", "127.0.0.2")}]\n'
+        for left, journal, names, kept in (
+                ("", new, ["office", "fresh"], new), (new[:40], new, ["office", "fresh"], new),
+                (new[:-2], new, ["office", "fresh"], new), ("\0" * len(new), new, ["office", "fresh"], new),
+                (old, new, ["office"], old), (new[:40], new[:-1], [], new[:40]), (new[:40], "", [], new[:40])):
+            with self.subTest(left=left, journal=journal):
+                kel = ScriptedKel(self.directory)
+                kel.printers_json.parent.mkdir(parents=True, exist_ok=True)
+                kel.printers_json.write_text(left)
+                kel.printers_json.with_name("printers.json.journal").write_text(journal)
+                self.run_and_quit(kel, lambda kel, names=names: self.check_rows(kel, names))
+                self.assertEqual(kel.printers_json.read_text(), kept)
+                self.assertEqual([entry.name for entry in kel.printers_json.parent.iterdir()], ["printers.json"])
+
+    def check_rows(self, kel, names):
+        if names:
+            wait_for(lambda: kel.ask("count listPrinter"), 20 * SLOWER, "rows")
+        else:
+            self.refreshed(kel)
+        self.assertEqual([row["text"] for row in kel.ask("rows listPrinter")], names)
+
+
 def stored_names(path):
     return [row["printerName"] for row in json.loads(path.read_text())]
 
