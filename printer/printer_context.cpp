@@ -1,5 +1,7 @@
 #include "printer/printer_context.h"
 
+#include "printer/queued_order.h"
+
 namespace morvik::kel {
 
 namespace {
@@ -8,6 +10,12 @@ namespace {
 std::string freshCopy(const std::string& text)
 {
     return std::string(text.c_str());
+}
+
+const PrinterContext& taken(const PrinterContext& context)
+{
+    markTaken(&context);
+    return context;
 }
 
 } // namespace
@@ -19,7 +27,7 @@ PrinterContext::PrinterContext(bool usb)
 }
 
 PrinterContext::PrinterContext(const PrinterContext& other)
-    : uuid(freshCopy(other.uuid)), printerName(freshCopy(other.printerName)),
+    : uuid(freshCopy(taken(other).uuid)), printerName(freshCopy(other.printerName)),
       manufacturer(freshCopy(other.manufacturer)), model(freshCopy(other.model)),
       description(freshCopy(other.description)), spareText(freshCopy(other.spareText)),
       serialNumber(freshCopy(other.serialNumber)), ip(freshCopy(other.ip)), state(other.state),
@@ -28,6 +36,7 @@ PrinterContext::PrinterContext(const PrinterContext& other)
       totalPrint(other.totalPrint), lessPaper(other.lessPaper), lackPaper(other.lackPaper),
       lessToner(other.lessToner), lackToner(other.lackToner), isUsbPrinter(other.isUsbPrinter)
 {
+    markMade(this);
 }
 
 PrinterContext& PrinterContext::operator=(const PrinterContext& other)
@@ -59,6 +68,9 @@ PrinterContext& PrinterContext::operator=(const PrinterContext& other)
     return *this;
 }
 
-PrinterContext::~PrinterContext() = default;
+PrinterContext::~PrinterContext()
+{
+    markTaken(this);
+}
 
 } // namespace morvik::kel
