@@ -7,7 +7,6 @@
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/src/ipp/ipp_backends.h"
-#include "tarn/src/usb/libusb_bus.h"
 #include "tarn/src/usb/usb_backend.h"
 #include "tarn/src/usm/usm_backend.h"
 #include "tarn/tarn.h"
@@ -60,8 +59,7 @@ bool isAmong(std::string_view name, std::string_view joined)
 std::unique_ptr<engine::Backend> usbPrinters(const Clock& clock, Random& /*random*/,
                                              engine::BackendListener& listener)
 {
-    return std::make_unique<usb::UsbBackend>(clock, listener,
-                                             [](std::string& why) { return usb::LibusbBus::open(why); });
+    return std::make_unique<usb::UsbBackend>(clock, listener, usb::UsbBackend::realParts());
 }
 
 } // namespace

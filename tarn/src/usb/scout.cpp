@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <set>
 
+#include "tarn/src/usb/ipp_usb.h"
 #include "tarn/src/usb/printer_status.h"
 #include "tarn/src/usb/rights.h"
 
@@ -175,6 +176,7 @@ void UsbScout::conclude(Printer& printer)
     if (!printer.silent) {
         printer.sighting.heard = m_clock.now();
     }
+    printer.sighting.ippPort = ippUsbPort(m_ippUsbDirectory, printer.sighting.device).value_or(0);
     printer.sighting.picture = pictureOf(printer.sighting.identity, printer.id, printer.portStatus);
 }
 

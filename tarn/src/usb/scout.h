@@ -22,7 +22,8 @@ struct Sighting
     PrinterIdentity identity;
     device::DeviceStatus picture;
     UsbDevice device;
-    TimePoint heard{}; // when the printer, or the bus of a printer that cannot be asked, said so last
+    std::uint16_t ippPort = 0; // at which ipp-usb serves it on the loopback interface; 0: not at all
+    TimePoint heard{};         // when the printer, or the bus of a printer that cannot be asked, said so last
 };
 
 // UsbScout knows the printers on a bus: who they are, what they are called, and how they are.
@@ -38,7 +39,11 @@ struct Sighting
 class UsbScout final
 {
 public:
-    explicit UsbScout(const Clock& clock) : m_clock(clock) {}
+    // ippUsbDirectory: where ipp-usb keeps its state files.
+    UsbScout(const Clock& clock, std::string ippUsbDirectory)
+        : m_clock(clock), m_ippUsbDirectory(std::move(ippUsbDirectory))
+    {
+    }
 
     // Compares what is known with what is on the bus. True when a printer is gone.
     bool look(UsbBus& bus);
@@ -83,6 +88,7 @@ private:
     void conclude(Printer& printer);
 
     const Clock& m_clock;
+    const std::string m_ippUsbDirectory;
     PrinterNames m_names;
     std::map<std::string, Printer> m_printers; // by key
     std::deque<UsbDevice> m_new;

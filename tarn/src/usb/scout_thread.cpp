@@ -17,8 +17,8 @@ constexpr Milliseconds kLongestWait{60000};
 
 } // namespace
 
-ScoutThread::ScoutThread(const Clock& clock, UsbBusMaker openBus)
-    : m_openBus(std::move(openBus)), m_scout(clock)
+ScoutThread::ScoutThread(const Clock& clock, UsbBusMaker openBus, std::string ippUsbDirectory)
+    : m_openBus(std::move(openBus)), m_scout(clock, std::move(ippUsbDirectory))
 {
 }
 

@@ -27,7 +27,7 @@ namespace tarn::usb {
 class ScoutThread final
 {
 public:
-    ScoutThread(const Clock& clock, UsbBusMaker openBus);
+    ScoutThread(const Clock& clock, UsbBusMaker openBus, std::string ippUsbDirectory);
     // Ends the thread, whatever it waits for.
     ~ScoutThread();
     ScoutThread(const ScoutThread&) = delete;

@@ -1,5 +1,6 @@
 target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/descriptors.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/ipp_over_usb.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ipp_usb.cpp
     ${CMAKE_CURRENT_LIST_DIR}/libusb_bus.cpp
     ${CMAKE_CURRENT_LIST_DIR}/libusb_library.cpp

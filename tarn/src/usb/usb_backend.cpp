@@ -1,7 +1,14 @@
 #include "tarn/src/usb/usb_backend.h"
 
+#include <sys/epoll.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <set>
+
+#include "tarn/src/ipp/cups_library.h"
+#include "tarn/src/usb/ipp_usb.h"
+#include "tarn/src/usb/libusb_bus.h"
 
 namespace tarn::usb {
 
@@ -10,9 +17,54 @@ using engine::Discovery;
 using engine::Target;
 using engine::Way;
 
-UsbBackend::UsbBackend(const Clock& clock, engine::BackendListener& listener, UsbBusMaker openBus)
-    : m_clock(clock), m_listener(listener), m_openBus(std::move(openBus))
+namespace {
+
+constexpr std::size_t kMostAskedOverIpp = 2; // at once
+
+} // namespace
+
+UsbBackend::Parts UsbBackend::realParts()
 {
+    return {[](std::string& why) { return LibusbBus::open(why); },
+            [] {
+                return std::make_unique<ipp::AskerPool>(
+                    std::make_unique<ipp::IppClient>(&ipp::CupsLibrary::system), kMostAskedOverIpp);
+            },
+            ippUsbDirectory()};
+}
+
+UsbBackend::UsbBackend(const Clock& clock, engine::BackendListener& listener, Parts parts)
+    : m_clock(clock), m_listener(listener), m_parts(std::move(parts)),
+      m_ipp(clock, listener, m_parts.makeDesk)
+{
+}
+
+UsbBackend::~UsbBackend()
+{
+    if (m_pollFd >= 0) {
+        ::close(m_pollFd);
+    }
+}
+
+// False when the system gives no thread or no descriptor.
+bool UsbBackend::begin()
+{
+    if (m_pollFd < 0) {
+        m_pollFd = ::epoll_create1(EPOLL_CLOEXEC);
+    }
+    auto scout = std::make_unique<ScoutThread>(m_clock, m_parts.openBus, m_parts.ippUsbDirectory);
+    if (m_pollFd < 0 || !scout->start() || !listenTo(scout->descriptor())) {
+        return false;
+    }
+    m_scout = std::move(scout);
+    return true;
+}
+
+bool UsbBackend::listenTo(int descriptor) const
+{
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    return ::epoll_ctl(m_pollFd, EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
 void UsbBackend::discover(Discovery discovery, bool on)
@@ -20,16 +72,13 @@ void UsbBackend::discover(Discovery discovery, bool on)
     if (discovery != Discovery::Usb || on == m_on) {
         return;
     }
-    if (on && !m_scout) {
-        auto scout = std::make_unique<ScoutThread>(m_clock, m_openBus);
-        if (!scout->start()) {
-            return;
-        }
-        m_scout = std::move(scout);
+    if (on && !m_scout && !begin()) {
+        return;
     }
     m_on = on;
     m_scout->look(on);
     if (!on) {
+        m_ipp.forgetAll();
         m_printers.clear();
         tellRoster();
     }
@@ -58,7 +107,9 @@ void UsbBackend::run()
     }
     if (std::optional<std::vector<Sighting>> sightings = m_scout->take(); sightings && m_on) {
         adopt(std::move(*sightings));
+        askOverIpp();
     }
+    m_ipp.run();
     const TimePoint now = m_clock.now();
     for (auto& [key, printer] : m_printers) {
         if (printer.askAt <= now) {
@@ -87,6 +138,19 @@ void UsbBackend::askOrPutAside(Printer& printer, TimePoint now)
     printer.askAt = now + kInterval;
 }
 
+// Asks those that ipp-usb serves; each answer of the scout's is an occasion.
+void UsbBackend::askOverIpp()
+{
+    for (auto& [key, printer] : m_printers) {
+        if (printer.askAt != kNever) {
+            m_ipp.ask(key, printer.target, printer.sighting.ippPort);
+        }
+    }
+    if (!m_deskHeard && m_ipp.descriptor() >= 0) {
+        m_deskHeard = listenTo(m_ipp.descriptor());
+    }
+}
+
 void UsbBackend::adopt(std::vector<Sighting> sightings)
 {
     bool listed = dropMissing(sightings);
@@ -113,7 +177,12 @@ bool UsbBackend::dropMissing(const std::vector<Sighting>& sightings)
     }
     const std::size_t before = m_printers.size();
     for (auto at = m_printers.begin(); at != m_printers.end();) {
-        at = present.count(at->first) != 0 ? std::next(at) : m_printers.erase(at);
+        if (present.count(at->first) != 0) {
+            ++at;
+            continue;
+        }
+        m_ipp.forget(at->first);
+        at = m_printers.erase(at);
     }
     return m_printers.size() != before;
 }

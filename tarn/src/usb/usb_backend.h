@@ -7,6 +7,7 @@
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/backend.h"
+#include "tarn/src/usb/ipp_over_usb.h"
 #include "tarn/src/usb/scout_thread.h"
 #include "tarn/src/usb/usb_bus.h"
 
@@ -16,14 +17,27 @@ namespace tarn::usb {
 // somebody opens them. A printer can be reached for as long as it is plugged in.
 //
 // Invariants
-//  (1) Nothing is loaded and no thread runs before discover() is first told to.
+//  (1) Nothing is loaded and no thread runs before discover() is first told to; nor are they for IPP before a
+//  printer is met that ipp-usb serves.
 //  (2) A printer's target is touched from the run() that lists it to the one that misses it.
 // Threading: engine thread only; devices are waited for by a ScoutThread. Ownership: borrows clock and
 // listener, which must outlive it.
 class UsbBackend final : public engine::Backend
 {
 public:
-    UsbBackend(const Clock& clock, engine::BackendListener& listener, UsbBusMaker openBus);
+    // What is behind it: the bus, the desk for IPP, the directory of ipp-usb's state files.
+    struct Parts
+    {
+        UsbBusMaker openBus;
+        IppOverUsb::DeskMaker makeDesk;
+        std::string ippUsbDirectory;
+    };
+    static Parts realParts();
+
+    UsbBackend(const Clock& clock, engine::BackendListener& listener, Parts parts);
+    ~UsbBackend() override;
+    UsbBackend(const UsbBackend&) = delete;
+    UsbBackend& operator=(const UsbBackend&) = delete;
 
     const char* name() const override { return "smusb"; }
     // Nobody names a USB printer.
@@ -34,7 +48,7 @@ public:
     void discover(engine::Discovery discovery, bool on) override;
     void run() override;
     TimePoint nextDeadline() const override;
-    int descriptor() const override { return m_scout ? m_scout->descriptor() : -1; }
+    int descriptor() const override { return m_pollFd; }
 
     static constexpr Milliseconds kInterval{2000};
     static constexpr Milliseconds kUnopened{60000}; // who is not opened for so long is not asked
@@ -47,17 +61,23 @@ private:
         TimePoint askAt = kNever; // kNever: it was put aside
     };
 
+    bool begin();
+    bool listenTo(int descriptor) const;
     void adopt(std::vector<Sighting> sightings);
     void meet(Sighting sighting);
     bool update(Printer& printer, Sighting sighting);
     bool dropMissing(const std::vector<Sighting>& sightings);
     void tellRoster();
     void askOrPutAside(Printer& printer, TimePoint now);
+    void askOverIpp();
 
     const Clock& m_clock;
     engine::BackendListener& m_listener;
-    const UsbBusMaker m_openBus;
+    const Parts m_parts;
     std::unique_ptr<ScoutThread> m_scout;
+    IppOverUsb m_ipp;
+    int m_pollFd = -1;        // an epoll of what the scout and the desk have to say
+    bool m_deskHeard = false; // the desk is in it
     bool m_on = false;
     std::map<std::string, Printer> m_printers; // by key
 };

@@ -37,7 +37,7 @@ protected:
     engine::test::SimulatedClock m_clock;
     ScriptedPorts m_ports;
     ScriptedBus m_bus{m_ports};
-    UsbScout m_scout{m_clock};
+    UsbScout m_scout{m_clock, "/missing"};
     std::vector<Sighting> m_seen;
 };
 
