@@ -20,7 +20,8 @@
 // given back.
 //
 // Environment, read by tarn_init: TARN_CONFIG (configuration file, default $XDG_CONFIG_HOME/tarn/tarn.json),
-// XDG_CONFIG_HOME, XDG_CACHE_HOME, HOME. Identities of printers are kept in $XDG_CACHE_HOME/tarn/.
+// XDG_CONFIG_HOME, XDG_CACHE_HOME, HOME, TARN_IPP_USB_DIR (where ipp-usb keeps its state files, default
+// /var/ipp-usb/dev). Identities of printers are kept in $XDG_CACHE_HOME/tarn/.
 
 #ifdef __cplusplus
 extern "C" {
