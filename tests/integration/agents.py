@@ -50,6 +50,29 @@ PRINTER = [
         (11, 9, "integer", percent), (12, 2, "integer", 1), (12, 4, "octet_str", colour)]
 ]
 
+
+class PrinterChecks:
+    """For test cases: how that printer looks in tarn-status --json."""
+
+    @staticmethod
+    def levels(printer):
+        return {supply["colour"]: supply["percent"] for supply in printer["supplies"]}
+
+    @staticmethod
+    def wait_online(watch, index=0):
+        wait_for(lambda: (watch.printer(index) or {}).get("online"), 20, "the printer is read")
+        return watch.printer(index)
+
+    def check_picture(self, printer):
+        self.assertEqual((printer["model"], printer["serial"], printer["state"], printer["summary"]),
+                         ("Lyra C310", "LY310-00077", 3, "就绪"))
+        self.assertEqual(printer["counters"]["totalPages"], 54321)
+        self.assertEqual(self.levels(printer), {"black": 80, "cyan": 61, "magenta": 42, "yellow": 23})
+        self.assertEqual([tray["percent"] for tray in printer["trays"]], [50])
+        self.assertEqual(printer["alerts"], [])
+        self.assertFalse(any(printer["flags"].values()))
+
+
 TAGS = {"integer": "2", "octet_str": "4", "object_id": "6", "counter": "65", "uinteger": "66"}
 
 

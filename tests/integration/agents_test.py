@@ -15,7 +15,7 @@ LIVE = 8  # seconds in which a change of an idle printer is seen: asked every 5 
 LIVE_IN_SMALL_STEPS = 30
 
 
-class Agents(unittest.TestCase):
+class Agents(agents.PrinterChecks, unittest.TestCase):
     def setUp(self):
         directory = tempfile.TemporaryDirectory(prefix="kel-agents-")
         self.addCleanup(directory.cleanup)
@@ -30,23 +30,6 @@ class Agents(unittest.TestCase):
     def run_agent(self, agent):
         self.addCleanup(agent.stop)
         return agent.start()
-
-    @staticmethod
-    def levels(printer):
-        return {supply["colour"]: supply["percent"] for supply in printer["supplies"]}
-
-    def wait_online(self, watch, index=0):
-        wait_for(lambda: (watch.printer(index) or {}).get("online"), 20, "the printer is read")
-        return watch.printer(index)
-
-    def check_picture(self, printer):
-        self.assertEqual((printer["model"], printer["serial"], printer["state"], printer["summary"]),
-                         ("Lyra C310", "LY310-00077", 3, "就绪"))
-        self.assertEqual(printer["counters"]["totalPages"], 54321)
-        self.assertEqual(self.levels(printer), {"black": 80, "cyan": 61, "magenta": 42, "yellow": 23})
-        self.assertEqual([tray["percent"] for tray in printer["trays"]], [50])
-        self.assertEqual(printer["alerts"], [])
-        self.assertFalse(any(printer["flags"].values()))
 
     def follow(self, watch, change, promised=LIVE):
         change()

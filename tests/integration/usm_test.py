@@ -60,7 +60,7 @@ class Relay:
             one.close()
 
 
-class Usm(unittest.TestCase):
+class Usm(agents.PrinterChecks, unittest.TestCase):
     def setUp(self):
         directory = tempfile.TemporaryDirectory(prefix="kel-usm-")
         self.addCleanup(directory.cleanup)
@@ -79,23 +79,6 @@ class Usm(unittest.TestCase):
         self.addCleanup(agent.stop)
         return agent.start()
 
-    def wait_online(self, watch, index=0):
-        wait_for(lambda: (watch.printer(index) or {}).get("online"), 20, "the printer is read")
-        return watch.printer(index)
-
-    def check_picture(self, printer):
-        self.assertEqual((printer["model"], printer["serial"], printer["state"], printer["summary"]),
-                         ("Lyra C310", "LY310-00077", 3, "就绪"))
-        self.assertEqual(printer["counters"]["totalPages"], 54321)
-        self.assertEqual(self.levels(printer), {"black": 80, "cyan": 61, "magenta": 42, "yellow": 23})
-        self.assertEqual([tray["percent"] for tray in printer["trays"]], [50])
-        self.assertEqual(printer["alerts"], [])
-        self.assertEqual(printer["source"], "sm")
-
-    @staticmethod
-    def levels(printer):
-        return {supply["colour"]: supply["percent"] for supply in printer["supplies"]}
-
     def stays_unreachable(self, watch, seconds=8):
         end = time.monotonic() + seconds
         while time.monotonic() < end:
@@ -111,7 +94,9 @@ class Usm(unittest.TestCase):
         watches = {user: self.watch(agent.where, config=config(user)) for user in agents.USERS}
         for user, watch in watches.items():
             with self.subTest(user):
-                self.check_picture(self.wait_online(watch))
+                printer = self.wait_online(watch)
+                self.check_picture(printer)
+                self.assertEqual(printer["source"], "sm")
         agent.set(agents.level(1), "i", 12)
         agent.set(agents.ERRORS, "x", "08")  # the door is open
         for user, watch in watches.items():
