@@ -2,6 +2,9 @@
 
 #include <json/json.h>
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <limits>
 
 #include "tarn/src/device/supply_words.h"
@@ -77,13 +80,19 @@ int tonerLevel(const DeviceStatus& status, SupplyColor color)
 }
 
 // The reader takes 32 bits: a counter beyond them is shown as the largest it can take.
-std::string pagesText(const DeviceStatus& status)
+std::int64_t shownPages(const DeviceStatus& status)
 {
     if (!status.totalPages || *status.totalPages < 0) {
-        return "-1";
+        return -1;
     }
-    const std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    return std::to_string(*status.totalPages < most ? *status.totalPages : most);
+    return std::min<std::int64_t>(*status.totalPages, std::numeric_limits<std::int32_t>::max());
+}
+
+void appendNumber(std::string& out, std::int64_t number)
+{
+    std::array<char, 24> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    out.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
 }
 
 Json::Value levelValue(LevelKind kind, int percent)
@@ -219,20 +228,34 @@ std::string detailDocument(const DeviceStatus& status)
     return written(root);
 }
 
+// Written by hand, members in the order of their names: of ten thousand printers it is rendered a thousand
+// times a second. No value needs an escape.
 std::string infoDocument(const DeviceStatus& status)
 {
-    Json::Value root(Json::objectValue);
-    root["CToner"] = std::to_string(tonerLevel(status, SupplyColor::Cyan));
-    root["MToner"] = std::to_string(tonerLevel(status, SupplyColor::Magenta));
-    root["YToner"] = std::to_string(tonerLevel(status, SupplyColor::Yellow));
-    root["KToner"] = std::to_string(tonerLevel(status, SupplyColor::Black));
-    root["RToner"] = std::to_string(tonerLevel(status, SupplyColor::Red));
-    root["totalprint"] = pagesText(status);
-    root["lessPaper"] = flagText(status.paperLow);
-    root["lackPaper"] = flagText(status.paperOut);
-    root["lessToner"] = flagText(status.tonerLow);
-    root["lackToner"] = flagText(status.tonerOut);
-    return written(root);
+    std::string out;
+    out.reserve(192);
+    out += "{\"CToner\":\"";
+    appendNumber(out, tonerLevel(status, SupplyColor::Cyan));
+    out += "\",\"KToner\":\"";
+    appendNumber(out, tonerLevel(status, SupplyColor::Black));
+    out += "\",\"MToner\":\"";
+    appendNumber(out, tonerLevel(status, SupplyColor::Magenta));
+    out += "\",\"RToner\":\"";
+    appendNumber(out, tonerLevel(status, SupplyColor::Red));
+    out += "\",\"YToner\":\"";
+    appendNumber(out, tonerLevel(status, SupplyColor::Yellow));
+    out += "\",\"lackPaper\":\"";
+    out += flagText(status.paperOut);
+    out += "\",\"lackToner\":\"";
+    out += flagText(status.tonerOut);
+    out += "\",\"lessPaper\":\"";
+    out += flagText(status.paperLow);
+    out += "\",\"lessToner\":\"";
+    out += flagText(status.tonerLow);
+    out += "\",\"totalprint\":\"";
+    appendNumber(out, shownPages(status));
+    out += "\"}";
+    return out;
 }
 
 } // namespace tarn::device

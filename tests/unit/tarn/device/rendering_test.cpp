@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <memory>
+#include <random>
 #include <set>
 
 namespace tarn::device {
@@ -229,6 +230,32 @@ TEST(DetailDocument, KeepsUnknownAndZeroApart)
     EXPECT_EQ(root["supplies"][0]["percent"].asInt(), 0);
     EXPECT_TRUE(root["supplies"][0]["percent"].isIntegral());
     EXPECT_TRUE(root["supplies"][1]["percent"].isNull());
+}
+
+// The document's form is a JSON writer's, though none writes it.
+TEST(InfoDocument, IsWhatAJsonWriterWrites)
+{
+    std::mt19937 random(20);
+    for (int round = 0; round < 200; ++round) {
+        DeviceStatus status;
+        for (int i = static_cast<int>(random() % 7); i > 0; --i) {
+            status.supplies.push_back(toner(static_cast<SupplyColor>(random() % 7),
+                                            static_cast<LevelKind>(random() % 4),
+                                            static_cast<int>(random() % 101)));
+        }
+        if (random() % 2 != 0) {
+            status.totalPages = static_cast<std::int64_t>(random()) * (random() % 3) - 5;
+        }
+        status.paperLow = random() % 2 != 0;
+        status.paperOut = random() % 2 != 0;
+        status.tonerLow = random() % 2 != 0;
+        status.tonerOut = random() % 2 != 0;
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        builder["emitUTF8"] = true;
+        const std::string document = infoDocument(status);
+        EXPECT_EQ(document, Json::writeString(builder, parsed(document)));
+    }
 }
 
 } // namespace
