@@ -69,6 +69,7 @@ public:
     const tarn::engine::SnmpPoller& poller() const { return *m_poller; }
 
     void targetChanged(tarn::engine::Target&) override {}
+    void rosterChanged(tarn::engine::Discovery, std::vector<tarn::engine::DiscoveredPrinter>) override {}
 
     bool isOpened = true;
 
