@@ -12,14 +12,14 @@ namespace tarn {
 class Packer final
 {
 public:
-    Packer() { m_bytes.reserve(1024); }
-
     void add(std::uint64_t number)
     {
+        char* at = roomFor(longestNumber);
         for (; number >= 0x80; number >>= 7) {
-            m_bytes += static_cast<char>(number | 0x80);
+            *at++ = static_cast<char>(number | 0x80);
         }
-        m_bytes += static_cast<char>(number);
+        *at++ = static_cast<char>(number);
+        m_size = static_cast<std::size_t>(at - m_buffer.data());
     }
     // Small magnitudes of either sign take one octet.
     void addSigned(std::int64_t number)
@@ -30,23 +30,37 @@ public:
     void add(std::string_view text)
     {
         add(static_cast<std::uint64_t>(text.size()));
-        m_bytes += text;
+        char* const at = roomFor(text.size());
+        text.copy(at, text.size());
+        m_size += text.size();
     }
+    std::string_view bytes() const { return std::string_view(m_buffer).substr(0, m_size); }
     // A copy of just the size that it needs.
-    std::string packed() const { return m_bytes; }
+    std::string packed() const { return std::string(bytes()); }
 
     // The same, into a text that is kept where it is when its room is about right.
     void packInto(std::string& text) const
     {
-        if (text.capacity() < m_bytes.size() || text.capacity() > m_bytes.size() + 64) {
+        if (text.capacity() < m_size || text.capacity() > m_size + 64) {
             text = packed();
         } else {
-            text = std::string_view(m_bytes);
+            text = bytes();
         }
     }
 
 private:
-    std::string m_bytes;
+    static constexpr std::size_t longestNumber = 10;
+
+    char* roomFor(std::size_t octets)
+    {
+        if (m_buffer.size() - m_size < octets) {
+            m_buffer.resize(m_buffer.size() * 2 + octets);
+        }
+        return m_buffer.data() + m_size;
+    }
+
+    std::string m_buffer = std::string(1024, '\0');
+    std::size_t m_size = 0;
 };
 
 // Reads in the order in which a Packer added. Behind the end there are zeros and empty texts.
@@ -74,13 +88,15 @@ public:
         const std::uint64_t bits = number();
         return static_cast<std::int64_t>((bits >> 1) ^ ((bits & 1) != 0 ? ~std::uint64_t{0} : 0));
     }
-    std::string text()
+    // Valid for as long as the bytes are.
+    std::string_view view()
     {
         const auto size = static_cast<std::size_t>(number());
         const std::string_view found = m_rest.substr(0, size);
         m_rest.remove_prefix(found.size());
-        return std::string(found);
+        return found;
     }
+    std::string text() { return std::string(view()); }
 
 private:
     std::string_view m_rest;

@@ -56,9 +56,9 @@ void read(Unpacker& unpacker, Supply& s)
     read(unpacker, s.kind);
     read(unpacker, s.color);
     readBits(unpacker, {&s.receptacle});
-    s.type = unpacker.text();
-    s.colorText = unpacker.text();
-    s.description = unpacker.text();
+    s.type = unpacker.view();
+    s.colorText = unpacker.view();
+    s.description = unpacker.view();
     read(unpacker, s.levelKind);
     s.percent = static_cast<int>(unpacker.signedNumber());
 }
@@ -76,12 +76,12 @@ void add(Packer& packer, const Tray& t)
 
 void read(Unpacker& unpacker, Tray& t)
 {
-    t.name = unpacker.text();
+    t.name = unpacker.view();
     read(unpacker, t.levelKind);
     t.percent = static_cast<int>(unpacker.signedNumber());
     t.level = unpacker.signedNumber();
     t.capacity = unpacker.signedNumber();
-    t.unit = unpacker.text();
+    t.unit = unpacker.view();
     readBits(unpacker, {&t.available, &t.empty});
 }
 
@@ -97,10 +97,10 @@ void add(Packer& packer, const Alert& a)
 void read(Unpacker& unpacker, Alert& a)
 {
     a.code = static_cast<int>(unpacker.signedNumber());
-    a.keyword = unpacker.text();
-    a.text = unpacker.text();
+    a.keyword = unpacker.view();
+    a.text = unpacker.view();
     read(unpacker, a.severity);
-    a.place = unpacker.text();
+    a.place = unpacker.view();
 }
 
 template <typename T>
@@ -143,23 +143,26 @@ KeptPicture::KeptPicture(const DeviceStatus& d)
 DeviceStatus KeptPicture::unpacked() const
 {
     DeviceStatus d;
+    unpackInto(d);
+    return d;
+}
+
+void KeptPicture::unpackInto(DeviceStatus& d) const
+{
     Unpacker unpacker(m_bytes);
-    d.model = unpacker.text();
-    d.serialNumber = unpacker.text();
-    d.description = unpacker.text();
-    d.location = unpacker.text();
+    d.model = unpacker.view();
+    d.serialNumber = unpacker.view();
+    d.description = unpacker.view();
+    d.location = unpacker.view();
     read(unpacker, d.activity);
     bool counted = false;
     readBits(unpacker,
              {&d.powerSave, &d.needsAttention, &d.paperLow, &d.paperOut, &d.tonerLow, &d.tonerOut, &counted});
     const std::int64_t pages = unpacker.signedNumber();
-    if (counted) {
-        d.totalPages = pages;
-    }
+    d.totalPages = counted ? std::optional(pages) : std::nullopt;
     read(unpacker, d.supplies);
     read(unpacker, d.trays);
     read(unpacker, d.alerts);
-    return d;
 }
 
 std::uint64_t KeptPicture::digest() const

@@ -16,6 +16,8 @@ public:
     explicit KeptPicture(const DeviceStatus& picture);
 
     DeviceStatus unpacked() const;
+    // The same, into a picture whose memory is used again.
+    void unpackInto(DeviceStatus& picture) const;
     // Equal for equal pictures, and as good as never for different ones.
     std::uint64_t digest() const;
 

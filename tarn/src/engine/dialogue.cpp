@@ -12,6 +12,11 @@ public:
     std::optional<snmp::Pdu> nextRequest() override { return m_session.nextRequest(); }
     void accept(const snmp::Pdu& response) override { m_session.accept(response); }
     void noAnswer() override { m_session.noAnswer(); }
+    bool asksTheSame() const override { return m_session.asksTheSame(); }
+    bool hearAgain(snmp::ByteView message, const device::KeptPicture& published) override
+    {
+        return m_session.hearAgain(message, published);
+    }
     snmp::ReadOutcome outcome() const override { return m_session.outcome(); }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_session.status(); }
     void rest() override { m_session.rest(); }

@@ -20,6 +20,9 @@ public:
     virtual std::optional<snmp::Pdu> nextRequest() = 0;
     virtual void accept(const snmp::Pdu& response) = 0;
     virtual void noAnswer() = 0;
+    // A dialogue without a quick way says false twice, and is asked and answered in the ordinary one.
+    virtual bool asksTheSame() const { return false; }
+    virtual bool hearAgain(snmp::ByteView, const device::KeptPicture&) { return false; }
     virtual snmp::ReadOutcome outcome() const = 0;
     virtual std::shared_ptr<const device::DeviceStatus> status() const = 0;
     virtual void rest() = 0;

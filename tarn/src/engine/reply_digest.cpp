@@ -28,7 +28,7 @@ std::uint64_t mixed(std::uint64_t hash, const std::uint8_t* data, std::size_t si
     std::uint64_t last = 0;
     std::memcpy(&last, data, size);
     fold(last);
-    return hash;
+    return hash != kNoAnswer ? hash : 1;
 }
 
 // The contents of the PDU of a message.

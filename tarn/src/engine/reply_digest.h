@@ -9,12 +9,14 @@
 
 namespace tarn::engine {
 
+constexpr std::uint64_t kNoAnswer = 0; // a hash that no answer has
+
 // What one answer has in common with another that says the same: everything but the request id and, when the
 // first variable is a TimeTicks (sysUpTime), its value. Most printers say the same most of the time; whoever
 // compares digests need not decode that.
 struct ReplyDigest
 {
-    std::uint64_t hash = 0;
+    std::uint64_t hash = kNoAnswer;
     std::int64_t upTime = -1; // hundredths of a second; -1 when it is not the first variable
 
     bool saysTheSame(const ReplyDigest& other) const

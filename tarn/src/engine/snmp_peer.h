@@ -37,13 +37,12 @@ enum class VersionKnowledge : std::uint8_t
 // SnmpPeer is what the poller knows of one target.
 //
 // Invariants
-//  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent; request
-//  then
-//      holds its bytes. A conversation that is yet to begin has none.
+//  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent; present()
+//      then holds its bytes. A conversation that is yet to begin has none.
 //  (2) At most one request at a time: a repetition is the same bytes again.
-//  (3) While sameQuestion holds, request is a whole Fast conversation, and an answer of the digest sameAnswer
-//  to it
-//      changes nothing.
+//  (3) While sameQuestion holds, question is a whole Fast conversation, and an answer of the digest
+//  sameAnswer
+//      to it changes nothing. Where the tables were read since, sameAnswer is no answer's.
 struct SnmpPeer
 {
     // constant after construction
@@ -53,7 +52,8 @@ struct SnmpPeer
     Cadence cadence;
     Silence silence;
     RequestLog log;
-    std::string request;
+    std::string request;  // the dialogue's; empty while it rests
+    std::string question; // what is asked again and again, in its name
     TimePoint conversationStart{};
     TimePoint firstSent{};
     TimePoint lastSent{};
@@ -76,6 +76,8 @@ struct SnmpPeer
     bool unheard = false;  // the dialogue does not know of the present request, which repeats its last one
     bool sentOnce = false; // the present request has been on the network
     bool countsSilent = false; // in flight on the account of the silent
+
+    const std::string& present() const { return unheard ? question : request; }
 };
 
 } // namespace tarn::engine

@@ -197,6 +197,10 @@ void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
 {
     if (outcome != ReadOutcome::Unchanged && outcome != ReadOutcome::Changed) {
         peer.sameQuestion = false; // the same answer would have to lead to the same again
+    } else if (peer.kind == ReadKind::Full) {
+        // The tables are newer than the last answer: whatever comes next is held against them.
+        peer.sameQuestion = peer.sameQuestion && peer.dialogue->asksTheSame();
+        peer.sameAnswer.hash = kNoAnswer;
     }
     publishOutcome(peer, outcome);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
@@ -226,6 +230,7 @@ void SnmpPoller::rest(SnmpPeer& peer)
 {
     const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
     peer.dialogue->rest();
+    std::string().swap(peer.request);
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
     m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));

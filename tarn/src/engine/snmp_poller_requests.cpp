@@ -80,6 +80,7 @@ bool SnmpPoller::deliver(SnmpPeer& peer, snmp::ByteView bytes)
     peer.dialogue->accept(message->pdu);
     if (digest && peer.requests == 1) {
         peer.sameAnswer = *digest;
+        peer.question.swap(peer.request);
         peer.sameQuestion = true; // unless the conversation goes on, or ends in something to be done
     }
     proceed(peer);
@@ -110,13 +111,21 @@ bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>
         return false;
     }
     const bool restarted = digest->upTime >= 0 && digest->upTime < peer.sameAnswer.upTime;
-    const bool same = digest->saysTheSame(peer.sameAnswer);
-    if (!same && !(restarted && snmp::decodeMessage(bytes))) {
-        return false;
+    snmp::ReadOutcome outcome = snmp::ReadOutcome::Unchanged;
+    if (restarted) {
+        if (!digest->saysTheSame(peer.sameAnswer) && !snmp::decodeMessage(bytes)) {
+            return false;
+        }
+        outcome = snmp::ReadOutcome::Restarted;
+    } else if (!digest->saysTheSame(peer.sameAnswer)) {
+        if (!peer.dialogue->hearAgain(bytes, peer.target->keptPictureBy(Way::Snmp))) {
+            return false;
+        }
+        outcome = peer.dialogue->outcome();
     }
     peer.sameAnswer = *digest;
     heard(peer);
-    conversationEnded(peer, restarted ? snmp::ReadOutcome::Restarted : snmp::ReadOutcome::Unchanged);
+    conversationEnded(peer, outcome);
     return true;
 }
 
@@ -131,10 +140,9 @@ bool SnmpPoller::informDialogue(SnmpPeer& peer)
         conversationEnded(peer, peer.dialogue->outcome());
         return false;
     }
-    std::string asked = std::move(peer.request);
     pdu->requestId = kLeastRequestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, *pdu});
-    if (replaceRequestId(asked, kLeastRequestId) && asked == peer.request) {
+    if (replaceRequestId(peer.question, kLeastRequestId) && peer.question == peer.request) {
         return true;
     }
     --peer.requests; // what was sent is no part of this conversation
@@ -153,7 +161,7 @@ void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
 void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
 {
     peer.requestId = newRequestId();
-    peer.sameQuestion = false;
+    peer.sameQuestion = peer.sameQuestion && peer.kind == ReadKind::Full;
     peer.unheard = false;
     pdu.requestId = peer.requestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
@@ -165,7 +173,7 @@ void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
 bool SnmpPoller::askTheSame(SnmpPeer& peer)
 {
     const std::int32_t id = newRequestId();
-    if (!peer.sameQuestion || !replaceRequestId(peer.request, id)) {
+    if (!peer.sameQuestion || !replaceRequestId(peer.question, id)) {
         return false;
     }
     peer.requestId = id;
@@ -272,9 +280,10 @@ bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
         if (peer->yetToBegin && !openConversation(*peer)) {
             continue;
         }
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(peer->request.data());
+        const std::string& request = peer->present();
         m_batch.push_back(peer);
-        m_datagrams.push_back({peer->target->address().endpoint, {bytes, peer->request.size()}});
+        m_datagrams.push_back({peer->target->address().endpoint,
+                               {reinterpret_cast<const std::uint8_t*>(request.data()), request.size()}});
     }
     const std::size_t sent = m_port->send(m_datagrams.data(), m_datagrams.size());
     for (std::size_t i = 0; i < sent; ++i) {

@@ -4,6 +4,8 @@ namespace tarn::engine {
 
 namespace {
 
+const device::KeptPicture kNothing;
+
 std::size_t placeOf(Way way)
 {
     return static_cast<std::size_t>(way);
@@ -63,14 +65,18 @@ bool Target::answers(Way way) const
     return snapshot->online && snapshot->way == way;
 }
 
-device::DeviceStatus Target::pictureBy(Way way) const
+const device::KeptPicture& Target::keptPictureBy(Way way) const
 {
     if (m_reports) {
-        return (*m_reports)[placeOf(way)].picture.unpacked();
+        return (*m_reports)[placeOf(way)].picture;
     }
-    const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
-    return snapshot->way == way || snapshot->way == Way::None ? snapshot->picture.unpacked()
-                                                              : device::DeviceStatus();
+    const MutexLock lock(m_mutex);
+    return m_snapshot->way == way || m_snapshot->way == Way::None ? m_snapshot->picture : kNothing;
+}
+
+device::DeviceStatus Target::pictureBy(Way way) const
+{
+    return keptPictureBy(way).unpacked();
 }
 
 void Target::publishReports()

@@ -87,6 +87,8 @@ public:
     bool answers(Way way) const;
     // Engine: what it said by that way, or what is remembered of a printer that said nothing yet by any.
     device::DeviceStatus pictureBy(Way way) const;
+    // Engine: the same as it is kept; valid until the next report, by whatever way.
+    const device::KeptPicture& keptPictureBy(Way way) const;
 
     // When the printer answered last; nothing before the first answer.
     std::optional<TimePoint> lastAnswer() const

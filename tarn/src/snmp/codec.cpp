@@ -1,156 +1,46 @@
 #include "tarn/src/snmp/codec.h"
 
+#include <algorithm>
 #include <limits>
+
+#include "tarn/src/snmp/ber_tags.h"
 
 namespace tarn::snmp {
 
 namespace {
 
-constexpr std::uint8_t tagInteger = 0x02;
-constexpr std::uint8_t tagOctetString = 0x04;
-constexpr std::uint8_t tagNull = 0x05;
-constexpr std::uint8_t tagObjectId = 0x06;
-constexpr std::uint8_t tagSequence = 0x30;
-constexpr std::uint8_t tagUInteger32 = 0x47; // RFC 1442; old agents still send it
-
-struct TagOfType
-{
-    ValueType type;
-    std::uint8_t tag;
-};
-
-constexpr TagOfType tagsOfTypes[] = {
-    {ValueType::Integer, tagInteger}, {ValueType::OctetString, tagOctetString},
-    {ValueType::Null, tagNull},       {ValueType::ObjectId, tagObjectId},
-    {ValueType::IpAddress, 0x40},     {ValueType::Counter32, 0x41},
-    {ValueType::Gauge32, 0x42},       {ValueType::TimeTicks, 0x43},
-    {ValueType::Opaque, 0x44},        {ValueType::Counter64, 0x46},
-    {ValueType::NoSuchObject, 0x80},  {ValueType::NoSuchInstance, 0x81},
-    {ValueType::EndOfMibView, 0x82},
-};
-
-std::uint8_t tagOf(ValueType type)
-{
-    for (const TagOfType& row : tagsOfTypes) {
-        if (row.type == type) {
-            return row.tag;
-        }
-    }
-    return tagNull;
-}
-
 std::optional<ValueType> typeOf(std::uint8_t tag)
 {
-    if (tag == tagUInteger32) {
+    switch (tag) {
+    case tagInteger:
+        return ValueType::Integer;
+    case tagOctetString:
+        return ValueType::OctetString;
+    case tagNull:
+        return ValueType::Null;
+    case tagObjectId:
+        return ValueType::ObjectId;
+    case tagIpAddress:
+        return ValueType::IpAddress;
+    case tagCounter32:
+        return ValueType::Counter32;
+    case tagGauge32:
+    case tagUInteger32:
         return ValueType::Gauge32;
-    }
-    for (const TagOfType& row : tagsOfTypes) {
-        if (row.tag == tag) {
-            return row.type;
-        }
-    }
-    return std::nullopt;
-}
-
-// ---- writing: every piece is built before its header, so lengths are always minimal ----
-
-void appendLength(std::string& out, std::size_t length)
-{
-    if (length < 0x80) {
-        out.push_back(static_cast<char>(length));
-        return;
-    }
-    std::string octets;
-    for (; length > 0; length >>= 8) {
-        octets.insert(octets.begin(), static_cast<char>(length & 0xFF));
-    }
-    out.push_back(static_cast<char>(0x80 | octets.size()));
-    out += octets;
-}
-
-void appendElement(std::string& out, std::uint8_t tag, const std::string& content)
-{
-    out.push_back(static_cast<char>(tag));
-    appendLength(out, content.size());
-    out += content;
-}
-
-// Two's complement with the fewest octets.
-std::string integerContent(std::int64_t number)
-{
-    std::string content;
-    for (int shift = 56; shift >= 0; shift -= 8) {
-        content.push_back(static_cast<char>((static_cast<std::uint64_t>(number) >> shift) & 0xFF));
-    }
-    std::size_t skip = 0;
-    while (skip + 1 < content.size()) {
-        const auto lead = static_cast<std::uint8_t>(content[skip]);
-        const bool nextNegative = (static_cast<std::uint8_t>(content[skip + 1]) & 0x80) != 0;
-        if (!((lead == 0x00 && !nextNegative) || (lead == 0xFF && nextNegative))) {
-            break;
-        }
-        ++skip;
-    }
-    return content.substr(skip);
-}
-
-// At least one octet, and a leading zero where the top bit would read as a sign.
-std::string unsignedContent(std::uint64_t number)
-{
-    std::string content;
-    do {
-        content.insert(content.begin(), static_cast<char>(number & 0xFF));
-        number >>= 8;
-    } while (number > 0);
-    if ((static_cast<std::uint8_t>(content[0]) & 0x80) != 0) {
-        content.insert(content.begin(), '\0');
-    }
-    return content;
-}
-
-void appendBase128(std::string& out, std::uint64_t number)
-{
-    std::string octets(1, static_cast<char>(number & 0x7F));
-    for (number >>= 7; number > 0; number >>= 7) {
-        octets.insert(octets.begin(), static_cast<char>(0x80 | (number & 0x7F)));
-    }
-    out += octets;
-}
-
-std::string oidContent(const Oid& oid)
-{
-    std::string content;
-    const std::uint64_t first = oid.empty() ? 0 : oid[0];
-    const std::uint64_t second = oid.size() < 2 ? 0 : oid[1];
-    appendBase128(content, first * 40 + second);
-    for (std::size_t i = 2; i < oid.size(); ++i) {
-        appendBase128(content, oid[i]);
-    }
-    return content;
-}
-
-void appendValue(std::string& out, const Value& value)
-{
-    switch (value.type) {
-    case ValueType::Integer:
-        return appendElement(out, tagInteger, integerContent(value.number));
-    case ValueType::Counter32:
-    case ValueType::Gauge32:
-    case ValueType::TimeTicks:
-    case ValueType::Counter64:
-        return appendElement(out, tagOf(value.type),
-                             unsignedContent(static_cast<std::uint64_t>(value.number)));
-    case ValueType::OctetString:
-    case ValueType::IpAddress:
-    case ValueType::Opaque:
-        return appendElement(out, tagOf(value.type), value.bytes);
-    case ValueType::ObjectId:
-        return appendElement(out, tagObjectId, oidContent(value.oid));
-    case ValueType::Null:
-    case ValueType::NoSuchObject:
-    case ValueType::NoSuchInstance:
-    case ValueType::EndOfMibView:
-        return appendElement(out, tagOf(value.type), std::string());
+    case tagTimeTicks:
+        return ValueType::TimeTicks;
+    case tagOpaque:
+        return ValueType::Opaque;
+    case tagCounter64:
+        return ValueType::Counter64;
+    case tagNoSuchObject:
+        return ValueType::NoSuchObject;
+    case tagNoSuchInstance:
+        return ValueType::NoSuchInstance;
+    case tagEndOfMibView:
+        return ValueType::EndOfMibView;
+    default:
+        return std::nullopt;
     }
 }
 
@@ -275,35 +165,50 @@ std::optional<std::int64_t> narrowUnsignedOf(ByteView content)
     return std::nullopt;
 }
 
-std::optional<Oid> oidOf(ByteView content)
+// Hands the sub-identifiers to take, one after another; false when the content is no identifier.
+template <typename Take>
+bool readOid(ByteView content, Take take)
 {
-    Oid oid;
     if (content.size == 0) {
-        return Oid{0, 0};
+        take(0);
+        take(0);
+        return true;
     }
     if ((content.data[content.size - 1] & 0x80) != 0) {
-        return std::nullopt; // the last sub-identifier does not end
+        return false; // the last sub-identifier does not end
     }
-    oid.reserve(content.size + 1 < 129 ? content.size + 1 : 128);
+    std::size_t count = 0;
     std::uint64_t number = 0;
     for (std::size_t i = 0; i < content.size; ++i) {
         number = (number << 7) | (content.data[i] & 0x7F);
         if (number > std::uint64_t{std::numeric_limits<std::uint32_t>::max()} + 80) {
-            return std::nullopt;
+            return false;
         }
         if ((content.data[i] & 0x80) != 0) {
             continue;
         }
-        if (oid.empty()) { // X.690 8.19.4: two sub-identifiers in one
+        if (count == 0) { // X.690 8.19.4: two sub-identifiers in one
             const std::uint64_t root = number < 40 ? 0 : (number < 80 ? 1 : 2);
-            oid.push_back(static_cast<std::uint32_t>(root));
+            take(static_cast<std::uint32_t>(root));
+            ++count;
             number -= root * 40;
         }
-        if (number > std::numeric_limits<std::uint32_t>::max() || oid.size() >= 128) {
-            return std::nullopt;
+        if (number > std::numeric_limits<std::uint32_t>::max() || count >= 128) {
+            return false;
         }
-        oid.push_back(static_cast<std::uint32_t>(number));
+        take(static_cast<std::uint32_t>(number));
+        ++count;
         number = 0;
+    }
+    return true;
+}
+
+std::optional<Oid> oidOf(ByteView content)
+{
+    Oid oid;
+    oid.reserve(content.size + 1 < 129 ? content.size + 1 : 128);
+    if (!readOid(content, [&oid](std::uint32_t part) { oid.push_back(part); })) {
+        return std::nullopt;
     }
     return oid;
 }
@@ -314,28 +219,35 @@ std::string bytesOf(ByteView content)
                              : std::string(reinterpret_cast<const char*>(content.data), content.size);
 }
 
-bool decodeNumber(Value& value, std::optional<std::int64_t> number)
+std::optional<std::int64_t> numberOf(ValueType type, ByteView content)
 {
-    value.number = number.value_or(0);
-    return number.has_value();
-}
-
-bool decodeValue(std::uint8_t tag, ByteView content, Value& value)
-{
-    const std::optional<ValueType> type = typeOf(tag);
-    if (!type) {
-        return false;
-    }
-    value.type = *type;
-    switch (*type) {
+    switch (type) {
     case ValueType::Integer:
-        return decodeNumber(value, signedOf(content));
+        return signedOf(content);
     case ValueType::Counter32:
     case ValueType::Gauge32:
     case ValueType::TimeTicks:
-        return decodeNumber(value, narrowUnsignedOf(content));
+        return narrowUnsignedOf(content);
     case ValueType::Counter64:
-        return decodeNumber(value, unsignedOf(content));
+        return unsignedOf(content);
+    default:
+        return std::nullopt;
+    }
+}
+
+bool decodeValue(ValueType type, ByteView content, Value& value)
+{
+    value.type = type;
+    switch (type) {
+    case ValueType::Integer:
+    case ValueType::Counter32:
+    case ValueType::Gauge32:
+    case ValueType::TimeTicks:
+    case ValueType::Counter64: {
+        const std::optional<std::int64_t> number = numberOf(type, content);
+        value.number = number.value_or(0);
+        return number.has_value();
+    }
     case ValueType::OctetString:
     case ValueType::IpAddress:
     case ValueType::Opaque:
@@ -358,26 +270,42 @@ bool decodeValue(std::uint8_t tag, ByteView content, Value& value)
     return false;
 }
 
+// The next binding of a list; false at its end and at its first fault.
+bool nextBinding(Reader& list, Binding& binding)
+{
+    if (list.atEnd()) {
+        return false;
+    }
+    Reader pair(list.element(tagSequence));
+    if (list.failed()) {
+        return false;
+    }
+    std::uint8_t tag = 0;
+    binding.name = pair.element(tagObjectId);
+    binding.content = pair.anyElement(tag);
+    const std::optional<ValueType> type = typeOf(tag);
+    if (pair.failed() || !pair.atEnd() || !type) {
+        list.fail();
+        return false;
+    }
+    binding.type = *type;
+    return true;
+}
+
 bool decodeVarbinds(ByteView content, std::vector<Varbind>& varbinds)
 {
     Reader list(content);
-    while (!list.atEnd()) {
-        if (varbinds.size() == maxVarbinds) {
-            return false;
-        }
-        Reader pair(list.element(tagSequence));
-        if (list.failed()) {
-            return false;
-        }
-        std::optional<Oid> name = oidOf(pair.element(tagObjectId));
-        std::uint8_t tag = 0;
-        const ByteView valueContent = pair.anyElement(tag);
-        if (pair.failed() || !pair.atEnd() || !name) {
+    Binding binding;
+    // Roughly right, and bounded by what there is: most bindings take some twenty octets.
+    varbinds.reserve(std::min(maxVarbinds, content.size / 16));
+    while (nextBinding(list, binding)) {
+        std::optional<Oid> name = oidOf(binding.name);
+        if (varbinds.size() == maxVarbinds || !name) {
             return false;
         }
         Varbind& varbind = varbinds.emplace_back();
         varbind.name = std::move(*name);
-        if (!decodeValue(tag, valueContent, varbind.value)) {
+        if (!decodeValue(binding.type, binding.content, varbind.value)) {
             return false;
         }
     }
@@ -408,75 +336,115 @@ bool isPduTag(std::uint8_t tag)
     return false;
 }
 
-bool decodePdu(std::uint8_t tag, ByteView content, Pdu& pdu)
+// A message but for its bindings.
+struct Head
+{
+    Version version = Version::V2c;
+    ByteView community;
+    PduType type = PduType::Response;
+    std::int32_t requestId = 0;
+    std::int32_t errorStatus = 0;
+    std::int32_t errorIndex = 0;
+    ByteView bindings;
+};
+
+bool readPdu(std::uint8_t tag, ByteView content, Head& head)
 {
     if (!isPduTag(tag)) {
         return false;
     }
-    pdu.type = static_cast<PduType>(tag);
+    head.type = static_cast<PduType>(tag);
     Reader fields(content);
     const ByteView requestId = fields.element(tagInteger);
     const ByteView errorStatus = fields.element(tagInteger);
     const ByteView errorIndex = fields.element(tagInteger);
-    const ByteView varbinds = fields.element(tagSequence);
-    return !fields.failed() && fields.atEnd() && decodeInt32(requestId, pdu.requestId) &&
-           decodeInt32(errorStatus, pdu.errorStatus) && decodeInt32(errorIndex, pdu.errorIndex) &&
-           decodeVarbinds(varbinds, pdu.varbinds);
+    head.bindings = fields.element(tagSequence);
+    return !fields.failed() && fields.atEnd() && decodeInt32(requestId, head.requestId) &&
+           decodeInt32(errorStatus, head.errorStatus) && decodeInt32(errorIndex, head.errorIndex);
 }
 
-} // namespace
-
-std::string encodeMessage(const Message& message)
-{
-    std::string varbinds;
-    for (const Varbind& varbind : message.pdu.varbinds) {
-        std::string pair;
-        appendElement(pair, tagObjectId, oidContent(varbind.name));
-        appendValue(pair, varbind.value);
-        appendElement(varbinds, tagSequence, pair);
-    }
-    std::string pdu;
-    appendElement(pdu, tagInteger, integerContent(message.pdu.requestId));
-    appendElement(pdu, tagInteger, integerContent(message.pdu.errorStatus));
-    appendElement(pdu, tagInteger, integerContent(message.pdu.errorIndex));
-    appendElement(pdu, tagSequence, varbinds);
-
-    std::string body;
-    appendElement(body, tagInteger, integerContent(static_cast<std::int64_t>(message.version)));
-    appendElement(body, tagOctetString, message.community);
-    appendElement(body, static_cast<std::uint8_t>(message.pdu.type), pdu);
-
-    std::string whole;
-    appendElement(whole, tagSequence, body);
-    return whole;
-}
-
-std::optional<Message> decodeMessage(ByteView bytes)
+bool readHead(ByteView bytes, Head& head)
 {
     if (bytes.data == nullptr) {
-        return std::nullopt;
+        return false;
     }
     Reader outer(bytes);
     Reader body(outer.element(tagSequence));
     if (outer.failed()) {
-        return std::nullopt;
+        return false;
     }
     const std::optional<std::int64_t> version = signedOf(body.element(tagInteger));
-    const ByteView community = body.element(tagOctetString);
+    head.community = body.element(tagOctetString);
     std::uint8_t pduTag = 0;
-    const ByteView pduContent = body.anyElement(pduTag);
+    const ByteView pdu = body.anyElement(pduTag);
     if (body.failed() || !body.atEnd() || !version ||
         (*version != static_cast<std::int64_t>(Version::V1) &&
          *version != static_cast<std::int64_t>(Version::V2c))) {
+        return false;
+    }
+    head.version = static_cast<Version>(*version);
+    return readPdu(pduTag, pdu, head);
+}
+
+} // namespace
+
+std::optional<Message> decodeMessage(ByteView bytes)
+{
+    Head head;
+    if (!readHead(bytes, head)) {
         return std::nullopt;
     }
     Message message;
-    message.version = static_cast<Version>(*version);
-    message.community = bytesOf(community);
-    if (!decodePdu(pduTag, pduContent, message.pdu)) {
+    message.version = head.version;
+    message.community = bytesOf(head.community);
+    message.pdu.type = head.type;
+    message.pdu.requestId = head.requestId;
+    message.pdu.errorStatus = head.errorStatus;
+    message.pdu.errorIndex = head.errorIndex;
+    if (!decodeVarbinds(head.bindings, message.pdu.varbinds)) {
         return std::nullopt;
     }
     return message;
+}
+
+std::optional<std::int64_t> numberIn(const Binding& binding)
+{
+    return numberOf(binding.type, binding.content);
+}
+
+bool isWellFormed(const Binding& binding)
+{
+    const auto ignore = [](std::uint32_t) {};
+    switch (binding.type) {
+    case ValueType::Integer:
+    case ValueType::Counter32:
+    case ValueType::Gauge32:
+    case ValueType::TimeTicks:
+    case ValueType::Counter64:
+        return numberIn(binding).has_value() && readOid(binding.name, ignore);
+    case ValueType::ObjectId:
+        return readOid(binding.content, ignore) && readOid(binding.name, ignore);
+    default:
+        return readOid(binding.name, ignore);
+    }
+}
+
+std::size_t takeBindings(ByteView answer, Binding* bindings, std::size_t most)
+{
+    Head head;
+    if (!readHead(answer, head) || head.type != PduType::Response || head.errorStatus != 0) {
+        return 0;
+    }
+    Reader list(head.bindings);
+    std::size_t count = 0;
+    Binding binding;
+    while (nextBinding(list, binding)) {
+        if (count == most) {
+            return 0;
+        }
+        bindings[count++] = binding;
+    }
+    return list.failed() ? 0 : count;
 }
 
 } // namespace tarn::snmp

@@ -18,6 +18,8 @@ struct ByteView
 
 // The BER encoding of a v1 or v2c message (RFC 1157, RFC 3416, X.690 restricted as RFC 3417 section 8 says).
 std::string encodeMessage(const Message& message);
+// The contents of an object identifier's element.
+std::string encodeOid(const Oid& oid);
 
 // More variable bindings than any answer to our own requests can hold; a message with more is refused.
 constexpr std::size_t maxVarbinds = 1024;
@@ -29,5 +31,23 @@ constexpr std::size_t maxVarbinds = 1024;
 // message. Refused: indefinite lengths, integers of no octet or of more than 64 bits, identifiers of more
 // than 128 sub-identifiers or with one above 32 bits, more than maxVarbinds bindings, traps and v3.
 std::optional<Message> decodeMessage(ByteView bytes);
+
+// One binding of an answer as it arrived, where it arrived.
+struct Binding
+{
+    ByteView name;
+    ValueType type = ValueType::Null;
+    ByteView content;
+};
+
+// The bindings of an answer without an error, as many as there are, none of them copied or looked into. Zero
+// when it is no such answer, is malformed around its bindings, or has none or more than most of them.
+std::size_t takeBindings(ByteView answer, Binding* bindings, std::size_t most);
+
+// Whether decodeMessage() would take it.
+bool isWellFormed(const Binding& binding);
+
+// Nothing when it is no number, or none that decodeMessage() would take.
+std::optional<std::int64_t> numberIn(const Binding& binding);
 
 } // namespace tarn::snmp

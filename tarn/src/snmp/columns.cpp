@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tarn/src/snmp/codec.h"
+
 namespace tarn::snmp {
 
 namespace {
@@ -92,6 +94,13 @@ const std::vector<Oid> columnOids = [] {
     }
     return made;
 }();
+const std::vector<std::string> encodedColumnOids = [] {
+    std::vector<std::string> made;
+    for (const Oid& oid : columnOids) {
+        made.push_back(encodeOid(oid));
+    }
+    return made;
+}();
 const ColumnData untouchedColumn;
 
 } // namespace
@@ -99,6 +108,11 @@ const ColumnData untouchedColumn;
 const Oid& oidOf(ColumnId id)
 {
     return columnOids[static_cast<std::size_t>(id)];
+}
+
+const std::string& encodedOidOf(ColumnId id)
+{
+    return encodedColumnOids[static_cast<std::size_t>(id)];
 }
 
 Oid parseOid(const char* dotted)
@@ -157,6 +171,13 @@ const std::string* ColumnData::firstText() const
     return texts.empty() ? nullptr : &texts.front();
 }
 
+void ColumnData::clear()
+{
+    rows.clear();
+    numbers.clear();
+    texts.clear();
+}
+
 bool operator==(const ColumnData& left, const ColumnData& right)
 {
     return left.rows == right.rows && left.numbers == right.numbers && left.texts == right.texts;
@@ -166,8 +187,12 @@ ColumnData& PrinterTables::operator[](ColumnId id)
 {
     std::uint8_t& place = m_places[static_cast<std::size_t>(id)];
     if (place == 0) {
-        m_columns.emplace_back();
-        place = static_cast<std::uint8_t>(m_columns.size());
+        if (m_touched == m_columns.size()) {
+            m_columns.emplace_back();
+        } else {
+            m_columns[m_touched].clear();
+        }
+        place = static_cast<std::uint8_t>(++m_touched);
     }
     return m_columns[place - 1u];
 }
@@ -176,6 +201,12 @@ const ColumnData& PrinterTables::operator[](ColumnId id) const
 {
     const std::uint8_t place = m_places[static_cast<std::size_t>(id)];
     return place == 0 ? untouchedColumn : m_columns[place - 1u];
+}
+
+void PrinterTables::clear()
+{
+    m_places.fill(0);
+    m_touched = 0;
 }
 
 bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Value& value)

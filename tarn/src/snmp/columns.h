@@ -87,6 +87,8 @@ const ColumnSpec& specOf(ColumnId id);
 
 // The column's own identifier; made once, valid for ever.
 const Oid& oidOf(ColumnId id);
+// The same as it stands in a message.
+const std::string& encodedOidOf(ColumnId id);
 
 Oid parseOid(const char* dotted);
 std::string dottedOid(const Oid& oid);
@@ -105,6 +107,7 @@ struct ColumnData
     std::optional<std::int64_t> firstNumber() const;
     const std::string* firstText() const;
     bool empty() const { return rows.empty(); }
+    void clear();
 };
 
 bool operator==(const ColumnData& left, const ColumnData& right);
@@ -127,12 +130,15 @@ public:
     // Valid until the tables change; a column that was never touched is an empty one.
     const ColumnData& operator[](ColumnId id) const;
 
-    std::size_t touched() const { return m_columns.size(); }
+    std::size_t touched() const { return m_touched; }
     void reserve(std::size_t columns) { m_columns.reserve(columns); }
+    // All are untouched again; their memory is kept for the next.
+    void clear();
 
 private:
     std::array<std::uint8_t, columnCount> m_places{}; // one above its place in m_columns; 0: untouched
     std::vector<ColumnData> m_columns;
+    std::size_t m_touched = 0; // the first so many of m_columns
 };
 
 } // namespace tarn::snmp

@@ -38,7 +38,7 @@ void readColumn(Unpacker& unpacker, ColumnData& column)
         number = unpacker.signedNumber();
     }
     for (std::string& text : column.texts) {
-        text = unpacker.text();
+        text = unpacker.view();
     }
 }
 
@@ -65,9 +65,17 @@ void KeptTables::keep(const Reading& reading)
 Reading KeptTables::reading() const
 {
     Reading reading;
+    readInto(reading);
+    return reading;
+}
+
+void KeptTables::readInto(Reading& reading) const
+{
     Unpacker unpacker(m_bytes);
-    reading.vendor.serialNumber = unpacker.text();
-    reading.vendor.model = unpacker.text();
+    reading.tables.clear();
+    reading.vendor.serialNumber = unpacker.view();
+    reading.vendor.model = unpacker.view();
+    reading.vendor.totalPages.reset();
     const bool counted = unpacker.number() != 0;
     const std::int64_t pages = unpacker.signedNumber();
     if (counted) {
@@ -78,7 +86,6 @@ Reading KeptTables::reading() const
         const auto id = static_cast<ColumnId>(unpacker.number());
         readColumn(unpacker, reading.tables[id]);
     }
-    return reading;
 }
 
 } // namespace tarn::snmp

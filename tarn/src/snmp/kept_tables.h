@@ -23,6 +23,8 @@ public:
     void keep(const Reading& reading);
     // What keep() was given last, without columns that were empty; nothing read before that.
     Reading reading() const;
+    // The same, into a Reading whose memory is used again.
+    void readInto(Reading& reading) const;
 
 private:
     std::string m_bytes;

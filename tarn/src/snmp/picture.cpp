@@ -90,10 +90,14 @@ std::vector<std::uint32_t> rowsOf(const PrinterTables& tables, std::initializer_
 {
     std::vector<std::uint32_t> rows;
     for (const ColumnId id : columns) {
-        rows.insert(rows.end(), tables[id].rows.begin(), tables[id].rows.end());
+        const std::vector<std::uint32_t>& more = tables[id].rows;
+        if (more.empty() || more == rows) { // most devices have the same rows in all columns
+            continue;
+        }
+        rows.insert(rows.end(), more.begin(), more.end());
+        std::sort(rows.begin(), rows.end());
+        rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
     }
-    std::sort(rows.begin(), rows.end());
-    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
     return rows;
 }
 
@@ -144,6 +148,14 @@ device::DeviceStatus buildPicture(const PrinterTables& tables, const VendorFacts
     status.totalPages = totalPages(tables, vendor);
     buildCondition(tables, status);
     return status;
+}
+
+void refreshPicture(const PrinterTables& tables, const VendorFacts& vendor, device::DeviceStatus& status)
+{
+    refreshSupplies(tables, status.supplies);
+    refreshTrays(tables, status.trays);
+    status.totalPages = totalPages(tables, vendor);
+    buildCondition(tables, status);
 }
 
 } // namespace tarn::snmp

@@ -33,6 +33,10 @@ bool lacksIdentity(const PrinterTables& tables);
 // The picture of what was read. Pure; docs/PROTOCOLS.md has the decision tables.
 device::DeviceStatus buildPicture(const PrinterTables& tables, const VendorFacts& vendor);
 
+// The same of a picture that was built of tables with the same rows and texts, of which only the objects of
+// the Fast read have moved since: what words say of supplies and trays need not be found out again.
+void refreshPicture(const PrinterTables& tables, const VendorFacts& vendor, device::DeviceStatus& status);
+
 // ---- its parts, apart for tests ----
 
 // Columns whose rows make a supply, a tray, an alert.
@@ -55,8 +59,11 @@ std::string firstTextOf(const PrinterTables& tables, ColumnId id);
 
 std::vector<device::Supply> buildSupplies(const PrinterTables& tables);
 std::vector<device::Tray> buildTrays(const PrinterTables& tables);
+// Of supplies and trays that were built of the same rows.
+void refreshSupplies(const PrinterTables& tables, std::vector<device::Supply>& supplies);
+void refreshTrays(const PrinterTables& tables, std::vector<device::Tray>& trays);
 
-// Fills alerts, flags, activity, powerSave and needsAttention; supplies and trays must be there.
+// Makes alerts, flags, activity, powerSave and needsAttention; supplies and trays must be there.
 void buildCondition(const PrinterTables& tables, device::DeviceStatus& status);
 
 } // namespace tarn::snmp

@@ -182,6 +182,8 @@ public:
 
     void build()
     {
+        m_status.alerts.clear();
+        m_status.powerSave = false;
         m_status.activity = activityOf(m_tables);
         for (const std::uint32_t row : rowsOf(m_tables, alertColumns)) {
             addRow(alertRowAt(m_tables, row));

@@ -26,6 +26,34 @@ device::ColorSaid colorOf(const PrinterTables& tables, std::uint32_t row, const 
     return device::colorFromDescription(description);
 }
 
+void setLevel(const PrinterTables& tables, std::uint32_t row, Supply& supply)
+{
+    const device::Level level = device::levelOf(tables[ColumnId::PrtMarkerSuppliesLevel].numberOf(row),
+                                                tables[ColumnId::PrtMarkerSuppliesMaxCapacity].numberOf(row),
+                                                tables[ColumnId::PrtMarkerSuppliesSupplyUnit].numberOf(row));
+    supply.levelKind = level.kind;
+    supply.percent = level.percent;
+}
+
+void setLevel(const PrinterTables& tables, std::uint32_t row, device::Tray& tray)
+{
+    tray.level = tables[ColumnId::PrtInputCurrentLevel].numberOf(row).value_or(-2);
+    tray.capacity = tables[ColumnId::PrtInputMaxCapacity].numberOf(row).value_or(-2);
+    const device::Level level =
+        device::levelOf(tray.level, tray.capacity, tables[ColumnId::PrtInputCapacityUnit].numberOf(row));
+    tray.levelKind = level.kind;
+    tray.percent = level.percent;
+    tray.empty = tray.level == 0;
+}
+
+template <typename T>
+void setLevels(const PrinterTables& tables, const std::vector<std::uint32_t>& rows, std::vector<T>& items)
+{
+    for (std::size_t i = 0; i < rows.size() && i < items.size(); ++i) {
+        setLevel(tables, rows[i], items[i]);
+    }
+}
+
 Supply buildSupply(const PrinterTables& tables, std::uint32_t row)
 {
     Supply supply;
@@ -39,11 +67,7 @@ Supply buildSupply(const PrinterTables& tables, std::uint32_t row)
     supply.kind = device::kindOf(type, declared, supply);
     supply.receptacle = declared || supply.kind == device::SupplyKind::Waste;
     supply.type = type == nullptr ? "unknown" : type->keyword;
-    const device::Level level = device::levelOf(tables[ColumnId::PrtMarkerSuppliesLevel].numberOf(row),
-                                                tables[ColumnId::PrtMarkerSuppliesMaxCapacity].numberOf(row),
-                                                tables[ColumnId::PrtMarkerSuppliesSupplyUnit].numberOf(row));
-    supply.levelKind = level.kind;
-    supply.percent = level.percent;
+    setLevel(tables, row, supply);
     return supply;
 }
 
@@ -92,21 +116,25 @@ std::vector<Supply> buildSupplies(const PrinterTables& tables)
     return supplies;
 }
 
+void refreshSupplies(const PrinterTables& tables, std::vector<Supply>& supplies)
+{
+    setLevels(tables, rowsOf(tables, supplyColumns), supplies);
+}
+
+void refreshTrays(const PrinterTables& tables, std::vector<device::Tray>& trays)
+{
+    setLevels(tables, rowsOf(tables, inputColumns), trays);
+}
+
 std::vector<device::Tray> buildTrays(const PrinterTables& tables)
 {
     std::vector<device::Tray> trays;
     for (const std::uint32_t row : rowsOf(tables, inputColumns)) {
         device::Tray tray;
         tray.name = trayName(tables, row);
-        tray.level = tables[ColumnId::PrtInputCurrentLevel].numberOf(row).value_or(-2);
-        tray.capacity = tables[ColumnId::PrtInputMaxCapacity].numberOf(row).value_or(-2);
-        const std::optional<std::int64_t> unit = tables[ColumnId::PrtInputCapacityUnit].numberOf(row);
-        tray.unit = capacityUnitKeyword(unit);
-        const device::Level level = device::levelOf(tray.level, tray.capacity, unit);
-        tray.levelKind = level.kind;
-        tray.percent = level.percent;
+        tray.unit = capacityUnitKeyword(tables[ColumnId::PrtInputCapacityUnit].numberOf(row));
         tray.available = device::subUnitAvailable(tables[ColumnId::PrtInputStatus].numberOf(row));
-        tray.empty = tray.level == 0;
+        setLevel(tables, row, tray);
         trays.push_back(std::move(tray));
     }
     return trays;

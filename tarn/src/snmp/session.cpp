@@ -24,6 +24,7 @@ void Session::Impl::begin(ReadKind kind)
         resetLimits(); // it may be another device now
     }
     m_limits.requestsLeft = requestsPerConversation;
+    m_oneFast = m_oneFast && kind == ReadKind::Full;
     m_kind = m_index ? kind : ReadKind::Identity;
     m_talk = std::make_unique<Talk>();
     m_talk->before = m_kept.reading();
@@ -74,6 +75,7 @@ void Session::Impl::noAnswer()
         m_careful = true;
         resetLimits();
     }
+    m_oneFast = false;
     m_talk.reset();
     m_stage = Stage::Idle;
 }
@@ -171,6 +173,16 @@ void Session::accept(const Pdu& response)
 void Session::noAnswer()
 {
     m_impl->noAnswer();
+}
+
+bool Session::hearAgain(ByteView message, const device::KeptPicture& published)
+{
+    return m_impl->hearAgain(message, published);
+}
+
+bool Session::asksTheSame() const
+{
+    return m_impl->asksTheSame();
 }
 
 ReadOutcome Session::outcome() const

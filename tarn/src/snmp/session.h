@@ -4,6 +4,8 @@
 #include <optional>
 
 #include "tarn/src/device/device_status.h"
+#include "tarn/src/device/kept_picture.h"
+#include "tarn/src/snmp/codec.h"
 #include "tarn/src/snmp/pdu.h"
 
 namespace tarn::snmp {
@@ -54,6 +56,14 @@ public:
     // the same conversation: later requests are smaller and repeat nothing (some agents drop what they cannot
     // hold instead of saying tooBig). Ends the conversation; the outcome is then what it was before.
     void noAnswer();
+    // Whether the last Fast conversation took one request and the next would begin with the same: between two
+    // conversations. A Full one in between need not change that.
+    bool asksTheSame() const;
+    // For whoever has asked that again without beginning a conversation: takes the accepted answer, a
+    // message, as a conversation of its own, outcome() included. published is the last picture. False, and
+    // nothing changes, when the answer says more than that known numbers moved, or is malformed: the same
+    // question begun, and the answer accepted, in the ordinary way finds out what.
+    bool hearAgain(ByteView message, const device::KeptPicture& published);
     // The outcome of the conversation that has just ended.
     ReadOutcome outcome() const;
     // The last whole picture; null before the first.

@@ -32,6 +32,8 @@ public:
     std::optional<Pdu> nextRequest();
     void accept(const Pdu& response);
     void noAnswer();
+    bool hearAgain(ByteView message, const device::KeptPicture& published);
+    bool asksTheSame() const { return m_oneFast; }
     ReadOutcome outcome() const { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const;
     void rest();
@@ -72,6 +74,8 @@ private:
     void finishVendor();
     void finishFast();
     void publish(const Reading& reading);
+    void refresh(const Reading& reading, const device::KeptPicture& published,
+                 std::shared_ptr<device::DeviceStatus>& status);
     void end(ReadOutcome outcome);
     void beginSystem();
     void beginFind();
@@ -92,7 +96,9 @@ private:
     RequestLimits m_limits;
     bool m_careful = false;
     int m_fulls = 0;
-    bool m_askAll = true; // also what the device did not have
+    bool m_askAll = true;   // also what the device did not have
+    bool m_oneFast = false; // the last Fast conversation took one request, and the next would ask the same
+    int m_fastResults = 0;  // m_limits.maxResults then
 
     ReadKind m_kind = ReadKind::Identity;
     Stage m_stage = Stage::Idle;

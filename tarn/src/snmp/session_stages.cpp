@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "tarn/src/device/kept_picture.h"
+#include "tarn/src/snmp/fast_columns.h"
 #include "tarn/src/snmp/session_impl.h"
 
 // What is asked in each stage of a conversation, and what is made of the answers.
@@ -12,18 +13,6 @@ namespace {
 using Id = ColumnId;
 
 constexpr const char* hrDevicePrinter = "1.3.6.1.2.1.25.3.1.5"; // hrDeviceType of a printer
-
-// What tells that the slow tables must be read again, and what is compared as it stands.
-constexpr Id changeCounters[] = {Id::PrtGeneralConfigChanges, Id::PrtAlertCriticalEvents,
-                                 Id::PrtAlertAllEvents};
-constexpr Id fastScalars[] = {Id::SysUpTime,
-                              Id::HrDeviceStatus,
-                              Id::HrPrinterStatus,
-                              Id::HrPrinterDetectedErrorState,
-                              Id::PrtGeneralConfigChanges,
-                              Id::PrtAlertCriticalEvents,
-                              Id::PrtAlertAllEvents};
-constexpr Id fastRows[] = {Id::PrtMarkerLifeCount, Id::PrtMarkerSuppliesLevel, Id::PrtInputCurrentLevel};
 
 constexpr Id fullScalars[] = {Id::SysUpTime,
                               Id::HrDeviceDescr,
@@ -88,6 +77,14 @@ Oid scalarName(Id id)
 bool contains(const std::vector<std::uint32_t>& rows, std::uint32_t row)
 {
     return std::find(rows.begin(), rows.end(), row) != rows.end();
+}
+
+// Whether the Fast conversation asks the same of both.
+bool hasSameRows(const PrinterTables& before, const PrinterTables& now)
+{
+    const auto same = [&](Id id) { return before[id].rows == now[id].rows; };
+    return std::all_of(std::begin(fastScalars), std::end(fastScalars), same) &&
+           std::all_of(std::begin(fastRows), std::end(fastRows), same) && same(Id::PrtAlertSeverityLevel);
 }
 
 } // namespace
@@ -198,13 +195,10 @@ void Session::Impl::finishDeviceTypes()
 // One object of the printer's row, or a scalar.
 void Session::Impl::addInstance(Id id)
 {
-    const ColumnSpec& spec = specOf(id);
     ColumnReader::Walk walk;
     walk.id = id;
     walk.prefix = oidOf(id);
-    walk.onlyRow = spec.form == IndexForm::Scalar   ? 0
-                   : spec.form == IndexForm::Device ? m_talk->index.device
-                                                    : m_talk->index.printer;
+    walk.onlyRow = instanceOf(id, m_talk->index);
     m_talk->columns->add(std::move(walk));
 }
 
@@ -258,6 +252,7 @@ void Session::Impl::finishTables()
         m_talk->now.tables[column.id] = m_talk->columns->take(column.id);
     }
     if (m_kind == ReadKind::Full && restarted(m_talk->now.tables)) {
+        m_oneFast = false;
         return end(ReadOutcome::Restarted);
     }
     const bool sameLocalization =
@@ -324,8 +319,10 @@ void Session::Impl::finishVendor()
         }
     }
     if (!holdsPrinter(m_talk->now.tables, m_talk->now.vendor)) {
+        m_oneFast = false;
         return end(ReadOutcome::Unusable);
     }
+    m_oneFast = m_oneFast && m_limits.maxResults == m_fastResults && hasSameRows(known(), m_talk->now.tables);
     m_index = m_talk->index;
     m_kept.keep(m_talk->now);
     publish(m_talk->now);
@@ -368,8 +365,11 @@ void Session::Impl::finishFast()
     PrinterTables& kept = m_talk->before.tables; // becomes what is known now
     PrinterTables& read = m_talk->now.tables;
     bool moved = false;
+    m_oneFast = m_talk->answers == 1;
+    m_fastResults = m_limits.maxResults;
     for (const Id id : fastScalars) {
         read[id] = m_talk->columns->take(id);
+        m_oneFast = m_oneFast && read[id].rows == kept[id].rows; // what is gone is not asked for again
         const bool counts = id != Id::SysUpTime && !kept[id].empty();
         moved = moved || (counts && read[id] != kept[id]);
     }
@@ -412,8 +412,8 @@ bool Session::Impl::restarted(const PrinterTables& tables) const
 
 bool Session::Impl::changeCounterMoved() const
 {
-    return std::any_of(std::begin(changeCounters), std::end(changeCounters),
-                       [&](Id id) { return m_talk->now.tables[id] != known()[id]; });
+    return std::any_of(std::begin(fastScalars), std::end(fastScalars),
+                       [&](Id id) { return isChangeCounter(id) && m_talk->now.tables[id] != known()[id]; });
 }
 
 } // namespace tarn::snmp

@@ -1,6 +1,7 @@
 target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/charset.cpp
     ${CMAKE_CURRENT_LIST_DIR}/codec.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/encoder.cpp
     ${CMAKE_CURRENT_LIST_DIR}/columns.cpp
     ${CMAKE_CURRENT_LIST_DIR}/kept_tables.cpp
     ${CMAKE_CURRENT_LIST_DIR}/picture.cpp
@@ -9,4 +10,5 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/quirks.cpp
     ${CMAKE_CURRENT_LIST_DIR}/readers.cpp
     ${CMAKE_CURRENT_LIST_DIR}/session.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/session_again.cpp
     ${CMAKE_CURRENT_LIST_DIR}/session_stages.cpp)

@@ -1,5 +1,5 @@
 foreach(suite
-        snmp/charset snmp/codec snmp/kept_tables snmp/picture snmp/quirks snmp/readers snmp/session
+        snmp/charset snmp/codec snmp/kept_tables snmp/picture snmp/quirks snmp/readers snmp/session snmp/session_again
         device/alert_texts device/device_id device/kept_picture device/rendering device/supply_words)
     string(REPLACE "/" "_" name ${suite})
     kel_add_gtest(tarn_${name}_test
