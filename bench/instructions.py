@@ -23,6 +23,11 @@ PATHS = [
     ("list_page_bench", "status", "instructions: one status of the icon shown, 10,000 printers"),
     ("list_page_bench", "status-icon", "instructions: one status that changes its icon, 1,000 printers"),
     ("list_page_bench", "refresh", "instructions: one refresh with nothing changed, 10,000 printers"),
+    ("tarn_instructions", "unchanged-poll", "instructions: one poll in the engine, unchanged"),
+    ("tarn_instructions", "changed-poll", "instructions: one poll in the engine, changed"),
+    ("tarn_instructions", "first-poll", "instructions: one poll in the engine, first after the tables"),
+    ("tarn_instructions", "tables", "instructions: one read of a printer's tables"),
+    ("tarn_instructions", "open-to-close", "instructions: open, all getters and close"),
 ]
 
 

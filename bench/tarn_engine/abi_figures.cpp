@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/tarn_engine/instruction_hooks.h"
 #include "bench/tarn_engine/pollers.h"
 #include "bench/tarn_engine/responder.h"
 #include "bench/tarn_report.h"
@@ -28,17 +29,6 @@ std::string nameOf(std::uint32_t printer)
     return "printer " + std::to_string(printer);
 }
 
-int stateOf(const std::string& name)
-{
-    void* handle = nullptr;
-    int state = 2;
-    if (tarn_openPrinter(name.c_str(), &handle, 0, 0) == TARN_OK) {
-        tarn_getState(handle, &state);
-        tarn_closePrinter(&handle);
-    }
-    return state;
-}
-
 bool allAnswer()
 {
     std::uint32_t answering = 0;
@@ -46,25 +36,6 @@ bool allAnswer()
         answering += stateOf(nameOf(i)) != 2 ? 1u : 0u;
     }
     return answering == kPrinters;
-}
-
-void openToClose(const std::string& name)
-{
-    void* handle = nullptr;
-    int number = 0;
-    char* text = nullptr;
-    if (tarn_openPrinter(name.c_str(), &handle, 0, 0) != TARN_OK) {
-        return;
-    }
-    tarn_getState(handle, &number);
-    tarn_getStateMessage(handle, &text);
-    tarn_freeStr(&text);
-    tarn_getTotalPages(handle, &number);
-    tarn_getSerialNumber(handle, &text);
-    tarn_freeStr(&text);
-    tarn_getInfo(handle, &text);
-    tarn_freeStr(&text);
-    tarn_closePrinter(&handle);
 }
 
 // CPU of one thread for each open, all getters and close.
@@ -75,7 +46,7 @@ double openToCloseUs(const std::vector<std::string>& names)
     for (int round = 0; round < 5; ++round) {
         const double before = threadCpuUs();
         for (std::size_t i = 0; i < calls; ++i) {
-            openToClose(names[i * 7919 % names.size()]);
+            openToClose(names[i * 7919 % names.size()].c_str());
         }
         rounds.push_back((threadCpuUs() - before) / static_cast<double>(calls));
     }

@@ -1,21 +1,13 @@
-#include <arpa/inet.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <array>
-#include <atomic>
 #include <chrono>
-#include <ctime>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
+#include "bench/tarn_engine/engine_rounds.h"
 #include "bench/tarn_engine/pollers.h"
 #include "bench/tarn_engine/responder.h"
-#include "tarn/src/device/device_status.h"
 #include "tarn/src/engine/reply_digest.h"
-#include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tests/support/recorded_agent.h"
 
@@ -26,94 +18,40 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 using namespace tarn;
 
-class QuickClock final : public Clock
+Stretch stretchOf(const Round& all, double units)
+{
+    return {all.cpuUs / units, units / all.seconds};
+}
+
+class LibraryPolls final : public EnginePolls
 {
 public:
-    static constexpr int kTimes =
-        6; // 15,000 to 30,000 polls/s, and as many reads of the tables among them as ever
-    TimePoint now() const override
+    LibraryPolls() : m_rounds(std::make_unique<engine::UdpPort>(), kPrinters)
     {
-        const auto passed = SteadyClock::now() - m_start;
-        return TimePoint(Milliseconds(1000000) + std::chrono::duration_cast<Milliseconds>(passed * kTimes));
+        m_meeting = stretchOf(m_rounds.meet(), kPrinters);
+        m_rounds.readTables(); // that all do it in the same minute from then on
     }
+
+    // All polls between two reads of the tables, however long that takes: the first of them costs more.
+    Stretch run(double) override
+    {
+        Round all;
+        while (m_rounds.canPoll()) {
+            const Round one = m_rounds.poll();
+            all.answers += one.answers;
+            all.cpuUs += one.cpuUs;
+            all.seconds += one.seconds;
+        }
+        m_tables.push_back(stretchOf(m_rounds.readTables(), kPrinters));
+        return stretchOf(all, static_cast<double>(all.answers));
+    }
+    const std::vector<Stretch>& tables() const override { return m_tables; }
+    Stretch meeting() const override { return m_meeting; }
 
 private:
-    const SteadyClock::time_point m_start = SteadyClock::now();
-};
-
-class Deaf final : public engine::BackendListener
-{
-public:
-    void targetChanged(engine::Target&) override {}
-    void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override {}
-};
-
-class EnginePolls final : public PollBench
-{
-public:
-    EnginePolls()
-        : m_poller(m_clock, m_random, std::make_unique<engine::UdpPort>(), m_listener,
-                   engine::sessionDialogues())
-    {
-        const auto community = std::make_shared<const std::string>("public");
-        for (std::uint32_t i = 0; i < kPrinters; ++i) {
-            engine::PrinterAddress address{
-                {addressOf(i), kResponderPort}, engine::VersionChoice::V2c, community};
-            m_targets.push_back(std::make_shared<engine::Target>(
-                std::move(address), engine::unmetSnapshot(device::DeviceStatus()), m_clock.now()));
-            m_poller.watch(m_targets.back());
-        }
-        const auto deadline = SteadyClock::now() + std::chrono::seconds(60);
-        while (!allMet()) {
-            if (SteadyClock::now() > deadline) {
-                throw std::runtime_error("not all printers answered");
-            }
-            run(0.5);
-        }
-        run(2); // until none of them was met lately
-    }
-
-    Stretch run(double seconds) override
-    {
-        for (const auto& target : m_targets) {
-            target->markOpened(m_clock.now());
-        }
-        const std::uint64_t before = accepted();
-        const double cpu = threadCpuUs();
-        const auto begun = SteadyClock::now();
-        const auto end = begun + std::chrono::duration<double>(seconds);
-        while (SteadyClock::now() < end) {
-            m_poller.run();
-            if (m_poller.nextDeadline() > m_clock.now()) {
-                pollfd descriptor{m_poller.descriptor(), POLLIN, 0};
-                ::poll(&descriptor, 1, 1);
-            }
-        }
-        const std::chrono::duration<double> took = SteadyClock::now() - begun;
-        const auto polls = static_cast<double>(accepted() - before);
-        return {(threadCpuUs() - cpu) / polls, polls / took.count()};
-    }
-
-private:
-    std::uint64_t accepted() const
-    {
-        return m_poller.verdicts()[static_cast<std::size_t>(engine::Verdict::Accepted)];
-    }
-    bool allMet() const
-    {
-        for (const auto& target : m_targets) {
-            if (!target->snapshot()->online) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    QuickClock m_clock;
-    SystemRandom m_random;
-    Deaf m_listener;
-    std::vector<std::shared_ptr<engine::Target>> m_targets;
-    engine::SnmpPoller m_poller;
+    EngineRounds m_rounds;
+    Stretch m_meeting;
+    std::vector<Stretch> m_tables;
 };
 
 class RawPolls final : public PollBench
@@ -166,9 +104,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<PollBench> enginePolls()
+std::unique_ptr<EnginePolls> enginePolls()
 {
-    return std::make_unique<EnginePolls>();
+    return std::make_unique<LibraryPolls>();
 }
 
 std::unique_ptr<PollBench> rawPolls(std::string request)
@@ -194,13 +132,6 @@ Question fastQuestion(const std::string& recording)
     question.variables = answer.varbinds.size();
     question.answerOctets = snmp::encodeMessage({snmp::Version::V2c, "public", answer}).size();
     return question;
-}
-
-double threadCpuUs()
-{
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
 
 } // namespace bench

@@ -30,6 +30,7 @@ public:
         netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
         netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
         ::setenv("MIBS", "", 1); // names are of no use here
+        ::setenv("SNMP_PERSISTENT_DIR", "/nonexistent", 1);
         init_snmp("bench");
         std::string peer = "udp:127.48.0.1:" + std::to_string(kResponderPort);
         unsigned char community[] = "public";

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -20,12 +21,22 @@ public:
     virtual Stretch run(double seconds) = 0;
 };
 
-// The library's own poller, its clock made to run faster so that there is enough to measure.
-std::unique_ptr<PollBench> enginePolls();
+// The library's own poller; run() sends the small question only. The reads of the tables, which follow each
+// run, and the first meeting are counted apart, a printer each.
+class EnginePolls : public PollBench
+{
+public:
+    virtual const std::vector<Stretch>& tables() const = 0;
+    virtual Stretch meeting() const = 0;
+};
+std::unique_ptr<EnginePolls> enginePolls();
 // Every datagram encoded beforehand, the answers received and thrown away: the least that any poller pays.
 std::unique_ptr<PollBench> rawPolls(std::string request);
 // Net-SNMP's asynchronous calls on one session; null where it was not installed when this was built.
 std::unique_ptr<PollBench> netSnmpPolls(std::string request);
+
+// braa, which asks a thousand printers for fourteen objects; null where it is not installed.
+std::unique_ptr<PollBench> braaPolls();
 
 // The small question that the library asks the responder's printers, and the size of its answer.
 struct Question
