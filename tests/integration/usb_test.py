@@ -3,13 +3,16 @@
 window shows one. Nothing may be claimed or detached meanwhile."""
 
 import grp
+import http.server
 import os
 import pathlib
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
+import ipp_printers
 from harness import BUILD, Desktop, Kel, Watch, alone_with_the_lock_file, main, wait_for
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
@@ -18,6 +21,7 @@ from usb_bus import UsbBus  # noqa: E402
 STATUS = BUILD / "bin" / "tarn-status"
 IDLE = "0x18"
 NO_PAPER = "0x30"
+IPP_PORT = 16396
 LONG = 60  # seconds that a broken program is waited for
 
 
@@ -37,7 +41,7 @@ class UsbCase(unittest.TestCase):
         self.assertEqual(self.bus.complaints(), "")
 
 
-class Status(UsbCase):
+class StatusCase(UsbCase):
     def watch(self, **extra):
         watch = Watch(self.directory / "watch", 16390, "--usb", interval=0.2,
                       extra=dict(self.bus.environment(STATUS), **extra))
@@ -53,6 +57,8 @@ class Status(UsbCase):
     def await_names(self, watch, names):
         wait_for(lambda: [printer["name"] for printer in watch.printers() or []] == names, LONG, f"the list {names}")
 
+
+class Status(StatusCase):
     def test_printer_is_shown_follows_its_port_and_comes_back_under_its_name(self):
         self.bus.plug("jet", port=1, id=jet("L1"), status=IDLE)
         watch = self.watch()
@@ -164,6 +170,67 @@ class Status(UsbCase):
         self.await_named(watch, "Silent 1")
         watch.process.terminate()
         self.assertEqual(watch.process.wait(LONG), 0)
+
+
+class NotReady(http.server.BaseHTTPRequestHandler):
+    """What ipp-usb says before its printer is."""
+
+    def do_POST(self):
+        self.server.asked += 1
+        self.send_error(503)
+
+    def log_message(self, *_):
+        pass
+
+
+class ServedByIppUsb(StatusCase):
+    """One printer that ipp-usb has: its interface is held, its port of the loopback interface tells more."""
+
+    def setUp(self):
+        super().setUp()
+        self.bus.plug("jet", vid="1234", pid="5678", serial="S/1", id=jet("S/1"), busy=1)
+        states = self.directory / "ipp-usb"
+        states.mkdir()
+        (states / "1234-5678-S-1-Lyra-Jet-5.state").write_text(f"[device]\n  http-port = {IPP_PORT}\n")
+        self.served = self.watch(TARN_IPP_USB_DIR=str(states))
+
+    def printer(self):
+        return self.named(self.served, "Lyra Jet 5 S/1") or {"source": "", "alerts": [], "supplies": []}
+
+    def await_source(self, source):
+        wait_for(lambda: self.printer()["source"] == source, LONG, f"the source {source}")
+
+    def levels(self):
+        return [supply["percent"] for supply in self.printer()["supplies"]]
+
+    def test_the_service_gives_the_full_picture_and_usb_what_is_left(self):
+        self.await_source("smusb")
+        agent = ipp_printers.EvePrinter(self.directory / "eve", IPP_PORT,
+                                        ipp_printers.MARKERS + ipp_printers.SUPPLIES).start()
+        self.addCleanup(agent.stop)
+        self.await_source("ipp")
+        printer = self.printer()
+        self.assertEqual((printer["model"], printer["serial"], printer["state"]), ("Lyra C310", "LY310-00077", 3))
+        self.assertEqual(self.levels()[:2], [80, 61])
+        agent.set_supply(0, 37)
+        wait_for(lambda: self.levels()[0] == 37, LONG, "the level that was set")
+        agent.say("STATE: cover-open")
+        wait_for(lambda: self.printer()["alerts"], LONG, "the open cover")
+        agent.stop()
+        self.await_source("smusb")
+        self.assertTrue(self.printer()["online"])
+        self.bus.unplug("jet")
+        self.await_names(self.served, [])
+
+    def test_a_service_that_is_not_ready_leaves_the_picture_to_usb(self):
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", IPP_PORT), NotReady)
+        server.asked = 0
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        wait_for(lambda: server.asked >= 2, LONG, "the second question")
+        self.await_source("smusb")
+        self.assertEqual((self.printer()["source"], self.printer()["online"]), ("smusb", True))
 
 
 class Window(UsbCase):

@@ -1,0 +1,124 @@
+"""Printers over IPP that are not ours: ippeveprinter, and one made with PAPPL (tests/support/pappl_printer.c)."""
+
+import os
+import pathlib
+import shutil
+import socket
+import subprocess
+import urllib.request
+
+from harness import BUILD, end, wait_for
+
+SNMP_PORT = 16398  # nobody answers there
+
+LYRA = """\
+ATTR mimeMediaType document-format-supported application/octet-stream,text/plain
+ATTR mimeMediaType document-format-default text/plain
+ATTR text printer-make-and-model "Lyra C310"
+ATTR text printer-device-id "MFG:Lyra;MDL:C310;SN:LY310-00077;"
+ATTR text printer-serial-number "LY310-00077"
+ATTR integer printer-impressions-completed 54321
+ATTR octetString printer-input-tray "type=sheetFeedAutoRemovableTray;mediafeed=0;mediaxfeed=0;maxcapacity=250;level=125;status=0;name=Tray 1;"
+"""
+MARKERS = """\
+ATTR name marker-names "Black Toner","Cyan Toner","Waste Toner"
+ATTR keyword marker-types toner,toner,waste-toner
+ATTR name marker-colors "#000000","#00FFFF","none"
+ATTR integer marker-levels 80,61,30
+"""
+SUPPLIES = """\
+ATTR octetString printer-supply "index=1;class=supplyThatIsConsumed;type=toner;unit=percent;maxcapacity=100;level=80;colorantname=black;","index=2;type=toner;maxcapacity=100;level=61;colorantname=cyan"
+ATTR text printer-supply-description "Black Toner","Cyan Toner"
+"""
+
+JOB = """\
+{
+  OPERATION Print-Job
+  GROUP operation-attributes-tag
+  ATTR charset attributes-charset utf-8
+  ATTR language attributes-natural-language en
+  ATTR uri printer-uri $uri
+  ATTR name requesting-user-name test
+  ATTR mimeMediaType document-format text/plain
+  FILE $filename
+  STATUS successful-ok
+}
+"""
+
+
+def listens(port):
+    with socket.socket() as probe:
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+class EvePrinter:
+    """ippeveprinter; it wants a system bus that answers, so it gets a session's."""
+
+    def __init__(self, directory, port, attributes):
+        self.directory = pathlib.Path(directory)
+        self.port = port
+        for name in ("spool", "keys"):
+            (self.directory / name).mkdir(parents=True)
+        (self.directory / "attributes.conf").write_text(LYRA + attributes)
+        (self.directory / "job.test").write_text(JOB)
+        command = self.directory / "print.sh"
+        command.write_text('#!/bin/sh\ncat "$1" >&2\n')
+        command.chmod(0o755)
+        self.process = None
+
+    def start(self):
+        place = self.directory
+        program = shutil.which("ippeveprinter", path=os.environ.get("PATH", "") + ":/usr/sbin:/usr/bin")
+        with open(place / "log", "ab") as log:
+            self.process = subprocess.Popen(
+                ["dbus-run-session", "--", "sh", "-c",
+                 'DBUS_SYSTEM_BUS_ADDRESS=$DBUS_SESSION_BUS_ADDRESS; export DBUS_SYSTEM_BUS_ADDRESS; exec "$@"', "sh",
+                 program, "-r", "off", "-n", "localhost", "-p", str(self.port), "-d", str(place / "spool"),
+                 "-K", str(place / "keys"), "-a", str(place / "attributes.conf"), "-c", str(place / "print.sh"), "Hall"],
+                stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
+        wait_for(lambda: listens(self.port), 20, "ippeveprinter listens")
+        return self
+
+    def say(self, *lines):
+        """Prints a job that sets the printer's state: "STATE: cover-open", "ATTR: marker-levels=1,2"."""
+        (self.directory / "job.txt").write_text("".join(line + "\n" for line in lines))
+        subprocess.run(["ipptool", "-q", "-f", str(self.directory / "job.txt"),
+                        f"ipp://localhost:{self.port}/ipp/print", str(self.directory / "job.test")], check=True)
+
+    def set_supply(self, index, level):
+        """As somebody would on its web page."""
+        with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/supplies?supply{index}={level}", timeout=20) as page:
+            page.read()
+
+    def stop(self):
+        if self.process is not None and self.process.poll() is None:
+            os.killpg(self.process.pid, 15)  # with its bus
+            self.process.wait()
+
+
+class PapplPrinter:
+    def __init__(self, directory, port):
+        self.directory = pathlib.Path(directory)
+        self.directory.mkdir(parents=True)
+        self.port = port
+        self.process = None
+
+    def start(self):
+        self.process = subprocess.Popen([str(BUILD / "tests" / "pappl_printer"), str(self.port), str(self.directory)],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                                        env=dict(os.environ, TMPDIR=str(self.directory), HOME=str(self.directory)))
+        if self.process.stdout.readline() != "ready\n":
+            raise RuntimeError("pappl_printer did not start")
+        wait_for(lambda: listens(self.port), 20, "pappl_printer listens")
+        return self
+
+    def say(self, command):
+        self.process.stdin.write(command + "\n")
+        self.process.stdin.flush()
+
+    def stop(self):
+        if self.process is not None:
+            end(self.process)
+            self.process.stdin.close()
+            self.process.stdout.close()
+            self.process = None

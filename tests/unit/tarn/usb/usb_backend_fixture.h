@@ -1,0 +1,101 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tarn/src/usb/usb_backend.h"
+#include "tests/support/eventually.h"
+#include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/usb/scripted_bus.h"
+
+namespace tarn::usb::test {
+
+// The scout's thread reads it, too.
+class SharedClock final : public Clock
+{
+public:
+    TimePoint now() const override { return TimePoint(Milliseconds(m_ms.load())); }
+    void pass(Milliseconds time) { m_ms += time.count(); }
+
+private:
+    std::atomic<std::int64_t> m_ms{1000000};
+};
+
+class Listener final : public engine::BackendListener
+{
+public:
+    void targetChanged(engine::Target& /*target*/) override { ++changes; }
+    void rosterChanged(engine::Discovery discovery, std::vector<engine::DiscoveredPrinter> printers) override
+    {
+        EXPECT_EQ(discovery, engine::Discovery::Usb);
+        roster = std::move(printers);
+        ++rosters;
+    }
+
+    std::vector<engine::DiscoveredPrinter> roster;
+    unsigned changes = 0;
+    unsigned rosters = 0;
+};
+
+// The questions over IPP, which the test answers.
+struct DeskContents
+{
+    std::vector<std::pair<std::uint32_t, ipp::IppQuestion>> given;
+    std::vector<ipp::FinishedQuestion> finished;
+};
+
+class ScriptedDesk final : public ipp::Desk
+{
+public:
+    explicit ScriptedDesk(DeskContents& contents) : m_contents(contents) {}
+    void give(std::uint32_t ticket, ipp::IppQuestion question) override
+    {
+        m_contents.given.emplace_back(ticket, std::move(question));
+    }
+    std::vector<ipp::FinishedQuestion> takeFinished() override
+    {
+        return std::exchange(m_contents.finished, {});
+    }
+    int descriptor() const override { return -1; }
+
+private:
+    DeskContents& m_contents;
+};
+
+class UsbBackendTest : public testing::Test
+{
+protected:
+    // Lets the backend take what the scout hands over, as the engine would.
+    template <typename Condition>
+    bool runUntil(Condition condition)
+    {
+        return kel_test::eventually([&] {
+            m_backend->run();
+            return condition();
+        });
+    }
+    bool awaitRoster(std::size_t size)
+    {
+        return runUntil([&] { return m_listener.roster.size() == size; });
+    }
+    void open(std::size_t index) { m_listener.roster[index].target->markOpened(m_clock.now()); }
+
+    SharedClock m_clock;
+    Listener m_listener;
+    ScriptedPorts m_ports;
+    DeskContents m_desk;
+    const tarn::test::ScratchDirectory m_directory;
+    std::unique_ptr<UsbBackend> m_backend = std::make_unique<UsbBackend>(
+        m_clock, m_listener,
+        UsbBackend::Parts{[this](std::string&) { return std::make_unique<ScriptedBus>(m_ports); },
+                          [this] { return std::make_unique<ScriptedDesk>(m_desk); }, m_directory.path("")});
+};
+
+inline const std::string kId = "MFG:Acme;MDL:Jet;SN:A1;DES:A jet;UUID:u;";
+
+} // namespace tarn::usb::test
