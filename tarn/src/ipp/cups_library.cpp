@@ -14,6 +14,7 @@ CupsLibrary::CupsLibrary(const char* soname)
     object.bind(initialize, "httpInitialize");
     object.bind(connect, "httpConnect2");
     object.bind(close, "httpClose");
+    object.bind(peerAddress, "httpGetAddress");
     object.bind(setTimeout, "httpSetTimeout");
     object.bind(clearFields, "httpClearFields");
     object.bind(setField, "httpSetField");

@@ -24,6 +24,7 @@ struct CupsLibrary
     decltype(::httpInitialize)* initialize = nullptr;
     decltype(::httpConnect2)* connect = nullptr;
     decltype(::httpClose)* close = nullptr;
+    decltype(::httpGetAddress)* peerAddress = nullptr;
     decltype(::httpSetTimeout)* setTimeout = nullptr;
     decltype(::httpClearFields)* clearFields = nullptr;
     decltype(::httpSetField)* setField = nullptr;

@@ -340,8 +340,10 @@ Exchange IppClient::Asking::talk(http_t* http, const IppRoute& route) const
     const std::string request = encodeIpp(m_cups, m_question.operation, uri, route.version11);
     m_cups.setTimeout(http, static_cast<double>(msLeft() + 1) / 1000, nullptr, nullptr);
     m_cups.clearFields(http);
-    if (m_question.socketPath.empty()) {
-        m_cups.setField(http, HTTP_FIELD_HOST, (host + ':' + port).c_str());
+    // The "Host:" that a printer may insist on is made of this address, which is that of the relay.
+    if (http_addr_t* const shown = m_cups.peerAddress(http); shown != nullptr && m_question.address != 0) {
+        shown->ipv4.sin_addr.s_addr = htonl(m_question.address);
+        shown->ipv4.sin_port = htons(m_question.settings.port);
     }
     m_cups.setField(http, HTTP_FIELD_CONTENT_TYPE, "application/ipp");
     m_cups.setLength(http, request.size());
