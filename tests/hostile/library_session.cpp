@@ -46,10 +46,11 @@ std::string listDocument(const std::vector<NamedPrinter>& printers)
     return text.empty() ? "null" : text + "]";
 }
 
-LibrarySession::LibrarySession(std::uint16_t port)
+LibrarySession::LibrarySession(std::uint16_t port, const std::string& addresses)
     : m_cache("XDG_CACHE_HOME", m_scratch.path("cache")), m_config("TARN_CONFIG", m_scratch.path("tarn.json"))
 {
-    m_scratch.write("tarn.json", R"({"default": {"port": )" + std::to_string(port) + "}}");
+    m_scratch.write("tarn.json", R"({"default": {"port": )" + std::to_string(port) + R"(}, "addresses": )" +
+                                     addresses + "}");
     require(tarn_init(), "tarn_init");
     require(tarn_setOptions(R"({"enable_cache": false})"), "tarn_setOptions");
 }

@@ -32,7 +32,8 @@ class LibrarySession final
 {
 public:
     // Throws std::runtime_error when the library refuses.
-    explicit LibrarySession(std::uint16_t port);
+    // addresses: of the configuration file, JSON, beside the port of all printers.
+    explicit LibrarySession(std::uint16_t port, const std::string& addresses = "{}");
     ~LibrarySession();
     LibrarySession(const LibrarySession&) = delete;
     LibrarySession& operator=(const LibrarySession&) = delete;

@@ -124,11 +124,12 @@ Supply supplyFromKeys(const IppAttributes& attributes, std::size_t index)
     told.description = attributes.textAt("printer-supply-description", index);
     told.type = keys.text("type");
     told.receptacle = keys.text("class") == "receptacleThatIsFilled";
-    told.color = device::colorFromColorant(keys.text("colorantname"));
+    const std::string colorant = keys.text("colorantname");
+    told.color = device::colorFromColorant(colorant);
     if (told.color.color == SupplyColor::None) {
         told.color = device::colorFromDescription(told.description);
     }
-    if (told.color.color == SupplyColor::None) {
+    if (told.color.color == SupplyColor::None && colorant.empty()) { // else it says "no-color", "unknown"
         told.color = colorFromHex(attributes.textAt("marker-colors", index));
     }
     Supply supply = supplyOf(told);

@@ -216,6 +216,13 @@ TEST(IppSupplies, ColoursOfMarkers)
         << "the name says it more exactly";
 }
 
+TEST(IppSupplies, NoColourIsNotThatOfItsPicture)
+{
+    EXPECT_EQ(suppliesOf("printer-supply = type=wasteToner;level=90;maxcapacity=100;colorantname=no-color\n"
+                         "marker-colors = #777777\nmarker-levels = 90\nmarker-types = waste-toner"),
+              "none waste 90 (receptacle)");
+}
+
 TEST(IppSupplies, TwoOfOneColourAndPartsThatAreNoToner)
 {
     const std::string lines = "printer-supply = type=toner;level=60;maxcapacity=100;colorantname=black|"

@@ -92,12 +92,13 @@ public:
     };
     using Script = std::function<void(const Connection&)>;
 
-    explicit ScriptedServer(Script script)
+    // On a port that the system chooses.
+    explicit ScriptedServer(Script script, std::uint32_t where = INADDR_LOOPBACK)
         : m_script(std::move(script)), m_door(::socket(AF_INET, SOCK_STREAM, 0))
     {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_addr.s_addr = htonl(where);
         socklen_t size = sizeof address;
         ::bind(m_door, reinterpret_cast<sockaddr*>(&address), size);
         ::listen(m_door, 16);

@@ -1,0 +1,56 @@
+#include <cstdint>
+#include <iterator>
+#include <string>
+
+#include "tests/fuzz/ipp_checks.h"
+
+namespace {
+
+const char* const names[] = {
+    "marker-colors",
+    "marker-high-levels",
+    "marker-levels",
+    "marker-low-levels",
+    "marker-names",
+    "marker-types",
+    "printer-alert",
+    "printer-alert-description",
+    "printer-device-id",
+    "printer-info",
+    "printer-impressions-completed",
+    "printer-input-tray",
+    "printer-is-accepting-jobs",
+    "printer-location",
+    "printer-make-and-model",
+    "printer-serial-number",
+    "printer-state",
+    "printer-state-reasons",
+    "printer-supply",
+    "printer-supply-description",
+};
+
+} // namespace
+
+// One value a line: a letter for the attribute ('a' and on), '#' and a number or anything else, then the
+// text.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    tarn::ipp::IppAttributes attributes;
+    std::string rest(reinterpret_cast<const char*>(data), size);
+    while (!rest.empty()) {
+        const std::string line = rest.substr(0, rest.find('\n'));
+        rest.erase(0, line.size() + 1);
+        if (line.size() < 2) {
+            continue;
+        }
+        tarn::ipp::IppValue value;
+        if (line[1] == '#') {
+            value.number = std::strtol(line.c_str() + 2, nullptr, 10);
+        } else {
+            value.text = line.substr(2);
+        }
+        attributes.add(names[static_cast<std::uint8_t>(line[0] - 'a') % std::size(names)], std::move(value));
+    }
+    checkIppPicture(attributes);
+    return 0;
+}

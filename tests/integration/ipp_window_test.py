@@ -1,0 +1,99 @@
+#!/usr/bin/python3
+"""The window follows printers that are reached over IPP and IPPS, read through AT-SPI."""
+
+import json
+import os
+import pathlib
+import subprocess
+import unittest
+
+from harness import BUILD, Desktop, Kel, alone_with_the_lock_file, main, seconds_until, wait_for
+from ipp_printers import MARKERS, SNMP_PORT, EvePrinter, PapplPrinter
+
+WINDOW = "Kel 打印机管理工具"
+
+desktop = None
+ui = None
+
+
+def setUpModule():
+    global desktop, ui
+    desktop = Desktop()
+    import accessibility
+    ui = accessibility
+
+
+def tearDownModule():
+    desktop.close()
+
+
+class IppWindow(unittest.TestCase):
+    def setUp(self):
+        lock = alone_with_the_lock_file()
+        lock.__enter__()
+        self.addCleanup(lock.__exit__, None, None, None)
+
+    def show(self, printer, ipp):
+        self.addCleanup(printer.stop)
+        self.printer = printer.start()
+        self.kel = Kel(desktop, self._testMethodName)
+        config = {"default": {"port": SNMP_PORT, "ipp": ipp, "ippPort": printer.port}}
+        (self.kel.directory / "config" / "tarn" / "tarn.json").write_text(json.dumps(config))
+        self.kel.set_list([("hall", "127.0.0.1")])
+        self.kel.start()
+        self.addCleanup(self.kel.stop)
+        self.app = ui.Application(self.kel.process)
+        wait_for(lambda: self.app.window(WINDOW), 30, "the window")
+
+    def beside(self, caption):
+        window = self.app.window(WINDOW)
+        return window and self.app.ask(lambda root: ui.value_beside(root, caption))
+
+    def levels(self):
+        return self.app.ask(lambda root: [bar.value() for bar in root.find_all("progress bar")])
+
+    def keep_a_picture(self):
+        """For people to look at: build/<preset>/pictures."""
+        pictures = pathlib.Path(BUILD) / "pictures"
+        pictures.mkdir(exist_ok=True)
+        target = pictures / f"{self._testMethodName}.png"
+        target.unlink(missing_ok=True)
+        subprocess.run(["import", "-display", desktop.display, "-window", "root", str(target)], check=True,
+                       env=dict(os.environ, DISPLAY=desktop.display))
+
+    def check_lyra(self, ipp, port):
+        printer = EvePrinter(desktop.directory / f"eve-{ipp}", port, MARKERS)
+        self.show(printer, ipp)
+        wait_for(lambda: self.beside("序列号：") == "LY310-00077", 60, "the serial number")
+        self.assertEqual(self.beside("型号："), "Lyra C310")
+        self.assertEqual(self.beside("打印机状态："), "[3]就绪")
+        wait_for(lambda: self.levels() == [80, 61], 10, "the levels")
+        printer.say("STATE: media-jam", "ATTR: marker-levels=12,34,50")
+        taken = seconds_until(lambda: self.levels() == [12, 34], 60, "the window shows the levels that were set")
+        self.assertLessEqual(taken, 6)
+        wait_for(lambda: self.beside("打印机状态：") == "[3]就绪\n卡纸" or "卡纸" in (self.beside("打印机状态：") or ""), 10,
+                 "the window shows the jam")
+        self.keep_a_picture()
+
+    def test_ipp(self):
+        self.check_lyra("ipp", 16380)
+
+    def test_ipps(self):
+        self.check_lyra("ipps", 16381)
+
+    def test_pappl(self):
+        printer = PapplPrinter(desktop.directory / "pappl", 16382)
+        self.show(printer, "auto")
+        wait_for(lambda: self.beside("序列号：") == "VP200-0042", 60, "the serial number")
+        self.assertEqual(self.beside("型号："), "Vela P200")
+        wait_for(lambda: self.levels() == [64, 33], 10, "the levels")
+        printer.say("levels 7 33 90")
+        printer.say("reasons 0x0100")  # media-jam
+        taken = seconds_until(lambda: self.levels() == [7, 33], 60, "the window shows the level that was set")
+        self.assertLessEqual(taken, 6)
+        wait_for(lambda: "卡纸" in (self.beside("打印机状态：") or ""), 10, "the window shows the jam")
+        self.keep_a_picture()
+
+
+if __name__ == "__main__":
+    main("ipp_window_test")
