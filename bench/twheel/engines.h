@@ -1,40 +1,13 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/twheel/lateness.h"
+
 namespace bench {
-
-std::int64_t monotonicNs();
-
-// Where the runs of periodic timers tell how late they were. Any thread.
-class Lateness final
-{
-public:
-    void note(std::int64_t lateNs, std::int64_t lost);
-    void begin();
-    std::int64_t runs() const;
-    std::int64_t lost() const { return m_lost.load(); }
-    // Microseconds.
-    double percentile(double share) const;
-
-private:
-    static constexpr std::size_t kBins = 200000;
-    std::vector<std::atomic<std::uint32_t>> m_bins = std::vector<std::atomic<std::uint32_t>>(kBins);
-    std::atomic<std::int64_t> m_lost{0};
-};
-
-// What a periodic timer does when it runs: 48 bytes of an application's own, touched each time.
-struct Ticking
-{
-    Lateness* lateness = nullptr;
-    std::int64_t dueNs = 0;
-    std::int64_t periodNs = 0;
-    void tick();
-};
 
 // A timer engine under measurement. fill, pairs and replace are used together, startPeriodic alone.
 class Engine
@@ -52,15 +25,59 @@ public:
     virtual void settle() {}
     // One timer for each delay and every periodMs after it; until the engine is destroyed.
     virtual void startPeriodic(const std::vector<long>& delaysMs, long periodMs, Lateness& lateness) = 0;
+    // How many pairs it gets through in a time that a round may take, with that many pending.
+    virtual std::size_t pairsInARound(std::size_t) const { return 200000; }
+};
+
+// EngineOf makes the three out of two that an engine has: `Handle start(long delayMs)` and `void
+// stop(Handle&)`.
+template <typename Self, typename Handle>
+class EngineOf : public Engine
+{
+public:
+    void fill(const std::vector<long>& delays) override
+    {
+        m_pending.reserve(delays.size());
+        for (const long delay : delays) {
+            m_pending.push_back(self().start(delay));
+        }
+    }
+    void pairs(const std::vector<long>& delays) override
+    {
+        for (const long delay : delays) {
+            Handle handle = self().start(delay);
+            self().stop(handle);
+        }
+    }
+    void replace(const std::vector<std::uint32_t>& victims, const std::vector<long>& delays) override
+    {
+        for (std::size_t i = 0; i < delays.size(); ++i) {
+            self().stop(m_pending[victims[i]]);
+            m_pending[victims[i]] = self().start(delays[i]);
+        }
+    }
+
+protected:
+    std::vector<Handle> m_pending;
+
+private:
+    Self& self() { return static_cast<Self&>(*this); }
 };
 
 std::unique_ptr<Engine> makeOurs();
-// The cost that any thread-safe owner of runnables has: one allocation, one mutex, the clock, a list.
+// The cost that any thread-safe owner of runnables has: one allocation, one mutex, the clock, a list. Its
+// periodic timers are no timers: a bare loop that sleeps until the next millisecond and calls what has been
+// sorted by it beforehand, so that all it costs is sleeping, fetching what is called, and measuring.
 std::unique_ptr<Engine> makeFloor();
+// A plain hashed wheel for one thread, without locks, ownership or order of life: the best that a wheel can
+// do.
+std::unique_ptr<Engine> makePlainWheel();
 // 0 threads: one loop without locks inside asio's pool sense, run by one thread.
 std::unique_ptr<Engine> makeAsio(int threads);
 // Null where the library was not found.
 std::unique_ptr<Engine> makeLibevent();
 std::unique_ptr<Engine> makeLibuv();
+std::unique_ptr<Engine> makeGlib();
+std::unique_ptr<Engine> makeQt();
 
 } // namespace bench

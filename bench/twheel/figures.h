@@ -1,7 +1,13 @@
 #pragma once
 
+#include <cstddef>
+#include <ctime>
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "bench/twheel/engines.h"
 #include "bench/twheel/report.h"
 
 namespace bench {
@@ -10,8 +16,6 @@ struct Options
 {
     int rounds = 5;
     std::string only;
-    // This program, to be started again under callgrind.
-    std::string self;
 };
 
 void measurePairs(const Options& options, Report& report);
@@ -20,9 +24,17 @@ void measurePeriodic(const Options& options, Report& report);
 void measureIdle(const Options& options, Report& report);
 void measureContention(const Options& options, Report& report);
 void measureBlockingRuns(const Options& options, Report& report);
-void measureInstructions(const Options& options, Report& report);
+
+// What they share.
+
+using Maker = std::function<std::unique_ptr<Engine>()>;
+
+extern const char* const kPool;
+extern const char* const kLoop;
+
+double cpuNs(clockid_t clock);
+std::vector<long> randomDelays(std::size_t count, long from, long to, unsigned seed);
+// The figure's name with the number of timers.
+std::string sized(const char* figure, std::size_t count);
 
 } // namespace bench
-
-// Schedules and cancels `pairs` times; callgrind counts what happens inside.
-extern "C" void twheelCallgrindLoop(int pairs);

@@ -19,10 +19,16 @@ void Report::add(const Row& row)
 {
     std::printf("%-44s %10.2f %-6s", row.name.c_str(), row.value, row.unit.c_str());
     if (row.peerValue) {
-        std::printf(" | %s %.2f | %.3f", row.peer.c_str(), *row.peerValue, row.value / *row.peerValue);
+        std::printf(" | %s %.2f", row.peer.c_str(), *row.peerValue);
+        if (*row.peerValue > 0) {
+            std::printf(" | %.3f", row.value / *row.peerValue);
+        }
     }
     if (row.floorValue) {
-        std::printf(" | floor %.2f | %.3f", *row.floorValue, row.value / *row.floorValue);
+        std::printf(" | floor %.2f", *row.floorValue);
+        if (*row.floorValue > 0) {
+            std::printf(" | %.3f", row.value / *row.floorValue);
+        }
     }
     if (!row.bound.empty()) {
         std::printf(" | bound %s%s", row.bound.c_str(), row.holds ? (*row.holds ? " ok" : " MISSED") : "");
@@ -43,6 +49,15 @@ bool Report::appendTo(const std::string& path) const
             return false;
         }
     }
+    // Rows of the same name are replaced, all others stay.
+    Json::Value kept(Json::arrayValue);
+    for (const Json::Value& old : all) {
+        const std::string name = old["name"].asString();
+        if (std::none_of(m_rows.begin(), m_rows.end(), [&](const Row& row) { return row.name == name; })) {
+            kept.append(old);
+        }
+    }
+    all = kept;
     for (const Row& row : m_rows) {
         Json::Value object;
         object["name"] = row.name;
@@ -51,7 +66,8 @@ bool Report::appendTo(const std::string& path) const
         object["bound"] = row.bound;
         object["peer"] = row.peer;
         object["peerValue"] = row.peerValue ? Json::Value(*row.peerValue) : Json::Value();
-        object["ratio"] = row.peerValue ? Json::Value(row.value / *row.peerValue) : Json::Value();
+        object["ratio"] =
+            row.peerValue && *row.peerValue > 0 ? Json::Value(row.value / *row.peerValue) : Json::Value();
         object["floor"] = row.floor;
         object["floorValue"] = row.floorValue ? Json::Value(*row.floorValue) : Json::Value();
         all.append(object);
@@ -59,11 +75,6 @@ bool Report::appendTo(const std::string& path) const
     std::ofstream out(path);
     out << all << "\n";
     return bool(out.flush());
-}
-
-bool Report::allHold() const
-{
-    return std::all_of(m_rows.begin(), m_rows.end(), [](const Row& row) { return row.holds.value_or(true); });
 }
 
 } // namespace bench

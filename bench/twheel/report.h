@@ -30,10 +30,9 @@ class Report final
 {
 public:
     void add(const Row& row);
-    // Appends to the array in `path`, which is made when it is missing. False when it cannot be read or
-    // written.
+    // Adds to the array in `path`, in place of rows of the same names, which is made when it is missing.
+    // False when it cannot be read or written.
     bool appendTo(const std::string& path) const;
-    bool allHold() const;
 
 private:
     std::vector<Row> m_rows;

@@ -1,0 +1,146 @@
+// Scheduling and cancelling, with few and with many timers pending.
+#include <map>
+#include <random>
+
+#include "bench/twheel/figures.h"
+
+namespace bench {
+
+namespace {
+
+using Samples = std::map<std::string, std::vector<double>>;
+
+std::vector<std::unique_ptr<Engine>> makeAll(const std::vector<Maker>& makers)
+{
+    std::vector<std::unique_ptr<Engine>> engines;
+    for (const Maker& make : makers) {
+        if (auto engine = make()) {
+            engines.push_back(std::move(engine));
+        }
+    }
+    return engines;
+}
+
+std::vector<std::uint32_t> randomVictims(std::size_t count, std::size_t pending)
+{
+    std::mt19937 random(5);
+    std::vector<std::uint32_t> victims(count);
+    for (auto& victim : victims) {
+        victim = std::uint32_t(random() % pending);
+    }
+    return victims;
+}
+
+// One figure's rows: ours against the floor, then against each peer.
+void reportPairs(Report& report, const std::string& figure, Samples& samples)
+{
+    const double ours = median(samples["twheel"]);
+    const double floor = median(samples["floor"]);
+    Row row;
+    row.name = figure;
+    row.value = ours;
+    row.unit = "ns";
+    row.bound = "<= 1.3 x floor";
+    row.floor = "allocation, mutex, clock, list";
+    row.floorValue = floor;
+    row.holds = ours <= 1.3 * floor;
+    report.add(row);
+    for (const auto& [name, values] : samples) {
+        if (name == "twheel" || name == "floor") {
+            continue;
+        }
+        Row peer;
+        peer.name = figure + " vs " + name;
+        peer.value = ours;
+        peer.unit = "ns";
+        peer.peer = name;
+        peer.peerValue = median(values);
+        // The pool is compared by elapsed time: what it costs is waiting for each other.
+        if (name == kLoop) {
+            peer.bound = "faster";
+            peer.holds = ours < *peer.peerValue;
+        }
+        report.add(peer);
+    }
+}
+
+struct Round
+{
+    double pairCpu;
+    double pairWall;
+    double replaceCpu;
+};
+
+// The whole process: what an engine leaves to its threads is part of its price.
+Round measureRound(Engine& engine, std::size_t pending, unsigned seed)
+{
+    const std::size_t count = engine.pairsInARound(pending);
+    const auto delays = randomDelays(count, 600000, 3600000, seed);
+    const auto victims = randomVictims(count, pending);
+    const double begin = cpuNs(CLOCK_PROCESS_CPUTIME_ID);
+    const std::int64_t wallBegin = monotonicNs();
+    engine.pairs(delays);
+    const auto wall = double(monotonicNs() - wallBegin);
+    engine.settle();
+    const double between = cpuNs(CLOCK_PROCESS_CPUTIME_ID);
+    engine.replace(victims, delays);
+    engine.settle();
+    const double end = cpuNs(CLOCK_PROCESS_CPUTIME_ID);
+    const auto all = double(count);
+    return {(between - begin) / all, wall / all, (end - between) / all};
+}
+
+double measureWith(std::size_t pending, const Options& options, Report& report)
+{
+    const auto engines =
+        makeAll({makeOurs, makeFloor, [] { return makeAsio(10); }, [] { return makeAsio(0); }, makeLibevent,
+                 makeLibuv, makeGlib, makeQt, makePlainWheel});
+    const auto fill = randomDelays(pending, 600000, 3600000, 1);
+    for (const auto& engine : engines) {
+        engine->fill(fill);
+    }
+    Samples pairs;
+    Samples walls;
+    Samples replaces;
+    for (int round = 0; round <= options.rounds; ++round) {
+        for (const auto& engine : engines) {
+            const Round measured = measureRound(*engine, pending, unsigned(round));
+            // The first round warms up.
+            if (round > 0) {
+                pairs[engine->name()].push_back(measured.pairCpu);
+                walls[engine->name()].push_back(measured.pairWall);
+                replaces[engine->name()].push_back(measured.replaceCpu);
+            }
+        }
+    }
+    reportPairs(report, sized("schedule+cancel", pending), pairs);
+    reportPairs(report, sized("cancel random+schedule", pending), replaces);
+    Row elapsed;
+    elapsed.name = sized("schedule+cancel, elapsed", pending);
+    elapsed.value = median(walls["twheel"]);
+    elapsed.unit = "ns";
+    elapsed.bound = "20 x faster";
+    elapsed.peer = kPool;
+    elapsed.peerValue = median(walls[kPool]);
+    elapsed.holds = elapsed.value * 20 <= *elapsed.peerValue;
+    report.add(elapsed);
+    return median(pairs["twheel"]);
+}
+
+} // namespace
+
+void measurePairs(const Options& options, Report& report)
+{
+    const double few = measureWith(1000, options, report);
+    measureWith(100000, options, report);
+    const double many = measureWith(1000000, options, report);
+    Row flat;
+    flat.name = "schedule+cancel 1M / 1k";
+    flat.value = many / few;
+    flat.unit = "x";
+    flat.bound = "<= 1.4";
+    flat.holds = flat.value <= 1.4;
+    report.add(flat);
+}
+
+} // namespace bench
