@@ -98,6 +98,12 @@ double lastOfTenLateness(const std::function<void(long, std::function<void()>)>&
     return double(latest - due) / 1000;
 }
 
+std::size_t allocated()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
 } // namespace
 
 void measureMemory(const Options&, Report& report)
@@ -109,11 +115,10 @@ void measureMemory(const Options&, Report& report)
          {Maker(makeOurs), Maker([] { return makeAsio(10); }), Maker([] { return makeAsio(0); }),
           Maker(makeLibevent), Maker(makeLibuv), Maker(makeGlib), Maker(makePlainWheel)}) {
         if (const auto engine = make()) {
-            // Large blocks (the table of handles, which the engine's user keeps) are mapped, not counted
-            // here.
-            const auto before = mallinfo2().uordblks;
+            // With what its user keeps to cancel it.
+            const auto before = allocated();
             engine->fill(delays);
-            bytes[engine->name()] = double(mallinfo2().uordblks - before) / double(kCount);
+            bytes[engine->name()] = double(allocated() - before) / double(kCount);
         }
     }
     const double ours = bytes["twheel"];

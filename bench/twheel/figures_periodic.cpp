@@ -24,11 +24,12 @@ constexpr What kWhats[] = {
 
 void measureRound(const Maker& make, std::size_t count, std::map<std::string, Samples>& out)
 {
+    // Outlives the engine, whose threads run until it goes.
+    Lateness lateness;
     const auto engine = make();
     if (!engine) {
         return;
     }
-    Lateness lateness;
     engine->startPeriodic(randomDelays(count, 200, 1199, 3), 1000, lateness);
     // Until each has run once: from then on an engine knows its timers.
     std::this_thread::sleep_for(std::chrono::milliseconds(2400));
