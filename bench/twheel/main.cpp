@@ -9,11 +9,10 @@ namespace {
 
 int usage()
 {
-    std::fputs(
-        "usage: twheel_bench [--rounds N] [--only FIGURE] [--json FILE]\n"
-        "figures: pairs memory periodic idle contention blocking\n"
-        "exit: 0 measured, whatever the bounds; 1 a file could not be written; 2 wrong use\n",
-        stderr);
+    std::fputs("usage: twheel_bench [--rounds N] [--only FIGURE] [--json FILE]\n"
+               "figures: pairs memory periodic idle contention blocking\n"
+               "exit: 0 measured, whatever the bounds; 1 a file could not be written; 2 wrong use\n",
+               stderr);
     return 2;
 }
 

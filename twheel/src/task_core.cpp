@@ -98,6 +98,8 @@ bool TaskCore::releaseAny(Released& released)
 
 unsigned TaskCore::fill(Batch& batch, Tick now, unsigned most)
 {
+    // Who read the clock and then waited for the lock comes with a time that others have gone beyond.
+    now = std::max(now + 1, m_wheel.next()) - 1;
     unsigned size = 0;
     for (; size < most && !m_due.empty(); ++size) {
         Task& task = static_cast<Task&>(*m_due.front());

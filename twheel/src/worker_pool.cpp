@@ -186,6 +186,7 @@ Nanoseconds WorkerPool::run(Batch& batch, Releases& released)
     if (!released.empty()) {
         letGo(released);
         batch.forget();
+        return monotonicNow();
     }
     return now;
 }
@@ -208,7 +209,7 @@ Nanoseconds WorkerPool::sleep(Releases& released)
         }
         m_runsAreSlow = recallSlow(now, released);
         if (m_runsAreSlow || m_stopped || !m_core.active()) {
-            return now;
+            return monotonicNow();
         }
         waitUntil(now + patience());
     }

@@ -164,6 +164,17 @@ TEST_F(BatchTest, whatHasEndedBehindASlowRunIsLetGoOf)
     EXPECT_EQ(m_destroyed, 2);
 }
 
+TEST_F(BatchTest, aWorkerWithAnOldTimeDoesNotPutATaskIntoThePast)
+{
+    add(1005, 1, 1);
+    advanceFully(m_core, 1008);
+    Batch batch;
+    EXPECT_EQ(m_core.fill(batch, 1006, Batch::kMost), 1U);
+    EXPECT_EQ(m_core.nextEvent(), 1009U);
+    beginRest(batch);
+    end(batch);
+}
+
 TEST_F(BatchTest, tellsWhetherRunsMayWaitInIt)
 {
     add(1005, 0, 1);
