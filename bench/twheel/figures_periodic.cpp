@@ -32,11 +32,11 @@ void measureRound(const Maker& make, std::size_t count, std::map<std::string, Sa
     }
     engine->startPeriodic(randomDelays(count, 200, 1199, 3), 1000, lateness);
     // Until each has run once: from then on an engine knows its timers.
-    std::this_thread::sleep_for(std::chrono::milliseconds(2400));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2300));
     lateness.begin();
     const double cpu = cpuNs(CLOCK_PROCESS_CPUTIME_ID);
     const std::int64_t begin = monotonicNs();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1600));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
     const auto took = double(monotonicNs() - begin);
     Samples& samples = out[engine->name()];
     samples["cpu"].push_back((cpuNs(CLOCK_PROCESS_CPUTIME_ID) - cpu) / took * 100);
