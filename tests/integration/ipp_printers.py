@@ -96,6 +96,46 @@ class EvePrinter:
             self.process.wait()
 
 
+class Scheduler:
+    """A cupsd of the test's own, in a directory and behind a socket of its own, with one queue."""
+
+    PROGRAM = "/usr/sbin/cupsd"
+
+    def __init__(self, directory):
+        self.directory = pathlib.Path(directory)
+        for name in ("root", "cache", "state", "spool", "tmp"):
+            (self.directory / name).mkdir(parents=True)
+        self.socket = self.directory / "socket"
+        place = self.directory
+        (place / "root" / "cups-files.conf").write_text(
+            f"ServerRoot {place}/root\nCacheDir {place}/cache\nStateDir {place}/state\nRequestRoot {place}/spool\n"
+            f"TempDir {place}/tmp\nAccessLog {place}/access\nErrorLog {place}/error\nPageLog {place}/page\n"
+            f"Printcap {place}/printcap\nFileDevice Yes\n")
+        (place / "root" / "cupsd.conf").write_text(
+            f"Listen {self.socket}\nBrowsing Off\nDefaultAuthType None\nWebInterface No\n"
+            "<Location />\nOrder allow,deny\nAllow all\n</Location>\n"
+            "<Policy default>\n<Limit All>\nOrder deny,allow\n</Limit>\n</Policy>\n")
+        (place / "root" / "printers.conf").write_text(
+            "<Printer office>\nInfo Lyra by the window\nLocation hall\nDeviceURI usb://Lyra/C310?serial=1\n"
+            "State Idle\nAccepting Yes\nShared No\n</Printer>\n")
+        self.process = None
+
+    def start(self):
+        root = self.directory / "root"
+        self.process = subprocess.Popen([self.PROGRAM, "-f", "-c", str(root / "cupsd.conf"), "-s", str(root / "cups-files.conf")],
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for(self.socket.exists, 20, "cupsd listens")
+        return self
+
+    def run(self, program, *arguments):
+        subprocess.run([program, "-h", str(self.socket), *arguments], check=True)
+
+    def stop(self):
+        if self.process is not None:
+            end(self.process)
+            self.process = None
+
+
 class PapplPrinter:
     def __init__(self, directory, port):
         self.directory = pathlib.Path(directory)

@@ -11,7 +11,7 @@ import time
 import unittest
 
 from harness import BUILD, DATA, Simulator, Watch, address, main, seconds_until, wait_for
-from ipp_printers import MARKERS, SNMP_PORT, SUPPLIES, EvePrinter, PapplPrinter
+from ipp_printers import MARKERS, SNMP_PORT, SUPPLIES, EvePrinter, PapplPrinter, Scheduler
 
 LIVE = 8  # seconds in which a change of an idle printer is seen: asked every 4 s, printed every second
 PORTS = {name: 16370 + index for index, name in enumerate(["ipp", "ipps", "auto", "supplies", "pappl", "papples", "find"])}
@@ -161,6 +161,25 @@ class Ipp(unittest.TestCase):
                               stderr=subprocess.PIPE, text=True, stdin=subprocess.DEVNULL, timeout=120,
                               env=dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"),
                                        XDG_CACHE_HOME=str(self.directory / "cache"), **environment))
+
+    @unittest.skipUnless(pathlib.Path(Scheduler.PROGRAM).exists(), "no cupsd here")
+    def test_queues_of_cups(self):
+        scheduler = self.run_printer(Scheduler(self.directory / "cups"))
+
+        def queues():
+            done = self.tarn_status("--cups", "--timeout=12", config={}, CUPS_SERVER=str(scheduler.socket))
+            return json.loads(done.stdout)["printers"]
+
+        seen = queues()
+        self.assertEqual([(queue["name"], queue["online"], queue["state"], queue["description"], queue["location"])
+                          for queue in seen], [("office", True, 3, "Lyra by the window", "hall")])
+        self.assertEqual((seen[0]["source"], seen[0]["sources"]["state"]), ("cups", "cups"))
+        self.assertEqual(seen[0]["model"], "", "a queue without a driver names no model")
+        scheduler.run("cupsdisable", "office")
+        seen = queues()
+        self.assertEqual((seen[0]["state"], seen[0]["summary"], self.alerts(seen[0])), (1, "需要处理", {"paused"}))
+        scheduler.stop()
+        self.assertEqual(queues(), [])
 
     def test_finding_connects_to_nobody(self):
         where = address("7.1")

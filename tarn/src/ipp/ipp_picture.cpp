@@ -2,7 +2,7 @@
 #include "tarn/src/ipp/ipp_picture.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 
 #include "tarn/src/device/device_id.h"
 #include "tarn/src/device/text.h"
@@ -17,8 +17,14 @@ using device::DeviceStatus;
 const char* const modelTails[] = {", driverless", " - CUPS+Gutenprint", " Foomatic/", ", hpcups",
                                   " - IPP Everywhere"};
 
+// What CUPS says of a queue without a driver.
+const char* const noModels[] = {"Local Raw Printer", "Remote Printer", "Local Printer Class", "Unknown"};
+
 std::string modelOf(std::string text)
 {
+    if (std::find(std::begin(noModels), std::end(noModels), text) != std::end(noModels)) {
+        return std::string();
+    }
     for (const char* const tail : modelTails) {
         text.resize(std::min(text.size(), text.find(tail)));
     }

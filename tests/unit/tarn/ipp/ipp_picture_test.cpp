@@ -121,6 +121,14 @@ TEST(IppPicture, QueuesNamePrinterAndDriver)
               "Lyra C310");
 }
 
+TEST(IppPicture, QueueWithoutADriverNamesNoModel)
+{
+    EXPECT_EQ(pictureOf("printer-make-and-model = Local Raw Printer").model, "");
+    EXPECT_EQ(
+        pictureOf("printer-make-and-model = Local Raw Printer\nprinter-device-id = MFG:Lyra;MDL:C310").model,
+        "Lyra C310");
+}
+
 TEST(IppPicture, CountersAreTakenInTheirOrderAndZeroIsANumber)
 {
     EXPECT_EQ(pictureOf("printer-media-sheets-completed = 5\nprinter-pages-completed = 9").totalPages, 9);
