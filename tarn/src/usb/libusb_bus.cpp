@@ -110,7 +110,7 @@ private:
 
 struct LibusbBus::Flight
 {
-    static constexpr std::size_t kLargest = 4096;
+    static constexpr std::size_t kLargest = 1023; // what everybody asks for: firmware was tested with it
 
     const LibusbLibrary& usb;
     libusb_transfer* transfer;
