@@ -170,10 +170,9 @@ std::string UsmCodec::request(const UsmKeys& keys, const UsmEngine& engine, snmp
 }
 
 // Ends the PDU.
-std::string UsmCodec::build(void* given) const
+std::string UsmCodec::build(netsnmp_pdu* pdu) const
 {
     netsnmp_session session = sessionTemplate();
-    auto* const pdu = static_cast<netsnmp_pdu*>(given);
     std::string message;
     std::size_t room = kFirstBuffer; // Net-SNMP makes it larger where it is not enough
     std::size_t length = 0;
@@ -204,31 +203,37 @@ UsmMessage UsmCodec::read(snmp::ByteView bytes, const UsmKeys& keys, UsmEngine* 
     if (error == SNMPERR_USM_NOTINTIMEWINDOW) {
         message.kind = UsmMessage::Kind::OutOfTime; // found out after its authenticity
     } else if (error == SNMPERR_SUCCESS) {
-        const std::string name(pdu->securityName, pdu->securityNameLen);
-        message.isProtected = pdu->securityLevel == levelOf(!keys.privProtocol.empty()) && name == keys.name;
-        message.engine.id.assign(reinterpret_cast<const char*>(pdu->securityEngineID),
-                                 pdu->securityEngineIDLen);
-        message.engine.learnt = now;
-        m_library->getEngineTime(bytesOf(message.engine.id), sizeOf(message.engine.id), &message.engine.boots,
-                                 &message.engine.time, FALSE);
-        if (pdu->command == SNMP_MSG_REPORT) {
-            message.kind = UsmMessage::Kind::Report;
-            message.report = reportOf(m_library->reportType(pdu));
-        } else if (pdu->command == SNMP_MSG_RESPONSE) {
-            message.kind = UsmMessage::Kind::Response;
-            message.pdu = fromNetSnmp(*pdu, kMaxBindings);
-        }
-        const bool isAuthentic = pdu->securityLevel != SNMP_SEC_LEVEL_NOAUTH && name == keys.name;
-        if (engine != nullptr && isAuthentic && message.engine.id == engine->id) {
-            engine->boots = message.engine.boots;
-            engine->time = message.engine.time;
-            engine->learnt = now;
-            engine->isAuthentic = true;
-        }
+        take(*pdu, keys, engine, now, message);
     }
     m_library->freePdu(pdu);
     m_library->freeEngineTimes();
     return message;
+}
+
+// What Net-SNMP has read and, where the message says that it is authentic, found to be so.
+void UsmCodec::take(netsnmp_pdu& pdu, const UsmKeys& keys, UsmEngine* engine, TimePoint now,
+                    UsmMessage& message) const
+{
+    const std::string name(pdu.securityName, pdu.securityNameLen);
+    message.isProtected = pdu.securityLevel == levelOf(!keys.privProtocol.empty()) && name == keys.name;
+    message.engine.id.assign(reinterpret_cast<const char*>(pdu.securityEngineID), pdu.securityEngineIDLen);
+    message.engine.learnt = now;
+    m_library->getEngineTime(bytesOf(message.engine.id), sizeOf(message.engine.id), &message.engine.boots,
+                             &message.engine.time, FALSE);
+    if (pdu.command == SNMP_MSG_REPORT) {
+        message.kind = UsmMessage::Kind::Report;
+        message.report = reportOf(m_library->reportType(&pdu));
+    } else if (pdu.command == SNMP_MSG_RESPONSE) {
+        message.kind = UsmMessage::Kind::Response;
+        message.pdu = fromNetSnmp(pdu, kMaxBindings);
+    }
+    const bool isAuthentic = pdu.securityLevel != SNMP_SEC_LEVEL_NOAUTH && name == keys.name;
+    if (engine != nullptr && isAuthentic && message.engine.id == engine->id) {
+        engine->boots = message.engine.boots;
+        engine->time = message.engine.time;
+        engine->learnt = now;
+        engine->isAuthentic = true;
+    }
 }
 
 } // namespace tarn::usm

@@ -10,6 +10,8 @@
 #include "tarn/src/snmp/codec.h"
 #include "tarn/src/snmp/pdu.h"
 
+struct snmp_pdu; // Net-SNMP's
+
 namespace tarn::usm {
 
 class NetSnmpLibrary;
@@ -118,7 +120,9 @@ private:
                                       std::string& privPassword, std::string& why) const;
     std::unique_ptr<UsmKeys> describeSnmpConf(std::string& authPassword, std::string& privPassword,
                                               std::string& why) const;
-    std::string build(void* pdu) const;
+    std::string build(snmp_pdu* pdu) const;
+    void take(snmp_pdu& pdu, const UsmKeys& keys, UsmEngine* engine, TimePoint now,
+              UsmMessage& message) const;
 
     const std::unique_ptr<NetSnmpLibrary> m_library;
     bool m_isOurs = false; // we started it, so that we end it
