@@ -16,6 +16,8 @@ namespace kel_test {
 
 namespace {
 
+constexpr std::size_t longestLine = 200; // of the log: names may be endless
+
 void read(const Json::Value& object, const char* key, int& field)
 {
     field = object.get(key, field).asInt();
@@ -109,8 +111,8 @@ bool appendToLogFile(const std::string& call)
         return false;
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     const std::string line =
-        std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now).count()) + " " + call +
-        "\n";
+        std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now).count()) + " " +
+        call.substr(0, longestLine) + "\n";
     const int file = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     if (file < 0)
         return true;

@@ -21,7 +21,7 @@ private:
     unsigned long long m_inode = 0;
 };
 
-// Appends one line to SCRIPTED_TARN_LOG. False where that is not set.
+// Appends one line to SCRIPTED_TARN_LOG, of a long one its beginning. False where that is not set.
 bool appendToLogFile(const std::string& call);
 
 } // namespace kel_test
