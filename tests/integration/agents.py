@@ -102,7 +102,8 @@ class Snmpd:
         return "\n".join(lines) + "\n"
 
     def start(self):
-        environment = dict(os.environ, SNMP_PERSISTENT_DIR=str(self.directory / "var"), SNMPCONFPATH="/nonexistent", MIBS="")
+        environment = dict(os.environ, SNMP_PERSISTENT_DIR=str(self.directory / "var"), MIBS="",
+                           SNMPCONFPATH=str(self.directory / "conf"))
         # In the sbin directory, which is not in everybody's path.
         environment["PATH"] = environment.get("PATH", "") + ":/usr/sbin"
         log = self.directory / "snmpd.log"

@@ -106,7 +106,7 @@ class StartUp(unittest.TestCase):
 
     def test_a_lock_file_that_cannot_be_made_ends_the_program(self):
         LOCK_FILE.unlink(missing_ok=True)
-        LOCK_FILE.symlink_to("/nonexistent/kel.lock")
+        LOCK_FILE.symlink_to(self.kel.directory / "nowhere" / "kel.lock")
         self.addCleanup(LOCK_FILE.unlink)
         self.check_abort()
         self.assertIn("permissions", self.kel.log())

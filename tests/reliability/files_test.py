@@ -295,7 +295,7 @@ class Lock(Scratch):
         self.refused()
 
     def test_a_link_into_nowhere_ends_the_program(self):
-        LOCK.symlink_to("/nonexistent/lock")
+        LOCK.symlink_to(self.directory / "nowhere" / "lock")
         self.refused()
         self.assertTrue(LOCK.is_symlink())
 
