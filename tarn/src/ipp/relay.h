@@ -17,6 +17,9 @@ namespace tarn::ipp {
 // descriptor that could be shut down meanwhile. So it connects to a port of ours on the loopback interface,
 // and what goes through that is bounded: a deadline, a number of octets, and the owner's wish to end.
 //
+// A door stands open for less than a millisecond. Somebody else on this machine who finds it sooner than
+// libcups gets a connection to the printer, which he could have had anyway, and the question fails.
+//
 // Invariants
 //  (1) A link ends at its deadline, beyond its octets, when either side is gone, and when it is closed or
 //  all are cut; libcups then reads the end of the connection.
