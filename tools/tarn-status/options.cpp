@@ -25,7 +25,7 @@ Show what printers say of themselves: state, alerts, supplies, trays, page count
   -h, --help            this text
   -V, --version         the version
 
-Exit status: 0 all printers are fine, 1 one needs attention, 2 one cannot be reached (or --find found none),
+Exit status: 0 all printers are fine, 1 one needs attention, 2 one cannot be reached (or none was found),
 3 wrong usage or a file that cannot be used.
 )";
 
