@@ -274,12 +274,13 @@ void Library::awaitFirstMeeting(const std::vector<TargetPtr>& fresh)
     }
 }
 
-void Library::rememberIdentity(const Target& target)
+void Library::rememberIdentity(Target& target)
 {
     if (target.address().endpoint.address == 0) {
         return; // found, not named: its back-end knows it again
     }
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
+    target.rememberedIdentity = snapshot->identity;
     const device::DeviceStatus picture = snapshot->picture.unpacked();
     if (m_cache.remember(target.address().endpoint.address,
                          {picture.model, picture.serialNumber, picture.description})) {
@@ -390,7 +391,10 @@ void Library::targetChanged(Target& target)
 {
     {
         const MutexLock lock(m_mutex);
-        rememberIdentity(target);
+        if (target.snapshot()->identity !=
+            target.rememberedIdentity) { // of ten thousand, few say anything new
+            rememberIdentity(target);
+        }
     }
     m_meeting.notifyAll();
 }

@@ -96,7 +96,7 @@ private:
     std::shared_ptr<const Index> index() const TARN_EXCLUDES(m_indexGate);
     void orderDiscoveries() TARN_REQUIRES(m_mutex);
     void awaitFirstMeeting(const std::vector<TargetPtr>& fresh) TARN_REQUIRES(m_mutex);
-    void rememberIdentity(const engine::Target& target) TARN_REQUIRES(m_mutex);
+    void rememberIdentity(engine::Target& target) TARN_REQUIRES(m_mutex);
     std::string renderList() const TARN_REQUIRES(m_mutex);
     void saveCache() TARN_EXCLUDES(m_mutex);
 

@@ -1,5 +1,6 @@
 #include "tarn/src/engine/snapshot.h"
 
+#include <functional>
 #include <limits>
 
 #include "tarn/src/device/rendering.h"
@@ -20,10 +21,21 @@ int totalPages(const device::DeviceStatus& picture)
     return static_cast<int>(*picture.totalPages < largest ? *picture.totalPages : largest);
 }
 
+std::uint64_t identityOf(const device::DeviceStatus& picture)
+{
+    std::string text = picture.model;
+    text += '\0';
+    text += picture.serialNumber;
+    text += '\0';
+    text += picture.description;
+    return std::hash<std::string>()(text) | 1;
+}
+
 std::shared_ptr<Snapshot> render(const device::DeviceStatus& picture)
 {
     auto snapshot = std::make_shared<Snapshot>();
     snapshot->totalPages = totalPages(picture);
+    snapshot->identity = identityOf(picture);
     snapshot->serialNumber = picture.serialNumber;
     snapshot->info = device::infoDocument(picture);
     snapshot->info.shrink_to_fit();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -14,7 +15,8 @@ struct Snapshot
     bool online = false;
     int state = 2;
     int totalPages = -1;
-    Way way = Way::None; // the way the state came, or would come
+    std::uint64_t identity = 0; // a digest of model, serial number and description; never 0 when rendered
+    Way way = Way::None;        // the way the state came, or would come
     FieldWays fieldWays{};
     std::string serialNumber;
     std::string stateMessage;

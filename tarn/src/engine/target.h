@@ -125,6 +125,9 @@ public:
     // Engine.
     void markMet() { m_met.store(true, std::memory_order_release); }
 
+    // The identity that the owner of the list has taken note of: its own, under its own lock.
+    std::uint64_t rememberedIdentity = 0;
+
 private:
     // What one of several ways said last.
     struct Report

@@ -231,6 +231,17 @@ TEST_F(LibraryTest, IdentityIsRememberedForTheNextStart)
     EXPECT_EQ(opened.ageMs, -1);
 }
 
+TEST_F(LibraryTest, AnotherPrinterAtTheAddressIsListedAsSuch)
+{
+    LoopbackAgent agent("127.42.1.5", "first");
+    const auto library = start(portOf("127.42.1.5", agent));
+    library->setPrinterList(R"([{"printerName":"a","ip":"127.42.1.5"}])");
+    ASSERT_TRUE(eventually([&] { return modelIn(*library, 0) == "first"; }));
+    agent.say("second");
+    EXPECT_TRUE(eventually([&] { return modelIn(*library, 0) == "second"; }));
+    EXPECT_NE(std::string(library->models()).find("second"), std::string::npos);
+}
+
 TEST_F(LibraryTest, CacheThatIsSwitchedOffIsNeitherReadNorWritten)
 {
     scratch.write("cache/tarn/identities.json",

@@ -132,6 +132,26 @@ TEST_F(TargetTest, SilenceOfOneWayIsNoneOfAnother)
     EXPECT_EQ(target.pictureBy(Way::Ipp).model, "by ipp");
 }
 
+TEST(SnapshotIdentity, TellsModelSerialNumberAndDescriptionApartAndNothingElse)
+{
+    DeviceStatus one;
+    one.model = "ab";
+    one.serialNumber = "c";
+    DeviceStatus busy = one;
+    busy.activity = Activity::Printing;
+    busy.supplies = {supply(LevelKind::Percent, 5)};
+    EXPECT_EQ(onlineSnapshot(one, Way::Snmp)->identity, onlineSnapshot(busy, Way::Snmp)->identity);
+    EXPECT_EQ(offlineSnapshot(*onlineSnapshot(one, Way::Snmp))->identity, unmetSnapshot(one)->identity);
+    DeviceStatus shifted;
+    shifted.model = "a";
+    shifted.serialNumber = "bc";
+    DeviceStatus described = one;
+    described.description = "d";
+    EXPECT_NE(unmetSnapshot(one)->identity, unmetSnapshot(shifted)->identity);
+    EXPECT_NE(unmetSnapshot(one)->identity, unmetSnapshot(described)->identity);
+    EXPECT_NE(unmetSnapshot(DeviceStatus())->identity, 0U);
+}
+
 TEST_F(TargetTest, EachBackEndPutsAsideForItselfAndOneOpeningTellsThemAll)
 {
     const TimePoint late{Milliseconds(100000)};
