@@ -26,7 +26,7 @@ function(_kel_test_common name)
     set_tests_properties(${name} PROPERTIES LABELS "${T_LABELS}" TIMEOUT ${T_TIMEOUT})
     set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ${T_ENV})
     if(T_LOCK)
-        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${T_LOCK})
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${T_LOCK} COST 1000)
     endif()
 endfunction()
 
