@@ -91,8 +91,14 @@ void UsbScout::ask(UsbBus& bus, const std::string& key)
         return;
     }
     Printer& printer = found->second;
-    if (!printer.idAnswered || tellsStatus(printer.id)) {
+    const bool wasIdentified = printer.idAnswered;
+    if (!wasIdentified || tellsStatus(printer.id)) {
         askId(bus, printer);
+    }
+    if (!wasIdentified && printer.idAnswered) {
+        // It was busy starting when it was plugged in. Its name becomes the one that it has the next time.
+        m_names.remove(printer.sighting.name);
+        printer.sighting.name = m_names.add(printer.sighting.identity, printer.sighting.device.path);
     }
     askStatus(bus, printer);
     conclude(printer);

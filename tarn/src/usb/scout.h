@@ -34,7 +34,7 @@ struct Sighting
 // Invariants
 //  (1) A printer is in sightings() from identifyNext() on until the look() that misses it.
 //  (2) Names are as PrinterNames says; those present together at first are named in the order of their
-//      sockets.
+//      sockets. A printer has one name from its first device ID on; before, one made of its strings.
 // Threading: one thread. Ownership: borrows the clock, which must outlive it.
 class UsbScout final
 {

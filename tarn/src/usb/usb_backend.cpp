@@ -209,7 +209,8 @@ bool UsbBackend::update(Printer& printer, Sighting sighting)
 {
     Target& target = *printer.target;
     target.markAnswered(sighting.heard);
-    const bool listed = sighting.identity != printer.sighting.identity;
+    const bool listed =
+        sighting.identity != printer.sighting.identity || sighting.name != printer.sighting.name;
     const bool changed = sighting.picture != printer.sighting.picture;
     if (changed) {
         target.report(Way::Usb, sighting.picture);

@@ -192,7 +192,7 @@ TEST_F(UsbScoutTest, SilentDeviceIsListedAgesAndCostsOneQuestion)
     EXPECT_EQ(m_ports.asked("1-2", Question::PortStatus), 0u);
 }
 
-TEST_F(UsbScoutTest, LateIdImprovesTheIdentityAndKeepsTheName)
+TEST_F(UsbScoutTest, LateIdGivesTheIdentityAndTheNameOfAllLaterTimes)
 {
     UsbDevice device;
     device.productText = "Quiet";
@@ -201,8 +201,16 @@ TEST_F(UsbScoutTest, LateIdImprovesTheIdentityAndKeepsTheName)
     m_ports.behave("1-2", {said(kId), said("\x18")});
     pass(UsbScout::kShortestPause);
     ask("Quiet");
-    EXPECT_EQ(find("Quiet")->identity.model, "Jet");
-    EXPECT_EQ(find("Quiet")->picture.serialNumber, "A1");
+    EXPECT_EQ(find("Quiet"), nullptr);
+    ASSERT_NE(find("Acme Jet A1"), nullptr);
+    EXPECT_EQ(find("Acme Jet A1")->identity.model, "Jet");
+    EXPECT_EQ(find("Acme Jet A1")->picture.serialNumber, "A1");
+    m_ports.unplug("1-2");
+    lookAndIdentify();
+    m_ports.plug("1-2", {said(kId), said("\x18")}, device);
+    lookAndIdentify();
+    EXPECT_EQ(m_scout.sightings().size(), 1u);
+    EXPECT_NE(find("Acme Jet A1"), nullptr);
 }
 
 } // namespace

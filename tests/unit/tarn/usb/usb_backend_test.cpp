@@ -106,6 +106,24 @@ TEST_F(UsbBackendTest, StatusIsAskedEveryTwoSecondsWhileOpened)
     EXPECT_EQ(m_listener.roster[0].target->lastAnswer(), m_clock.now());
 }
 
+TEST_F(UsbBackendTest, PrinterThatWasBusyStartingIsListedAnewOnceItSaysWhoItIs)
+{
+    UsbDevice device;
+    device.productText = "Quiet";
+    m_ports.plug("1-2", {{Outcome::Silent, {}}, {Outcome::Silent, {}}}, device);
+    m_backend->discover(Discovery::Usb, true);
+    ASSERT_TRUE(awaitRoster(1));
+    EXPECT_EQ(m_listener.roster[0].name, "Quiet");
+    const std::shared_ptr<engine::Target> target = m_listener.roster[0].target;
+    m_ports.behave("1-2", {said(kId), said("\x18")});
+    m_clock.pass(UsbBackend::kInterval);
+    open(0);
+    ASSERT_TRUE(runUntil([&] { return m_listener.roster[0].name != "Quiet"; }));
+    ASSERT_EQ(m_listener.roster.size(), 1u);
+    EXPECT_EQ(m_listener.roster[0].name, "Acme Jet A1");
+    EXPECT_EQ(m_listener.roster[0].target, target);
+}
+
 TEST_F(UsbBackendTest, WhoIsNotOpenedIsNotAskedUntilOpenedAgain)
 {
     m_ports.plug("1-2", {said(kId), said("\x18")});
