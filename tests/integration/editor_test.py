@@ -1,47 +1,24 @@
 #!/usr/bin/python3
 """A user's way with the printer list, by real keys and mouse: add a printer, see it polled, restart, remove it."""
 
-import unittest
 
-from harness import DATA, Desktop, Kel, Simulator, address, alone_with_the_lock_file, main, seconds_until, wait_for
+from harness import DATA, Kel, Simulator, address, main, seconds_until, wait_for
+from window_case import WINDOW, WindowCase, setUpModule, tearDownModule  # noqa: F401
 
 PORT = 16321
-WINDOW = "Kel 打印机管理工具"
 EDITOR = "添加打印机"
 # "自动识别", as the program's JSON writer escapes it.
 AUTOMATIC = "\\u81ea\\u52a8\\u8bc6\\u522b"
 
-desktop = None
-ui = None
-
-
-def setUpModule():
-    global desktop, ui
-    desktop = Desktop()
-    import accessibility
-    ui = accessibility
-
-
-def tearDownModule():
-    desktop.close()
-
-
-class Editor(unittest.TestCase):
+class Editor(WindowCase):
     def setUp(self):
-        lock = alone_with_the_lock_file()
-        lock.__enter__()
-        self.addCleanup(lock.__exit__, None, None, None)
+        super().setUp()
         self.simulator = Simulator(PORT, "--web-port=0", f"{DATA}/colour.json@{address('3.7')}",
                                    f"{DATA}/mono.json@{address('3.118')}")
         self.addCleanup(self.simulator.stop)
-        self.kel = Kel(desktop, self.id(), {address("3.0") + "/24": PORT})
+        self.kel = Kel(self.desktop, self.id(), {address("3.0") + "/24": PORT})
         self.addCleanup(self.kel.stop)
         self.start()
-
-    def start(self):
-        self.kel.start()
-        self.app = ui.Application(self.kel.process)
-        wait_for(lambda: self.app.window(WINDOW), 30, "the window")
 
     def stored(self):
         return self.kel.printers_json.read_bytes()
@@ -52,12 +29,12 @@ class Editor(unittest.TestCase):
         return self.app.ask(lambda root: [row.name for row in window.find_all("list item")])
 
     def open_editor(self):
-        ui.click(self.app.ask(lambda root: root.find("push button", "编辑打印机列表")))
+        self.ui.click(self.app.ask(lambda root: root.find("push button", "编辑打印机列表")))
         wait_for(lambda: self.app.window(EDITOR), 10, "the editor")
 
     def press(self, button):
         """Clicks a button of the editor."""
-        ui.click(wait_for(lambda: self.app.window(EDITOR), 5, "the editor").find("push button", button))
+        self.ui.click(wait_for(lambda: self.app.window(EDITOR), 5, "the editor").find("push button", button))
 
     def octets(self):
         """The four fields of the address, from left to right."""
@@ -66,16 +43,16 @@ class Editor(unittest.TestCase):
 
     def enter_name(self, name):
         name_field = next(node for node in self.app.window(EDITOR).find_all("text") if node.extents()[2] >= 80)
-        ui.click(name_field, repeat=3)  # selects what is there
-        ui.type_text(name)
+        self.ui.click(name_field, repeat=3)  # selects what is there
+        self.ui.type_text(name)
         wait_for(lambda: name_field.text() == name, 5, "the name typed")
 
     def enter_printer(self, name, octets):
         """Types the name and, over what is there, each octet of the address."""
         self.enter_name(name)
         for field, digits in zip(self.octets(), octets.split(".")):
-            ui.click(field, repeat=3)
-            ui.keys(*(digits or ["BackSpace"]))
+            self.ui.click(field, repeat=3)
+            self.ui.keys(*(digits or ["BackSpace"]))
         wait_for(lambda: self.address_shown() == octets, 5, "the address typed")
 
     def names_in_editor(self):
@@ -99,8 +76,8 @@ class Editor(unittest.TestCase):
         self.open_editor()
         # The third digit moves on by itself, after fewer the period does.
         self.enter_name("office")
-        ui.click(self.octets()[0])
-        ui.keys(*"127", *"43", "period", "3", "period", "7")
+        self.ui.click(self.octets()[0])
+        self.ui.keys(*"127", *"43", "period", "3", "period", "7")
         wait_for(lambda: self.address_shown() == "127.43.3.7", 5, "the address typed")
         self.press("添加")
         wait_for(lambda: self.names_in_editor() == ["office"], 5, "the name in the editor's list")
@@ -113,7 +90,7 @@ class Editor(unittest.TestCase):
         taken = seconds_until(lambda: self.simulator.requests(address("3.7")) > 0, 20, "the printer is polled")
         self.assertLessEqual(taken, 5)
         taken = seconds_until(lambda: self.rows() == ["office"] and
-                              self.app.ask(lambda root: ui.value_beside(root, "序列号：")) == "ORC4000001", 20,
+                              self.app.ask(lambda root: self.ui.value_beside(root, "序列号：")) == "ORC4000001", 20,
                               "the window shows the printer")
         self.assertLessEqual(taken, 10)
 
@@ -125,7 +102,7 @@ class Editor(unittest.TestCase):
         self.assertEqual(self.stored(), before)
 
         self.open_editor()
-        ui.click(self.app.window(EDITOR).find("list item", "office"))
+        self.ui.click(self.app.window(EDITOR).find("list item", "office"))
         self.press("移除")
         wait_for(lambda: self.names_in_editor() == [], 5, "the name gone from the editor")
         self.assertEqual(self.stored(), before, "nothing is stored before OK")
@@ -136,8 +113,8 @@ class Editor(unittest.TestCase):
 
     def leave(self):
         """文件, 退出: by the mouse."""
-        ui.click(self.app.window(WINDOW).find("menu item", "文件"))
-        ui.click(wait_for(lambda: self.app.ask(lambda root: root.find("menu item", "退出")), 5, "the menu"))
+        self.ui.click(self.app.window(WINDOW).find("menu item", "文件"))
+        self.ui.click(wait_for(lambda: self.app.ask(lambda root: root.find("menu item", "退出")), 5, "the menu"))
         self.assertEqual(self.kel.process.wait(20), 0)
 
     def test_several_printers_are_stored_in_their_order_and_the_middle_one_is_removed(self):
@@ -145,7 +122,7 @@ class Editor(unittest.TestCase):
         self.add("one", address("3.7"))
         self.add("two words", address("3.118"))
         self.add("three", address("3.7"))
-        ui.click(self.app.window(EDITOR).find("list item", "two words"))
+        self.ui.click(self.app.window(EDITOR).find("list item", "two words"))
         self.press("移除")
         wait_for(lambda: self.names_in_editor() == ["one", "three"], 5, "the name gone")
         self.confirm()
@@ -165,7 +142,7 @@ class Editor(unittest.TestCase):
     def test_escape_discards_what_was_edited(self):
         self.open_editor()
         self.add("office", address("3.7"))
-        ui.keys("Escape")
+        self.ui.keys("Escape")
         wait_for(lambda: not self.app.window(EDITOR), 10, "the editor closed")
         self.assertEqual(self.stored(), b"[]")
         self.assertEqual(self.rows(), [])

@@ -5,48 +5,25 @@ import json
 import os
 import pathlib
 import subprocess
-import unittest
 
-from harness import BUILD, Desktop, Kel, alone_with_the_lock_file, main, seconds_until, wait_for
+from harness import BUILD, Kel, main, seconds_until, wait_for
+from window_case import WindowCase, setUpModule, tearDownModule  # noqa: F401
 from ipp_printers import MARKERS, SNMP_PORT, EvePrinter, PapplPrinter
 
-WINDOW = "Kel 打印机管理工具"
 
-desktop = None
-ui = None
-
-
-def setUpModule():
-    global desktop, ui
-    desktop = Desktop()
-    import accessibility
-    ui = accessibility
-
-
-def tearDownModule():
-    desktop.close()
-
-
-class IppWindow(unittest.TestCase):
+class IppWindow(WindowCase):
     def setUp(self):
-        lock = alone_with_the_lock_file()
-        lock.__enter__()
-        self.addCleanup(lock.__exit__, None, None, None)
+        super().setUp()
 
     def show(self, printer, ipp):
         self.addCleanup(printer.stop)
         self.printer = printer.start()
-        self.kel = Kel(desktop, self._testMethodName)
+        self.kel = Kel(self.desktop, self._testMethodName)
         config = {"default": {"port": SNMP_PORT, "ipp": ipp, "ippPort": printer.port}}
         (self.kel.directory / "config" / "tarn" / "tarn.json").write_text(json.dumps(config))
         self.kel.set_list([("hall", "127.0.0.1")])
         self.addCleanup(self.kel.stop)
         self.start()
-
-    def start(self):
-        self.kel.start()
-        self.app = ui.Application(self.kel.process)
-        wait_for(lambda: self.app.window(WINDOW), 30, "the window")
 
     def check_identity(self, model, serial):
         """The program takes a model from the list when it first meets the printer: here, from its next start on."""
@@ -57,10 +34,6 @@ class IppWindow(unittest.TestCase):
         self.start()
         wait_for(lambda: self.beside("型号：") == model, 30, "the model")
         wait_for(lambda: self.beside("序列号：") == serial, 60, "the serial number again")
-
-    def beside(self, caption):
-        window = self.app.window(WINDOW)
-        return window and self.app.ask(lambda root: ui.value_beside(root, caption))
 
     def levels(self):
         """Of black, cyan, magenta and yellow; 0 for what the printer does not have."""
@@ -75,11 +48,11 @@ class IppWindow(unittest.TestCase):
         pictures.mkdir(exist_ok=True)
         target = pictures / f"{self._testMethodName}.png"
         target.unlink(missing_ok=True)
-        subprocess.run(["import", "-display", desktop.display, "-window", "root", str(target)], check=True,
-                       env=dict(os.environ, DISPLAY=desktop.display))
+        subprocess.run(["import", "-display", self.desktop.display, "-window", "root", str(target)], check=True,
+                       env=dict(os.environ, DISPLAY=self.desktop.display))
 
     def check_lyra(self, ipp, port):
-        printer = EvePrinter(desktop.directory / f"eve-{ipp}", port, MARKERS)
+        printer = EvePrinter(self.desktop.directory / f"eve-{ipp}", port, MARKERS)
         self.show(printer, ipp)
         self.check_identity("Lyra C310", "LY310-00077")
         self.assertEqual(self.beside("打印机状态："), "[3]就绪")
@@ -97,7 +70,7 @@ class IppWindow(unittest.TestCase):
         self.check_lyra("ipps", 16381)
 
     def test_pappl(self):
-        printer = PapplPrinter(desktop.directory / "pappl", 16382)
+        printer = PapplPrinter(self.desktop.directory / "pappl", 16382)
         self.show(printer, "auto")
         self.check_identity("Vela P200", "VP200-0042")
         wait_for(lambda: self.levels() == [64, 33, 0, 0], 30, "the levels")

@@ -1,49 +1,25 @@
 #!/usr/bin/python3
 """The window follows a real agent that is not ours: Debian's snmpd with a printer's objects, read through AT-SPI."""
 
-import unittest
 
-from harness import Desktop, Kel, address, alone_with_the_lock_file, main, seconds_until, snmp_set, wait_for
+from harness import Kel, address, main, seconds_until, snmp_set, wait_for
+from window_case import WindowCase, setUpModule, tearDownModule  # noqa: F401
 import agents
 
 PORT = 16311
-WINDOW = "Kel 打印机管理工具"
 
-desktop = None
-ui = None
-
-
-def setUpModule():
-    global desktop, ui
-    desktop = Desktop()
-    import accessibility
-    ui = accessibility
-
-
-def tearDownModule():
-    desktop.close()
-
-
-class LivePrinter(unittest.TestCase):
+class LivePrinter(WindowCase):
     """One life of one printer: each step begins where the last one ended, so they are one test with named steps."""
 
     def setUp(self):
-        lock = alone_with_the_lock_file()
-        lock.__enter__()
-        self.addCleanup(lock.__exit__, None, None, None)
-        self.agent = agents.Snmpd(desktop.directory / self.id(), address("1.23"), PORT).start()
+        super().setUp()
+        self.agent = agents.Snmpd(self.desktop.directory / self.id(), address("1.23"), PORT).start()
         self.addCleanup(self.agent.stop)
-        self.kel = Kel(desktop, self.id() + "-kel", {address("1.23"): PORT})
+        self.kel = Kel(self.desktop, self.id() + "-kel", {address("1.23"): PORT})
         # The first row is selected, which tints its icon: the second one, of the same printer, is looked at.
         self.kel.set_list([("office", address("1.23")), ("the same", address("1.23"))])
-        self.kel.start()
         self.addCleanup(self.kel.stop)
-        self.app = ui.Application(self.kel.process)
-        wait_for(lambda: self.app.window(WINDOW), 30, "the window")
-
-    def beside(self, caption):
-        window = self.app.window(WINDOW)
-        return window and self.app.ask(lambda root: ui.value_beside(root, caption))
+        self.start()
 
     def levels(self):
         """What the visible bars show, in the order black, cyan, magenta, yellow."""
@@ -59,7 +35,7 @@ class LivePrinter(unittest.TestCase):
         if row is None:
             return None
         x, y, _, height = row.extents()
-        red, green, blue = ui.colour_at(x + 8, y + height // 2 - 4, 8, 8)
+        red, green, blue = self.ui.colour_at(x + 8, y + height // 2 - 4, 8, 8)
         if green > red + 40 and green > blue + 20:
             return "green"
         return "grey" if max(red, green, blue) - min(red, green, blue) < 25 else (red, green, blue)

@@ -6,42 +6,19 @@ import pathlib
 import signal
 import stat
 import subprocess
-import unittest
 
-from harness import BUILD, LOCK_FILE, Desktop, Kel, alone_with_the_lock_file, lock_file_is_held, main, wait_for
+from harness import BUILD, LOCK_FILE, Kel, lock_file_is_held, main, wait_for
+from window_case import WINDOW, WindowCase, setUpModule, tearDownModule  # noqa: F401
 
-WINDOW = "Kel 打印机管理工具"
 REFUSAL = "kel.lock cannot be locked."
 
-desktop = None
-ui = None
-
-
-def setUpModule():
-    global desktop, ui
-    desktop = Desktop()
-    import accessibility
-    ui = accessibility
-
-
-def tearDownModule():
-    desktop.close()
-
-
-class StartUp(unittest.TestCase):
+class StartUp(WindowCase):
     def setUp(self):
-        lock = alone_with_the_lock_file()
-        lock.__enter__()
-        self.addCleanup(lock.__exit__, None, None, None)
+        super().setUp()
         if lock_file_is_held():
             self.skipTest("another instance runs on this machine: end it to have this tested")
-        self.kel = Kel(desktop, self.id())
+        self.kel = Kel(self.desktop, self.id())
         self.addCleanup(self.kel.stop)
-
-    def start(self):
-        self.kel.start()
-        self.app = ui.Application(self.kel.process)
-        wait_for(lambda: self.app.window(WINDOW), 30, f"the window; the program said: {self.kel.log()}")
 
     def visible_windows(self):
         return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$"],
@@ -115,7 +92,7 @@ class StartUp(unittest.TestCase):
         self.start()
         window = self.visible_windows()[0]
         subprocess.run(["xdotool", "windowactivate", "--sync", window], check=True)
-        ui.keys("alt+F4")
+        self.ui.keys("alt+F4")
         wait_for(lambda: not self.visible_windows(), 10, "the window closed")
         self.assertEqual(self.kel.run_second()[0], 255, "the closed program still runs")
         self.assertIsNone(self.kel.process.poll())
@@ -124,7 +101,7 @@ class StartUp(unittest.TestCase):
         done = subprocess.Popen([str(BUILD / "bin" / "kel"), "--help"], env=self.kel.environment,
                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.kel.process = done
-        self.app = ui.Application(done)
+        self.app = self.ui.Application(done)
         wait_for(lambda: self.app.window(WINDOW), 30, "the window")
         self.kel.stop()
         self.assertNotIn(b"sage", done.stdout.read())

@@ -3,42 +3,22 @@
 
 import re
 import subprocess
-import unittest
 
-from harness import Desktop, Kel, alone_with_the_lock_file, lock_file_is_held, main, wait_for
+from harness import Kel, lock_file_is_held, main, wait_for
+from window_case import WINDOW, WindowCase, setUpModule, tearDownModule  # noqa: F401
 
-WINDOW = "Kel 打印机管理工具"
 ITEMS = ["显示主界面", "关于", "退出"]
-
-desktop = None
-ui = None
-
-
-def setUpModule():
-    global desktop, ui
-    desktop = Desktop()
-    import accessibility
-    ui = accessibility
-
-
-def tearDownModule():
-    desktop.close()
-
 
 def output(*command):
     return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
-class Tray(unittest.TestCase):
+class Tray(WindowCase):
     def setUp(self):
-        lock = alone_with_the_lock_file()
-        lock.__enter__()
-        self.addCleanup(lock.__exit__, None, None, None)
-        self.kel = Kel(desktop, self.id())
-        self.kel.start()
+        super().setUp()
+        self.kel = Kel(self.desktop, self.id())
         self.addCleanup(self.kel.stop)
-        self.app = ui.Application(self.kel.process)
-        wait_for(lambda: self.app.window(WINDOW), 30, "the window")
+        self.start()
         wait_for(self.icon, 20, "the icon in the tray")
 
     def icon(self):
@@ -53,11 +33,11 @@ class Tray(unittest.TestCase):
 
     def click_icon(self, button):
         x, y, width, height = self.icon()
-        ui.click_at(x + width // 2, y + height // 2, button=button)
+        self.ui.click_at(x + width // 2, y + height // 2, button=button)
 
     def open_menu(self):
         """The tray's menu and its items, opened by a right click."""
-        menu = ui.popup_after(lambda: self.click_icon(3))
+        menu = self.ui.popup_after(lambda: self.click_icon(3))
         return menu, menu.find_all("menu item")
 
     def wait_closed(self, menu):
@@ -65,7 +45,7 @@ class Tray(unittest.TestCase):
 
     def choose(self, text):
         menu, items = self.open_menu()
-        ui.click(next(item for item in items if item.name == text))
+        self.ui.click(next(item for item in items if item.name == text))
         return menu
 
     def window_id(self):
@@ -83,13 +63,13 @@ class Tray(unittest.TestCase):
 
     def close_window(self):
         subprocess.run(["xdotool", "windowactivate", "--sync", self.window_id()], check=True)
-        ui.keys("alt+F4")
+        self.ui.keys("alt+F4")
         wait_for(lambda: not self.app.window(WINDOW), 10, "the window closed")
 
     def test_a_right_click_shows_the_three_items_in_their_order(self):
         menu, items = self.open_menu()
         self.assertEqual([item.name for item in items], ITEMS)
-        ui.keys("Escape")
+        self.ui.keys("Escape")
         self.wait_closed(menu)
         self.assertIsNone(self.kel.process.poll())
 
@@ -116,7 +96,7 @@ class Tray(unittest.TestCase):
 
     def test_the_menu_obeys_the_keyboard(self):
         self.open_menu()
-        ui.keys("Down", "Down", "Return")
+        self.ui.keys("Down", "Down", "Return")
         wait_for(lambda: self.app.ask(lambda root: root.find("label", "版本号：2.0.0-1+0")), 10, "the About dialog")
 
     def test_a_left_click_does_nothing(self):

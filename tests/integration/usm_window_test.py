@@ -3,50 +3,26 @@
 
 import json
 import subprocess
-import unittest
 
-from harness import BUILD, Desktop, Kel, address, alone_with_the_lock_file, main, seconds_until, wait_for
+from harness import BUILD, Kel, address, main, seconds_until, wait_for
+from window_case import WindowCase, setUpModule, tearDownModule  # noqa: F401
 import agents
 
 PORT = 16312
-WINDOW = "Kel 打印机管理工具"
 
-desktop = None
-ui = None
-
-
-def setUpModule():
-    global desktop, ui
-    desktop = Desktop()
-    import accessibility
-    ui = accessibility
-
-
-def tearDownModule():
-    desktop.close()
-
-
-class Window(unittest.TestCase):
+class Window(WindowCase):
     def setUp(self):
-        lock = alone_with_the_lock_file()
-        lock.__enter__()
-        self.addCleanup(lock.__exit__, None, None, None)
-        self.agent = agents.UsmSnmpd(desktop.directory / self.id(), address("1.33"), PORT).start()
+        super().setUp()
+        self.agent = agents.UsmSnmpd(self.desktop.directory / self.id(), address("1.33"), PORT).start()
         self.addCleanup(self.agent.stop)
-        self.kel = Kel(desktop, self.id() + "-kel")
+        self.kel = Kel(self.desktop, self.id() + "-kel")
         config = self.kel.directory / "config" / "tarn" / "tarn.json"
         config.write_text(json.dumps({"addresses": {address("1.33"): {"port": PORT, "version": "3", "user": "sha256aes"}},
                                       "users": agents.users_for_tarn()}))
         config.chmod(0o600)
         self.kel.set_list([("secure office", address("1.33"))])
-        self.kel.start()
         self.addCleanup(self.kel.stop)
-        self.app = ui.Application(self.kel.process)
-        wait_for(lambda: self.app.window(WINDOW), 30, "the window")
-
-    def beside(self, caption):
-        window = self.app.window(WINDOW)
-        return window and self.app.ask(lambda root: ui.value_beside(root, caption))
+        self.start()
 
     def levels(self):
         return self.app.ask(lambda root: [bar.value() for bar in root.find_all("progress bar")])

@@ -1,0 +1,41 @@
+"""What the tests of the real window have in common: one private desktop a test program, the lock file, the window.
+
+A test module imports setUpModule and tearDownModule too: unittest looks for them in the module of the tests.
+"""
+
+import unittest
+
+from harness import Desktop, alone_with_the_lock_file, wait_for
+
+WINDOW = "Kel 打印机管理工具"
+
+
+def setUpModule():
+    WindowCase.desktop = Desktop()
+    import accessibility  # binds itself to the accessibility bus of the moment
+    WindowCase.ui = accessibility
+
+
+def tearDownModule():
+    WindowCase.desktop.close()
+
+
+class WindowCase(unittest.TestCase):
+    desktop = None
+    ui = None  # the module accessibility
+
+    def setUp(self):
+        lock = alone_with_the_lock_file()
+        lock.__enter__()
+        self.addCleanup(lock.__exit__, None, None, None)
+
+    def start(self):
+        """Starts self.kel; self.app is the program as AT-SPI shows it, its window there."""
+        self.kel.start()
+        self.app = self.ui.Application(self.kel.process)
+        wait_for(lambda: self.app.window(WINDOW), 30, f"the window; the program said: {self.kel.log()}")
+
+    def beside(self, caption):
+        """The text beside a caption of the window."""
+        window = self.app.window(WINDOW)
+        return window and self.app.ask(lambda root: self.ui.value_beside(root, caption))
