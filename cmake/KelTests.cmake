@@ -4,7 +4,8 @@
 #   kel_add_gtest(<name> SOURCES a.cpp ... LIBS target ... [LABELS unit] [TIMEOUT s] [LOCK name] [ENV "A=b" ...])
 #   kel_add_qtest(<name> SOURCES a.cpp ... LIBS target ... [...])   one QtTest class, run on the offscreen platform
 #
-# LOCK serialises tests that share something of the machine: kel_lock is /tmp/kel.lock.
+# LOCK serialises tests that share something of the machine: kel_lock is /tmp/kel.lock;
+# others keep the processor for one test of a kind at a time.
 set(KEL_REPORT_DIR ${CMAKE_BINARY_DIR}/reports)
 file(MAKE_DIRECTORY ${KEL_REPORT_DIR})
 find_package(GTest REQUIRED)
