@@ -69,7 +69,8 @@ public:
 //  (3) Nobody else is connected to: redirections are not followed, names not resolved.
 //  (4) No connection outlives its question.
 // Certificates are not verified: printers sign their own.
-// Threading: any thread.
+// Threading: any thread that has SIGPIPE blocked, as those of workerThread() have: libcups may write to a connection
+// that is gone.
 class IppClient final : public IppAsker
 {
 public:
