@@ -25,16 +25,6 @@ class IppWindow(WindowCase):
         self.addCleanup(self.kel.stop)
         self.start()
 
-    def check_identity(self, model, serial):
-        """The program takes a model from the list when it first meets the printer: here, from its next start on."""
-        wait_for(lambda: self.beside("序列号：") == serial, 60, "the serial number")
-        identities = self.kel.directory / "cache" / "tarn"
-        wait_for(lambda: any(model in file.read_text() for file in identities.glob("*.json")), 30, "the model is remembered")
-        self.kel.stop()
-        self.start()
-        wait_for(lambda: self.beside("型号：") == model, 30, "the model")
-        wait_for(lambda: self.beside("序列号：") == serial, 60, "the serial number again")
-
     def levels(self):
         """Of black, cyan, magenta and yellow; 0 for what the printer does not have."""
         return self.app.ask(lambda root: [bar.value() for bar in root.find_all("progress bar")])
