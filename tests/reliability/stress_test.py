@@ -80,12 +80,13 @@ class Turn:
         try:
             self.printers.start()
             while time.monotonic() < until:
-                self.live(min(until, time.monotonic() + self.chance.choice([0.05, 0.5, 3, 6, 9]) * self.chance.random()))
+                self.live(self.chance.choice([0.05, 0.5, 3, 6, 9]) * self.chance.random())
                 self.lives += 1
         finally:
             self.printers.stop()
 
-    def live(self, until):
+    def live(self, seconds):
+        """seconds: of doings, from the window's being there on; however long a start takes, a life has some."""
         is_real = self.chance.random() < 0.5
         config = self.directory / "config" / "tarn" / "tarn.json"
         config.parent.mkdir(parents=True, exist_ok=True)
@@ -93,6 +94,7 @@ class Turn:
         self.kel = ScriptedKel(self.directory, self.lie(), library=BUILD / "lib" if is_real else LIBRARY)
         try:
             self.kel.start(60 * SLOWER)
+            until = time.monotonic() + seconds
             while time.monotonic() < until:
                 self.chance.choice([self.edit, self.edit, self.refresh, self.select, self.windows, self.agents,
                                     self.file, self.change_library])()
