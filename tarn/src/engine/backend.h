@@ -46,7 +46,8 @@ public:
 //
 // Invariants
 //  (1) After unwatch() the back-end neither touches nor keeps the target.
-//  (2) run() is called no later than nextDeadline(), and whenever descriptor() is readable.
+//  (2) run() is called at nextDeadline(), and whenever descriptor() is readable; a few milliseconds later
+//  where the engine is woken too often, unless isThronged().
 // Threading: engine thread only.
 class Backend
 {
@@ -72,6 +73,9 @@ public:
     virtual TimePoint nextDeadline() const = 0;
     // Readable when run() has something to take; -1 for none. May change during run() and networkChanged().
     virtual int descriptor() const = 0;
+    // Whether so much is under way that what arrives may not wait a few milliseconds: there is no room for
+    // it.
+    virtual bool isThronged() const { return false; }
 };
 
 } // namespace tarn::engine

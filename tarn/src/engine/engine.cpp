@@ -178,17 +178,28 @@ void Engine::carryOut(const Order& order)
     }
 }
 
+bool Engine::isThronged() const
+{
+    return std::any_of(m_backends.begin(), m_backends.end(),
+                       [](const auto& backend) { return backend->isThronged(); });
+}
+
 void Engine::sleepUntil(TimePoint deadline)
 {
     // poll() rather than epoll: a handful of descriptors, of which a back-end may exchange its own at any
     // time.
     std::vector<pollfd> descriptors{{m_wakeFd, POLLIN, 0}};
-    for (const auto& backend : m_backends) {
-        if (backend->descriptor() >= 0) {
-            descriptors.push_back({backend->descriptor(), POLLIN, 0});
+    const TimePoint now = m_clock.now();
+    const TimePoint rested = m_breath.woke(now);
+    if (rested > now && !isThronged()) {
+        deadline = rested; // whatever comes until then gathers
+    } else {
+        for (const auto& backend : m_backends) {
+            if (backend->descriptor() >= 0) {
+                descriptors.push_back({backend->descriptor(), POLLIN, 0});
+            }
         }
     }
-    const TimePoint now = m_clock.now();
     Milliseconds timeout = deadline == kNever ? kLongestSleep : std::min(deadline - now, kLongestSleep);
     timeout = std::max(timeout, Milliseconds(0));
     ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));

@@ -9,6 +9,7 @@
 #include "tarn/src/base/clock.h"
 #include "tarn/src/base/mutex.h"
 #include "tarn/src/engine/backend.h"
+#include "tarn/src/engine/breath.h"
 
 namespace tarn::engine {
 
@@ -25,9 +26,10 @@ public:
 //
 // Invariants
 //  (1) Back-ends are touched by the engine's thread only, from start() to stop().
-//  (2) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
-//  (3) After stop() no thread of the engine runs, and no target is watched.
-//  (4) Every back-end hears of what any of them reports, before the listener does.
+//  (2) What other threads order wakes it at once; answers and deadlines may gather for Breath::kPause.
+//  (3) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
+//  (4) After stop() no thread of the engine runs, and no target is watched.
+//  (5) Every back-end hears of what any of them reports, before the listener does.
 // Threading: start() and stop() by the owner; those of BackendListener by the back-ends; the others from any
 // thread. Ownership: owns the back-ends, whose listener it is; borrows clock and listener, which must outlive
 // it.
@@ -78,6 +80,7 @@ private:
     bool takeOrders() TARN_EXCLUDES(m_mutex);
     void carryOut(const Order& order);
     void sleepUntil(TimePoint deadline);
+    bool isThronged() const;
     void signal() const TARN_REQUIRES(m_mutex);
 
     // constant between start() and stop()
@@ -86,6 +89,8 @@ private:
     std::vector<std::unique_ptr<Backend>> m_backends;
     int m_wakeFd = -1;
     std::thread m_thread;
+
+    Breath m_breath; // the engine's thread only
 
     Mutex m_mutex;
     std::vector<Order> m_orders TARN_GUARDED_BY(m_mutex);

@@ -37,6 +37,8 @@ class SnmpPoller final : public Backend
 public:
     static constexpr std::size_t kMostInFlight = 256;
     static constexpr std::size_t kMostSilentInFlight = 96;
+    static constexpr std::size_t kThrong =
+        64; // so many answers under way, or strangers in one run(), may not wait
     static constexpr unsigned kMostRequests = 400;
     static constexpr unsigned kMostSpoilt = 16; // malformed answers to one request that are decoded at all
     static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
@@ -58,6 +60,10 @@ public:
     void run() override;
     TimePoint nextDeadline() const override;
     int descriptor() const override { return m_port->descriptor(); }
+    bool isThronged() const override
+    {
+        return m_inFlight - m_silentInFlight > kThrong || m_received > kThrong;
+    }
 
     std::size_t inFlight() const { return m_inFlight; }
     const VerdictCounts& verdicts() const { return m_verdicts; }
@@ -127,6 +133,7 @@ private:
     Queue m_silentQueue; // of the others
     std::vector<SnmpPeer*> m_batch;
     std::vector<Datagram> m_datagrams;
+    std::size_t m_received = 0; // in the present run(), or the last
     std::size_t m_inFlight = 0;
     std::size_t m_silentInFlight = 0;
     TimePoint m_now{};          // of the present run()

@@ -23,11 +23,13 @@ constexpr unsigned kMissesToAskForLess = 2;
 
 void SnmpPoller::receiveAll()
 {
+    m_received = 0;
     for (int i = 0; i < kReceiveBatches; ++i) {
         const std::vector<Datagram>& batch = m_port->receive();
         if (batch.empty()) {
             return;
         }
+        m_received += batch.size();
         for (const Datagram& datagram : batch) {
             examine(datagram);
         }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "tarn/src/base/clock.h"
+
+namespace tarn::engine {
+
+// Breath says when the engine's thread may be woken again. Waking costs as much as several polls: with
+// hundreds of printers, answers and deadlines that come one by one are let gather for a few milliseconds.
+//
+// Invariants
+//  (1) Over any time no more than kAtOnce wake-ups, and one more each kPause, are granted.
+//  (2) Who woke seldom is granted the next kAtOnce at once: a handful of printers never waits.
+// Threading: one thread.
+class Breath final
+{
+public:
+    static constexpr Milliseconds kPause{8};
+    static constexpr int kAtOnce = 32;
+
+    // The thread woke. Returns when the next wake-up may come; at once, unless that is later than now.
+    TimePoint woke(TimePoint now)
+    {
+        m_paidUntil = (m_paidUntil > now ? m_paidUntil : now) + kPause;
+        return m_paidUntil - kAtOnce * kPause;
+    }
+
+private:
+    TimePoint m_paidUntil{};
+};
+
+} // namespace tarn::engine

@@ -1,0 +1,135 @@
+// The engine's thread itself: when it is woken, and when it lets things gather.
+#include "tarn/src/engine/engine.h"
+
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace tarn::engine::test {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+TEST(Breath, TheFirstWakeUpsComeAtOnce)
+{
+    Breath breath;
+    const TimePoint now{Milliseconds(100000)};
+    for (int i = 0; i < Breath::kAtOnce; ++i) {
+        EXPECT_LE(breath.woke(now), now) << i;
+    }
+    EXPECT_EQ(breath.woke(now), now + Breath::kPause);
+}
+
+TEST(Breath, WhoWakesSeldomNeverWaits)
+{
+    Breath breath;
+    TimePoint now{Milliseconds(100000)};
+    for (int i = 0; i < 1000; ++i, now += Breath::kPause) {
+        EXPECT_LE(breath.woke(now), now) << i;
+    }
+}
+
+TEST(Breath, WhoAlwaysHasSomethingToDoPausesEachTime)
+{
+    Breath breath;
+    TimePoint now{Milliseconds(100000)};
+    for (int i = 0; i < Breath::kAtOnce; ++i) {
+        breath.woke(now);
+    }
+    for (int i = 0; i < 1000; ++i) {
+        const TimePoint rested = breath.woke(now);
+        EXPECT_EQ(rested, now + Breath::kPause) << i;
+        now = rested;
+    }
+}
+
+// Its descriptor is readable all the time.
+class Chatterbox final : public Backend
+{
+public:
+    explicit Chatterbox(bool thronged) : m_thronged(thronged), m_fd(::eventfd(1, EFD_CLOEXEC)) {}
+    ~Chatterbox() override { ::close(m_fd); }
+    const char* name() const override { return "chatterbox"; }
+    void watch(std::shared_ptr<Target>) override { ++watched; }
+    void unwatch(const Target&) override {}
+    void wake(const Target&) override {}
+    void networkChanged() override {}
+    void run() override { ++runs; }
+    TimePoint nextDeadline() const override { return kNever; }
+    int descriptor() const override { return m_fd; }
+    bool isThronged() const override { return m_thronged; }
+
+    std::atomic<int> runs{0};
+    std::atomic<int> watched{0};
+
+private:
+    const bool m_thronged;
+    const int m_fd;
+};
+
+class Deaf final : public EngineListener
+{
+public:
+    void targetChanged(Target&) override {}
+    void rosterChanged(Discovery, std::vector<DiscoveredPrinter>) override {}
+    TimePoint housekeeping(TimePoint) override { return kNever; }
+};
+
+struct Running
+{
+    explicit Running(bool thronged) : engine(clock, listener)
+    {
+        auto made = std::make_unique<Chatterbox>(thronged);
+        chatterbox = made.get();
+        engine.addBackend(std::move(made));
+        EXPECT_TRUE(engine.start());
+    }
+    ~Running() { engine.stop(); }
+
+    BootClock clock;
+    Deaf listener;
+    Chatterbox* chatterbox = nullptr;
+    Engine engine;
+};
+
+TEST(Engine, WhatComesWithoutEndIsLetGather)
+{
+    const auto begun = SteadyClock::now();
+    Running running(false);
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    const int runs = running.chatterbox->runs;
+    const auto took = std::chrono::duration_cast<Milliseconds>(SteadyClock::now() - begun);
+    EXPECT_GT(runs, Breath::kAtOnce);
+    EXPECT_LE(runs, Breath::kAtOnce + took / Breath::kPause + 2);
+}
+
+TEST(Engine, WhereThereIsNoRoomNothingGathers)
+{
+    Running running(true);
+    const int many = 20 * Breath::kAtOnce;
+    while (running.chatterbox->runs < many) { // ends, as nothing limits it
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_GE(running.chatterbox->runs, many);
+}
+
+TEST(Engine, OrdersAreCarriedOutWhileItGathers)
+{
+    Running running(false);
+    while (running.chatterbox->runs <= Breath::kAtOnce) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    running.engine.watch("chatterbox", nullptr);
+    const auto limit = SteadyClock::now() + std::chrono::seconds(30);
+    while (running.chatterbox->watched == 0 && SteadyClock::now() < limit) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(running.chatterbox->watched, 1);
+}
+
+} // namespace
+} // namespace tarn::engine::test
