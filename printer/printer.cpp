@@ -57,7 +57,7 @@ void Printer::run()
 
 void Printer::poll()
 {
-    const int result = queryPrinterStatus(context);
+    const int result = queryPrinterStatus(context, m_appliedDocument);
     const std::shared_ptr<const PrinterContext> copy = publish();
     if (result == 0 && callback)
         callback(*copy); // takes a copy of the copy: the receiver shares nothing with this thread

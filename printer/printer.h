@@ -45,10 +45,11 @@ private:
     void poll() KEL_REQUIRES(mutex);
     std::shared_ptr<const PrinterContext> publish() KEL_REQUIRES(mutex);
 
-    PrinterContext context KEL_GUARDED_BY(mutex); // written by every poll, in place
-    std::function<void(PrinterContext)> callback; // constant once scheduled
-    boost::shared_ptr<twheel::TaskHandle> task;   // the registry's thread only
-    Mutex mutex;                                  // held for the whole of one poll, taken by try-lock only
+    PrinterContext context KEL_GUARDED_BY(mutex);        // written by every poll, in place
+    std::string m_appliedDocument KEL_GUARDED_BY(mutex); // the status document that context took over last
+    std::function<void(PrinterContext)> callback;        // constant once scheduled
+    boost::shared_ptr<twheel::TaskHandle> task;          // the registry's thread only
+    Mutex mutex; // held for the whole of one poll, taken by try-lock only
 
     const std::string m_printerName;
     mutable Mutex m_publishMutex; // held for the length of a pointer's copy, never during a query

@@ -13,6 +13,8 @@ namespace morvik::kel {
 namespace {
 
 constexpr std::int32_t couldNotBeOpened = 2;
+// A longer document is not worth keeping for a comparison.
+constexpr std::size_t longestKept = 16384;
 
 // An open printer of the library, closed at the end of the conversation.
 class OpenPrinter final
@@ -96,18 +98,25 @@ void readText(void* printer, Getter getter, TarnText::Free free, std::string& fi
         field = text.get();
 }
 
-// A document that the reader refuses is ignored as a whole.
-void readInfo(void* printer, Getter getter, TarnText::Free free, PrinterContext& context)
+// A document that the reader refuses is ignored as a whole. One that has been applied would change nothing:
+// no other hand writes what it writes.
+void readInfo(void* printer, Getter getter, TarnText::Free free, PrinterContext& context,
+              std::string& applied)
 {
     char* out = nullptr;
     getter(printer, &out);
     const TarnText text(out, free);
+    if (text.get() == nullptr || applied == text.get())
+        return;
+    applied = text.get();
     Json::Value document;
-    if (text.get() != nullptr && readJson(text.get(), document))
+    if (readJson(applied, document))
         applyStatusDocument(document, context);
+    if (applied.size() > longestKept)
+        std::string().swap(applied);
 }
 
-int converse(PrinterContext& context) KEL_REQUIRES(tarnEntryTable.mutex)
+int converse(PrinterContext& context, std::string& applied) KEL_REQUIRES(tarnEntryTable.mutex)
 {
     void* handle = nullptr;
     const int opened = tarnEntryTable.openPrinter(context.printerName.c_str(), &handle, 0, 0);
@@ -118,7 +127,7 @@ int converse(PrinterContext& context) KEL_REQUIRES(tarnEntryTable.mutex)
     const OpenPrinter printer(handle, tarnEntryTable.closePrinter);
     tarnEntryTable.getState(printer.get(), &context.state);
     readText(printer.get(), tarnEntryTable.getSerialNumber, tarnEntryTable.freeStr, context.serialNumber);
-    readInfo(printer.get(), tarnEntryTable.getInfo, tarnEntryTable.freeStr, context);
+    readInfo(printer.get(), tarnEntryTable.getInfo, tarnEntryTable.freeStr, context, applied);
     readText(printer.get(), tarnEntryTable.getStateMessage, tarnEntryTable.freeStr, context.stateMessage);
     return 0;
 }
@@ -127,6 +136,12 @@ int converse(PrinterContext& context) KEL_REQUIRES(tarnEntryTable.mutex)
 
 int queryPrinterStatus(PrinterContext& context)
 {
+    std::string applied;
+    return queryPrinterStatus(context, applied);
+}
+
+int queryPrinterStatus(PrinterContext& context, std::string& applied)
+{
     if (!tarnEntryTable.loaded)
         return -1;
     const TarnTurn turn(TarnTurn::Who::Poll);
@@ -134,7 +149,7 @@ int queryPrinterStatus(PrinterContext& context)
     if (tarnEntryTable.handle == nullptr || pollGate().isClosing())
         return -1;
     try {
-        return converse(context);
+        return converse(context, applied);
     } catch (...) {
         return -1;
     }

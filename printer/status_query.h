@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "printer/printer_context.h"
 
 namespace morvik::kel {
@@ -11,5 +13,9 @@ namespace morvik::kel {
 // and then context.state is 2.
 // Threading: polling threads; holds the library's mutex for the whole conversation.
 int queryPrinterStatus(PrinterContext& context);
+
+// The same for whoever asks again and again. applied: the status document that this very context took over
+// last; it is not parsed again while the library hands out the same text, and kept up to date here.
+int queryPrinterStatus(PrinterContext& context, std::string& applied);
 
 } // namespace morvik::kel

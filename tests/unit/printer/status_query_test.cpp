@@ -247,6 +247,42 @@ TEST_F(StatusQuery, RefusedDocumentLeavesLevelsAndFlagsButRefreshesTheRest)
     }
 }
 
+TEST_F(StatusQuery, TheSameDocumentAgainChangesNothingAndAnotherDoes)
+{
+    const std::string longTail(20000, ' ');
+    PrinterContext context = named("p");
+    std::string applied;
+    const auto poll = [&](const std::optional<std::string>& info) {
+        ScriptedPrinter printer;
+        printer.info = info;
+        setPrinter("p", printer);
+        EXPECT_EQ(queryPrinterStatus(context, applied), 0);
+        return context.kToner;
+    };
+    EXPECT_EQ(poll(R"({"toner":"40"})"), 40);
+    EXPECT_EQ(applied, R"({"toner":"40"})");
+    EXPECT_EQ(poll(R"({"toner":"40"})"), 40);
+    EXPECT_EQ(poll(R"({"toner":"39"})"), 39);
+    EXPECT_EQ(poll("{nonsense"), 39);
+    EXPECT_EQ(poll(R"({"toner":"40"})"), 40);
+    EXPECT_EQ(poll(std::nullopt), 40);
+    EXPECT_EQ(poll(R"({"toner":"38"})" + longTail), 38);
+    EXPECT_EQ(applied, "") << "too long to be kept";
+    EXPECT_EQ(poll(R"({"toner":"38"})" + longTail), 38);
+}
+
+TEST_F(StatusQuery, ADocumentThatWasAppliedIsNotParsedAgain)
+{
+    ScriptedPrinter printer;
+    printer.info = R"({"toner":"40"})";
+    setPrinter("p", printer);
+    PrinterContext context = named("p");
+    std::string applied = R"({"toner":"40"})";
+    EXPECT_EQ(queryPrinterStatus(context, applied), 0);
+    EXPECT_EQ(context.kToner, -1) << "as nobody had";
+    EXPECT_EQ(context.serialNumber, "SN-1") << "the rest is taken all the same";
+}
+
 TEST_F(StatusQuery, CommentsAndTrailingTextAreAccepted)
 {
     EXPECT_EQ(query("/* status */ {\"KToner\":\"80\"} // end").kToner, 80);
