@@ -8,6 +8,7 @@
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/dialogue.h"
+#include "tarn/src/engine/question_pool.h"
 #include "tarn/src/engine/reply_digest.h"
 #include "tarn/src/engine/request_log.h"
 #include "tarn/src/engine/silence.h"
@@ -37,8 +38,9 @@ enum class VersionKnowledge : std::uint8_t
 // SnmpPeer is what the poller knows of one target.
 //
 // Invariants
-//  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent; present()
-//      then holds its bytes. A conversation that is yet to begin has none.
+//  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent. Its
+//      bytes are those of request or, while unheard, of question. A conversation that is yet to begin has
+//      none.
 //  (2) At most one request at a time: a repetition is the same bytes again.
 //  (3) While sameQuestion holds, question is a whole Fast conversation, and an answer of the digest
 //  sameAnswer
@@ -52,8 +54,9 @@ struct SnmpPeer
     Cadence cadence;
     Silence silence;
     RequestLog log;
-    std::string request;  // the dialogue's; empty while it rests
-    std::string question; // what is asked again and again, in its name
+    std::string request; // the dialogue's; empty while it rests
+    QuestionPool::Question
+        question; // what is asked again and again, in its name, with kLeastRequestId; null: nothing
     TimePoint conversationStart{};
     TimePoint firstSent{};
     TimePoint lastSent{};
@@ -76,8 +79,6 @@ struct SnmpPeer
     bool unheard = false;  // the dialogue does not know of the present request, which repeats its last one
     bool sentOnce = false; // the present request has been on the network
     bool countsSilent = false; // in flight on the account of the silent
-
-    const std::string& present() const { return unheard ? question : request; }
 };
 
 } // namespace tarn::engine

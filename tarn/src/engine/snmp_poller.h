@@ -103,9 +103,11 @@ private:
     void setPhase(SnmpPeer& peer, Phase phase);
 
     // sending
+    void keepQuestion(SnmpPeer& peer);
     void sendQueued();
     bool sendSome(Queue& queue, std::size_t room);
     SnmpPeer* takeQueued(Queue& queue);
+    const std::string& presentRequest(const SnmpPeer& peer, std::size_t place);
     void markSent(SnmpPeer& peer);
 
     // deadlines
@@ -131,7 +133,9 @@ private:
     Queue m_underway;    // of printers that answer, in the middle of a conversation
     Queue m_queue;       // of printers that answer, with a conversation's first request
     Queue m_silentQueue; // of the others
+    QuestionPool m_questions;
     std::vector<SnmpPeer*> m_batch;
+    std::vector<std::string> m_sameQuestions; // as they are sent, at their places in the batch
     std::vector<Datagram> m_datagrams;
     std::size_t m_received = 0; // in the present run(), or the last
     std::size_t m_inFlight = 0;

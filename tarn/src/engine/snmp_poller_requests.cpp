@@ -82,8 +82,7 @@ bool SnmpPoller::deliver(SnmpPeer& peer, snmp::ByteView bytes)
     peer.dialogue->accept(message->pdu);
     if (digest && peer.requests == 1) {
         peer.sameAnswer = *digest;
-        peer.question.swap(peer.request);
-        peer.sameQuestion = true; // unless the conversation goes on, or ends in something to be done
+        keepQuestion(peer);
     }
     proceed(peer);
     return true;
@@ -144,7 +143,7 @@ bool SnmpPoller::informDialogue(SnmpPeer& peer)
     }
     pdu->requestId = kLeastRequestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, *pdu});
-    if (replaceRequestId(peer.question, kLeastRequestId) && peer.question == peer.request) {
+    if (*peer.question == peer.request) {
         return true;
     }
     --peer.requests; // what was sent is no part of this conversation
@@ -174,16 +173,25 @@ void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
 // Asks the last question again, without the dialogue, where its whole answer is known by its digest.
 bool SnmpPoller::askTheSame(SnmpPeer& peer)
 {
-    const std::int32_t id = newRequestId();
-    if (!peer.sameQuestion || !replaceRequestId(peer.question, id)) {
+    if (!peer.sameQuestion) {
         return false;
     }
-    peer.requestId = id;
+    peer.requestId = newRequestId();
     peer.unheard = true;
     peer.sentOnce = false;
     ++peer.requests;
     enqueueInTurn(peer);
     return true;
+}
+
+// The request that was answered will be asked again, unless the conversation goes on, or ends in something to
+// be done.
+void SnmpPoller::keepQuestion(SnmpPeer& peer)
+{
+    std::string question;
+    question.swap(peer.request);
+    peer.sameQuestion = replaceRequestId(question, kLeastRequestId);
+    peer.question = peer.sameQuestion ? m_questions.shared(std::move(question)) : nullptr;
 }
 
 // Positive, since some agents cannot do negative ids, and always of four octets.
@@ -268,6 +276,19 @@ SnmpPeer* SnmpPoller::takeQueued(Queue& queue)
     return nullptr;
 }
 
+// The bytes to be sent, valid for the length of a batch; place: in it.
+const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t place)
+{
+    if (!peer.unheard) {
+        return peer.request;
+    }
+    m_sameQuestions.resize(kSendBatch);
+    std::string& bytes = m_sameQuestions[place];
+    bytes = *peer.question;
+    replaceRequestId(bytes, peer.requestId); // it took one when it was kept
+    return bytes;
+}
+
 // One batch; false when the port had no room for all of it.
 bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
 {
@@ -282,7 +303,7 @@ bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
         if (peer->yetToBegin && !openConversation(*peer)) {
             continue;
         }
-        const std::string& request = peer->present();
+        const std::string& request = presentRequest(*peer, m_batch.size());
         m_batch.push_back(peer);
         m_datagrams.push_back({peer->target->address().endpoint,
                                {reinterpret_cast<const std::uint8_t*>(request.data()), request.size()}});

@@ -4,6 +4,7 @@
 
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/endpoint.h"
+#include "tarn/src/engine/question_pool.h"
 #include "tarn/src/engine/reply_digest.h"
 #include "tarn/src/engine/reply_gate.h"
 #include "tarn/src/engine/silence.h"
@@ -41,6 +42,40 @@ TEST(Address, OnlyAddressesOfOneDeviceAreUnicast)
     for (const char* text :
          {"0.0.0.0", "0.1.2.3", "224.0.0.1", "239.1.1.1", "240.0.0.1", "255.255.255.255"}) {
         EXPECT_FALSE(isUnicast(*parseIpv4(text))) << text;
+    }
+}
+
+TEST(QuestionPool, TheSameBytesAreKeptOnce)
+{
+    QuestionPool pool;
+    const QuestionPool::Question first = pool.shared("toner?");
+    EXPECT_EQ(pool.shared("toner?"), first);
+    const QuestionPool::Question other = pool.shared("pages?");
+    EXPECT_NE(other, first);
+    EXPECT_EQ(*other, "pages?");
+    EXPECT_EQ(pool.size(), 2u);
+}
+
+TEST(QuestionPool, WhatNobodyAsksAnyMoreIsForgotten)
+{
+    QuestionPool pool;
+    const QuestionPool::Question kept = pool.shared("kept");
+    for (int i = 0; i < 10000; ++i) {
+        pool.shared("question " + std::to_string(i));
+    }
+    EXPECT_LT(pool.size(), 200u);
+    EXPECT_EQ(pool.shared("kept"), kept);
+}
+
+TEST(QuestionPool, WhatIsAskedIsNeverForgotten)
+{
+    QuestionPool pool;
+    std::vector<QuestionPool::Question> all;
+    for (int i = 0; i < 1000; ++i) {
+        all.push_back(pool.shared("question " + std::to_string(i)));
+    }
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ(pool.shared("question " + std::to_string(i)), all[static_cast<std::size_t>(i)]);
     }
 }
 
