@@ -1,18 +1,21 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 #include "tarn/src/base/clock.h"
 
 namespace tarn::engine {
 
-// DeadlineHeap finds the item that is due next among many. Item has the fields TimePoint deadline and
-// std::size_t heapSlot, which belong to the heap while the item is in it.
+// DeadlineHeap finds the item that is due next among many. Item has the field std::size_t heapSlot, which
+// belongs to the heap while the item is in it.
+//
+// The deadlines lie beside each other in the heap, four to a parent: of ten thousand items none has to be
+// fetched into the cache to be compared, and a place is found in seven steps.
 //
 // Invariants
-//  (1) m_items[i]->heapSlot == i, and no item is due before the one at (i - 1) / 2.
+//  (1) m_entries[i].item->heapSlot == i, and none is due before its parent, the one at (i - 1) / kBranches.
 //  (2) An item that is in no heap has heapSlot kOutside.
 // Threading: one thread. Ownership: borrows the items, which leave the heap before they die.
 template <typename Item>
@@ -21,19 +24,18 @@ class DeadlineHeap final
 public:
     static constexpr std::size_t kOutside = static_cast<std::size_t>(-1);
 
-    bool empty() const { return m_items.empty(); }
-    Item* front() const { return m_items.front(); }
-    TimePoint nextDeadline() const { return m_items.empty() ? kNever : m_items.front()->deadline; }
+    bool empty() const { return m_entries.empty(); }
+    Item* front() const { return m_entries.front().item; }
+    TimePoint nextDeadline() const { return m_entries.empty() ? kNever : m_entries.front().deadline; }
 
     // Puts the item in, or moves it to its new deadline.
     void schedule(Item& item, TimePoint deadline)
     {
-        item.deadline = deadline;
         if (item.heapSlot == kOutside) {
-            item.heapSlot = m_items.size();
-            m_items.push_back(&item);
+            item.heapSlot = m_entries.size();
+            m_entries.emplace_back();
         }
-        siftDown(siftUp(item.heapSlot));
+        place({deadline, &item}, item.heapSlot);
     }
 
     // Nothing happens to an item that is not in the heap.
@@ -43,49 +45,60 @@ public:
         if (slot == kOutside) {
             return;
         }
-        swapSlots(slot, m_items.size() - 1);
-        m_items.pop_back();
         item.heapSlot = kOutside;
-        if (slot < m_items.size()) {
-            siftDown(siftUp(slot));
+        const Entry last = m_entries.back();
+        m_entries.pop_back();
+        if (slot < m_entries.size()) {
+            place(last, slot);
         }
     }
 
 private:
-    std::size_t siftUp(std::size_t slot)
+    static constexpr std::size_t kBranches = 4;
+
+    struct Entry
     {
-        while (slot > 0 && m_items[slot]->deadline < m_items[(slot - 1) / 2]->deadline) {
-            swapSlots(slot, (slot - 1) / 2);
-            slot = (slot - 1) / 2;
+        TimePoint deadline{};
+        Item* item = nullptr;
+    };
+
+    // Puts the entry where it belongs; the slot is free.
+    void place(Entry entry, std::size_t slot)
+    {
+        while (slot > 0 && entry.deadline < m_entries[(slot - 1) / kBranches].deadline) {
+            put(m_entries[(slot - 1) / kBranches], slot);
+            slot = (slot - 1) / kBranches;
         }
-        return slot;
-    }
-
-    void siftDown(std::size_t slot)
-    {
-        for (;;) {
-            std::size_t least = slot;
-            for (std::size_t child = 2 * slot + 1; child <= 2 * slot + 2 && child < m_items.size(); ++child) {
-                if (m_items[child]->deadline < m_items[least]->deadline) {
-                    least = child;
-                }
-            }
-            if (least == slot) {
-                return;
-            }
-            swapSlots(slot, least);
-            slot = least;
+        for (std::size_t child = earliestChild(slot);
+             child < m_entries.size() && m_entries[child].deadline < entry.deadline;
+             child = earliestChild(slot)) {
+            put(m_entries[child], slot);
+            slot = child;
         }
+        put(entry, slot);
     }
 
-    void swapSlots(std::size_t a, std::size_t b)
+    // Behind the last one when there is none.
+    std::size_t earliestChild(std::size_t slot) const
     {
-        std::swap(m_items[a], m_items[b]);
-        m_items[a]->heapSlot = a;
-        m_items[b]->heapSlot = b;
+        const std::size_t first = slot * kBranches + 1;
+        const std::size_t end = std::min(first + kBranches, m_entries.size());
+        std::size_t earliest = first;
+        for (std::size_t child = first + 1; child < end; ++child) {
+            if (m_entries[child].deadline < m_entries[earliest].deadline) {
+                earliest = child;
+            }
+        }
+        return earliest;
     }
 
-    std::vector<Item*> m_items;
+    void put(Entry entry, std::size_t slot)
+    {
+        m_entries[slot] = entry;
+        entry.item->heapSlot = slot;
+    }
+
+    std::vector<Entry> m_entries;
 };
 
 } // namespace tarn::engine

@@ -61,7 +61,6 @@ struct SnmpPeer
     TimePoint firstSent{};
     TimePoint lastSent{};
     TimePoint repeatAt{};
-    TimePoint deadline{};                                    // DeadlineHeap's
     std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
     ReplyDigest sameAnswer;
     std::int32_t requestId = 0;

@@ -78,7 +78,8 @@ private:
 
     // receiving
     void receiveAll();
-    void examine(const Datagram& datagram);
+    void findSenders(const std::vector<Datagram>& batch);
+    void examine(const Datagram& datagram, SnmpPeer* sender);
     bool deliver(SnmpPeer& peer, snmp::ByteView bytes);
     void heard(SnmpPeer& peer);
     bool deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest, snmp::ByteView bytes);
@@ -106,6 +107,8 @@ private:
     void keepQuestion(SnmpPeer& peer);
     void sendQueued();
     bool sendSome(Queue& queue, std::size_t room);
+    SnmpPeer* peerAt(const Endpoint& endpoint);
+    void fetchQueued(const Queue& queue, std::size_t room);
     SnmpPeer* takeQueued(Queue& queue);
     const std::string& presentRequest(const SnmpPeer& peer, std::size_t place);
     void markSent(SnmpPeer& peer);
@@ -134,6 +137,7 @@ private:
     Queue m_queue;       // of printers that answer, with a conversation's first request
     Queue m_silentQueue; // of the others
     QuestionPool m_questions;
+    std::vector<SnmpPeer*> m_senders; // of the batch that is being received; null: nobody that is asked
     std::vector<SnmpPeer*> m_batch;
     std::vector<std::string> m_sameQuestions; // as they are sent, at their places in the batch
     std::vector<Datagram> m_datagrams;

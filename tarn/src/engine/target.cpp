@@ -61,8 +61,7 @@ bool Target::answers(Way way) const
     if (m_reports) {
         return (*m_reports)[placeOf(way)].answers;
     }
-    const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
-    return snapshot->online && snapshot->way == way;
+    return m_answering == way;
 }
 
 const device::KeptPicture& Target::keptPictureBy(Way way) const

@@ -63,7 +63,8 @@ class Target final
 {
 public:
     Target(PrinterAddress address, std::shared_ptr<const Snapshot> initial, TimePoint now)
-        : m_address(std::move(address)), m_lastOpened(count(now)), m_snapshot(std::move(initial))
+        : m_address(std::move(address)), m_lastOpened(count(now)),
+          m_answering(initial->online ? initial->way : Way::None), m_snapshot(std::move(initial))
     {
     }
     Target(const Target&) = delete;
@@ -142,6 +143,7 @@ private:
     void publishReports();
     void publish(std::shared_ptr<const Snapshot> snapshot)
     {
+        m_answering = snapshot->online ? snapshot->way : Way::None;
         const MutexLock lock(m_mutex);
         m_snapshot.swap(snapshot); // the old one dies after the lock
     }
@@ -153,6 +155,7 @@ private:
     std::atomic<std::int64_t> m_lastAnswer{-1};
     std::atomic<std::uint8_t> m_aside{0}; // a bit for each way
     std::atomic<bool> m_met{false};
+    Way m_answering = Way::None;        // the snapshot's way while it is online; the engine's thread only
     std::unique_ptr<Reports> m_reports; // the engine's thread only
     mutable Mutex m_mutex;
     std::shared_ptr<const Snapshot> m_snapshot TARN_GUARDED_BY(m_mutex);

@@ -70,7 +70,6 @@ private:
         engine::Cadence cadence;
         engine::Silence silence;
         IppRoute route;
-        TimePoint deadline{};                                        // DeadlineHeap's
         std::size_t heapSlot = engine::DeadlineHeap<Peer>::kOutside; // DeadlineHeap's
         TimePoint asked{};
         std::uint64_t digest = 0; // of the picture last reported

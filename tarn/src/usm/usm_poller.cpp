@@ -32,7 +32,6 @@ struct UsmPoller::Peer
     TimePoint firstPut{}; // the present question
     TimePoint lastPut{};
     TimePoint repeatAt{};
-    TimePoint deadline{};                                        // DeadlineHeap's
     std::size_t heapSlot = engine::DeadlineHeap<Peer>::kOutside; // DeadlineHeap's
     unsigned requests = 0;                                       // of the conversation so far
     ReadKind kind = ReadKind::Identity;
