@@ -96,6 +96,18 @@ bool TaskCore::releaseAny(Released& released)
     return true;
 }
 
+// What the runs of a filled batch need, and the tasks that came after them the last time. All in a row: each
+// waits for its page's translation, and these waits overlap only when little lies between them. Asked for one
+// by one as the batch is filled they take a third of the time of a million tasks.
+void TaskCore::prefetch(const Batch& batch, unsigned size)
+{
+    for (unsigned i = 0; i < size; ++i) {
+        const Task& task = *batch.m_entries[i].task;
+        __builtin_prefetch(task.m_runnable.get(), 1);
+        prefetchTask(task.m_ahead);
+    }
+}
+
 unsigned TaskCore::fill(Batch& batch, Tick now, unsigned most)
 {
     // Who read the clock and then waited for the lock comes with a time that others have gone beyond.
@@ -109,8 +121,6 @@ unsigned TaskCore::fill(Batch& batch, Tick now, unsigned most)
         if (entry.task != nullptr) {
             entry.task->m_ahead = &task;
         }
-        prefetchTask(task.m_ahead);
-        __builtin_prefetch(task.m_runnable.get(), 1);
         entry = {&task, task.m_expiry};
         task.unlink();
         ++task.m_running;
@@ -124,6 +134,7 @@ unsigned TaskCore::fill(Batch& batch, Tick now, unsigned most)
     if (size == 0) {
         return 0;
     }
+    prefetch(batch, size);
     for (unsigned rest = size; rest < Batch::kMost; ++rest) {
         batch.m_entries[rest].task = nullptr;
     }

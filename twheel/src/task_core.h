@@ -64,6 +64,7 @@ public:
     std::size_t count() const { return m_count; }
 
 private:
+    static void prefetch(const Batch& batch, unsigned size);
     void recall(Batch& batch);
     // Out of line: cancelling what waits in the wheel, as nearly all do, is not to pay for it.
     __attribute__((noinline)) bool settle(Task& task);
