@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -15,12 +16,11 @@ namespace {
 
 constexpr Nanoseconds kSecond = 1'000'000'000;
 
-int checked(int result, const char* what)
+void check(int result, const char* what)
 {
     if (result < 0) {
         throw std::system_error(errno, std::generic_category(), what);
     }
-    return result;
 }
 
 } // namespace
@@ -32,27 +32,32 @@ Nanoseconds monotonicNow()
     return now.tv_sec * kSecond + now.tv_nsec;
 }
 
-Alarm::Alarm()
-    : m_timer(checked(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create"))
+Alarm::Descriptor::Descriptor(int result, const char* what) : number(result)
 {
-    m_poll = epoll_create1(EPOLL_CLOEXEC);
-    // Edge-triggered: each expiry is reported to one waiter, and nobody has to read the timer.
-    epoll_event event{};
-    event.events = EPOLLIN | EPOLLET;
-    if (m_poll < 0 || epoll_ctl(m_poll, EPOLL_CTL_ADD, m_timer, &event) < 0) {
-        const int error = errno;
-        if (m_poll >= 0) {
-            close(m_poll);
-        }
-        close(m_timer);
-        throw std::system_error(error, std::generic_category(), "epoll");
-    }
+    check(result, what);
 }
 
-Alarm::~Alarm()
+Alarm::Descriptor::~Descriptor()
 {
-    close(m_poll);
-    close(m_timer);
+    close(number);
+}
+
+Alarm::Alarm()
+    : m_timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create"),
+      m_calls(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE), "eventfd"),
+      m_poll(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")
+{
+    // Edge-triggered: each expiry is reported to one waiter, and nobody has to read the timer.
+    watch(m_timer, EPOLLIN | EPOLLET);
+    watch(m_calls, EPOLLIN);
+}
+
+void Alarm::watch(const Descriptor& descriptor, std::uint32_t events)
+{
+    epoll_event event{};
+    event.events = events;
+    event.data.fd = descriptor.number;
+    check(epoll_ctl(m_poll.number, EPOLL_CTL_ADD, descriptor.number, &event), "epoll_ctl");
 }
 
 void Alarm::set(Nanoseconds at)
@@ -62,19 +67,35 @@ void Alarm::set(Nanoseconds at)
     itimerspec spec{};
     spec.it_value.tv_sec = time / kSecond;
     spec.it_value.tv_nsec = time % kSecond;
-    timerfd_settime(m_timer, TFD_TIMER_ABSTIME, &spec, nullptr);
+    timerfd_settime(m_timer.number, TFD_TIMER_ABSTIME, &spec, nullptr);
 }
 
 void Alarm::clear()
 {
     const itimerspec spec{};
-    timerfd_settime(m_timer, 0, &spec, nullptr);
+    timerfd_settime(m_timer.number, 0, &spec, nullptr);
+}
+
+void Alarm::call(int waiters)
+{
+    // One by one: each call wakes one waiter from here. A single one for all would have the first wake the
+    // second, and so on.
+    for (int i = 0; i < waiters; ++i) {
+        eventfd_write(m_calls.number, 1);
+    }
 }
 
 void Alarm::wait()
 {
-    epoll_event event{};
-    epoll_wait(m_poll, &event, 1, -1);
+    for (;;) {
+        epoll_event event{};
+        const bool called = epoll_wait(m_poll.number, &event, 1, -1) == 1 && event.data.fd == m_calls.number;
+        eventfd_t one = 0;
+        // Another may have answered the call first.
+        if (!called || eventfd_read(m_calls.number, &one) == 0) {
+            return;
+        }
+    }
 }
 
 } // namespace twheel

@@ -64,6 +64,15 @@ bool TaskCore::advance(Tick now)
     return m_wheel.advance(now, m_due, kCascadeBudget);
 }
 
+int TaskCore::waiting(int most) const
+{
+    int count = 0;
+    for (const TaskLink* link = m_due.front(); count < most && link != m_due.end(); link = link->next) {
+        ++count;
+    }
+    return count;
+}
+
 bool TaskCore::active() const
 {
     for (const Batch* batch = m_open; batch != nullptr; batch = batch->m_older) {

@@ -51,6 +51,8 @@ public:
     static TwheelRunnable& runnable(Task& task) { return *task.m_runnable; }
 
     bool waiting() const { return !m_due.empty(); }
+    // How many wait in the queue, of which no more than `most` are counted.
+    int waiting(int most) const;
     // Is there a batch that has not ended and that nobody has recalled?
     bool active() const;
     // Is there one among them in which runs may wait for another in progress?

@@ -96,7 +96,7 @@ void WorkerPool::stop()
         MutexLock lock(m_gate.mutex);
         m_stopped = true;
         m_core.recallAll();
-        setAlarm(0);
+        m_alarm.call(int(m_threads.size()));
     }
     for (std::thread& thread : m_threads) {
         thread.join();
@@ -145,8 +145,9 @@ void WorkerPool::work()
         }
         const bool complete = m_core.advance(tickAt(now));
         // Alone, it must look at the time between two runs: nobody would recall what a slow one keeps
-        // waiting.
-        const unsigned runs = m_core.fill(batch, tickAt(now), m_sleeping > 0 ? Batch::kMost : 1);
+        // waiting. Among slow runs it leaves all but one to those that are called.
+        const bool alone = m_sleeping == 0 || m_slowInARow > 0;
+        const unsigned runs = m_core.fill(batch, tickAt(now), alone ? 1 : Batch::kMost);
         if (runs > 0) {
             batch.since = now;
             guard(now, runs);
@@ -166,8 +167,6 @@ void WorkerPool::work()
             lock.lock();
         }
     }
-    // One expiry wakes one worker: pass it on.
-    setAlarm(0);
 }
 
 Nanoseconds WorkerPool::run(Batch& batch, Releases& released)
@@ -181,7 +180,12 @@ Nanoseconds WorkerPool::run(Batch& batch, Releases& released)
     // Before the lock: who has to wait for it has not been slow.
     const Nanoseconds now = monotonicNow();
     m_gate.mutex.lock();
-    m_shortRuns = now - batch.since > kPatience ? m_shortRuns / 2 : std::min(m_shortRuns + runs, kTrusted);
+    if (now - batch.since > kPatience) {
+        m_shortRuns /= 2;
+    } else {
+        m_shortRuns = std::min(m_shortRuns + runs, kTrusted);
+        m_slowInARow = 0;
+    }
     m_core.end(batch, released);
     if (!released.empty()) {
         letGo(released);
@@ -200,22 +204,32 @@ void WorkerPool::letGo(Releases& released)
 
 Nanoseconds WorkerPool::sleep(Releases& released)
 {
+    if (!m_core.waiting()) {
+        m_slowInARow = 0;
+    }
+    // Something is left when this one only makes way for another: then it looks after that other's runs.
     const Nanoseconds event = timeOf(m_core.nextEvent());
-    waitUntil(m_core.sharesLeft() ? std::min(event, monotonicNow() + patience()) : event);
+    const bool left = m_core.waiting() || m_core.sharesLeft();
+    bool called = waitUntil(left ? std::min(event, monotonicNow() + patience()) : event);
     for (;;) {
         const Nanoseconds now = monotonicNow();
         if (m_alarmAt <= now) {
             m_alarmAt = kNotSet;
         }
-        m_runsAreSlow = recallSlow(now, released);
-        if (m_runsAreSlow || m_stopped || !m_core.active()) {
+        // Who was called and finds work waiting has met slow runs as well: none has ended since the call.
+        const bool needed = called && m_slowInARow > 0 && m_core.waiting();
+        if (needed || recallSlow(now, released)) {
+            ++m_slowInARow;
             return monotonicNow();
         }
-        waitUntil(now + patience());
+        if (m_stopped || !m_core.active()) {
+            return monotonicNow();
+        }
+        called = waitUntil(now + patience());
     }
 }
 
-void WorkerPool::waitUntil(Nanoseconds at)
+bool WorkerPool::waitUntil(Nanoseconds at)
 {
     setAlarm(at);
     ++m_sleeping;
@@ -223,6 +237,11 @@ void WorkerPool::waitUntil(Nanoseconds at)
     m_alarm.wait();
     m_gate.mutex.lock();
     --m_sleeping;
+    if (m_called == 0) {
+        return false;
+    }
+    --m_called;
+    return true;
 }
 
 // What has not begun behind a slow run goes back to the queue, and what has ended before it is let go of.
@@ -263,9 +282,23 @@ void WorkerPool::guard(Nanoseconds now, unsigned runs)
     const bool closeBy = m_alarmAt > now && m_alarmAt < now + kPatience / 2;
     if (unset || (closeBy && m_runsGuarded >= kShortRuns && !runsAreShort())) {
         m_runsGuarded = 0;
-        // Runs that outlast the patience come in company: then the next worker is not kept waiting either.
-        setAlarm(m_runsAreSlow ? now : std::min(end, timeOf(m_core.nextEvent())));
-        m_runsAreSlow = false;
+        setAlarm(std::min(end, timeOf(m_core.nextEvent())));
+    }
+    if (m_slowInARow > 0) {
+        callOthers();
+    }
+}
+
+// Runs that outlast the patience come in company. The first that is met brings one worker more; each that
+// comes and finds others still waiting brings one more than the last did, so that ten blocked runs need four
+// steps and not nine, and a single slow one among many short ones wakes no more than one.
+void WorkerPool::callOthers()
+{
+    const int free = std::min(m_slowInARow, m_sleeping - m_called);
+    const int calls = std::min(free, m_core.waiting(m_called + free) - m_called);
+    if (calls > 0) {
+        m_called += calls;
+        m_alarm.call(calls);
     }
 }
 

@@ -17,15 +17,17 @@ namespace twheel {
 // its work in time moves it on and no thread has been woken. Moving it costs as much as a hundred short runs,
 // so once a great many runs in a row were short it is left at the next tick instead, a millisecond ahead,
 // where the worker needs it anyway. Whoever wakes recalls what waits behind a slow run, and a slow run brings
-// the 50 us back. Of short runs one worker at a time takes care, and the others go back to sleep: two would
-// take the lock and the cache from each other, get less done than one, and stay so once they are behind.
+// the 50 us back and calls others, more of them the more slow runs were met in a row. Of short runs one
+// worker at a time takes care, and the others go back to sleep: two would take the lock and the cache from
+// each other, get less done than one, and stay so once they are behind.
 //
 // Invariants
 //  (1) While a worker sleeps, the alarm is set no later than the moment that needs one: the next due tick, or
 //      the end of the patience with a batch whose owner has not come back.
 //  (2) No foreign code (run(), a runnable's destructor) is called with the lock held.
-//  (3) Runs wait behind another in a batch only while a worker is free to recall them. With none free each
-//      worker takes one at a time and looks at the clock in between.
+//  (3) Runs wait behind another in a batch only while a worker is free to recall them. With none free, and
+//      after a slow run, each worker takes one at a time and looks at the clock in between.
+//  (4) Only a slow run makes a worker call others; who is woken by the alarm alone wakes nobody.
 // Threading: schedule() from any thread; stop() from any but a worker, not by two at once.
 class WorkerPool
 {
@@ -48,9 +50,11 @@ private:
     Nanoseconds sleep(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
     void letGo(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
     bool recallSlow(Nanoseconds now, Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
-    void waitUntil(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
+    // True when the worker was called by another.
+    bool waitUntil(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
 
     void guard(Nanoseconds now, unsigned runs) TWHEEL_REQUIRES(m_gate.mutex);
+    void callOthers() TWHEEL_REQUIRES(m_gate.mutex);
     bool runsAreShort() const TWHEEL_REQUIRES(m_gate.mutex);
     Nanoseconds patience() const TWHEEL_REQUIRES(m_gate.mutex);
     void setAlarm(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
@@ -69,8 +73,10 @@ private:
     // How many of the last runs were short ones.
     unsigned m_shortRuns TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
     int m_sleeping TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
-    // A worker has just been woken by a slow run.
-    bool m_runsAreSlow TWHEEL_GUARDED_BY(m_gate.mutex) = false;
+    // How many of those have been called and are not awake yet: no more than the alarm has calls left.
+    int m_called TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    // How many slow runs workers have met since the last short one.
+    int m_slowInARow TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
     bool m_stopped TWHEEL_GUARDED_BY(m_gate.mutex) = false;
 };
 

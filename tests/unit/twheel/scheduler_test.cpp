@@ -199,6 +199,54 @@ TEST(TaskScheduler, startsOthersWhileARunBlocks)
     door.open();
 }
 
+// Again and again: the workers that one round called must be there for the next. A short run in every tick
+// takes back each time what the blocked ones have taught them.
+TEST(TaskScheduler, hasAllWorkersAtBlockedRunsThatAreDueAtOnce)
+{
+    TaskScheduler scheduler(10);
+    Counter shortRuns;
+    const auto handle = scheduler.schedule(1, 1, runnable([&] { shortRuns.add(); }));
+    for (int round = 1; round <= 20; ++round) {
+        const bool withShortRuns = round % 2 == 0;
+        Counter entered;
+        Counter left;
+        Door door;
+        for (int i = 0; i < 10; ++i) {
+            scheduler.schedule(3, runnable([&] {
+                                   entered.add();
+                                   door.pass();
+                                   left.add();
+                               }));
+        }
+        EXPECT_TRUE(entered.waitFor(10)) << "round " << round;
+        const int before = shortRuns.value();
+        door.open();
+        ASSERT_TRUE(left.waitFor(10));
+        EXPECT_TRUE(!withShortRuns || shortRuns.waitFor(before + 3));
+    }
+    handle->cancel();
+}
+
+TEST(TaskScheduler, endsWhileWorkersAreBeingCalledToBlockedRuns)
+{
+    for (int round = 0; round < 30; ++round) {
+        Counter entered;
+        Counter runs;
+        {
+            TaskScheduler scheduler(10);
+            for (int i = 0; i < 20; ++i) {
+                scheduler.schedule(1, runnable([&] {
+                                       entered.add();
+                                       std::this_thread::sleep_for(std::chrono::microseconds(300));
+                                       runs.add();
+                                   }));
+            }
+            ASSERT_TRUE(entered.waitFor(1 + round % 10));
+        }
+        EXPECT_GE(runs.value(), 1 + round % 10);
+    }
+}
+
 TEST(TaskScheduler, keepsItsWorkersWhenRunsThrowAnything)
 {
     TaskScheduler scheduler(1);

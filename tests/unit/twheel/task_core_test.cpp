@@ -114,6 +114,21 @@ TEST_F(TaskCoreTest, queuesAtMostOneRunOfATaskWhileNobodyTakesIt)
     EXPECT_EQ(runAt(1500), 1);
 }
 
+TEST_F(TaskCoreTest, countsWhatWaitsAsFarAsItIsAsked)
+{
+    EXPECT_EQ(m_core.waiting(10), 0);
+    for (int i = 0; i < 3; ++i) {
+        m_core.schedule(*m_tasks.make(0, i), 1005);
+    }
+    advanceFully(m_core, 1004);
+    EXPECT_EQ(m_core.waiting(10), 0);
+    advanceFully(m_core, 1005);
+    EXPECT_EQ(m_core.waiting(10), 3);
+    EXPECT_EQ(m_core.waiting(2), 2);
+    EXPECT_EQ(m_core.waiting(0), 0);
+    EXPECT_EQ(runAt(1005), 3);
+}
+
 TEST_F(TaskCoreTest, cancelTakesARunOutOfTheQueue)
 {
     int destroyed = 0;
