@@ -80,8 +80,11 @@ void WorkerPool::start(int workers)
     pthread_sigmask(SIG_SETMASK, &all, &before);
     try {
         for (int i = 0; i < workers; ++i) {
-            m_threads.emplace_back([this] { work(); });
-            pthread_setname_np(m_threads.back().native_handle(), "twheel");
+            m_threads.emplace_back([this] {
+                // From inside: another thread's name is written through /proc.
+                pthread_setname_np(pthread_self(), "twheel");
+                work();
+            });
         }
     } catch (...) {
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
