@@ -2,12 +2,13 @@
 
 #include <thread>
 
-// FontsAhead reads the desktop's font configuration on a thread of its own while the application object is
-// built: five milliseconds of parsing that Qt would else do after it, before the first window is there.
+// FontsAhead does beside the main thread what Qt would else do with the fonts before the first window is
+// there: it reads the desktop's font configuration while the application object is built (five milliseconds
+// of parsing), and afterwards fills Qt's list of the desktop's fonts.
 //
-// That thread reads the environment, and Qt removes DESKTOP_STARTUP_ID from it while it starts. A start that
-// brings the variable is therefore left to Qt altogether. Threading: made and waited for on one thread; in
-// between nobody may change the environment.
+// The configuration's reader looks into the environment, and Qt removes DESKTOP_STARTUP_ID from it while it
+// starts. In a start that brings the variable the configuration is therefore read with the list.
+// Threading: made, told and waited for on one thread; in between nobody may change the environment.
 class FontsAhead final
 {
 public:
@@ -16,9 +17,14 @@ public:
     FontsAhead(const FontsAhead&) = delete;
     FontsAhead& operator=(const FontsAhead&) = delete;
 
-    // Returns when the configuration is read; at once the second time. Before the first font is asked for.
+    // Once, when there is an application object.
+    void fillList();
+    // Returns when all that was begun is done; at once the second time. Before the first font is asked for.
     void wait();
 
 private:
-    std::thread m_reader; // none where the configuration is left to Qt
+    void waitForReader();
+
+    std::thread m_reader; // none where the start-up id forbids it; joined by the lister where there is one
+    std::thread m_lister;
 };

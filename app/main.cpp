@@ -13,6 +13,7 @@
 #include "app/gl_choice.h"
 #include "app/instance_lock.h"
 #include "app/kel_application.h"
+#include "app/session_bus_ahead.h"
 #include "app/settle.h"
 #include "printer/printer_manager.h"
 #include "ui/main_window/main_window.h"
@@ -59,6 +60,8 @@ int main(int argc, char** argv)
     std::optional<NoGlStack> noGl(std::in_place);
     FontsAhead fonts;
     KelApplication application(argc, argv);
+    SessionBusAhead bus;
+    fonts.fillList();
     QApplication::setQuitOnLastWindowClosed(false); // the program lives on in the tray
     qRegisterMetaType<PrinterContext>("PrinterContext");
 
@@ -72,6 +75,7 @@ int main(int argc, char** argv)
     useFont(fontPath);
 
     MainWindow window;
+    bus.wait();
     window.winId(); // the first native window: from here on the choice is made
     noGl.reset();
     PrinterManager& registry = PrinterManager::instance();

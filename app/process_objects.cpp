@@ -6,6 +6,8 @@
 #include <QStandardPaths>
 #include <QString>
 
+#include <malloc.h>
+
 #include "twheel/task_scheduler.h"
 
 // The resource compiler's output is a unit of its own, with an initialiser of its own that might run later.
@@ -22,6 +24,15 @@ static void unregisterResources()
 namespace morvik::kel {
 
 namespace {
+
+// A heap grows by this much at a time. With malloc's own step the start grows its heaps eighty times, and
+// each time the other threads' page faults wait. Pages that nobody touches cost nothing.
+constexpr int heapStep = 1 << 20;
+
+struct Heap
+{
+    Heap() { mallopt(M_TOP_PAD, heapStep); }
+};
 
 struct Resources
 {
@@ -42,6 +53,7 @@ std::string printersPath()
         .toStdString();
 }
 
+const Heap heap;
 const Resources resources;
 
 } // namespace

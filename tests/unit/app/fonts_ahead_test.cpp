@@ -1,5 +1,8 @@
 #include "app/fonts_ahead.h"
 
+#include <QFontDatabase>
+#include <QGuiApplication>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -33,6 +36,27 @@ TEST(FontsAhead, ReadsNothingBesideTheRemovalOfTheStartUpId)
     const FontsAhead fonts;
     EXPECT_EQ(threads(), before);
     unsetenv("DESKTOP_STARTUP_ID");
+}
+
+TEST(FontsAhead, FillsQtsListOfFontsBesideTheApplicationObject)
+{
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    int argc = 1;
+    char name[] = "fonts_ahead_test";
+    char* argv[] = {name, nullptr};
+    for (const bool startUpId : {false, true}) {
+        if (startUpId)
+            setenv("DESKTOP_STARTUP_ID", "x", 1);
+        FontsAhead fonts;
+        const QGuiApplication application(argc, argv);
+        const long before = threads();
+        fonts.fillList();
+        fonts.wait();
+        EXPECT_LE(threads(), before); // the reader may have been counted
+        EXPECT_FALSE(QFontDatabase().families().isEmpty());
+        fonts.wait(); // nothing to wait for
+        unsetenv("DESKTOP_STARTUP_ID");
+    }
 }
 
 } // namespace
