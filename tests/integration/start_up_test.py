@@ -6,7 +6,6 @@ import pathlib
 import signal
 import stat
 import subprocess
-import time
 
 from harness import BUILD, LOCK_FILE, Kel, lock_file_is_held, main, wait_for
 from window_case import WINDOW, WindowCase, setUpModule, tearDownModule  # noqa: F401
@@ -20,10 +19,6 @@ class StartUp(WindowCase):
             self.skipTest("another instance runs on this machine: end it to have this tested")
         self.kel = Kel(self.desktop, self.id())
         self.addCleanup(self.kel.stop)
-
-    def visible_windows(self):
-        return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$"],
-                              stdout=subprocess.PIPE, text=True).stdout.split()
 
     def test_a_second_start_ends_at_once_with_255_and_says_why(self):
         self.start()
@@ -91,18 +86,9 @@ class StartUp(WindowCase):
 
     def test_closing_the_window_does_not_end_the_program(self):
         self.start()
-        wait_for(self.closed_by_keys, 30, "the window closed")
+        self.close_by_keys()
         self.assertEqual(self.kel.run_second()[0], 255, "the closed program still runs")
         self.assertIsNone(self.kel.process.poll())
-
-    def closed_by_keys(self):
-        """Keys pressed while the window manager is busy with a window that has just appeared can go astray: a user
-        presses them again."""
-        for window in self.visible_windows():
-            subprocess.run(["xdotool", "windowactivate", "--sync", window], check=True)
-            self.ui.keys("alt+F4")
-            time.sleep(1)
-        return not self.visible_windows()
 
     def test_arguments_are_no_options(self):
         done = subprocess.Popen([str(BUILD / "bin" / "kel"), "--help"], env=self.kel.environment,

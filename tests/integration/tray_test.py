@@ -49,7 +49,7 @@ class Tray(WindowCase):
         return menu
 
     def window_id(self):
-        return output("xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$").split()[0]
+        return self.visible_windows()[0]
 
     def frame_position(self):
         """Where the window's frame begins on the screen, and the size of the window in it."""
@@ -62,8 +62,7 @@ class Tray(WindowCase):
         return (x - left, y - top), (width, height)
 
     def close_window(self):
-        subprocess.run(["xdotool", "windowactivate", "--sync", self.window_id()], check=True)
-        self.ui.keys("alt+F4")
+        self.close_by_keys()
         wait_for(lambda: not self.app.window(WINDOW), 10, "the window closed")
 
     def test_a_right_click_shows_the_three_items_in_their_order(self):

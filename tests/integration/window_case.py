@@ -3,6 +3,8 @@
 A test module imports setUpModule and tearDownModule too: unittest looks for them in the module of the tests.
 """
 
+import subprocess
+import time
 import unittest
 
 from harness import Desktop, alone_with_the_lock_file, wait_for
@@ -34,6 +36,22 @@ class WindowCase(unittest.TestCase):
         self.kel.start()
         self.app = self.ui.Application(self.kel.process)
         wait_for(lambda: self.app.window(WINDOW), 30, f"the window; the program said: {self.kel.log()}")
+
+    def visible_windows(self):
+        return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{WINDOW}$"],
+                              stdout=subprocess.PIPE, text=True).stdout.split()
+
+    def close_by_keys(self):
+        """Keys pressed while the window manager is busy with a window that has just appeared can go astray: a user
+        presses them again."""
+        def closed():
+            for window in self.visible_windows():
+                subprocess.run(["xdotool", "windowactivate", "--sync", window], check=True)
+                self.ui.keys("alt+F4")
+                time.sleep(1)
+            return not self.visible_windows()
+
+        wait_for(closed, 30, "the window closed")
 
     def check_identity(self, model, serial):
         """Of a printer that answers too late for the list in which it is first named. The program takes a model from
