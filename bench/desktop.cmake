@@ -9,7 +9,7 @@ if(NOT TARGET kelremote)
     add_subdirectory(${PROJECT_SOURCE_DIR}/tests/support/remote_control ${CMAKE_BINARY_DIR}/tests/support/remote_control)
 endif()
 
-add_executable(list_page_bench list_page_bench.cpp tarn_report.cpp)
+add_executable(list_page_bench list_page_bench.cpp report.cpp)
 target_compile_definitions(list_page_bench PRIVATE KEL_LIB_DIR="$<TARGET_FILE_DIR:tarn>")
 target_link_libraries(list_page_bench PRIVATE kel_ui kel_printer kel_resources twheel PkgConfig::JSONCPP Qt5::Widgets
                                               project_options)

@@ -136,13 +136,13 @@ def first_windows(build, scratch, display, rounds, results):
     times = {name: [took for took, _ in values] for name, values in times.items()}
     base = median(times["bare window"])
     own = median(times["kel"])
-    results.add("first window, no printers", own, "ms", 1.25 * base, "bare window", base)
+    results.add("first window, no printers", own, "ms", None, "bare window", base, 1.25)
     results.add("first window, one unmet address", median(times["kel, one unmet address"]), "ms", None, "bare window", base)
     results.add("CPU time of all threads by the first window", cpu["kel"], "ms", None, "bare window", cpu["bare window"])
     for name in PEERS:
         if times.get(name):
             peer = median(times[name])
-            results.add(f"first window against {name}", own, "ms", peer / 8, name, peer)
+            results.add(f"first window against {name}", own, "ms", None, name, peer, 1 / 8)
 
 
 def idle(build, scratch, display, minute, results):

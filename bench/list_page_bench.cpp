@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/tarn_report.h"
+#include "bench/report.h"
 #include "printer/printer_manager.h"
 #include "printer/process_objects.h"
 #include "twheel/task_scheduler.h"
@@ -242,7 +242,7 @@ int countInstructions(const std::string& path)
     return 0;
 }
 
-void measure(bench::TarnReport& report, int printers)
+void measure(bench::Report& report, int printers)
 {
     const std::string of = ", " + std::to_string(printers) + " printers";
     Program program(printers);
@@ -293,7 +293,7 @@ int main(int argc, char** argv)
         const QApplication application(argc, argv);
         if (counts)
             return countInstructions(argv[2]);
-        bench::TarnReport report;
+        bench::Report report;
         measure(report, 10000);
         return options->json.empty() || report.write(options->json) ? 0 : 1;
     } catch (const std::exception& error) {

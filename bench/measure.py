@@ -1,6 +1,7 @@
 """What the measuring programs share: medians, figures of a process from /proc, and results.
 
-A result is one object of build/bench/results.json: name, value, unit, bound, peer, peerValue, ratio, floor, floorValue.
+A result is one object of build/bench/results.json: name, value, unit, bound, peer, peerValue, ratio, ratioBound, floor,
+floorValue, floorRatio, floorRatioBound; what does not apply is null. bench/report.h says the same in C++.
 """
 
 import contextlib
@@ -25,14 +26,20 @@ class Results:
     def __init__(self):
         self.rows = []
 
-    def add(self, name, value, unit, bound=None, peer=None, peer_value=None, floor=None, floor_value=None):
-        """bound: the largest value that is still good, in the unit; None where the ratio or nothing is bounded."""
+    def add(self, name, value, unit, bound=None, peer=None, peer_value=None, ratio_bound=None):
+        """bound: the largest value that is still good, in the unit; ratio_bound: the same of value to peer_value."""
         ratio = value / peer_value if peer_value else None
         self.rows.append({"name": name, "value": value, "unit": unit, "bound": bound, "peer": peer,
-                          "peerValue": peer_value, "ratio": ratio, "floor": floor, "floorValue": floor_value})
-        verdict = "" if bound is None else f" | bound {bound:g} {'holds' if value <= bound else 'MISSED'}"
-        against = "" if peer is None else f" | {peer} {peer_value:.4g} | {ratio:.3g}"
-        print(f"{name} {value:.4g} {unit}{against}{verdict}", flush=True)
+                          "peerValue": peer_value, "ratio": ratio, "ratioBound": ratio_bound, "floor": None,
+                          "floorValue": None, "floorRatio": None, "floorRatioBound": None})
+        against = "" if peer is None else f" | {peer} {peer_value:.4g}"
+        against += "" if ratio is None else f" | {ratio:.3g}"
+        against += self.verdict("ratio bound", ratio, ratio_bound)
+        print(f"{name} {value:.4g} {unit}{against}{self.verdict('bound', value, bound)}", flush=True)
+
+    @staticmethod
+    def verdict(what, value, bound):
+        return "" if bound is None else f" | {what} {bound:g} {'holds' if value <= bound else 'MISSED'}"
 
     def write(self, path):
         """Replaces the rows of the same names in the file, keeps all others."""

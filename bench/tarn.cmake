@@ -1,5 +1,5 @@
 # The library: what its callers wait, and what junk at its socket costs.
-set(tarn_bench_sources tarn_report.cpp)
+set(tarn_bench_sources report.cpp)
 foreach(source flood library_session neighbourhood own_process sim_process)
     list(APPEND tarn_bench_sources ${PROJECT_SOURCE_DIR}/tests/hostile/${source}.cpp)
 endforeach()

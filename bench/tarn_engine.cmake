@@ -11,7 +11,7 @@ add_executable(tarn_engine_bench
     tarn_engine/main.cpp
     tarn_engine/net_snmp_polls.cpp
     tarn_engine/responder.cpp
-    tarn_report.cpp
+    report.cpp
     ${PROJECT_SOURCE_DIR}/tests/hostile/library_session.cpp
     ${PROJECT_SOURCE_DIR}/tests/hostile/own_process.cpp
     ${PROJECT_SOURCE_DIR}/tests/support/recorded_agent.cpp)

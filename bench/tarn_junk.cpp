@@ -16,7 +16,7 @@
 #include <memory>
 #include <thread>
 
-#include "bench/tarn_report.h"
+#include "bench/report.h"
 #include "tarn/src/snmp/codec.h"
 #include "tests/hostile/flood.h"
 #include "tests/hostile/library_session.h"
@@ -190,7 +190,7 @@ Cost bareCost(Junk& junk, int seconds)
     return costOf(receiver.cpu() - cpu, receiver.received(), seconds);
 }
 
-void measure(bench::TarnReport& figures, Junk& junk, int seconds)
+void measure(bench::Report& figures, Junk& junk, int seconds)
 {
     std::vector<double> ours, bare, shares;
     for (int round = 0; round < kRounds; ++round) {
@@ -245,7 +245,7 @@ int main(int argc, char** argv)
         }
     });
     const std::int64_t memory = hostile::residentBytes();
-    bench::TarnReport figures;
+    bench::Report figures;
     for (Junk& junk : kinds) {
         measure(figures, junk, options->seconds);
     }

@@ -16,7 +16,7 @@ add_executable(twheel_bench
     twheel/figures_periodic.cpp
     twheel/lateness.cpp
     twheel/main.cpp
-    twheel/report.cpp)
+    report.cpp)
 target_link_libraries(twheel_bench PRIVATE twheel project_options PkgConfig::JSONCPP)
 if(LIBEVENT_FOUND)
     target_compile_definitions(twheel_bench PRIVATE KEL_HAVE_LIBEVENT)

@@ -7,7 +7,7 @@
 #include "bench/tarn_engine/abi_figures.h"
 #include "bench/tarn_engine/pollers.h"
 #include "bench/tarn_engine/responder.h"
-#include "bench/tarn_report.h"
+#include "bench/report.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ struct Rounds
     }
 };
 
-void reportPolls(bench::TarnReport& report, const bench::Question& question, double seconds)
+void reportPolls(bench::Report& report, const bench::Question& question, double seconds)
 {
     const auto engine = bench::enginePolls();
     const auto raw = bench::rawPolls(question.request);
@@ -92,7 +92,7 @@ void reportPolls(bench::TarnReport& report, const bench::Question& question, dou
     report.add({"engine, CPU a first meeting", engine->meeting().cpuUs, "us", {}, "", 0, {}});
 }
 
-void reportAbi(bench::TarnReport& report, const bench::AbiFigures& abi)
+void reportAbi(bench::Report& report, const bench::AbiFigures& abi)
 {
     report.add({"library, memory a printer", abi.bytesPerPrinter / 1024, "KiB", 3, "", 0, {}});
     report.add({"library, open, all getters and close", abi.openToCloseUs, "us", 3, "", 0, {}});
@@ -121,7 +121,7 @@ int main(int argc, char** argv)
         const bench::Question question = bench::fastQuestion(KEL_BENCH_PRINTER);
         std::printf("a poll: %zu octets out, %zu octets and %zu variables back\n", question.request.size(),
                     question.answerOctets, question.variables);
-        bench::TarnReport report;
+        bench::Report report;
         if (!abi.complete) {
             std::fprintf(stderr, "the printers did not all answer within a minute\n");
             return 1;

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/report.h"
 #include "bench/twheel/engines.h"
-#include "bench/twheel/report.h"
 
 namespace bench {
 

@@ -1,6 +1,7 @@
 // A great many timers of one second: what they cost and how late their runs start.
 #include <chrono>
 #include <map>
+#include <optional>
 #include <thread>
 
 #include "bench/twheel/figures.h"
@@ -15,12 +16,11 @@ struct What
 {
     const char* name;
     const char* unit;
-    // None where it is 0.
-    double boundOf100k;
-    double boundOf1M;
+    std::optional<double> boundOf100k;
+    std::optional<double> boundOf1M;
 };
 constexpr What kWhats[] = {
-    {"cpu", "%", 4, 15}, {"p99", "us", 1300, 1500}, {"p99.9", "us", 3000, 0}, {"lost", "runs", 0.5, 0.5}};
+    {"cpu", "%", 4, 15}, {"p99", "us", 1300, 1500}, {"p99.9", "us", 3000, {}}, {"lost", "runs", 0, 0}};
 
 void measureRound(const Maker& make, std::size_t count, std::map<std::string, Samples>& out)
 {
@@ -47,27 +47,21 @@ void measureRound(const Maker& make, std::size_t count, std::map<std::string, Sa
 
 void reportWhat(Report& report, const What& what, std::size_t count, std::map<std::string, Samples>& samples)
 {
-    const double bound = count == 1000000 ? what.boundOf1M : what.boundOf100k;
-    Row row;
-    row.name = sized("periodic 1 s", count) + " " + what.name;
-    row.value = median(samples["twheel"][what.name]);
-    row.unit = what.unit;
-    row.floor = "sleep, fetch, call, measure";
-    row.floorValue = median(samples["floor"][what.name]);
-    if (bound > 0) {
-        row.bound = bound < 1 ? "none" : "<= " + std::to_string(int(bound));
-        row.holds = row.value <= bound;
-    }
-    report.add(row);
+    const std::string name = sized("periodic 1 s", count) + " " + what.name;
+    const double ours = median(samples["twheel"][what.name]);
+    report.add({name,
+                ours,
+                what.unit,
+                count == 1000000 ? what.boundOf1M : what.boundOf100k,
+                "",
+                0,
+                {},
+                "sleep, fetch, call, measure",
+                median(samples["floor"][what.name]),
+                {}});
     for (auto& [peer, measured] : samples) {
         if (peer != "twheel" && peer != "floor") {
-            Row against;
-            against.name = row.name + " vs " + peer;
-            against.value = row.value;
-            against.unit = row.unit;
-            against.peer = peer;
-            against.peerValue = median(measured[what.name]);
-            report.add(against);
+            report.add({name + " vs " + peer, ours, what.unit, {}, peer, median(measured[what.name]), {}});
         }
     }
 }

@@ -9,10 +9,11 @@ namespace {
 
 int usage()
 {
-    std::fputs("usage: twheel_bench [--rounds N] [--only FIGURE] [--json FILE]\n"
-               "figures: pairs memory periodic idle contention blocking\n"
-               "exit: 0 measured, whatever the bounds; 1 a file could not be written; 2 wrong use\n",
-               stderr);
+    std::fputs(
+        "usage: twheel_bench [--rounds N] [--only FIGURE] [--json FILE]\n"
+        "figures: pairs memory periodic idle contention blocking\n"
+        "exit: 0 measured; 1 a file could not be written; 2 wrong use; 3 measured, a bound was missed\n",
+        stderr);
     return 2;
 }
 
@@ -56,9 +57,9 @@ int main(int argc, char** argv)
             figure.measure(options, report);
         }
     }
-    if (!json.empty() && !report.appendTo(json)) {
+    if (!json.empty() && !report.write(json)) {
         std::fprintf(stderr, "twheel_bench: %s is no array of results or cannot be written\n", json.c_str());
         return 1;
     }
-    return 0;
+    return report.isGood() ? 0 : 3;
 }
