@@ -10,10 +10,10 @@
 #include <thread>
 #include <vector>
 
+#include "bench/report.h"
 #include "bench/tarn_engine/instruction_hooks.h"
 #include "bench/tarn_engine/pollers.h"
 #include "bench/tarn_engine/responder.h"
-#include "bench/report.h"
 #include "tarn/tarn.h"
 #include "tests/hostile/library_session.h"
 #include "tests/hostile/own_process.h"

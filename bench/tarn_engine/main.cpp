@@ -4,10 +4,10 @@
 #include <exception>
 #include <vector>
 
+#include "bench/report.h"
 #include "bench/tarn_engine/abi_figures.h"
 #include "bench/tarn_engine/pollers.h"
 #include "bench/tarn_engine/responder.h"
-#include "bench/report.h"
 
 namespace {
 
