@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "tarn/src/base/packing.h"
+#include "tarn/src/device/supply_types.h"
 
 namespace tarn::device {
 
@@ -39,12 +40,32 @@ void readBits(Unpacker& unpacker, std::initializer_list<bool*> bits)
     }
 }
 
+// A type of the standard's list is kept by its number, any other as its text behind a 0.
+void addType(Packer& packer, const std::string& keyword)
+{
+    const SupplyType* const known = findSupplyType(std::string_view(keyword));
+    packer.add(known != nullptr ? static_cast<std::uint64_t>(known->type) : 0);
+    if (known == nullptr) {
+        packer.add(keyword);
+    }
+}
+
+void readType(Unpacker& unpacker, std::string& keyword)
+{
+    const std::uint64_t number = unpacker.number();
+    if (number == 0) {
+        keyword = unpacker.view();
+    } else {
+        keyword = findSupplyType(static_cast<std::int64_t>(number))->keyword;
+    }
+}
+
 void add(Packer& packer, const Supply& s)
 {
     addEnum(packer, s.kind);
     addEnum(packer, s.color);
     addBits(packer, {s.receptacle});
-    packer.add(s.type);
+    addType(packer, s.type);
     packer.add(s.colorText);
     packer.add(s.description);
     addEnum(packer, s.levelKind);
@@ -56,7 +77,7 @@ void read(Unpacker& unpacker, Supply& s)
     read(unpacker, s.kind);
     read(unpacker, s.color);
     readBits(unpacker, {&s.receptacle});
-    s.type = unpacker.view();
+    readType(unpacker, s.type);
     s.colorText = unpacker.view();
     s.description = unpacker.view();
     read(unpacker, s.levelKind);

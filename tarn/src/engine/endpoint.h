@@ -19,7 +19,8 @@ struct Endpoint
 
 struct EndpointHash
 {
-    std::size_t operator()(const Endpoint& endpoint) const
+    std::size_t
+    operator()(const Endpoint& endpoint) const noexcept // or tables would keep it beside each entry
     {
         const std::uint64_t key = std::uint64_t{endpoint.address} << 16 | endpoint.port;
         return static_cast<std::size_t>((key * 0x9E3779B97F4A7C15u) >> 16);

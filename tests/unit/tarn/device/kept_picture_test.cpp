@@ -34,6 +34,16 @@ TEST(KeptPicture, YieldsThePictureThatItWasMadeOf)
     EXPECT_EQ(KeptPicture().unpacked(), DeviceStatus());
 }
 
+TEST(KeptPicture, TypesOfTheStandardAndAnyOtherComeBack)
+{
+    for (const char* type :
+         {"", "other", "unknown", "toner", "matteInk", "tonerCartridge", "toner-cartridge", "Toner"}) {
+        DeviceStatus picture;
+        picture.supplies.emplace_back().type = type;
+        EXPECT_EQ(KeptPicture(picture).unpacked().supplies.at(0).type, type);
+    }
+}
+
 TEST(KeptPicture, KeepsUnknownAndZeroApart)
 {
     DeviceStatus zero;
