@@ -42,7 +42,6 @@ public:
         }
     }
     std::string name() const override { return m_pool ? "asio 10 threads" : "asio 1 loop"; }
-    std::size_t pairsInARound(std::size_t) const override { return m_pool ? 20000 : 200000; }
 
     Handle start(long delay)
     {
