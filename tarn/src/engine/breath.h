@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "tarn/src/base/clock.h"
 
 namespace tarn::engine {
@@ -8,8 +10,9 @@ namespace tarn::engine {
 // hundreds of printers, answers and deadlines that come one by one are let gather for a few milliseconds.
 //
 // Invariants
-//  (1) Over any time no more than kAtOnce wake-ups, and one more each kPause, are granted.
+//  (1) Who keeps to it wakes no more than kAtOnce times, and once more each kPause, over any time.
 //  (2) Who woke seldom is granted the next kAtOnce at once: a handful of printers never waits.
+//  (3) Nobody waits longer than kPause, however often the thread woke against the advice.
 // Threading: one thread.
 class Breath final
 {
@@ -20,7 +23,7 @@ public:
     // The thread woke. Returns when the next wake-up may come; at once, unless that is later than now.
     TimePoint woke(TimePoint now)
     {
-        m_paidUntil = (m_paidUntil > now ? m_paidUntil : now) + kPause;
+        m_paidUntil = std::clamp(m_paidUntil + kPause, now + kPause, now + kPause + kAtOnce * kPause);
         return m_paidUntil - kAtOnce * kPause;
     }
 

@@ -37,8 +37,9 @@ class SnmpPoller final : public Backend
 public:
     static constexpr std::size_t kMostInFlight = 256;
     static constexpr std::size_t kMostSilentInFlight = 96;
-    static constexpr std::size_t kThrong =
-        64; // so many answers under way, or strangers in one run(), may not wait
+    static constexpr std::size_t kThrong = 64;  // so many answers on their way may not wait for each other
+    static constexpr std::size_t kStrays = 4;   // more that nobody asked for, in one run(), are a flood
+    static constexpr Milliseconds kFlood{1000}; // for so long after that
     static constexpr unsigned kMostRequests = 400;
     static constexpr unsigned kMostSpoilt = 16; // malformed answers to one request that are decoded at all
     static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
@@ -62,7 +63,7 @@ public:
     int descriptor() const override { return m_port->descriptor(); }
     bool isThronged() const override
     {
-        return m_inFlight - m_silentInFlight > kThrong || m_received > kThrong;
+        return m_inFlight - m_silentInFlight > kThrong || m_now < m_floodedUntil;
     }
 
     std::size_t inFlight() const { return m_inFlight; }
@@ -141,12 +142,13 @@ private:
     std::vector<SnmpPeer*> m_batch;
     std::vector<std::string> m_sameQuestions; // as they are sent, at their places in the batch
     std::vector<Datagram> m_datagrams;
-    std::size_t m_received = 0; // in the present run(), or the last
+    std::size_t m_unasked = 0; // datagrams of the present run() that answered nothing
     std::size_t m_inFlight = 0;
     std::size_t m_silentInFlight = 0;
     TimePoint m_now{};          // of the present run()
     TimePoint m_lastAccepted{}; // from anybody
     TimePoint m_lastReopen{};
+    TimePoint m_floodedUntil{};
     TimePoint m_nextStart{};
     TimePoint m_sendAgainAt = kNever; // the port had no room
     unsigned m_startsInThisMs = 0;

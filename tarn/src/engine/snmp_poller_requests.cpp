@@ -33,13 +33,12 @@ void fetch(const void* object, std::size_t size)
 
 void SnmpPoller::receiveAll()
 {
-    m_received = 0;
+    m_unasked = 0;
     for (int i = 0; i < kReceiveBatches; ++i) {
         const std::vector<Datagram>& batch = m_port->receive();
         if (batch.empty()) {
             return;
         }
-        m_received += batch.size();
         findSenders(batch);
         for (std::size_t n = 0; n < batch.size(); ++n) {
             examine(batch[n], m_senders[n]);
@@ -86,6 +85,10 @@ void SnmpPoller::examine(const Datagram& datagram, SnmpPeer* sender)
             verdict = Verdict::Malformed;
             ++peer.spoilt;
         }
+    }
+    m_unasked += verdict == Verdict::Accepted ? 0 : 1;
+    if (m_unasked > kStrays) {
+        m_floodedUntil = m_now + kFlood;
     }
     ++m_verdicts[static_cast<std::size_t>(verdict)];
 }

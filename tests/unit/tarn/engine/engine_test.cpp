@@ -47,6 +47,17 @@ TEST(Breath, WhoAlwaysHasSomethingToDoPausesEachTime)
     }
 }
 
+TEST(Breath, NobodyPaysLongForALongFlood)
+{
+    Breath breath;
+    const TimePoint now{Milliseconds(100000)};
+    for (int i = 0; i < 100000; ++i) {
+        EXPECT_LE(breath.woke(now), now + Breath::kPause) << i;
+    }
+    const TimePoint later = now + (Breath::kAtOnce + 1) * Breath::kPause;
+    EXPECT_LE(breath.woke(later), later) << "all is forgiven by then";
+}
+
 // Its descriptor is readable all the time.
 class Chatterbox final : public Backend
 {

@@ -58,6 +58,23 @@ TEST_F(OpenQuestion, ForgedPortIsIgnored)
     expectUnmoved(Verdict::UnknownSource);
 }
 
+// What nobody asked for takes the room of answers, which then may not wait.
+TEST_F(OpenQuestion, AFewStraysAreNoThrongAndAFloodIs)
+{
+    const Endpoint stranger = SimulatedNetwork::endpointOf(77);
+    network.inject(stranger, std::vector<std::string>(SnmpPoller::kStrays, lie()));
+    EXPECT_FALSE(network.poller.isThronged());
+    network.inject(stranger, std::vector<std::string>(SnmpPoller::kStrays + 1, lie()));
+    EXPECT_TRUE(network.poller.isThronged());
+    network.inject(question.to, std::vector<std::string>(100, "junk from its own address"));
+    EXPECT_TRUE(network.poller.isThronged());
+    network.pass(SnmpPoller::kFlood - Milliseconds(1));
+    EXPECT_TRUE(network.poller.isThronged()) << "more may come";
+    network.pass(Milliseconds(1));
+    network.inject(stranger, std::vector<std::string>()); // only runs the poller
+    EXPECT_FALSE(network.poller.isThronged()) << "it is over";
+}
+
 TEST_F(OpenQuestion, WrongIdIsIgnored)
 {
     ++question.message.pdu.requestId;

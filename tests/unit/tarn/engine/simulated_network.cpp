@@ -111,6 +111,14 @@ void SimulatedNetwork::inject(Endpoint from, std::string body)
     runPoller();
 }
 
+void SimulatedNetwork::inject(Endpoint from, const std::vector<std::string>& bodies)
+{
+    for (const std::string& body : bodies) {
+        m_deliveries.emplace(clock.now(), Delivery{from, body, reopened});
+    }
+    runPoller();
+}
+
 void SimulatedNetwork::runPoller()
 {
     poller.run();

@@ -104,6 +104,8 @@ public:
     void suspend(Milliseconds time) { clock.set(clock.now() + time); }
     // A datagram that arrives at the engine now.
     void inject(Endpoint from, std::string body);
+    // The same for several at once.
+    void inject(Endpoint from, const std::vector<std::string>& bodies);
     // The answer of an agent to a request, as it would be sent.
     std::string answerTo(const Agent& agent, const SeenRequest& request) const;
 
