@@ -67,6 +67,10 @@ public:
     // Begins or ends to look for printers that nobody named; when it ends, the roster becomes empty.
     virtual void discover(Discovery /*discovery*/, bool /*on*/) {}
 
+    // The engine's thread is about to end, and with it all calls but the destructor: tells threads of the
+    // back-end's own to end, without waiting for them, so that they all end at once.
+    virtual void endSoon() {}
+
     // Does everything that is due, without waiting.
     virtual void run() = 0;
     // kNever when only the descriptor matters.

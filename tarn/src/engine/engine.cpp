@@ -125,6 +125,9 @@ void Engine::loop()
             ::poll(nullptr, 0, kAfterFailure);
         }
     }
+    for (const auto& backend : m_backends) {
+        backend->endSoon();
+    }
 }
 
 // Returns when the next round is due.

@@ -25,19 +25,24 @@ ScoutThread::ScoutThread(const Clock& clock, UsbBusMaker openBus, std::string ip
 ScoutThread::~ScoutThread()
 {
     if (m_thread.joinable()) {
-        {
-            const MutexLock lock(m_mutex);
-            m_stopping = true;
-            if (m_bus) {
-                m_bus->stop();
-            }
-        }
-        m_ordered.notifyAll();
+        endSoon();
         m_thread.join();
     }
     if (m_notifyFd >= 0) {
         ::close(m_notifyFd);
     }
+}
+
+void ScoutThread::endSoon()
+{
+    {
+        const MutexLock lock(m_mutex);
+        m_stopping = true;
+        if (m_bus) {
+            m_bus->stop();
+        }
+    }
+    m_ordered.notifyAll();
 }
 
 bool ScoutThread::start()

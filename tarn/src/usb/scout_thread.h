@@ -35,6 +35,8 @@ public:
 
     // False when the system gives no thread or no descriptor.
     bool start();
+    // Tells the thread to end, and does not wait for that; nothing is looked at or asked any more.
+    void endSoon() TARN_EXCLUDES(m_mutex);
     int descriptor() const { return m_notifyFd; }
 
     // Begins or ends to watch the bus.

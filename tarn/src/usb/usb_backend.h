@@ -45,6 +45,12 @@ public:
     void unwatch(const engine::Target& /*target*/) override {}
     void wake(const engine::Target& target) override;
     void networkChanged() override;
+    void endSoon() override
+    {
+        if (m_scout) {
+            m_scout->endSoon();
+        }
+    }
     void discover(engine::Discovery discovery, bool on) override;
     void run() override;
     TimePoint nextDeadline() const override;

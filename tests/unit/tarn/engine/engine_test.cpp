@@ -63,7 +63,13 @@ class Chatterbox final : public Backend
 {
 public:
     explicit Chatterbox(bool thronged) : m_thronged(thronged), m_fd(::eventfd(1, EFD_CLOEXEC)) {}
-    ~Chatterbox() override { ::close(m_fd); }
+    ~Chatterbox() override
+    {
+        ::close(m_fd);
+        if (told != nullptr) {
+            *told = endings;
+        }
+    }
     const char* name() const override { return "chatterbox"; }
     void watch(std::shared_ptr<Target>) override { ++watched; }
     void unwatch(const Target&) override {}
@@ -74,6 +80,10 @@ public:
     int descriptor() const override { return m_fd; }
     bool isThronged() const override { return m_thronged; }
 
+    void endSoon() override { ++endings; }
+
+    int endings = 0;
+    int* told = nullptr; // where the destructor says how often it was told to end
     std::atomic<int> runs{0};
     std::atomic<int> watched{0};
 
@@ -140,6 +150,16 @@ TEST(Engine, OrdersAreCarriedOutWhileItGathers)
         std::this_thread::yield();
     }
     EXPECT_EQ(running.chatterbox->watched, 1);
+}
+
+TEST(Engine, ItsBackendsAreToldOfTheEndOnceBeforeTheyGo)
+{
+    int told = 0;
+    {
+        Running running(false);
+        running.chatterbox->told = &told;
+    }
+    EXPECT_EQ(told, 1);
 }
 
 } // namespace
