@@ -2,7 +2,7 @@
 
 #include <csignal>
 #include <cstdio>
-#include <memory>
+#include <new>
 
 #include "tarn/src/base/shared_object.h"
 
@@ -61,13 +61,16 @@ CupsLibrary::CupsLibrary(const char* soname)
 
 const CupsLibrary* CupsLibrary::system()
 {
-    // Never destroyed: threads that end late may still be inside.
+    // In this library's own storage and without an end: threads that end late may still be inside when the
+    // process exits, and nothing is left behind when this library is unloaded.
+    alignas(CupsLibrary) static unsigned char storage[sizeof(CupsLibrary)];
     static const CupsLibrary* const library = []() -> const CupsLibrary* {
-        auto made = std::make_unique<CupsLibrary>("libcups.so.2");
+        auto* const made = new (storage) CupsLibrary("libcups.so.2");
         if (made->complaint.empty()) {
-            return made.release();
+            return made;
         }
         std::fprintf(stderr, "tarn: no IPP: %s\n", made->complaint.c_str());
+        made->~CupsLibrary();
         return nullptr;
     }();
     return library;

@@ -24,4 +24,10 @@ kel_add_gtest(tarn_library_test
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)
 target_compile_definitions(tarn_abi_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"
                                                  TARN_EXPECTED_VERSION="${PROJECT_VERSION}")
+# Loaded by the test itself, and unloaded.
+kel_add_gtest(tarn_unload_test SOURCES api/unload_test.cpp LIBS ${CMAKE_DL_LIBS})
+target_compile_definitions(tarn_unload_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>")
+target_include_directories(tarn_unload_test PRIVATE "$<TARGET_PROPERTY:tarn,INTERFACE_INCLUDE_DIRECTORIES>")
+set_target_properties(tarn_unload_test PROPERTIES ENABLE_EXPORTS ON) # so that the library makes its objects with the test's operators
+add_dependencies(tarn_unload_test tarn)
 kel_add_gtest(tarn_status_test SOURCES status/tarn_status_test.cpp LIBS tarn_status_core)
