@@ -133,8 +133,9 @@ void SnmpPoller::heard(SnmpPeer& peer)
     peer.silence.answered(m_now - peer.firstSent);
     dropRequest(peer);
     target.markAnswered(m_now);
-    if (peer.knowledge == VersionKnowledge::Settled && target.isMet() && !target.answers(Way::Snmp)) {
-        // Back at the first answer, with the last good picture until this conversation has a new one.
+    if (peer.liveliness != Liveliness::NoPicture && !target.answers(Way::Snmp)) {
+        // Back at the first answer, with the last good picture until this conversation has a new one. Who was
+        // never seen before comes with his picture.
         target.report(Way::Snmp, target.pictureBy(Way::Snmp));
         m_listener.targetChanged(target);
     }

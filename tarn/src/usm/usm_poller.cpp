@@ -271,8 +271,9 @@ void UsmPoller::answered(Peer& peer, const snmp::Pdu& pdu)
     setPhase(peer, Phase::Resting);
     m_deadlines.remove(peer);
     target.markAnswered(m_now);
-    if (target.isMet() && !target.answers(Way::Snmp)) {
-        // Back at the first answer, with the last good picture until this conversation has a new one.
+    if (peer.liveliness != Liveliness::NoPicture && !target.answers(Way::Snmp)) {
+        // Back at the first answer, with the last good picture until this conversation has a new one. Who was
+        // never seen before comes with his picture.
         target.report(Way::Snmp, target.pictureBy(Way::Snmp));
         m_listener.targetChanged(target);
     }

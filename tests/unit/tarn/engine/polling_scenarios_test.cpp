@@ -197,6 +197,25 @@ TEST(Polling, SilentPrinterIsBackAtItsFirstAnswer)
     EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
 }
 
+TEST(Polling, PrinterThatWasSilentFromTheBeginningComesWithItsPicture)
+{
+    for (const VersionChoice version : {VersionChoice::Auto, VersionChoice::V2c}) {
+        SimulatedNetwork network;
+        const auto target = network.add(1, version);
+        network.agent(1).answers = false;
+        network.pass(seconds(20));
+        ASSERT_TRUE(target->isMet());
+        ASSERT_FALSE(target->snapshot()->online);
+        network.agent(1).answers = true;
+        network.agent(1).delay = Milliseconds(800); // each of the answers that make up the first picture
+        for (int i = 0; i < 15000 && !target->snapshot()->online; i += 5) {
+            network.pass(Milliseconds(5));
+        }
+        ASSERT_TRUE(target->snapshot()->online);
+        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    }
+}
+
 TEST(Polling, PrinterThatReturnsWithinTwoMinutesIsBackWithinTenSeconds)
 {
     SimulatedNetwork network;

@@ -176,6 +176,23 @@ TEST(UsmPolling, ThreeMissesMakeItUnreachableAndOneAnswerBringsItBack)
     EXPECT_TRUE(target->snapshot()->online);
 }
 
+TEST(UsmPolling, WhoWasUnreachableFromTheBeginningComesWithHisPicture)
+{
+    World world;
+    const auto target = world.add(1);
+    world.agents[1].answers = false;
+    world.pass(Milliseconds(20000));
+    ASSERT_TRUE(target->isMet());
+    ASSERT_FALSE(target->snapshot()->online);
+    world.agents[1].answers = true;
+    world.agents[1].delay = Milliseconds(800); // each of the answers that make up the first picture
+    for (int i = 0; i < 15000 && !target->snapshot()->online; i += 5) {
+        world.pass(Milliseconds(5));
+    }
+    ASSERT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(World::modelOf(*target), "idle");
+}
+
 TEST(UsmPolling, OneQuestionAtATimeAndNoAnswerButTheLastOnesCounts)
 {
     World world;
