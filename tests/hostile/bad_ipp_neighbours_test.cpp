@@ -1,13 +1,12 @@
 // Ten good printers beside IPP servers that mean it ill, through libtarn.so.
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
 #include <thread>
 
 #include "tests/hostile/neighbourhood.h"
 #include "tests/support/eventually.h"
+#include "tests/support/own_threads.h"
 #include "tests/unit/tarn/ipp/scripted_server.h"
 
 namespace hostile {
@@ -22,23 +21,6 @@ using Connection = ScriptedServer::Connection;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::uint16_t kPort = 16440;
-
-// Threads of this process whose name begins so.
-int threadsNamed(const std::string& start)
-{
-    int count = 0;
-    DIR* const tasks = ::opendir("/proc/self/task");
-    while (const dirent* const entry = tasks != nullptr ? ::readdir(tasks) : nullptr) {
-        std::string name;
-        std::ifstream in(std::string("/proc/self/task/") + entry->d_name + "/comm");
-        std::getline(in, name);
-        count += name.rfind(start, 0) == 0 ? 1 : 0;
-    }
-    if (tasks != nullptr) {
-        ::closedir(tasks);
-    }
-    return count;
-}
 
 // A silent TLS peer, a dripping server, one that sends 100 MB, one that redirects.
 class BadIppNeighbours : public testing::Test
@@ -121,7 +103,7 @@ TEST_F(BadIppNeighbours, DoNotAgeTheGoodOnesNorTakeMoreThanAThreadEach)
         for (const NamedPrinter& printer : bad()) {
             EXPECT_FALSE(library.see(printer.name).online) << printer.name;
         }
-        EXPECT_LE(threadsNamed("tarn-ipp"), 1 + 4) << "one a peer, and the relay";
+        EXPECT_LE(kel_test::ownThreads("tarn-ipp"), 1 + 4) << "one a peer, and the relay";
         std::this_thread::sleep_for(milliseconds(50));
     };
     const auto limit = SteadyClock::now() + seconds(120);
@@ -160,7 +142,7 @@ TEST_F(BadIppNeighbours, LibraryEndsInTheMidstOfIt)
         const auto begun = SteadyClock::now();
         library.reset();
         best = std::min(best, std::chrono::duration_cast<milliseconds>(SteadyClock::now() - begun));
-        EXPECT_EQ(threadsNamed("tarn-ipp"), 0);
+        EXPECT_EQ(kel_test::ownThreads("tarn-ipp"), 0);
     }
     RecordProperty("destroy_ms", static_cast<int>(best.count()));
     EXPECT_LE(best, seconds(2));

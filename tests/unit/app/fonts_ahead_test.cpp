@@ -6,15 +6,11 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sstream>
-#include <string>
 #include <thread>
+
+#include "tests/support/own_threads.h"
 
 namespace {
 
@@ -35,27 +31,10 @@ extern "C" void* FcFontList(void* config, void* pattern, void* objects)
 
 namespace {
 
-// A thread that has been joined may still be on its way out of the kernel's list.
-bool isLeaving(const std::filesystem::path& task)
-{
-    std::ifstream in(task / "stat");
-    const std::string stat{std::istreambuf_iterator<char>(in), {}};
-    const std::size_t name = stat.rfind(')');
-    if (name == std::string::npos)
-        return true; // it has gone
-    std::istringstream rest(stat.substr(name + 1));
-    std::string state, parent, group, session, terminal, foreground;
-    unsigned flags = 0;
-    rest >> state >> parent >> group >> session >> terminal >> foreground >> flags;
-    constexpr unsigned exiting = 4; // PF_EXITING
-    return (flags & exiting) != 0;
-}
-
 long threads()
 {
     std::thread([] {}).join(); // a sanitizer's own thread starts with the first of ours
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::count_if(begin(tasks), end(tasks), [](const auto& task) { return !isLeaving(task.path()); });
+    return kel_test::ownThreads();
 }
 
 TEST(FontsAhead, HasReadEverythingWhenWaitedFor)

@@ -4,26 +4,14 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "tarn/src/usm/net_snmp_library.h"
+#include "tests/support/own_threads.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn::usm {
 
 namespace {
-
-std::size_t threadsNamed(const std::string& name)
-{
-    std::size_t found = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string text;
-        std::getline(std::ifstream(entry.path() / "comm"), text);
-        found += text == name ? 1 : 0;
-    }
-    return found;
-}
 
 UsmQuestion question(std::uint32_t address, const std::shared_ptr<const engine::UsmUser>& user)
 {
@@ -70,12 +58,12 @@ TEST(UsmThreadTest, BeginsWithTheFirstQuestion)
         thread.reopen();
         EXPECT_TRUE(thread.take().empty());
         EXPECT_EQ(thread.descriptor(), -1);
-        EXPECT_EQ(threadsNamed("tarn-usm"), 0u);
+        EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 0);
         thread.ask(question(0x7F2B0901, user("authpass12"))); // 127.43.9.1, where nobody is
         EXPECT_GE(thread.descriptor(), 0);
-        EXPECT_EQ(threadsNamed("tarn-usm"), 1u);
+        EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 1);
     }
-    EXPECT_EQ(threadsNamed("tarn-usm"), 0u);
+    EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 0);
 }
 
 TEST(UsmThreadTest, WithoutTheLibraryOneLineIsSaidAndNothingIsAnswered)
