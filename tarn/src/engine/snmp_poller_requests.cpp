@@ -16,6 +16,8 @@ constexpr Milliseconds kSendAgain{2};
 constexpr int kReceiveBatches = 32;
 // So many misses in the middle of a conversation may mean that the answer does not get through for its size.
 constexpr unsigned kMissesToAskForLess = 2;
+// After so long a silence in the middle of a first meeting it may be another device that answers at last.
+constexpr Milliseconds kMeetAnew{60000};
 
 // Peers are cold when their turn comes, and one waits for several lines of each: they are asked for a batch
 // ahead.
@@ -390,6 +392,8 @@ void SnmpPoller::markSent(SnmpPeer& peer)
 void SnmpPoller::missed(SnmpPeer& peer)
 {
     const bool offlineNow = peer.silence.missed(peer.lastSent, m_now);
+    // A first meeting across a bad network would never end if each silence began it anew.
+    const bool halfMet = peer.liveliness == Liveliness::NoPicture && peer.requests > 1;
     if (offlineNow) {
         becomeOffline(peer);
     }
@@ -399,12 +403,14 @@ void SnmpPoller::missed(SnmpPeer& peer)
     }
     if (switchVersion(peer)) {
         beginConversation(peer, ReadKind::Identity);
-    } else if (offlineNow) {
+    } else if (offlineNow && !halfMet) {
         // Whatever was being read is void; the smallest question finds out soonest that it is back.
         beginConversation(peer,
                           peer.liveliness != Liveliness::NoPicture ? ReadKind::Fast : ReadKind::Identity);
-    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess) {
-        peer.dialogue->noAnswer();
+    } else if (halfMet && m_now - peer.silence.since() >= kMeetAnew) {
+        beginConversation(peer, ReadKind::Identity);
+    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess &&
+               peer.dialogue->noAnswer()) {
         beginConversation(peer, peer.kind);
     } else {
         enqueue(peer);

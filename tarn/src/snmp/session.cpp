@@ -9,19 +9,21 @@ using Id = ColumnId;
 constexpr int requestsPerConversation = 200;
 constexpr int resultsAtFirst = 48;
 constexpr int resultsWhenCareful = 8;
+constexpr int fullsWhenCareful = 60; // an hour
 
 } // namespace
 
 void Session::Impl::resetLimits()
 {
-    m_limits.bulk = m_version != Version::V1 && !m_careful;
-    m_limits.maxResults = m_careful ? resultsWhenCareful : resultsAtFirst;
+    m_limits.bulk = m_version != Version::V1 && m_careful == 0;
+    m_limits.maxResults = m_careful > 0 ? resultsWhenCareful : resultsAtFirst;
 }
 
 void Session::Impl::begin(ReadKind kind)
 {
-    if (kind == ReadKind::Identity) {
-        resetLimits(); // it may be another device now
+    const bool regainsTrust = kind == ReadKind::Full && m_careful > 0 && --m_careful == 0;
+    if (kind == ReadKind::Identity || regainsTrust) { // for all we know it is another device
+        resetLimits();
     }
     m_limits.requestsLeft = requestsPerConversation;
     m_oneFast = m_oneFast && kind == ReadKind::Full;
@@ -69,15 +71,17 @@ void Session::Impl::accept(const Pdu& response)
     }
 }
 
-void Session::Impl::noAnswer()
+bool Session::Impl::noAnswer()
 {
-    if (m_stage != Stage::Idle && m_talk->answers > 0 && !m_careful) {
-        m_careful = true;
-        resetLimits();
+    if (m_stage == Stage::Idle || m_talk->answers == 0 || m_careful > 0) {
+        return false;
     }
+    m_careful = fullsWhenCareful;
+    resetLimits();
     m_oneFast = false;
     m_talk.reset();
     m_stage = Stage::Idle;
+    return true;
 }
 
 void Session::Impl::enter(Stage stage)
@@ -170,9 +174,9 @@ void Session::accept(const Pdu& response)
     m_impl->accept(response);
 }
 
-void Session::noAnswer()
+bool Session::noAnswer()
 {
-    m_impl->noAnswer();
+    return m_impl->noAnswer();
 }
 
 bool Session::hearAgain(ByteView message, const device::KeptPicture& published)

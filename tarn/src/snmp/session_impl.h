@@ -31,7 +31,7 @@ public:
     void begin(ReadKind kind);
     std::optional<Pdu> nextRequest();
     void accept(const Pdu& response);
-    void noAnswer();
+    bool noAnswer();
     bool hearAgain(ByteView message, const device::KeptPicture& published);
     bool asksTheSame() const { return m_oneFast; }
     ReadOutcome outcome() const { return m_outcome; }
@@ -94,7 +94,7 @@ private:
 
     const Version m_version;
     RequestLimits m_limits;
-    bool m_careful = false;
+    int m_careful = 0; // for so many Full conversations more
     int m_fulls = 0;
     bool m_askAll = true;   // also what the device did not have
     bool m_oneFast = false; // the last Fast conversation took one request, and the next would ask the same

@@ -15,6 +15,8 @@ namespace {
 
 // So many misses in the middle of a conversation may mean that the answer does not get through for its size.
 constexpr unsigned kMissesToAskForLess = 2;
+// After so long a silence in the middle of a first meeting it may be another device that answers at last.
+constexpr Milliseconds kMeetAnew{60000};
 
 } // namespace
 
@@ -338,6 +340,8 @@ void UsmPoller::rest(Peer& peer)
 void UsmPoller::missed(Peer& peer)
 {
     const bool offlineNow = peer.silence.missed(peer.lastPut, m_now);
+    // A first meeting across a bad network would never end if each silence began it anew.
+    const bool halfMet = peer.liveliness == Liveliness::NoPicture && peer.requests > 1;
     if (offlineNow) {
         reportSilent(*peer.target);
     }
@@ -345,11 +349,13 @@ void UsmPoller::missed(Peer& peer)
     if (putAside(peer)) {
         return;
     }
-    if (offlineNow) {
+    if (offlineNow && !halfMet) {
         // Whatever was being read is void; the smallest question finds out soonest that it is back.
         begin(peer, peer.liveliness != Liveliness::NoPicture ? ReadKind::Fast : ReadKind::Identity);
-    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess) {
-        peer.dialogue->noAnswer();
+    } else if (halfMet && m_now - peer.silence.since() >= kMeetAnew) {
+        begin(peer, ReadKind::Identity);
+    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess &&
+               peer.dialogue->noAnswer()) {
         begin(peer, peer.kind);
     } else {
         put(peer);

@@ -1,5 +1,7 @@
 #include "tests/unit/tarn/engine/fake_dialogue.h"
 
+#include <utility>
+
 namespace tarn::engine::test {
 
 namespace {
@@ -44,7 +46,7 @@ public:
         }
     }
 
-    void noAnswer() override { m_careful = true; }
+    bool noAnswer() override { return !std::exchange(m_careful, true); }
 
     ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }

@@ -581,6 +581,36 @@ TEST(Polling, PrinterThatDropsItsLargeAnswersIsAskedForLessAndStaysOnline)
     }
 }
 
+// The printer at a network that loses what it likes: which of its requests, counted from 1, stay unanswered.
+// How many answers it took to meet it.
+std::size_t answersToMeet(const std::set<std::size_t>& lost)
+{
+    SimulatedNetwork network;
+    std::size_t asked = 0;
+    network.agent(1).loses = [&](const SeenRequest&) { return lost.count(++asked) != 0; };
+    const auto target = network.add(1, VersionChoice::V2c);
+    for (int i = 0; i < 300 && !target->snapshot()->online; ++i) {
+        network.pass(seconds(1));
+    }
+    EXPECT_TRUE(target->snapshot()->online);
+    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    return network.accepted;
+}
+
+TEST(Polling, FirstMeetingGoesOnWhereALossInterruptedIt)
+{
+    EXPECT_EQ(answersToMeet({}), 3u);
+    EXPECT_EQ(answersToMeet({2}), 3u);
+    EXPECT_EQ(answersToMeet({2, 3}), 1u + 3u);             // begun anew, with smaller questions
+    EXPECT_EQ(answersToMeet({2, 3, 5, 6}), 1u + 3u);       // which is done once
+    EXPECT_EQ(answersToMeet({2, 3, 5, 6, 7, 8}), 1u + 3u); // offline meanwhile
+    std::set<std::size_t> forMinutes{2, 3};
+    for (std::size_t i = 5; i < 22; ++i) {
+        forMinutes.insert(i);
+    }
+    EXPECT_EQ(answersToMeet(forMinutes), 1u + 1u + 3u) << "it may be another one by now";
+}
+
 TEST(Polling, RemovedPrinterIsNeitherAskedNorTouchedAnyMore)
 {
     SimulatedNetwork network;

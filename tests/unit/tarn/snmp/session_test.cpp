@@ -251,22 +251,43 @@ TEST_P(ASession, GetsSmallerAfterSilence)
     std::optional<Pdu> request = session.nextRequest();
     session.accept(agent.answer(*request));
     ASSERT_TRUE(session.nextRequest());
-    session.noAnswer();
+    EXPECT_TRUE(session.noAnswer());
     EXPECT_FALSE(session.nextRequest());
     session.begin(ReadKind::Identity);
     while ((request = session.nextRequest())) {
         EXPECT_NE(request->type, PduType::GetBulkRequest);
         EXPECT_LE(request->varbinds.size(), 8u);
+        EXPECT_FALSE(session.noAnswer()); // nothing smaller is to be had: it goes on
         session.accept(agent.answer(*request));
     }
     EXPECT_EQ(session.status()->supplies.size(), 5u);
+}
+
+TEST_P(ASession, AsksForMuchAgainInTheEnd)
+{
+    read(ReadKind::Identity);
+    read(ReadKind::Full);
+    const int atBest = requests;
+    ASSERT_GT(atBest, 1);
+    session.begin(ReadKind::Full);
+    const std::optional<Pdu> request = session.nextRequest();
+    session.accept(agent.answer(*request));
+    ASSERT_TRUE(session.nextRequest());
+    ASSERT_TRUE(session.noAnswer());
+    int fulls = 0;
+    do {
+        EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Unchanged);
+        ++fulls;
+    } while (requests > atBest && fulls < 1000);
+    EXPECT_GE(fulls, 50);
+    EXPECT_LE(fulls, 70);
 }
 
 TEST_P(ASession, NeedsNoCarefulnessForADeviceThatWasSimplyOff)
 {
     session.begin(ReadKind::Identity);
     ASSERT_TRUE(session.nextRequest());
-    session.noAnswer(); // nothing at all was answered
+    EXPECT_FALSE(session.noAnswer()); // nothing at all was answered
     EXPECT_EQ(read(ReadKind::Identity), ReadOutcome::Changed);
     EXPECT_LE(requests, GetParam() == Version::V1 ? 25 : 8);
 }
