@@ -55,6 +55,12 @@ class StartUp(WindowCase):
         self.assertEqual(stat.S_IMODE(LOCK_FILE.stat().st_mode), 0o666)
         LOCK_FILE.unlink()
 
+    def test_the_session_bus_is_connected_to_beside_the_main_thread(self):
+        done = subprocess.run([BUILD / "tests" / "session_bus_ahead_test"], env=self.kel.environment,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        self.assertIn("[  PASSED  ] 2 tests", done.stdout)
+
     def test_a_killed_instance_leaves_the_way_free(self):
         self.start()
         self.kel.process.kill()

@@ -28,4 +28,22 @@ TEST(SessionBusAhead, LeavesTheBusAloneWithoutXWindows)
     EXPECT_FALSE(isConnected());
 }
 
+// start_up_test runs it on a desktop of its own.
+TEST(SessionBusAhead, ConnectsBesideTheMainThreadWhereTheWindowsAreXWindows)
+{
+    if (std::getenv("DISPLAY") == nullptr || std::getenv("DBUS_SESSION_BUS_ADDRESS") == nullptr) {
+        GTEST_SKIP() << "there is no desktop";
+    }
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+    int argc = 1;
+    char name[] = "session_bus_ahead_test";
+    char* argv[] = {name, nullptr};
+    const QGuiApplication application(argc, argv);
+    ASSERT_FALSE(isConnected());
+    SessionBusAhead bus;
+    bus.wait();
+    EXPECT_TRUE(isConnected());
+    bus.wait(); // nothing to wait for
+}
+
 } // namespace
