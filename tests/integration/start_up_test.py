@@ -55,7 +55,7 @@ class StartUp(WindowCase):
         self.assertEqual(stat.S_IMODE(LOCK_FILE.stat().st_mode), 0o666)
         LOCK_FILE.unlink()
 
-    def test_the_session_bus_is_connected_to_beside_the_main_thread(self):
+    def test_the_session_bus_is_connected_to_ahead(self):
         done = subprocess.run([BUILD / "tests" / "session_bus_ahead_test"], env=self.kel.environment,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         self.assertEqual(done.returncode, 0, done.stdout)

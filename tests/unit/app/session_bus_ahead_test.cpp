@@ -29,7 +29,7 @@ TEST(SessionBusAhead, LeavesTheBusAloneWithoutXWindows)
 }
 
 // start_up_test runs it on a desktop of its own.
-TEST(SessionBusAhead, ConnectsBesideTheMainThreadWhereTheWindowsAreXWindows)
+TEST(SessionBusAhead, IsConnectedOnceWaitedForWhereTheWindowsAreXWindows)
 {
     if (std::getenv("DISPLAY") == nullptr || std::getenv("DBUS_SESSION_BUS_ADDRESS") == nullptr) {
         GTEST_SKIP() << "there is no desktop";

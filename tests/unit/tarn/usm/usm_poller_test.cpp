@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "tests/unit/tarn/engine/fake_dialogue.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
@@ -23,6 +24,7 @@ struct Agent
     Milliseconds delay{5};
     std::string says = "idle";
     std::vector<TimePoint> asked;
+    std::set<std::size_t> lost; // which of the questions, counted from 1, stay unanswered
 };
 
 // Agents, a port to them and a clock that exist only in memory.
@@ -70,7 +72,8 @@ public:
     {
         Agent& agent = agents[question.endpoint.address - (10u << 24)];
         agent.asked.push_back(clock.now());
-        if (agent.answers) {
+        if (agent.answers && agent.lost.count(agent.asked.size()) == 0) {
+            ++answered;
             UsmAnswer answer{question.endpoint, question.ticket, question.pdu};
             answer.pdu.varbinds.front().value.bytes = agent.says;
             onTheirWay.emplace(clock.now() + agent.delay, answer);
@@ -111,6 +114,7 @@ public:
     std::vector<Endpoint> forgotten;
     std::multimap<TimePoint, UsmAnswer> onTheirWay;
     std::size_t reopened = 0;
+    std::size_t answered = 0;
     std::size_t changes = 0;
     std::size_t mostInFlight = 0;
     UsmPoller poller{clock, random, std::make_unique<Port>(*this), *this, engine::test::fakeDialogues()};
@@ -191,6 +195,32 @@ TEST(UsmPolling, WhoWasUnreachableFromTheBeginningComesWithHisPicture)
     }
     ASSERT_TRUE(target->snapshot()->online);
     EXPECT_EQ(World::modelOf(*target), "idle");
+}
+
+// How many answers it takes to meet a printer where those questions are lost.
+std::size_t answersToMeet(const std::set<std::size_t>& lost)
+{
+    World world;
+    const auto target = world.add(1);
+    world.agents[1].lost = lost;
+    for (int i = 0; i < 300 && !target->snapshot()->online; ++i) {
+        world.pass(Milliseconds(1000));
+    }
+    EXPECT_EQ(World::modelOf(*target), "idle");
+    return world.answered;
+}
+
+TEST(UsmPolling, AFirstMeetingGoesOnWhereALossInterruptedIt)
+{
+    EXPECT_EQ(answersToMeet({}), 3u);
+    EXPECT_EQ(answersToMeet({2, 3}), 1u + 3u);             // begun anew, with smaller questions
+    EXPECT_EQ(answersToMeet({2, 3, 5, 6}), 1u + 3u);       // which is done once
+    EXPECT_EQ(answersToMeet({2, 3, 5, 6, 7, 8}), 1u + 3u); // offline meanwhile
+    std::set<std::size_t> forMinutes{2, 3};
+    for (std::size_t i = 5; i < 22; ++i) {
+        forMinutes.insert(i);
+    }
+    EXPECT_EQ(answersToMeet(forMinutes), 1u + 1u + 3u) << "it may be another one by now";
 }
 
 TEST(UsmPolling, OneQuestionAtATimeAndNoAnswerButTheLastOnesCounts)
