@@ -3,6 +3,7 @@
 import contextlib
 import os
 import subprocess
+import tempfile
 
 
 def end(process, seconds=10):
@@ -28,18 +29,20 @@ def without_strict_strings(environment):
 def x_server(*arguments):
     """A virtual X server; yields its display name. arguments: of Xvfb, by default one screen of 1920 x 1080."""
     read_end, write_end = os.pipe()
-    server = subprocess.Popen(["Xvfb", "-displayfd", str(write_end), "-noreset", "-nolisten", "tcp",
-                               *(arguments or ("-screen", "0", "1920x1080x24"))],
-                              pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    os.close(write_end)
-    try:
-        with os.fdopen(read_end) as pipe:
-            number = pipe.readline().strip()
-        if not number:
-            raise RuntimeError("Xvfb did not start")
-        yield f":{number}"
-    finally:
-        end(server)
+    with tempfile.TemporaryFile("w+") as log:
+        server = subprocess.Popen(["Xvfb", "-displayfd", str(write_end), "-noreset", "-nolisten", "tcp",
+                                   *(arguments or ("-screen", "0", "1920x1080x24"))],
+                                  pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=log)
+        os.close(write_end)
+        try:
+            with os.fdopen(read_end) as pipe:
+                number = pipe.readline().strip()
+            if not number:
+                log.seek(0)
+                raise RuntimeError(f"Xvfb did not start: {log.read()[-2000:]}")
+            yield f":{number}"
+        finally:
+            end(server)
 
 
 @contextlib.contextmanager

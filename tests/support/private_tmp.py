@@ -1,5 +1,7 @@
 """A /tmp and a loopback network of the test's own: the program's lock file, which all instances on a machine share, X
-displays, whose sockets are known to the whole network namespace, and ports are nobody else's.
+displays, whose sockets are known to the whole network namespace, and ports are nobody else's. Nor are the keyboard maps
+that X servers compile: /var/lib/xkb/server-0.xkm is the same file for every display :0, and two that start at the same
+moment take it from each other.
 
 Call enter() first thing in a test program, before any thread or child. Where the system refuses, the tests of several
 checkouts take turns instead, and a user's own running instance is reported as what it is.
@@ -20,6 +22,8 @@ MS_BIND = 0x1000
 MS_REC = 0x4000
 MS_PRIVATE = 1 << 18
 
+KEYBOARD_MAPS = "/var/lib/xkb"
+
 _turn = None
 
 
@@ -37,8 +41,8 @@ def _unshared(libc):
 
 
 def enter(*needed):
-    """True: /tmp and the network are private from here on, for this process and its children. needed: directories that must stay in
-    sight where they lie below /tmp, the build tree for example."""
+    """True: /tmp, the network and the place of compiled keyboard maps are private from here on, for this process and its
+    children. needed: directories that must stay in sight where they lie below /tmp, the build tree for example."""
     global _turn
     libc = ctypes.CDLL(None, use_errno=True)
     kept = [(os.path.realpath(path), os.open(path, os.O_PATH | os.O_DIRECTORY)) for path in needed]
@@ -52,6 +56,8 @@ def enter(*needed):
             if libc.mount(f"/proc/self/fd/{descriptor}".encode(), os.fsencode(path), None, MS_BIND, None) != 0:
                 raise OSError(ctypes.get_errno(), "cannot keep in sight", path)
         os.close(descriptor)
+    if os.path.isdir(KEYBOARD_MAPS) and libc.mount(b"tmpfs", KEYBOARD_MAPS.encode(), b"tmpfs", 0, b"mode=755") != 0:
+        raise OSError(ctypes.get_errno(), "cannot have keyboard maps of one's own", KEYBOARD_MAPS)
     return True
 
 
