@@ -63,9 +63,10 @@ class ScriptedKel(Kel):
         return sum(1 for _, name in self.calls() if name.startswith("tarn_openPrinter"))
 
     def resident_kib(self):
-        """Memory that is this process's own."""
+        """Memory that this process wrote to: stack, heap, changed data. Pages of libraries do not count, they become
+        "private" whenever the last other process that has them mapped ends."""
         text = pathlib.Path(f"/proc/{self.process.pid}/smaps_rollup").read_text()
-        return sum(int(line.split()[1]) for line in text.splitlines() if line.startswith("Private_"))
+        return next(int(line.split()[1]) for line in text.splitlines() if line.startswith("Anonymous:"))
 
     def alarms(self):
         """Lines of the program's output that no healthy run has."""
