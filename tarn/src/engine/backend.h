@@ -47,7 +47,7 @@ public:
 // Invariants
 //  (1) After unwatch() the back-end neither touches nor keeps the target.
 //  (2) run() is called at nextDeadline(), and whenever descriptor() is readable; a few milliseconds later
-//  where the engine is woken too often, unless isThronged().
+//      where the engine is woken too often, unless isThronged().
 // Threading: engine thread only.
 class Backend
 {

@@ -11,8 +11,8 @@ namespace tarn::engine {
 // but for the request id, which is put in when it is sent.
 //
 // Invariants
-//  (1) A question that nobody holds any more is forgotten, at the latest when as many more have come as there
-//  were.
+//  (1) A question that nobody holds any more is forgotten, at the latest when as many more have come as
+//      there were.
 // Threading: one thread.
 class QuestionPool final
 {

@@ -10,9 +10,8 @@ namespace tarn::engine {
 //
 // Guarantees
 //  (1) Offline only after three misses in a row, and 5 s after the first of those requests was sent.
-//  (2) The patience grows: 1 s (longer for a printer known as slow), then 2 s; once offline the request stays
-//  open
-//      until it is repeated, so that a printer that takes 18 s to wake is still heard.
+//  (2) The patience grows: 1 s (longer for a printer known as slow), then 2 s; once offline the request
+//      stays open until it is repeated, so that a printer that takes 18 s to wake is still heard.
 //  (3) Offline, requests are at most 10 s apart for the first two minutes, then 15 to 30 s.
 //  (4) One answer ends it all.
 // Threading: one thread.

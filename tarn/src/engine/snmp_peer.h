@@ -43,8 +43,7 @@ enum class VersionKnowledge : std::uint8_t
 //      none.
 //  (2) At most one request at a time: a repetition is the same bytes again.
 //  (3) While sameQuestion holds, question is a whole Fast conversation, and an answer of the digest
-//  sameAnswer
-//      to it changes nothing. Where the tables were read since, sameAnswer is no answer's.
+//      sameAnswer to it changes nothing. Where the tables were read since, sameAnswer is no answer's.
 struct SnmpPeer
 {
     // constant after construction

@@ -66,7 +66,7 @@ void SnmpPoller::networkChanged()
 {
     m_now = m_clock.now();
     m_port->reopen();
-    m_lastReopen = m_now;
+    m_reopening.reopened(m_now);
     m_nextStart = m_now;
     for (const auto& entry : m_peers) {
         SnmpPeer& peer = *entry.second;
@@ -202,28 +202,12 @@ void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
         peer.sameQuestion = peer.sameQuestion && peer.dialogue->asksTheSame();
         peer.sameAnswer.hash = kNoAnswer;
     }
-    publishOutcome(peer, outcome);
+    peer.liveliness = publish(*peer.target, *peer.dialogue, outcome, peer.liveliness, m_listener);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
         beginConversation(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
     } else {
         rest(peer);
     }
-}
-
-void SnmpPoller::publishOutcome(SnmpPeer& peer, ReadOutcome outcome)
-{
-    Target& target = *peer.target;
-    const bool wasOnline = target.answers(Way::Snmp);
-    const bool metNow = !target.isMet();
-    if (outcome != ReadOutcome::Changed && wasOnline && !metNow) {
-        return;
-    }
-    const std::shared_ptr<const device::DeviceStatus> status = peer.dialogue->status();
-    peer.liveliness = livelinessOf(status.get());
-    // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
-    target.report(Way::Snmp, status ? *status : target.pictureBy(Way::Snmp));
-    target.markMet();
-    m_listener.targetChanged(target);
 }
 
 void SnmpPoller::rest(SnmpPeer& peer)
@@ -234,14 +218,6 @@ void SnmpPoller::rest(SnmpPeer& peer)
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
     m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));
-}
-
-void SnmpPoller::becomeOffline(SnmpPeer& peer)
-{
-    Target& target = *peer.target;
-    target.reportSilent(Way::Snmp);
-    target.markMet();
-    m_listener.targetChanged(target);
 }
 
 // --- versions ---

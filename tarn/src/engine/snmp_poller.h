@@ -8,6 +8,7 @@
 
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/backend.h"
+#include "tarn/src/engine/conversation.h"
 #include "tarn/src/engine/datagram_port.h"
 #include "tarn/src/engine/reply_gate.h"
 #include "tarn/src/engine/snmp_peer.h"
@@ -18,17 +19,14 @@ namespace tarn::engine {
 //
 // Invariants
 //  (1) One request at a time to one printer; at most kMostInFlight altogether, of which the silent printers
-//  have at
-//      most kMostSilentInFlight, so that a dead network segment holds nobody else up.
-//  (2) A reply is found by source address and port together, in constant time, and then held against the one
-//      request that is open there; what does not match changes nothing.
+//      have at most kMostSilentInFlight, so that a dead network segment holds nobody else up.
+//  (2) A reply is found by source address and port together, in constant time, and then held against the
+//      one request that is open there; what does not match changes nothing.
 //  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
 //  (4) An answer that says what the last one said is neither decoded nor handed on; the dialogue hears of a
-//  question
-//      that was asked in its name when its answer is a new one.
-//  (5) A conversation begins when those under way need no room any more: of ten thousand printers met at once
-//  a
-//      few hundred are half read at any time, not all of them.
+//      question that was asked in its name when its answer is a new one.
+//  (5) A conversation begins when those under way need no room any more: of ten thousand printers met at
+//      once a few hundred are half read at any time, not all of them.
 //  (6) A conversation ends after at most kMostRequests requests, whatever the answers are.
 // Threading: engine thread only.
 // Ownership: owns the port; borrows clock, randomness and listener, which must outlive it.
@@ -46,8 +44,7 @@ public:
     static constexpr Milliseconds kFlight{2000};    // after that a request no longer counts as in flight
     static constexpr Milliseconds kSilentFlight{1000};
     static constexpr Milliseconds kSleep{10000}; // run() so late means that the machine slept
-    static constexpr Milliseconds kReopenGap{30000};
-    static constexpr unsigned kStartsPerMs = 3; // many printers at once begin one after the other
+    static constexpr unsigned kStartsPerMs = 3;  // many printers at once begin one after the other
     static constexpr Milliseconds kLongestSpread{5000};
 
     SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
@@ -91,7 +88,6 @@ private:
     bool openConversation(SnmpPeer& peer);
     void proceed(SnmpPeer& peer);
     void conversationEnded(SnmpPeer& peer, snmp::ReadOutcome outcome);
-    void publishOutcome(SnmpPeer& peer, snmp::ReadOutcome outcome);
     void rest(SnmpPeer& peer);
 
     // requests
@@ -118,7 +114,6 @@ private:
     void runDeadlines();
     void deadlinePassed(SnmpPeer& peer);
     void missed(SnmpPeer& peer);
-    void becomeOffline(SnmpPeer& peer);
     bool putAside(SnmpPeer& peer);
     bool switchVersion(SnmpPeer& peer);
     void useVersion(SnmpPeer& peer, snmp::Version version);
@@ -145,9 +140,8 @@ private:
     std::size_t m_unasked = 0; // datagrams of the present run() that answered nothing
     std::size_t m_inFlight = 0;
     std::size_t m_silentInFlight = 0;
-    TimePoint m_now{};          // of the present run()
-    TimePoint m_lastAccepted{}; // from anybody
-    TimePoint m_lastReopen{};
+    TimePoint m_now{}; // of the present run()
+    Reopening m_reopening;
     TimePoint m_floodedUntil{};
     TimePoint m_nextStart{};
     TimePoint m_sendAgainAt = kNever; // the port had no room

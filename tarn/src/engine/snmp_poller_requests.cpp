@@ -14,10 +14,6 @@ constexpr std::size_t kSendBatch = 64;
 constexpr Milliseconds kSendAgain{2};
 // One run() takes no more than so many batches, so that a flood cannot keep the deadlines waiting.
 constexpr int kReceiveBatches = 32;
-// So many misses in the middle of a conversation may mean that the answer does not get through for its size.
-constexpr unsigned kMissesToAskForLess = 2;
-// After so long a silence in the middle of a first meeting it may be another device that answers at last.
-constexpr Milliseconds kMeetAnew{60000};
 
 // Peers are cold when their turn comes, and one waits for several lines of each: they are asked for a batch
 // ahead.
@@ -130,17 +126,11 @@ bool SnmpPoller::deliver(SnmpPeer& peer, snmp::ByteView bytes)
 // What any accepted answer means, whatever it says.
 void SnmpPoller::heard(SnmpPeer& peer)
 {
-    Target& target = *peer.target;
-    m_lastAccepted = m_now;
+    m_reopening.answered(m_now);
     peer.silence.answered(m_now - peer.firstSent);
     dropRequest(peer);
-    target.markAnswered(m_now);
-    if (peer.liveliness != Liveliness::NoPicture && !target.answers(Way::Snmp)) {
-        // Back at the first answer, with the last good picture until this conversation has a new one. Who was
-        // never seen before comes with his picture.
-        target.report(Way::Snmp, target.pictureBy(Way::Snmp));
-        m_listener.targetChanged(target);
-    }
+    peer.target->markAnswered(m_now);
+    publishSignOfLife(*peer.target, peer.liveliness, m_listener);
 }
 
 // The answer to a question that the dialogue was not told of. False when it says something that the dialogue
@@ -391,11 +381,9 @@ void SnmpPoller::markSent(SnmpPeer& peer)
 
 void SnmpPoller::missed(SnmpPeer& peer)
 {
-    const bool offlineNow = peer.silence.missed(peer.lastSent, m_now);
-    // A first meeting across a bad network would never end if each silence began it anew.
-    const bool halfMet = peer.liveliness == Liveliness::NoPicture && peer.requests > 1;
-    if (offlineNow) {
-        becomeOffline(peer);
+    const bool becameOffline = peer.silence.missed(peer.lastSent, m_now);
+    if (becameOffline) {
+        publishSilence(*peer.target, m_listener);
     }
     reopenWhenAllIsSilent(peer);
     if (putAside(peer)) {
@@ -403,26 +391,18 @@ void SnmpPoller::missed(SnmpPeer& peer)
     }
     if (switchVersion(peer)) {
         beginConversation(peer, ReadKind::Identity);
-    } else if (offlineNow && !halfMet) {
-        // Whatever was being read is void; the smallest question finds out soonest that it is back.
-        beginConversation(peer,
-                          peer.liveliness != Liveliness::NoPicture ? ReadKind::Fast : ReadKind::Identity);
-    } else if (halfMet && m_now - peer.silence.since() >= kMeetAnew) {
-        beginConversation(peer, ReadKind::Identity);
-    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess &&
-               peer.dialogue->noAnswer()) {
-        beginConversation(peer, peer.kind);
+    } else if (const auto kind = anewAfter({peer.kind, peer.requests, peer.liveliness, becameOffline},
+                                           peer.silence, *peer.dialogue, m_now)) {
+        beginConversation(peer, *kind);
     } else {
         enqueue(peer);
     }
 }
 
-// When nobody at all answers any more it may be this socket's fault: an interface that went and came back.
 void SnmpPoller::reopenWhenAllIsSilent(const SnmpPeer& peer)
 {
-    if (peer.silence.isOffline() && m_lastAccepted < peer.silence.since() &&
-        m_now - m_lastReopen >= kReopenGap) {
-        m_lastReopen = m_now;
+    if (m_reopening.isDue(peer.silence, m_now)) {
+        m_reopening.reopened(m_now);
         m_port->reopen();
     }
 }

@@ -17,9 +17,9 @@ namespace tarn::usm {
 // Invariants
 //  (1) A message counts only while a question is open, and when it bears the number of one of ours.
 //  (2) Only a protected response answers; what an agent reports changes nothing but whom and what we send
-//  next. (3) One question put once leads to at most kMostSteps messages of ours, and to at most kMostRead of
-//  theirs
-//      being looked into.
+//      next.
+//  (3) One question put once leads to at most kMostSteps messages of ours, and to at most kMostRead of
+//      theirs being looked into.
 //  (4) Repetitions bear the numbers of what they repeat: a late answer to the first is an answer.
 // Threading: one thread. Ownership: borrows codec and randomness.
 class UsmPeer final

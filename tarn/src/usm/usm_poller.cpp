@@ -11,15 +11,6 @@ using engine::Way;
 using snmp::ReadKind;
 using snmp::ReadOutcome;
 
-namespace {
-
-// So many misses in the middle of a conversation may mean that the answer does not get through for its size.
-constexpr unsigned kMissesToAskForLess = 2;
-// After so long a silence in the middle of a first meeting it may be another device that answers at last.
-constexpr Milliseconds kMeetAnew{60000};
-
-} // namespace
-
 // What the poller knows of one target.
 struct UsmPoller::Peer
 {
@@ -59,7 +50,7 @@ void UsmPoller::watch(std::shared_ptr<Target> target)
     }
     m_now = m_clock.now();
     if (!target->address().user) { // the configuration has said why
-        reportSilent(*target);
+        engine::publishSilence(*target, m_listener);
         return;
     }
     auto& place = m_peers[target->address().endpoint];
@@ -108,7 +99,7 @@ void UsmPoller::networkChanged()
 {
     m_now = m_clock.now();
     m_port->reopen();
-    m_lastReopen = m_now;
+    m_reopening.reopened(m_now);
     for (const auto& entry : m_peers) {
         Peer& peer = *entry.second;
         if (peer.phase != Phase::Aside) {
@@ -266,43 +257,34 @@ void UsmPoller::put(Peer& peer)
 
 void UsmPoller::answered(Peer& peer, const snmp::Pdu& pdu)
 {
-    Target& target = *peer.target;
-    m_lastAccepted = m_now;
+    m_reopening.answered(m_now);
     peer.silence.answered(m_now - peer.firstPut);
     peer.ticket = 0;
     setPhase(peer, Phase::Resting);
     m_deadlines.remove(peer);
-    target.markAnswered(m_now);
-    if (peer.liveliness != Liveliness::NoPicture && !target.answers(Way::Snmp)) {
-        // Back at the first answer, with the last good picture until this conversation has a new one. Who was
-        // never seen before comes with his picture.
-        target.report(Way::Snmp, target.pictureBy(Way::Snmp));
-        m_listener.targetChanged(target);
-    }
+    peer.target->markAnswered(m_now);
+    engine::publishSignOfLife(*peer.target, peer.liveliness, m_listener);
     peer.dialogue->accept(pdu);
     if (peer.requests >= kMostRequests) {
-        publish(peer, ReadOutcome::Unusable);
-        peer.cadence.finished(peer.kind, ReadOutcome::Unusable, peer.requests, m_now);
-        rest(peer);
-        return;
+        ended(peer, ReadOutcome::Unusable);
+    } else {
+        proceed(peer);
     }
-    proceed(peer);
 }
 
 void UsmPoller::proceed(Peer& peer)
 {
     std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest();
     if (!pdu) {
-        ended(peer);
+        ended(peer, peer.dialogue->outcome());
     } else if (!putAside(peer)) { // a conversation can be long, and its reader gone by now
         ask(peer, std::move(*pdu));
     }
 }
 
-void UsmPoller::ended(Peer& peer)
+void UsmPoller::ended(Peer& peer, ReadOutcome outcome)
 {
-    const ReadOutcome outcome = peer.dialogue->outcome();
-    publish(peer, outcome);
+    peer.liveliness = engine::publish(*peer.target, *peer.dialogue, outcome, peer.liveliness, m_listener);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
         // In a round of its own, so that no chain of conversations holds up the others.
         setPhase(peer, Phase::Resting);
@@ -310,20 +292,6 @@ void UsmPoller::ended(Peer& peer)
     } else {
         rest(peer);
     }
-}
-
-void UsmPoller::publish(Peer& peer, ReadOutcome outcome)
-{
-    Target& target = *peer.target;
-    if (outcome != ReadOutcome::Changed && target.answers(Way::Snmp) && target.isMet()) {
-        return;
-    }
-    const std::shared_ptr<const device::DeviceStatus> status = peer.dialogue->status();
-    peer.liveliness = engine::livelinessOf(status.get());
-    // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
-    target.report(Way::Snmp, status ? *status : target.pictureBy(Way::Snmp));
-    target.markMet();
-    m_listener.targetChanged(target);
 }
 
 void UsmPoller::rest(Peer& peer)
@@ -339,42 +307,26 @@ void UsmPoller::rest(Peer& peer)
 
 void UsmPoller::missed(Peer& peer)
 {
-    const bool offlineNow = peer.silence.missed(peer.lastPut, m_now);
-    // A first meeting across a bad network would never end if each silence began it anew.
-    const bool halfMet = peer.liveliness == Liveliness::NoPicture && peer.requests > 1;
-    if (offlineNow) {
-        reportSilent(*peer.target);
+    const bool becameOffline = peer.silence.missed(peer.lastPut, m_now);
+    if (becameOffline) {
+        engine::publishSilence(*peer.target, m_listener);
     }
     reopenWhenAllIsSilent(peer);
     if (putAside(peer)) {
         return;
     }
-    if (offlineNow && !halfMet) {
-        // Whatever was being read is void; the smallest question finds out soonest that it is back.
-        begin(peer, peer.liveliness != Liveliness::NoPicture ? ReadKind::Fast : ReadKind::Identity);
-    } else if (halfMet && m_now - peer.silence.since() >= kMeetAnew) {
-        begin(peer, ReadKind::Identity);
-    } else if (peer.requests > 1 && peer.silence.misses() == kMissesToAskForLess &&
-               peer.dialogue->noAnswer()) {
-        begin(peer, peer.kind);
+    if (const auto kind = engine::anewAfter({peer.kind, peer.requests, peer.liveliness, becameOffline},
+                                            peer.silence, *peer.dialogue, m_now)) {
+        begin(peer, *kind);
     } else {
         put(peer);
     }
 }
 
-void UsmPoller::reportSilent(Target& target)
-{
-    target.reportSilent(Way::Snmp);
-    target.markMet();
-    m_listener.targetChanged(target);
-}
-
-// When nobody at all answers any more it may be this socket's fault: an interface that went and came back.
 void UsmPoller::reopenWhenAllIsSilent(const Peer& peer)
 {
-    if (peer.silence.isOffline() && m_lastAccepted < peer.silence.since() &&
-        m_now - m_lastReopen >= kReopenGap) {
-        m_lastReopen = m_now;
+    if (m_reopening.isDue(peer.silence, m_now)) {
+        m_reopening.reopened(m_now);
         m_port->reopen();
     }
 }

@@ -7,6 +7,7 @@
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/backend.h"
 #include "tarn/src/engine/cadence.h"
+#include "tarn/src/engine/conversation.h"
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/dialogue.h"
 #include "tarn/src/engine/request_log.h"
@@ -23,8 +24,7 @@ namespace tarn::usm {
 //      those that are silent, or never answered, at most kMostSilentInFlight: a dead network segment holds
 //      nobody else up.
 //  (2) A question ends in exactly one way: answered, given up, or dropped with its target. An answer to any
-//  but
-//      the present one changes nothing.
+//      but the present one changes nothing.
 //  (3) A conversation ends after at most kMostRequests questions, whatever the answers are.
 // Threading: engine thread only. Ownership: owns the port; borrows clock, randomness and listener.
 class UsmPoller final : public engine::Backend
@@ -38,7 +38,6 @@ public:
     static constexpr Milliseconds kSilentFlight{1000};
     static constexpr Milliseconds kNoRoom{20};   // until the next look whether there is room
     static constexpr Milliseconds kSleep{10000}; // run() so late means that the machine slept
-    static constexpr Milliseconds kReopenGap{30000};
 
     UsmPoller(const Clock& clock, Random& random, std::unique_ptr<UsmPort> port,
               engine::BackendListener& listener, engine::DialogueFactory dialogues);
@@ -80,13 +79,11 @@ private:
     void put(Peer& peer);
     void answered(Peer& peer, const snmp::Pdu& pdu);
     void proceed(Peer& peer);
-    void ended(Peer& peer);
-    void publish(Peer& peer, snmp::ReadOutcome outcome);
+    void ended(Peer& peer, snmp::ReadOutcome outcome);
     void rest(Peer& peer);
 
     // silence
     void missed(Peer& peer);
-    void reportSilent(engine::Target& target);
     void reopenWhenAllIsSilent(const Peer& peer);
 
     // constant after construction
@@ -101,9 +98,8 @@ private:
     std::size_t m_inFlight = 0;
     std::size_t m_silentInFlight = 0;
     std::uint64_t m_lastTicket = 0;
-    TimePoint m_now{};          // of the present run()
-    TimePoint m_lastAccepted{}; // from anybody
-    TimePoint m_lastReopen{};
+    TimePoint m_now{}; // of the present run()
+    engine::Reopening m_reopening;
 };
 
 } // namespace tarn::usm

@@ -1,10 +1,12 @@
 kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
-    SOURCES engine/engine_test.cpp
+    SOURCES engine/conversation_test.cpp
+            engine/engine_test.cpp
             engine/fake_dialogue.cpp
             engine/hostile_network_test.cpp
             engine/polling_scenarios_test.cpp
+            engine/silence_scenarios_test.cpp
             engine/simulated_network.cpp
             engine/small_parts_test.cpp
             engine/target_test.cpp

@@ -14,31 +14,6 @@ using std::chrono::hours;
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-// The most requests that any window of one minute held.
-std::size_t busiestMinute(const std::vector<SeenRequest>& requests)
-{
-    std::size_t most = 0;
-    std::size_t from = 0;
-    for (std::size_t to = 0; to < requests.size(); ++to) {
-        while (requests[to].at - requests[from].at >= minutes(1)) {
-            ++from;
-        }
-        most = std::max(most, to - from + 1);
-    }
-    return most;
-}
-
-Milliseconds longestGap(const std::vector<SeenRequest>& requests, TimePoint from, TimePoint to)
-{
-    Milliseconds longest{0};
-    for (std::size_t i = 1; i < requests.size(); ++i) {
-        if (requests[i].at > from && requests[i].at <= to) {
-            longest = std::max(longest, requests[i].at - requests[i - 1].at);
-        }
-    }
-    return longest;
-}
-
 TEST(Polling, FirstConversationReadsTheIdentityAndPublishesItOnce)
 {
     SimulatedNetwork network;
@@ -142,104 +117,6 @@ TEST(Polling, ChangeIsPublishedAndFollowedByAFewQuickLooks)
     EXPECT_LE(network.requestsSince(1, later), 15u);
 }
 
-TEST(Polling, SilentPrinterIsOfflineAfterThreeMissesOverFiveSeconds)
-{
-    SimulatedNetwork network;
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    network.agent(1).answers = false;
-    network.agent(1).requests.clear();
-    while (target->snapshot()->online) {
-        network.pass(Milliseconds(50));
-    }
-    const auto& requests = network.agent(1).requests;
-    ASSERT_GE(requests.size(), 3u);
-    EXPECT_GE(network.publications.back().at - requests[0].at, seconds(5));
-    EXPECT_LE(network.publications.back().at - requests[0].at, seconds(8));
-    EXPECT_EQ(target->snapshot()->state, 2);
-    EXPECT_EQ(target->snapshot()->stateMessage, "");
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle"); // the last good picture stays
-}
-
-TEST(Polling, SilentPrinterSeesAtMostFourRequestsAMinuteAfterTwoMinutes)
-{
-    SimulatedNetwork network;
-    network.add(1);
-    network.pass(minutes(1));
-    network.agent(1).answers = false;
-    const TimePoint silent = network.clock.now();
-    network.pass(hours(2));
-    auto requests = network.agent(1).requests;
-    EXPECT_LE(longestGap(requests, silent, silent + minutes(2)), Milliseconds(10000));
-    requests.erase(
-        std::remove_if(requests.begin(), requests.end(),
-                       [&](const SeenRequest& seen) { return seen.at < silent + Milliseconds(130000); }),
-        requests.end());
-    EXPECT_LE(busiestMinute(requests), 4u);
-    EXPECT_LE(longestGap(requests, silent, kNever), Milliseconds(30000));
-}
-
-TEST(Polling, SilentPrinterIsBackAtItsFirstAnswer)
-{
-    SimulatedNetwork network;
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    network.agent(1).answers = false;
-    network.pass(minutes(30));
-    ASSERT_FALSE(target->snapshot()->online);
-    network.agent(1).answers = true;
-    network.agent(1).requests.clear();
-    while (network.agent(1).requests.empty()) {
-        network.pass(Milliseconds(100));
-    }
-    network.pass(Milliseconds(100));
-    EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
-}
-
-TEST(Polling, PrinterThatWasSilentFromTheBeginningComesWithItsPicture)
-{
-    for (const VersionChoice version : {VersionChoice::Auto, VersionChoice::V2c}) {
-        SimulatedNetwork network;
-        const auto target = network.add(1, version);
-        network.agent(1).answers = false;
-        network.pass(seconds(20));
-        ASSERT_TRUE(target->isMet());
-        ASSERT_FALSE(target->snapshot()->online);
-        network.agent(1).answers = true;
-        network.agent(1).delay = Milliseconds(800); // each of the answers that make up the first picture
-        for (int i = 0; i < 15000 && !target->snapshot()->online; i += 5) {
-            network.pass(Milliseconds(5));
-        }
-        ASSERT_TRUE(target->snapshot()->online);
-        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
-    }
-}
-
-TEST(Polling, PrinterThatReturnsWithinTwoMinutesIsBackWithinTenSeconds)
-{
-    SimulatedNetwork network;
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    network.agent(1).answers = false;
-    network.pass(seconds(100));
-    ASSERT_FALSE(target->snapshot()->online);
-    network.agent(1).answers = true;
-    network.pass(Milliseconds(10100));
-    EXPECT_TRUE(target->snapshot()->online);
-}
-
-TEST(Polling, NeverAnsweringAddressIsKnownAsSilentAndStaysUnmetInPicture)
-{
-    SimulatedNetwork network;
-    network.agent(1).answers = false;
-    const auto target = network.add(1);
-    network.pass(seconds(20));
-    EXPECT_TRUE(target->isMet());
-    EXPECT_FALSE(target->lastAnswer().has_value());
-    EXPECT_FALSE(target->snapshot()->online);
-}
-
 TEST(Polling, UnopenedPrinterIsNotAskedAfterAMinuteAndAskedAtOnceWhenOpened)
 {
     SimulatedNetwork network;
@@ -269,62 +146,6 @@ TEST(Polling, UnopenedSilentPrinterIsNotAskedEither)
     EXPECT_EQ(network.requestsSince(1, quiet), 0u);
     EXPECT_EQ(network.poller.nextDeadline(), kNever);
     EXPECT_EQ(network.poller.inFlight(), 0u);
-}
-
-TEST(Polling, LostRequestIsRepeatedWithTheSameIdAndCostsNoState)
-{
-    SimulatedNetwork network;
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    bool lose = true;
-    network.agent(1).loses = [&](const SeenRequest&) { return std::exchange(lose, false); };
-    network.agent(1).requests.clear();
-    network.pass(seconds(8));
-    const auto& requests = network.agent(1).requests;
-    ASSERT_GE(requests.size(), 2u);
-    EXPECT_EQ(requests[0].message.pdu.requestId, requests[1].message.pdu.requestId);
-    EXPECT_EQ(requests[1].at - requests[0].at, seconds(1));
-    EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(network.publications.size(), 1u);
-}
-
-TEST(Polling, LossOfEverySecondDatagramNeverMakesAPrinterFlap)
-{
-    SimulatedNetwork network;
-    network.add(1);
-    network.pass(minutes(1));
-    unsigned n = 0;
-    network.agent(1).loses = [&](const SeenRequest&) { return ++n % 2 == 0; };
-    network.pass(hours(1));
-    EXPECT_EQ(network.publications.size(), 1u);
-}
-
-TEST(Polling, SlowPrinterStaysOnline)
-{
-    SimulatedNetwork network;
-    network.agent(1).delay = Milliseconds(3500);
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    ASSERT_TRUE(target->snapshot()->online);
-    const std::size_t before = network.publications.size();
-    network.pass(hours(1));
-    EXPECT_EQ(network.publications.size(), before);
-}
-
-TEST(Polling, WakingPrinterIsHeardThoughItTakesEighteenSeconds)
-{
-    SimulatedNetwork network;
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    network.agent(1).answers = false; // deep asleep
-    network.pass(minutes(10));
-    ASSERT_FALSE(target->snapshot()->online);
-    network.agent(1).answers = true;
-    network.agent(1).delay = seconds(18);
-    const std::size_t before = network.publications.size();
-    network.pass(seconds(30 + 18));
-    ASSERT_GT(network.publications.size(), before);
-    EXPECT_TRUE(network.publications[before].online);
 }
 
 TEST(Polling, OnlyOneRequestAtATimeToOnePrinter)
@@ -448,60 +269,6 @@ TEST(Polling, ConfiguredVersionIsTheOnlyOneTried)
     }
 }
 
-TEST(Polling, SuspendIsNoSilence)
-{
-    SimulatedNetwork network;
-    const auto target = network.add(1);
-    network.pass(minutes(1));
-    network.agent(1).delay = Milliseconds(400);
-    network.pass(Milliseconds(4900));
-    network.suspend(hours(9));
-    const TimePoint woke = network.clock.now();
-    network.pass(seconds(2));
-    EXPECT_EQ(network.publications.size(), 1u); // never offline
-    EXPECT_EQ(network.reopened, 1u);
-    EXPECT_GE(network.requestsSince(1, woke), 1u);
-    EXPECT_GT(*target->lastAnswer(), woke);
-}
-
-TEST(Polling, NetworkThatGoesAndComesBackIsRecoveredFromUnaided)
-{
-    SimulatedNetwork network;
-    for (std::uint32_t i = 1; i <= 10; ++i) {
-        network.add(i);
-    }
-    network.pass(minutes(1));
-    network.linkUp = false;
-    network.pass(minutes(20));
-    for (const auto& target : network.targets) {
-        EXPECT_FALSE(target->snapshot()->online);
-    }
-    EXPECT_GE(network.reopened, 1u);
-    EXPECT_LE(network.reopened, 45u); // no more than twice a minute
-    network.linkUp = true;
-    network.pass(seconds(31));
-    for (const auto& target : network.targets) {
-        EXPECT_TRUE(target->snapshot()->online);
-    }
-}
-
-TEST(Polling, NetworkChangeHasEverybodyAskedSoon)
-{
-    SimulatedNetwork network;
-    for (std::uint32_t i = 1; i <= 10; ++i) {
-        network.add(i);
-    }
-    network.pass(minutes(1));
-    network.linkUp = false;
-    network.pass(minutes(20));
-    network.linkUp = true;
-    network.poller.networkChanged();
-    network.pass(seconds(1));
-    for (const auto& target : network.targets) {
-        EXPECT_TRUE(target->snapshot()->online);
-    }
-}
-
 TEST(Polling, AnswersThatSayTheSameAreNotHandedOnThoughTheTimeSinceStartGrows)
 {
     SimulatedNetwork network;
@@ -563,52 +330,6 @@ TEST(Polling, RequestIdsDifferEachTime)
         EXPECT_TRUE(ids.insert(seen.message.pdu.requestId).second);
     }
     EXPECT_GE(ids.size(), 700u);
-}
-
-TEST(Polling, PrinterThatDropsItsLargeAnswersIsAskedForLessAndStaysOnline)
-{
-    SimulatedNetwork network;
-    unsigned inConversation = 0;
-    network.agent(1).loses =
-        [&](const SeenRequest& seen) { // the second answer of a conversation is too large
-            return ++inConversation > 1 && !isCareful(seen.message);
-        };
-    const auto target = network.add(1);
-    network.pass(seconds(10));
-    EXPECT_TRUE(target->snapshot()->online);
-    for (const Publication& published : network.publications) {
-        EXPECT_TRUE(published.online);
-    }
-}
-
-// The printer at a network that loses what it likes: which of its requests, counted from 1, stay unanswered.
-// How many answers it took to meet it.
-std::size_t answersToMeet(const std::set<std::size_t>& lost)
-{
-    SimulatedNetwork network;
-    std::size_t asked = 0;
-    network.agent(1).loses = [&](const SeenRequest&) { return lost.count(++asked) != 0; };
-    const auto target = network.add(1, VersionChoice::V2c);
-    for (int i = 0; i < 300 && !target->snapshot()->online; ++i) {
-        network.pass(seconds(1));
-    }
-    EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
-    return network.accepted;
-}
-
-TEST(Polling, FirstMeetingGoesOnWhereALossInterruptedIt)
-{
-    EXPECT_EQ(answersToMeet({}), 3u);
-    EXPECT_EQ(answersToMeet({2}), 3u);
-    EXPECT_EQ(answersToMeet({2, 3}), 1u + 3u);             // begun anew, with smaller questions
-    EXPECT_EQ(answersToMeet({2, 3, 5, 6}), 1u + 3u);       // which is done once
-    EXPECT_EQ(answersToMeet({2, 3, 5, 6, 7, 8}), 1u + 3u); // offline meanwhile
-    std::set<std::size_t> forMinutes{2, 3};
-    for (std::size_t i = 5; i < 22; ++i) {
-        forMinutes.insert(i);
-    }
-    EXPECT_EQ(answersToMeet(forMinutes), 1u + 1u + 3u) << "it may be another one by now";
 }
 
 TEST(Polling, RemovedPrinterIsNeitherAskedNorTouchedAnyMore)

@@ -167,4 +167,28 @@ void SimulatedNetwork::targetChanged(Target& target)
         {clock.now(), target.address().endpoint, snapshot->online, snapshot->picture.unpacked().model});
 }
 
+std::size_t busiestMinute(const std::vector<SeenRequest>& requests)
+{
+    std::size_t most = 0;
+    std::size_t from = 0;
+    for (std::size_t to = 0; to < requests.size(); ++to) {
+        while (requests[to].at - requests[from].at >= std::chrono::minutes(1)) {
+            ++from;
+        }
+        most = std::max(most, to - from + 1);
+    }
+    return most;
+}
+
+Milliseconds longestGap(const std::vector<SeenRequest>& requests, TimePoint from, TimePoint to)
+{
+    Milliseconds longest{0};
+    for (std::size_t i = 1; i < requests.size(); ++i) {
+        if (requests[i].at > from && requests[i].at <= to) {
+            longest = std::max(longest, requests[i].at - requests[i - 1].at);
+        }
+    }
+    return longest;
+}
+
 } // namespace tarn::engine::test

@@ -149,4 +149,9 @@ private:
     TimePoint m_nextOpening{};
 };
 
+// The most requests that any window of one minute held.
+std::size_t busiestMinute(const std::vector<SeenRequest>& requests);
+// Between two requests of which the later is after from and not after to.
+Milliseconds longestGap(const std::vector<SeenRequest>& requests, TimePoint from, TimePoint to);
+
 } // namespace tarn::engine::test

@@ -1,0 +1,65 @@
+#include "tarn/src/engine/conversation.h"
+
+namespace tarn::engine {
+
+using snmp::ReadKind;
+using snmp::ReadOutcome;
+
+namespace {
+
+// So many misses in the middle of a conversation may mean that the answer does not get through for its size.
+constexpr unsigned kMissesToAskForLess = 2;
+// After so long a silence in the middle of a first meeting it may be another device that answers at last.
+constexpr Milliseconds kMeetAnew{60000};
+
+} // namespace
+
+Liveliness publish(Target& target, const Dialogue& dialogue, ReadOutcome outcome, Liveliness liveliness,
+                   BackendListener& listener)
+{
+    if (outcome != ReadOutcome::Changed && target.answers(Way::Snmp) && target.isMet()) {
+        return liveliness;
+    }
+    const std::shared_ptr<const device::DeviceStatus> status = dialogue.status();
+    // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
+    target.report(Way::Snmp, status ? *status : target.pictureBy(Way::Snmp));
+    target.markMet();
+    listener.targetChanged(target);
+    return livelinessOf(status.get());
+}
+
+void publishSilence(Target& target, BackendListener& listener)
+{
+    target.reportSilent(Way::Snmp);
+    target.markMet();
+    listener.targetChanged(target);
+}
+
+void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& listener)
+{
+    if (liveliness != Liveliness::NoPicture && !target.answers(Way::Snmp)) {
+        target.report(Way::Snmp, target.pictureBy(Way::Snmp));
+        listener.targetChanged(target);
+    }
+}
+
+std::optional<ReadKind> anewAfter(const MissedAnswer& missed, const Silence& silence, Dialogue& dialogue,
+                                  TimePoint now)
+{
+    const bool isMet = missed.liveliness != Liveliness::NoPicture;
+    // A first meeting across a bad network would never end if each silence began it anew.
+    const bool isHalfMet = !isMet && missed.requests > 1;
+    if (missed.becameOffline && !isHalfMet) {
+        // Whatever was being read is void; the smallest question finds out soonest that it is back.
+        return isMet ? ReadKind::Fast : ReadKind::Identity;
+    }
+    if (isHalfMet && now - silence.since() >= kMeetAnew) {
+        return ReadKind::Identity;
+    }
+    if (missed.requests > 1 && silence.misses() == kMissesToAskForLess && dialogue.noAnswer()) {
+        return missed.kind;
+    }
+    return std::nullopt;
+}
+
+} // namespace tarn::engine

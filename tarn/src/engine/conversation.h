@@ -1,0 +1,59 @@
+#pragma once
+
+#include <optional>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/engine/backend.h"
+#include "tarn/src/engine/cadence.h"
+#include "tarn/src/engine/dialogue.h"
+#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/target.h"
+
+// What holds for a conversation over SNMP in whatever version it is held: what comes of its end, and of an
+// answer that is missing.
+namespace tarn::engine {
+
+// Hands on what a conversation of the given outcome has found out, where that is anything new. liveliness is
+// of the picture that was handed on before; returns that of the present one.
+Liveliness publish(Target& target, const Dialogue& dialogue, snmp::ReadOutcome outcome, Liveliness liveliness,
+                   BackendListener& listener);
+// Hands on that nothing is heard of the printer.
+void publishSilence(Target& target, BackendListener& listener);
+// An answer has come. Who was away is back at the first one, with the last good picture until the
+// conversation has a new one; who was never seen before comes with his picture.
+void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& listener);
+
+// A conversation at the moment at which the patience with its question runs out.
+struct MissedAnswer
+{
+    snmp::ReadKind kind;
+    unsigned requests; // of the conversation so far
+    Liveliness liveliness;
+    bool becameOffline; // by this miss
+};
+// In what kind the conversation is to begin anew; nothing: its question is to be repeated. May tell the
+// dialogue to ask for less at once.
+std::optional<snmp::ReadKind> anewAfter(const MissedAnswer& missed, const Silence& silence,
+                                        Dialogue& dialogue, TimePoint now);
+
+// Reopening tells when a silence is so general that the socket may be at fault: an interface went and came
+// back.
+class Reopening final
+{
+public:
+    static constexpr Milliseconds kGap{30000};
+
+    // An answer from anybody.
+    void answered(TimePoint now) { m_lastAnswer = now; }
+    void reopened(TimePoint now) { m_last = now; }
+    bool isDue(const Silence& silence, TimePoint now) const
+    {
+        return silence.isOffline() && m_lastAnswer < silence.since() && now - m_last >= kGap;
+    }
+
+private:
+    TimePoint m_lastAnswer{};
+    TimePoint m_last{};
+};
+
+} // namespace tarn::engine
