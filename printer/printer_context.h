@@ -9,7 +9,8 @@ namespace morvik::kel {
 //
 // Invariants
 //  (1) A copy shares no buffer with its source: every text is rebuilt from its characters up to the first
-//  NUL. (2) -1 in a toner level or in totalPrint means that the printer never reported it.
+//      NUL.
+//  (2) -1 in a toner level or in totalPrint means that the printer never reported it.
 // Threading: a plain value; it crosses threads only as a copy.
 struct PrinterContext
 {

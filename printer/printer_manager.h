@@ -22,8 +22,8 @@ class Printer;
 // Invariants
 //  (1) Names are unique in the list; a name keeps the printer, and the context, that it came with.
 //  (2) A printer that is dropped stays scheduled until the scheduler ends, as wanted; what it meets at the
-//  end
-//      of the program is a closed gate (stopPolling) and an unloaded library, both of which turn it away.
+//      end of the program is a closed gate (stopPolling) and an unloaded library, both of which turn it
+//      away.
 // Threading: the list-changing and library-using operations hold `mutex` throughout; start(), savePrinters()
 // and getModels() may wait for the library, the getters never wait for a poll.
 // Lock order: mutex -> (library) ; mutex -> m_listMutex -> (a printer's publish mutex).

@@ -11,8 +11,9 @@ namespace morvik::kel {
 //
 // Invariants
 //  (1) Static storage, zero before anything runs, nothing to destroy: workers may look at it until the very
-//  end. (2) No entry point is called unless the handle is set, looked at under the mutex. (3) loaded, once
-//  true, stays true, after unloading too.
+//      end.
+//  (2) No entry point is called unless the handle is set, looked at under the mutex.
+//  (3) loaded, once true, stays true, after unloading too.
 // Threading: everything but `loaded` belongs to the mutex; `loaded` may be read before taking it.
 struct TarnEntryTable
 {

@@ -17,7 +17,7 @@ Nanoseconds monotonicNow();
 // Invariants
 //  (1) One expiry ends at most one wait(); one that finds nobody waiting ends the next wait() instead.
 //  (2) Setting it anew takes back an expiry that no wait() has seen yet, unless the new time has passed as
-//  well.
+//      well.
 //  (3) call(n) ends n calls of wait(), those that come later where fewer are waiting.
 // Threading: any thread may wait or call; set() calls are serialised by the caller.
 class Alarm final

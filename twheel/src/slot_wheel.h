@@ -17,9 +17,8 @@ namespace twheel {
 // Invariants
 //  (1) No expiry in the wheel lies before next(), the first tick not yet handled.
 //  (2) The fine ring holds expiries less than 4,096 ticks after next(), each in slot `expiry mod 4096`.
-//  (3) Coarse ring k holds expiries whose slot number, `expiry >> shift(k)`, is 1 to 63 after that of next(),
-//  or
-//      equal to it when next() is exactly that slot's first tick.
+//  (3) Coarse ring k holds expiries whose slot number, `expiry >> shift(k)`, is 1 to 63 after that of
+//      next(), or equal to it when next() is exactly that slot's first tick.
 //  (4) A slot's bit is set if and only if the slot holds something.
 // Threading: none of its own; the caller serialises.
 // Ownership: none; the core owns the tasks.

@@ -29,8 +29,8 @@ constexpr Tick kFarthest = Tick{1} << 62;
 //  (1) A task is in at most one list: a slot of the wheel, or the queue of what is due.
 //  (2) While it is in a list or in a batch, it holds the runnable; afterwards it never runs again.
 //  (3) It has up to two owners, the handles together and the core, and goes with the last. A handle is not
-//  simply
-//      one more shared_ptr inside the core: that costs two atomic operations a task where none is needed.
+//      simply one more shared_ptr inside the core: that costs two atomic operations a task where none is
+//      needed.
 // Threading: every field but the gate and the owners is guarded by the gate's mutex.
 class Task final : public TaskHandle, public TaskLink
 {

@@ -33,11 +33,10 @@ struct OpenedPrinter
 //
 // Invariants
 //  (1) m_index->byName finds the first printer of a name, named ones before discovered ones, and its target
-//  is never
-//      null.
-//  (2) m_targets holds exactly the addresses of the present list, each watched by the engine unless "sm" was
-//  off when
-//      it was named. The targets of discovered printers are those of the back-end that found them.
+//      is never null.
+//  (2) m_targets holds exactly the addresses of the present list, each watched by the engine unless "sm"
+//      was off when it was named. The targets of discovered printers are those of the back-end that found
+//      them.
 // Threading: any thread. Lock order: m_mutex before m_indexMutex before a target's own lock; the engine's
 // thread takes m_mutex only when a printer's identity may have changed. Nothing is read from or written to
 // the network or a file under m_indexGate; the cache file is read once under m_mutex.
@@ -54,7 +53,7 @@ public:
         std::unique_ptr<engine::DatagramPort> port;
         engine::DialogueFactory dialogues;
         catalog::Config config;
-        std::string cachePath;              // empty: nothing is remembered
+        std::string cachePath;                // empty: nothing is remembered
         std::vector<BackendMaker> backends{}; // beside the one for SNMP v1 and v2c
     };
     static Parts realParts();

@@ -63,14 +63,14 @@ public:
 // IppClient asks printers over IPP.
 //
 // Invariants
-//  (1) A question takes at most kDeadline, whatever the peer does, and after stop() a few milliseconds. Only
-//  the asking thread waits for the peer.
+//  (1) A question takes at most kDeadline, whatever the peer does, and after stop() a few milliseconds.
+//      Only the asking thread waits for the peer.
 //  (2) At most kLargestAnswer octets are taken, unpacked or not.
 //  (3) Nobody else is connected to: redirections are not followed, names not resolved.
 //  (4) No connection outlives its question.
 // Certificates are not verified: printers sign their own.
-// Threading: any thread that has SIGPIPE blocked, as those of workerThread() have: libcups may write to a connection
-// that is gone.
+// Threading: any thread that has SIGPIPE blocked, as those of workerThread() have: libcups may write to a
+// connection that is gone.
 class IppClient final : public IppAsker
 {
 public:

@@ -24,8 +24,8 @@ namespace tarn::ipp {
 //    and only while it answers SNMP. What it says then fills the gaps; its state stays that of SNMP.
 //
 // Invariants
-//  (1) One question at a time to one printer; at most kMostInFlight altogether, of which printers that do not
-//  answer have at most kMostSilentInFlight, so that they hold nobody else up.
+//  (1) One question at a time to one printer; at most kMostInFlight altogether, of which printers that do
+//      not answer have at most kMostSilentInFlight, so that they hold nobody else up.
 //  (2) Nobody is asked before it is known whether he answers SNMP, nor who was not opened for kUnopened.
 //  (3) A target that needs nothing costs an entry without a Peer.
 // Threading: engine thread only. Ownership: owns the desk; borrows clock, randomness and listener, which must

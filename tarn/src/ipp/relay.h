@@ -22,7 +22,7 @@ namespace tarn::ipp {
 //
 // Invariants
 //  (1) A link ends at its deadline, beyond its octets, when either side is gone, and when it is closed or
-//  all are cut; libcups then reads the end of the connection.
+//      all are cut; libcups then reads the end of the connection.
 //  (2) A door lets one connection in, and is shut before that is served.
 //  (3) After open() only the relay's thread touches a link's descriptors.
 // Threading: any thread; the relay has one of its own, begun by the first open().

@@ -17,8 +17,7 @@ namespace tarn::usb {
 // Invariants
 //  (1) One question at a time to one printer.
 //  (2) A printer that does not answer, as one that the service is not ready for, is asked again after 2 s,
-//  then
-//      twice as long, up to a minute.
+//      then twice as long, up to a minute.
 //  (3) No target is touched after forget().
 // Threading: engine thread only. Ownership: borrows clock and listener, which must outlive it.
 class IppOverUsb final

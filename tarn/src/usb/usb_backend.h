@@ -17,8 +17,8 @@ namespace tarn::usb {
 // somebody opens them. A printer can be reached for as long as it is plugged in.
 //
 // Invariants
-//  (1) Nothing is loaded and no thread runs before discover() is first told to; nor are they for IPP before a
-//  printer is met that ipp-usb serves.
+//  (1) Nothing is loaded and no thread runs before discover() is first told to; nor are they for IPP before
+//      a printer is met that ipp-usb serves.
 //  (2) A printer's target is touched from the run() that lists it to the one that misses it.
 // Threading: engine thread only; devices are waited for by a ScoutThread. Ownership: borrows clock and
 // listener, which must outlive it.
