@@ -197,10 +197,10 @@ TEST_F(BatchTest, tellsWhetherRunsMayWaitInIt)
 // Due in one tick behind a run that blocks, in a scheduler with workers to spare.
 TEST(TaskScheduler, letsGoOfWhatHasEndedInFrontOfABlockedRun)
 {
-    TaskScheduler scheduler(3);
     Counter entered;
     Counter runs;
     Door door;
+    TaskScheduler scheduler(3);
     auto quick = runnable([&] { runs.add(); });
     const boost::weak_ptr<TwheelRunnable> watch = quick;
     scheduler.schedule(20, std::move(quick));
@@ -220,15 +220,15 @@ TEST(TaskScheduler, letsGoOfWhatHasEndedInFrontOfABlockedRun)
 
 TEST(TaskScheduler, startsWhatIsDueBehindBlockedRunsThoughManyShortRunsWentBefore)
 {
-    TaskScheduler scheduler(4);
     Counter runs;
+    Counter entered;
+    Counter after;
+    Door door;
+    TaskScheduler scheduler(4);
     for (int i = 0; i < 3000; ++i) {
         scheduler.schedule(1 + i % 20, runnable([&] { runs.add(); }));
     }
     ASSERT_TRUE(runs.waitFor(3000));
-    Counter entered;
-    Counter after;
-    Door door;
     for (int i = 0; i < 3; ++i) {
         scheduler.schedule(10, runnable([&] {
                                entered.add();
@@ -245,12 +245,12 @@ TEST(TaskScheduler, startsWhatIsDueBehindBlockedRunsThoughManyShortRunsWentBefor
 
 TEST(TaskScheduler, collapsesTicksMissedByAllThatWereDueBehindARunOnTheOnlyWorker)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
     std::mutex mutex;
     std::vector<std::chrono::steady_clock::time_point> starts;
     Counter blocked;
     Door door;
+    TaskScheduler scheduler(1);
     scheduler.schedule(10, runnable([&] {
                            blocked.add();
                            door.pass();

@@ -32,6 +32,9 @@ inline boost::shared_ptr<TwheelRunnable> runnable(std::function<void()> body)
     return boost::make_shared<FunctionRunnable>(std::move(body));
 }
 
+// Cancelling does not wait for a run in progress, the end of the scheduler does: what runs touch is declared
+// before the scheduler, here and in every test.
+
 // A number that threads raise and others wait for.
 class Counter final
 {

@@ -35,8 +35,8 @@ private:
 
 TEST(TaskHandle, cancelledTaskDoesNotRunAndIsReleased)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
+    TaskScheduler scheduler(1);
     auto task = runnable([&] { runs.add(); });
     const boost::weak_ptr<TwheelRunnable> watch = task;
     const auto handle = scheduler.schedule(20, 20, std::move(task));
@@ -52,10 +52,10 @@ TEST(TaskHandle, cancelledTaskDoesNotRunAndIsReleased)
 
 TEST(TaskHandle, cancelStopsARunThatIsQueuedButNotStarted)
 {
-    TaskScheduler scheduler(1);
     Counter blocked;
     Counter runs;
     Door door;
+    TaskScheduler scheduler(1);
     scheduler.schedule(0, runnable([&] {
                            blocked.add();
                            door.pass();
@@ -72,10 +72,10 @@ TEST(TaskHandle, cancelStopsARunThatIsQueuedButNotStarted)
 
 TEST(TaskHandle, cancelNeitherInterruptsNorWaitsForARun)
 {
-    TaskScheduler scheduler(2);
     Counter entered;
     Counter left;
     Door door;
+    TaskScheduler scheduler(2);
     auto task = runnable([&] {
         entered.add();
         door.pass();
@@ -93,11 +93,11 @@ TEST(TaskHandle, cancelNeitherInterruptsNorWaitsForARun)
 
 TEST(TaskHandle, periodicTaskMayCancelItselfFromItsRun)
 {
-    TaskScheduler scheduler(2);
     Counter destroyed;
     Counter runs;
     boost::shared_ptr<TaskHandle> handle;
     Door ready;
+    TaskScheduler scheduler(2);
     handle = scheduler.schedule(0, 1, runnable([&] {
                                     ready.pass();
                                     handle->cancel();
@@ -114,9 +114,10 @@ TEST(TaskHandle, periodicTaskMayCancelItselfFromItsRun)
 
 TEST(TaskHandle, runsMayScheduleMoreWork)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
-    std::function<void(int)> chain = [&](int left) {
+    std::function<void(int)> chain;
+    TaskScheduler scheduler(1);
+    chain = [&](int left) {
         runs.add();
         if (left > 0) {
             scheduler.schedule(left % 3, runnable([&chain, left] { chain(left - 1); }));
@@ -128,16 +129,16 @@ TEST(TaskHandle, runsMayScheduleMoreWork)
 
 TEST(TaskHandle, droppedHandleLeavesTheTaskScheduled)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
+    TaskScheduler scheduler(1);
     scheduler.schedule(1, 1, runnable([&] { runs.add(); }));
     EXPECT_TRUE(runs.waitFor(3));
 }
 
 TEST(TaskHandle, oneShotIsReleasedAfterItsRunWhileTheHandleLives)
 {
-    TaskScheduler scheduler(1);
     Counter destroyed;
+    TaskScheduler scheduler(1);
     const auto handle = scheduler.schedule(0, boost::make_shared<SelfCancelling>(destroyed));
     EXPECT_TRUE(destroyed.waitFor(1));
 }

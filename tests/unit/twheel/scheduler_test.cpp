@@ -16,8 +16,8 @@ using std::chrono::milliseconds;
 
 TEST(TaskScheduler, runsAOneShotOnceAndNotBeforeItsDelay)
 {
-    TaskScheduler scheduler(2);
     Counter runs;
+    TaskScheduler scheduler(2);
     const auto before = Clock::now();
     Clock::time_point at;
     scheduler.schedule(30, runnable([&] {
@@ -34,10 +34,10 @@ TEST(TaskScheduler, runsAOneShotOnceAndNotBeforeItsDelay)
 
 TEST(TaskScheduler, runsAPeriodicTaskAtFirstPlusNTimesPeriodWithoutDrift)
 {
-    TaskScheduler scheduler(2);
     Counter runs;
     std::mutex mutex;
     std::vector<Clock::time_point> starts;
+    TaskScheduler scheduler(2);
     const auto before = Clock::now();
     const auto handle = scheduler.schedule(20, 7, runnable([&] {
                                                {
@@ -56,9 +56,9 @@ TEST(TaskScheduler, runsAPeriodicTaskAtFirstPlusNTimesPeriodWithoutDrift)
 
 TEST(TaskScheduler, runsOnWorkersAndNeverOnTheCaller)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
     std::thread::id id;
+    TaskScheduler scheduler(1);
     scheduler.schedule(0, runnable([&] {
                            id = std::this_thread::get_id();
                            runs.add();
@@ -69,8 +69,8 @@ TEST(TaskScheduler, runsOnWorkersAndNeverOnTheCaller)
 
 TEST(TaskScheduler, takesNoOrNegativeDelayAsDueAtOnce)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
+    TaskScheduler scheduler(1);
     for (const long delay : {0L, -1L, -1000L, LONG_MIN}) {
         scheduler.schedule(delay, runnable([&] { runs.add(); }));
     }
@@ -79,9 +79,9 @@ TEST(TaskScheduler, takesNoOrNegativeDelayAsDueAtOnce)
 
 TEST(TaskScheduler, neverRunsWhatIsDueAtTheEndOfTime)
 {
-    TaskScheduler scheduler(1);
     Counter farRuns;
     Counter nearRuns;
+    TaskScheduler scheduler(1);
     const auto far = scheduler.schedule(LONG_MAX, LONG_MAX, runnable([&] { farRuns.add(); }));
     scheduler.schedule(20, runnable([&] { nearRuns.add(); }));
     ASSERT_TRUE(nearRuns.waitFor(1));
@@ -91,9 +91,9 @@ TEST(TaskScheduler, neverRunsWhatIsDueAtTheEndOfTime)
 
 TEST(TaskScheduler, waitsTheLongestPeriodAfterTheFirstRun)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
     Counter other;
+    TaskScheduler scheduler(1);
     const auto handle = scheduler.schedule(0, LONG_MAX, runnable([&] { runs.add(); }));
     ASSERT_TRUE(runs.waitFor(1));
     scheduler.schedule(20, runnable([&] { other.add(); }));
@@ -126,8 +126,8 @@ TEST(TaskScheduler, refusesANullTask)
 TEST(TaskScheduler, hasOneWorkerWhenAskedForNone)
 {
     for (const int workers : {0, -3}) {
-        TaskScheduler scheduler(workers);
         Counter runs;
+        TaskScheduler scheduler(workers);
         scheduler.schedule(0, runnable([&] { runs.add(); }));
         EXPECT_TRUE(runs.waitFor(1));
     }
@@ -135,9 +135,9 @@ TEST(TaskScheduler, hasOneWorkerWhenAskedForNone)
 
 TEST(TaskScheduler, startsAnOverlappingTickWhileAWorkerIsFree)
 {
-    TaskScheduler scheduler(3);
     Counter entered;
     Door door;
+    TaskScheduler scheduler(3);
     const auto handle = scheduler.schedule(0, 5, runnable([&] {
                                                entered.add();
                                                door.pass();
@@ -150,13 +150,13 @@ TEST(TaskScheduler, startsAnOverlappingTickWhileAWorkerIsFree)
 
 TEST(TaskScheduler, collapsesTheTicksMissedWhileNoWorkerIsFree)
 {
-    TaskScheduler scheduler(1);
     Counter blocked;
     Counter runs;
     Counter clockRuns;
     Door door;
     std::mutex mutex;
     std::vector<Clock::time_point> starts;
+    TaskScheduler scheduler(1);
     const auto handle = scheduler.schedule(5, 10, runnable([&] {
                                                {
                                                    const std::lock_guard<std::mutex> lock(mutex);
@@ -182,9 +182,10 @@ TEST(TaskScheduler, collapsesTheTicksMissedWhileNoWorkerIsFree)
 
 TEST(TaskScheduler, startsOthersWhileARunBlocks)
 {
-    TaskScheduler scheduler(10);
     Counter entered;
+    Counter runs;
     Door door;
+    TaskScheduler scheduler(10);
     for (int i = 0; i < 9; ++i) {
         scheduler.schedule(10, runnable([&] {
                                entered.add();
@@ -192,7 +193,6 @@ TEST(TaskScheduler, startsOthersWhileARunBlocks)
                            }));
     }
     ASSERT_TRUE(entered.waitFor(9));
-    Counter runs;
     const auto handle = scheduler.schedule(1, 2, runnable([&] { runs.add(); }));
     EXPECT_TRUE(runs.waitFor(20));
     handle->cancel();
@@ -203,8 +203,8 @@ TEST(TaskScheduler, startsOthersWhileARunBlocks)
 // takes back each time what the blocked ones have taught them.
 TEST(TaskScheduler, hasAllWorkersAtBlockedRunsThatAreDueAtOnce)
 {
-    TaskScheduler scheduler(10);
     Counter shortRuns;
+    TaskScheduler scheduler(10);
     const auto handle = scheduler.schedule(1, 1, runnable([&] { shortRuns.add(); }));
     for (int round = 1; round <= 20; ++round) {
         const bool withShortRuns = round % 2 == 0;
@@ -249,8 +249,8 @@ TEST(TaskScheduler, endsWhileWorkersAreBeingCalledToBlockedRuns)
 
 TEST(TaskScheduler, keepsItsWorkersWhenRunsThrowAnything)
 {
-    TaskScheduler scheduler(1);
     Counter runs;
+    TaskScheduler scheduler(1);
     const auto handle = scheduler.schedule(0, 1, runnable([&] {
                                                runs.add();
                                                switch (runs.value() % 3) {
