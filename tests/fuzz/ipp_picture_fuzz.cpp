@@ -1,38 +1,11 @@
 #include <cstdint>
-#include <iterator>
+#include <cstdlib>
 #include <string>
 
 #include "tests/fuzz/ipp_checks.h"
 
-namespace {
-
-const char* const names[] = {
-    "marker-colors",
-    "marker-high-levels",
-    "marker-levels",
-    "marker-low-levels",
-    "marker-names",
-    "marker-types",
-    "printer-alert",
-    "printer-alert-description",
-    "printer-device-id",
-    "printer-info",
-    "printer-impressions-completed",
-    "printer-input-tray",
-    "printer-is-accepting-jobs",
-    "printer-location",
-    "printer-make-and-model",
-    "printer-serial-number",
-    "printer-state",
-    "printer-state-reasons",
-    "printer-supply",
-    "printer-supply-description",
-};
-
-} // namespace
-
-// One value a line: a letter for the attribute ('a' and on), '#' and a number or anything else, then the
-// text.
+// One value a line: a letter for the attribute ('a' for the first that is asked for), '#' and a number or
+// anything else, then the text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     tarn::ipp::IppAttributes attributes;
@@ -49,7 +22,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         } else {
             value.text = line.substr(2);
         }
-        attributes.add(names[static_cast<std::uint8_t>(line[0] - 'a') % std::size(names)], std::move(value));
+        attributes.add(tarn::ipp::kWantedAttributes[static_cast<std::uint8_t>(line[0] - 'a') %
+                                                    tarn::ipp::kWantedAttributes.size()],
+                       std::move(value));
     }
     checkIppPicture(attributes);
     return 0;

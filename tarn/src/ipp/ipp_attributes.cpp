@@ -10,10 +10,7 @@
 
 namespace tarn::ipp {
 
-namespace {
-
-// Named one by one: some devices take tens of seconds for "all". Sorted.
-const char* const wantedAttributes[] = {
+const std::array<const char*, 27> kWantedAttributes{
     "device-uri",
     "marker-colors",
     "marker-high-levels",
@@ -42,6 +39,8 @@ const char* const wantedAttributes[] = {
     "printer-type",
     "printer-uuid",
 };
+
+namespace {
 
 constexpr unsigned kDeepestNesting = 8;
 constexpr std::size_t kMostValuesRead = 2048;      // of one attribute; libcups copies them all for each few
@@ -72,7 +71,7 @@ ssize_t writeSome(void* sink, ipp_uchar_t* buffer, std::size_t size)
 bool isWanted(const char* name)
 {
     return name != nullptr &&
-           std::binary_search(std::begin(wantedAttributes), std::end(wantedAttributes), name,
+           std::binary_search(kWantedAttributes.begin(), kWantedAttributes.end(), name,
                               [](const char* a, const char* b) { return std::strcmp(a, b) < 0; });
 }
 
@@ -265,7 +264,7 @@ std::string encodeIpp(const CupsLibrary& cups, IppOperation operation, const std
                        printerUri.c_str());
     }
     cups.addStrings(message.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
-                    static_cast<int>(std::size(wantedAttributes)), nullptr, wantedAttributes);
+                    static_cast<int>(kWantedAttributes.size()), nullptr, kWantedAttributes.data());
     std::string octets;
     if (cups.writeMessage(&octets, writeSome, 1, nullptr, message.get()) != IPP_STATE_DATA) {
         octets.clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,6 +11,9 @@
 namespace tarn::ipp {
 
 struct CupsLibrary;
+
+// What printers are asked for, sorted: named one by one, as some devices take tens of seconds for "all".
+extern const std::array<const char*, 27> kWantedAttributes;
 
 // One value: a number (integer, enum, boolean) or a text (whatever has octets).
 struct IppValue
