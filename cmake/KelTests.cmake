@@ -1,11 +1,13 @@
 # Test executables. Each is one ctest entry and writes a JUnit report into build/<preset>/reports, from which
 # scripts/test counts the single tests.
 #
-#   kel_add_gtest(<name> SOURCES a.cpp ... LIBS target ... [LABELS unit] [TIMEOUT s] [LOCK name] [ENV "A=b" ...])
+#   kel_add_gtest(<name> SOURCES a.cpp ... LIBS target ... [LABELS unit] [TIMEOUT s] [LOCK name] [ENV "A=b" ...]
+#                 [LONG_RUNNING])
 #   kel_add_qtest(<name> SOURCES a.cpp ... LIBS target ... [...])   one QtTest class, run on the offscreen platform
 #
 # LOCK serialises tests that share something of the machine: kel_lock is /tmp/kel.lock;
-# others keep the processor for one test of a kind at a time.
+# others keep the processor for one test of a kind at a time. LONG_RUNNING ones take minutes under a sanitizer: they are
+# begun right after those with a lock, so that they are not waited for in the end.
 set(KEL_REPORT_DIR ${CMAKE_BINARY_DIR}/reports)
 file(MAKE_DIRECTORY ${KEL_REPORT_DIR})
 find_package(GTest REQUIRED)
@@ -14,7 +16,7 @@ if(KEL_GUI)
 endif()
 
 function(_kel_test_common name)
-    cmake_parse_arguments(T "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+    cmake_parse_arguments(T "LONG_RUNNING" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
     if(NOT T_LABELS)
         set(T_LABELS unit)
     endif()
@@ -28,11 +30,13 @@ function(_kel_test_common name)
     set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ${T_ENV})
     if(T_LOCK)
         set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${T_LOCK} COST 1000)
+    elseif(T_LONG_RUNNING)
+        set_tests_properties(${name} PROPERTIES COST 500)
     endif()
 endfunction()
 
 function(kel_add_gtest name)
-    cmake_parse_arguments(T "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+    cmake_parse_arguments(T "LONG_RUNNING" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${T_LIBS} GTest::gmock GTest::gtest_main project_options)
@@ -41,7 +45,7 @@ function(kel_add_gtest name)
 endfunction()
 
 function(kel_add_qtest name)
-    cmake_parse_arguments(T "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+    cmake_parse_arguments(T "LONG_RUNNING" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests AUTOMOC ON)
     target_link_libraries(${name} PRIVATE ${T_LIBS} Qt5::Test project_options)

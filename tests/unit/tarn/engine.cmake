@@ -10,7 +10,7 @@ kel_add_gtest(tarn_engine_test
             engine/simulated_network.cpp
             engine/small_parts_test.cpp
             engine/target_test.cpp
-    LIBS tarn_core)
+    LIBS tarn_core LONG_RUNNING)
 kel_add_gtest(tarn_usm_test
     SOURCES engine/fake_dialogue.cpp
             usm/fake_agent.cpp
