@@ -7,6 +7,7 @@
 #include <set>
 
 #include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/first_meeting.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 
 namespace tarn::usm {
@@ -212,15 +213,7 @@ std::size_t answersToMeet(const std::set<std::size_t>& lost)
 
 TEST(UsmPolling, AFirstMeetingGoesOnWhereALossInterruptedIt)
 {
-    EXPECT_EQ(answersToMeet({}), 3u);
-    EXPECT_EQ(answersToMeet({2, 3}), 1u + 3u);             // begun anew, with smaller questions
-    EXPECT_EQ(answersToMeet({2, 3, 5, 6}), 1u + 3u);       // which is done once
-    EXPECT_EQ(answersToMeet({2, 3, 5, 6, 7, 8}), 1u + 3u); // offline meanwhile
-    std::set<std::size_t> forMinutes{2, 3};
-    for (std::size_t i = 5; i < 22; ++i) {
-        forMinutes.insert(i);
-    }
-    EXPECT_EQ(answersToMeet(forMinutes), 1u + 1u + 3u) << "it may be another one by now";
+    engine::test::expectFirstMeetingsToGoOn(answersToMeet);
 }
 
 TEST(UsmPolling, OneQuestionAtATimeAndNoAnswerButTheLastOnesCounts)
