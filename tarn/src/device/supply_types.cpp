@@ -9,7 +9,8 @@ namespace tarn::device {
 
 namespace {
 
-const SupplyType supplyTypes[] = {
+// Each type at the place of its number less one.
+constexpr SupplyType supplyTypes[] = {
     {1, "other", SupplyKind::Other, false},
     {2, "unknown", SupplyKind::Other, false},
     {3, "toner", SupplyKind::Toner, true},
@@ -48,15 +49,26 @@ const SupplyType supplyTypes[] = {
     {36, "matteInk", SupplyKind::Toner, true},
 };
 
+constexpr bool areInOrder()
+{
+    std::int64_t expected = 1;
+    for (const SupplyType& row : supplyTypes) {
+        if (row.type != expected++) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(areInOrder());
+
 constexpr std::int64_t unitPercent = 19;
 
 } // namespace
 
 const SupplyType* findSupplyType(std::optional<std::int64_t> type)
 {
-    const auto* const found = std::find_if(std::begin(supplyTypes), std::end(supplyTypes),
-                                           [&](const SupplyType& row) { return type && row.type == *type; });
-    return found == std::end(supplyTypes) ? nullptr : found;
+    const bool isListed = type && *type >= 1 && *type <= static_cast<std::int64_t>(std::size(supplyTypes));
+    return isListed ? &supplyTypes[*type - 1] : nullptr;
 }
 
 const SupplyType* findSupplyType(std::string_view keyword)

@@ -15,7 +15,7 @@ namespace tarn::device {
 struct SupplyType
 {
     std::int64_t type;
-    const char* keyword; // its label in the standard
+    std::string_view keyword; // its label in the standard
     SupplyKind kind;
     bool says; // false: the type says nothing of what it is
 };
