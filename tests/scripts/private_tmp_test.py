@@ -49,4 +49,5 @@ class PrivateTmp(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    outcome = unittest.main(exit=False).result
+    sys.exit(1 if not outcome.wasSuccessful() else CANNOT if outcome.skipped else 0)
