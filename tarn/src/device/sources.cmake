@@ -3,6 +3,7 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/device_id.cpp
     ${CMAKE_CURRENT_LIST_DIR}/device_status.cpp
     ${CMAKE_CURRENT_LIST_DIR}/kept_picture.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/make_and_model.cpp
     ${CMAKE_CURRENT_LIST_DIR}/picture_field.cpp
     ${CMAKE_CURRENT_LIST_DIR}/rendering.cpp
     ${CMAKE_CURRENT_LIST_DIR}/supply_types.cpp

@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "tarn/src/device/device_id.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/make_and_model.h"
 
 namespace tarn::ipp {
 
@@ -28,15 +28,7 @@ std::string modelOf(std::string text)
     for (const char* const tail : modelTails) {
         text.resize(std::min(text.size(), text.find(tail)));
     }
-    return text;
-}
-
-// "HP" and "HP LaserJet": the model as people say it, with the maker before it, once.
-std::string fullModel(const device::DeviceId& id)
-{
-    const bool named =
-        id.manufacturer.empty() || device::folded(id.model).rfind(device::folded(id.manufacturer), 0) == 0;
-    return id.model.empty() || named ? id.model : id.manufacturer + ' ' + id.model;
+    return device::withMakerOnce(text);
 }
 
 void buildIdentity(const IppAttributes& attributes, DeviceStatus& status)
@@ -45,7 +37,7 @@ void buildIdentity(const IppAttributes& attributes, DeviceStatus& status)
     const device::DeviceId id = device::parseDeviceId(raw.empty() ? std::string() : raw.front().text);
     status.model = modelOf(attributes.text("printer-make-and-model"));
     if (status.model.empty()) {
-        status.model = fullModel(id);
+        status.model = device::makeAndModel(id);
     }
     status.serialNumber = attributes.text("printer-serial-number");
     if (status.serialNumber.empty()) {

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <tuple>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/make_and_model.h"
 
 namespace tarn::usb {
 
@@ -43,19 +43,11 @@ PrinterIdentity identityOf(const UsbDevice& device, const device::DeviceId& id)
     if (identity.model.empty()) {
         identity.model = numbersOf(device);
     }
-    identity.description = firstOf(id.description, makeAndModel(identity.manufacturer, identity.model));
+    identity.description =
+        firstOf(id.description, device::makeAndModel(identity.manufacturer, identity.model));
     identity.serialNumber = firstOf(id.serialNumber, device.serialText);
     identity.uuid = id.uuid;
     return identity;
-}
-
-std::string makeAndModel(const std::string& manufacturer, const std::string& model)
-{
-    const std::u32string make = device::folded(manufacturer);
-    if (make.empty() || device::folded(model).compare(0, make.size(), make) == 0) {
-        return model;
-    }
-    return manufacturer + ' ' + model;
 }
 
 } // namespace tarn::usb

@@ -25,8 +25,4 @@ inline bool operator!=(const PrinterIdentity& left, const PrinterIdentity& right
 
 PrinterIdentity identityOf(const UsbDevice& device, const device::DeviceId& id);
 
-// Manufacturer and model as one would say them: a model that begins with its manufacturer's name says it
-// once.
-std::string makeAndModel(const std::string& manufacturer, const std::string& model);
-
 } // namespace tarn::usb

@@ -1,5 +1,7 @@
 #include "tarn/src/usb/printer_names.h"
 
+#include "tarn/src/device/make_and_model.h"
+
 namespace tarn::usb {
 
 namespace {
@@ -25,7 +27,7 @@ std::string cutTo(std::string text, std::size_t most)
 
 std::string PrinterNames::add(const PrinterIdentity& identity, const std::string& path)
 {
-    std::string plain = makeAndModel(identity.manufacturer, identity.model);
+    std::string plain = device::makeAndModel(identity.manufacturer, identity.model);
     if (!identity.serialNumber.empty()) {
         plain += ' ' + identity.serialNumber;
     }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "tarn/src/device/alert_texts.h"
+#include "tarn/src/device/make_and_model.h"
 
 namespace tarn::usb {
 
@@ -162,7 +163,7 @@ DeviceStatus pictureOf(const PrinterIdentity& identity, const DeviceId& id,
                        std::optional<std::uint8_t> portStatus)
 {
     DeviceStatus picture;
-    picture.model = makeAndModel(identity.manufacturer, identity.model);
+    picture.model = device::makeAndModel(identity.manufacturer, identity.model);
     picture.serialNumber = identity.serialNumber;
     picture.description = identity.description;
     takeVstatus(picture, id.value("VSTATUS"));

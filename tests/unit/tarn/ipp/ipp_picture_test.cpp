@@ -111,6 +111,10 @@ TEST(IppPicture, IdentityFallsBackToTheDeviceId)
     EXPECT_EQ(status.description, "Lyra Office");
     status = pictureOf("printer-device-id = MFG:Lyra;MDL:LYRA C310;");
     EXPECT_EQ(status.model, "LYRA C310") << "the maker is there already";
+    status = pictureOf("printer-device-id = MFG:Lyra-Nova Corp.;MDL:LN C310;");
+    EXPECT_EQ(status.model, "LN C310");
+    status = pictureOf("printer-make-and-model = Lyra-Nova LN C310");
+    EXPECT_EQ(status.model, "LN C310");
     status = pictureOf("printer-serial-number = A-1\nprinter-device-id = MDL:C310;SN:B-2;");
     EXPECT_EQ(status.serialNumber, "A-1");
 }

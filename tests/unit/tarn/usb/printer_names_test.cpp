@@ -47,11 +47,10 @@ TEST(UsbPrinterIdentityTest, WhoSaysNothingIsCalledByItsNumbers)
     EXPECT_EQ(identityOf(device, device::parseDeviceId("DES:Some printer;")).model, "Some printer");
 }
 
-TEST(UsbPrinterIdentityTest, MakeIsSaidOnce)
+TEST(UsbPrinterNamesTest, MakerThatTheModelNamesStandsOnce)
 {
-    EXPECT_EQ(makeAndModel("Acme", "Jet 5"), "Acme Jet 5");
-    EXPECT_EQ(makeAndModel("ACME", "Acme Jet 5"), "Acme Jet 5");
-    EXPECT_EQ(makeAndModel("", "Jet 5"), "Jet 5");
+    PrinterNames names;
+    EXPECT_EQ(names.add({"Acme Printing Inc.", "ACME Jet 5", "", "A1", ""}, "1-1"), "ACME Jet 5 A1");
 }
 
 TEST(UsbPrinterNamesTest, NameIsMakeModelAndSerialNumber)
