@@ -6,6 +6,7 @@
 
 #include "tarn/src/device/text.h"
 #include "tarn/src/ipp/cups_library.h"
+#include "tarn/src/ipp/ipp_shape.h"
 
 namespace tarn::ipp {
 
@@ -41,9 +42,6 @@ const std::array<const char*, 27> kWantedAttributes{
 
 namespace {
 
-constexpr unsigned kDeepestNesting = 8;
-constexpr std::size_t kMostValuesRead = 2048;      // of one attribute; libcups copies them all for each few
-constexpr std::size_t kMostAttributesRead = 50000; // of a message
 constexpr std::size_t kMostPrinters = 2000;
 
 struct Cursor
@@ -132,77 +130,6 @@ void take(const CupsLibrary& cups, ipp_attribute_t* attribute, IppAttributes& ou
     }
 }
 
-// Counts as it goes through the octets of a message.
-class Shape final
-{
-public:
-    explicit Shape(std::string_view octets) : m_octets(octets) {}
-
-    bool isReadable()
-    {
-        constexpr std::size_t header = 8;
-        constexpr unsigned endOfAttributes = 0x03;
-        constexpr unsigned firstValueTag = 0x10;
-        m_at = header;
-        while (m_at < m_octets.size()) {
-            const unsigned tag = octet(m_at++);
-            if (tag == endOfAttributes) {
-                return true;
-            }
-            if (tag >= firstValueTag && !value(tag)) {
-                return false;
-            }
-        }
-        return m_octets.size() >= header; // cut off: libcups says the same
-    }
-
-private:
-    bool value(unsigned tag)
-    {
-        constexpr unsigned begCollection = 0x34;
-        constexpr unsigned endCollection = 0x37;
-        std::size_t nameLength = 0;
-        if (!skip(nameLength)) {
-            return true; // the end of what there is
-        }
-        std::size_t valueLength = 0;
-        if (!skip(valueLength)) {
-            return true;
-        }
-        m_attributes += nameLength > 0 ? 1 : 0;
-        m_values = nameLength > 0 ? 1 : m_values + 1;
-        m_depth += tag == begCollection ? 1U : 0U;
-        m_depth -= tag == endCollection && m_depth > 0 ? 1U : 0U;
-        return m_depth <= kDeepestNesting && m_values <= kMostValuesRead &&
-               m_attributes <= kMostAttributesRead;
-    }
-
-    // Over two octets of length and as many octets.
-    bool skip(std::size_t& length)
-    {
-        if (m_octets.size() - m_at < 2) {
-            m_at = m_octets.size();
-            return false;
-        }
-        length = octet(m_at) << 8 | octet(m_at + 1);
-        m_at += 2;
-        if (m_octets.size() - m_at < length) {
-            m_at = m_octets.size();
-            return false;
-        }
-        m_at += length;
-        return true;
-    }
-
-    unsigned octet(std::size_t at) const { return static_cast<unsigned char>(m_octets[at]); }
-
-    const std::string_view m_octets;
-    std::size_t m_at = 0;
-    std::size_t m_values = 0;
-    std::size_t m_attributes = 0;
-    unsigned m_depth = 0;
-};
-
 using Message = std::unique_ptr<ipp_t, decltype(::ippDelete)*>;
 
 } // namespace
@@ -269,11 +196,6 @@ std::string encodeIpp(const CupsLibrary& cups, IppOperation operation, const std
         octets.clear();
     }
     return octets;
-}
-
-bool isReadableIpp(std::string_view octets)
-{
-    return Shape(octets).isReadable();
 }
 
 std::optional<IppReply> decodeIpp(const CupsLibrary& cups, std::string_view octets)

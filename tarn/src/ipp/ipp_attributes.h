@@ -74,7 +74,4 @@ struct IppReply
 // by calling itself for each level, or again and again for each value, is measured beforehand.
 std::optional<IppReply> decodeIpp(const CupsLibrary& cups, std::string_view octets);
 
-// Whether octets are shaped like a message that libcups reads in bounded time and stack.
-bool isReadableIpp(std::string_view octets);
-
 } // namespace tarn::ipp

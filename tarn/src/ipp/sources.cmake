@@ -10,6 +10,7 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/ipp_backends.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ipp_picture.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ipp_poller.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/ipp_shape.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ipp_stock.cpp
     ${CMAKE_CURRENT_LIST_DIR}/keyed_text.cpp
     ${CMAKE_CURRENT_LIST_DIR}/reasons.cpp

@@ -8,6 +8,7 @@
 
 #include "tarn/src/ipp/asker_pool.h"
 #include "tarn/src/ipp/cups_library.h"
+#include "tarn/src/ipp/ipp_shape.h"
 #include "tests/unit/tarn/ipp/scripted_server.h"
 
 namespace tarn::ipp {

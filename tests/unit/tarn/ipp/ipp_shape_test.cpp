@@ -1,0 +1,139 @@
+#include "tarn/src/ipp/ipp_shape.h"
+
+#include <gtest/gtest.h>
+
+#include "tarn/src/ipp/cups_library.h"
+#include "tarn/src/ipp/ipp_attributes.h"
+#include "tests/unit/tarn/ipp/scripted_server.h"
+
+namespace tarn::ipp {
+namespace {
+
+using test::IppOctets;
+
+constexpr unsigned kInteger = 0x21;
+constexpr unsigned kBegCollection = 0x34;
+constexpr unsigned kEndCollection = 0x37;
+constexpr unsigned kKeyword = 0x44;
+constexpr unsigned kMemberName = 0x4A;
+const std::string kNumber(4, '\0');
+
+// One value of "media-col-database" as printers send them: a collection in a collection, nine members.
+void addMedia(IppOctets& octets, bool first)
+{
+    octets.value(kBegCollection, first ? "media-col-database" : "", "");
+    octets.value(kMemberName, "", "media-size").value(kBegCollection, "", "");
+    for (const char* const side : {"x-dimension", "y-dimension"}) {
+        octets.value(kMemberName, "", side).value(kInteger, "", kNumber);
+    }
+    octets.value(kEndCollection, "", "");
+    for (const char* const margin : {"media-bottom-margin", "media-left-margin", "media-right-margin",
+                                     "media-top-margin", "media-source", "media-type"}) {
+        octets.value(kMemberName, "", margin).value(kKeyword, "", "stationery-letterhead");
+    }
+    octets.value(kEndCollection, "", "");
+}
+
+std::string withMedia(int count)
+{
+    IppOctets octets;
+    octets.printer();
+    for (int i = 0; i < count; ++i) {
+        addMedia(octets, i == 0);
+    }
+    octets.text("printer-info", "Lyra behind them all");
+    return octets.whole();
+}
+
+std::string nested(int depth)
+{
+    IppOctets octets;
+    octets.printer().value(kBegCollection, "media-col", "");
+    for (int i = 1; i < depth; ++i) {
+        octets.value(kMemberName, "", "m").value(kBegCollection, "", "");
+    }
+    for (int i = 0; i < depth; ++i) {
+        octets.value(kEndCollection, "", "");
+    }
+    return octets.whole();
+}
+
+// Values of one attribute, or of one member of a collection.
+std::string withValues(int count, bool inCollection)
+{
+    IppOctets octets;
+    octets.printer();
+    if (inCollection) {
+        octets.value(kBegCollection, "media-col", "").value(kMemberName, "", "m");
+    }
+    for (int i = 0; i < count; ++i) {
+        octets.value(kInteger, i == 0 && !inCollection ? "copies" : "", kNumber);
+    }
+    if (inCollection) {
+        octets.value(kEndCollection, "", "");
+    }
+    return octets.whole();
+}
+
+TEST(IppShapeTest, MembersOfCollectionsAreNoValuesOfTheAttribute)
+{
+    const std::string answer = withMedia(400);
+    EXPECT_GT(answer.size(), 100000u);
+    EXPECT_TRUE(isReadableIpp(answer));
+    const CupsLibrary* const cups = CupsLibrary::system();
+    ASSERT_NE(cups, nullptr);
+    const std::optional<IppReply> reply = decodeIpp(*cups, answer);
+    ASSERT_TRUE(reply && reply->printers.size() == 1);
+    EXPECT_EQ(reply->printers[0].text("printer-info"), "Lyra behind them all");
+}
+
+TEST(IppShapeTest, ValuesOfOneAttributeAreBounded)
+{
+    const int most = static_cast<int>(IppBounds::kMostValues);
+    for (const bool inCollection : {false, true}) {
+        EXPECT_TRUE(isReadableIpp(withValues(most, inCollection))) << inCollection;
+        EXPECT_FALSE(isReadableIpp(withValues(most + 1, inCollection))) << inCollection;
+    }
+    EXPECT_TRUE(isReadableIpp(withMedia(most)));
+    EXPECT_FALSE(isReadableIpp(withMedia(most + 1))) << "each collection is a value";
+}
+
+TEST(IppShapeTest, NameOfAMemberOutsideOfACollectionDoesNotBeginTheCountAnew)
+{
+    IppOctets octets;
+    octets.printer().keyword("media", "a");
+    for (std::size_t i = 0; i < IppBounds::kMostValues; ++i) {
+        octets.value(kMemberName, "", "m");
+    }
+    EXPECT_FALSE(isReadableIpp(octets.whole()));
+}
+
+TEST(IppShapeTest, NestingIsBounded)
+{
+    const int deepest = static_cast<int>(IppBounds::kDeepestNesting);
+    EXPECT_TRUE(isReadableIpp(nested(deepest)));
+    EXPECT_FALSE(isReadableIpp(nested(deepest + 1)));
+}
+
+TEST(IppShapeTest, AttributesAreBoundedAndMembersCount)
+{
+    IppOctets octets;
+    octets.printer().value(kBegCollection, "media-col", "");
+    for (std::size_t i = 0; i < IppBounds::kMostAttributes; ++i) {
+        octets.value(kMemberName, "", "m");
+    }
+    EXPECT_FALSE(isReadableIpp(octets.whole()));
+}
+
+TEST(IppShapeTest, WhatIsCutOffIsReadableAsFarAsItGoes)
+{
+    const std::string answer = withMedia(2);
+    for (std::size_t length = 8; length <= answer.size(); ++length) {
+        ASSERT_TRUE(isReadableIpp(std::string_view(answer).substr(0, length))) << length;
+    }
+    EXPECT_FALSE(isReadableIpp("\x02"));
+    EXPECT_FALSE(isReadableIpp(""));
+}
+
+} // namespace
+} // namespace tarn::ipp
