@@ -15,6 +15,33 @@ if(KEL_GUI)
     find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Test)
 endif()
 
+# _kel_test_headers(<name> LIBS target ... HEADERS <header> ...): a target of which tests take the precompiled headers.
+# Position-independent as Qt wants its users, so that one set serves tests with and without Qt.
+function(_kel_test_headers name)
+    cmake_parse_arguments(H "" "" "LIBS;HEADERS" ${ARGN})
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp "int main() {}\n")
+    add_executable(${name} EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+    target_compile_options(${name} PRIVATE -fPIC)
+    target_link_libraries(${name} PRIVATE ${H_LIBS} project_options)
+    target_precompile_headers(${name} PRIVATE ${H_HEADERS})
+endfunction()
+
+# Once, in the directory of the tests, whose compiler options these targets must have.
+function(kel_test_headers)
+    _kel_test_headers(kel_gtest_headers LIBS GTest::gmock GTest::gtest_main HEADERS <gmock/gmock.h> <gtest/gtest.h>
+        <algorithm> <atomic> <chrono> <cstdlib> <fstream> <functional> <map> <memory> <random> <set> <sstream> <string>
+        <thread> <vector>)
+    if(KEL_GUI)
+        _kel_test_headers(kel_qtest_headers LIBS Qt5::Test Qt5::Widgets HEADERS <QtTest> <QApplication> <QComboBox>
+            <QGridLayout> <QLabel> <QLineEdit> <QListWidget> <QMessageBox> <QPlainTextEdit> <QProgressBar> <QPushButton>)
+    endif()
+endfunction()
+
+function(_kel_use_headers name headers)
+    target_compile_options(${name} PRIVATE -fPIC)
+    target_precompile_headers(${name} REUSE_FROM ${headers})
+endfunction()
+
 function(_kel_test_common name)
     cmake_parse_arguments(T "LONG_RUNNING" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
     if(NOT T_LABELS)
@@ -40,6 +67,7 @@ function(kel_add_gtest name)
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${T_LIBS} GTest::gmock GTest::gtest_main project_options)
+    _kel_use_headers(${name} kel_gtest_headers)
     add_test(NAME ${name} COMMAND ${name} --gtest_output=xml:${KEL_REPORT_DIR}/${name}.xml)
     _kel_test_common(${name} ${ARGN})
 endfunction()
@@ -49,6 +77,7 @@ function(kel_add_qtest name)
     add_executable(${name} ${T_SOURCES})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests AUTOMOC ON)
     target_link_libraries(${name} PRIVATE ${T_LIBS} Qt5::Test project_options)
+    _kel_use_headers(${name} kel_qtest_headers)
     add_test(NAME ${name} COMMAND ${name} -o ${KEL_REPORT_DIR}/${name}.xml,junitxml -o -,txt)
     set_property(TEST ${name} PROPERTY ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
     _kel_test_common(${name} ${ARGN})
