@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "tarn/src/base/files.h"
+#include "tarn/src/catalog/config_complaints.h"
+#include "tarn/src/catalog/config_entry.h"
 #include "tarn/src/engine/target.h"
 
 namespace tarn::catalog {
@@ -26,9 +29,13 @@ namespace tarn::catalog {
 //
 // "version" is "auto", "1", "2c" or "3"; "ipp" is "auto", "ipp", "ipps" or "off"; "ippPath" names the path
 // that is asked there, instead of the usual ones. Members that are missing are taken from the next wider
-// entry: an address first, then its networks from the narrowest to the widest, then "default". Unknown
-// members are ignored. "auth" is "MD5", "SHA" or "SHA-256", "priv" is "none" or "AES"; when they are missing,
-// "SHA" and "none". Version 3 without a "user" is the user of Net-SNMP's snmp.conf.
+// entry: an address first, then its networks from the narrowest to the widest, then "default". "auth" is
+// "MD5", "SHA" or "SHA-256", "priv" is "none" or "AES"; when they are missing, "SHA" and "none". Version 3
+// without a "user" is the user of Net-SNMP's snmp.conf.
+//
+// A key that is unknown or a value that is wrong is complained about and counts as missing; the rest of the
+// file holds. Only a wrong user goes as a whole: who is asked in the name of that one, or of one that is not
+// there, has no user, and is not asked in the name of another.
 //
 // A file that names users holds passwords: its users are used only when nobody but its owner may read or
 // write it, and the owner is the present user or root.
@@ -40,13 +47,11 @@ public:
     // Nothing configured: port 161, version auto, community "public".
     Config();
 
-    // From TARN_CONFIG, else $XDG_CONFIG_HOME/tarn/tarn.json. Without a file the defaults; a broken file
-    // costs one line on stderr, and the defaults hold.
+    // The file of configPath(), complaints to stderr, one line each.
     static Config load();
 
-    // False, and nothing changes, when the text is no configuration; why then says it in a few words, none of
-    // them a password.
-    bool parse(const std::string& text, std::string& why);
+    // What the text says. Nothing changes when it is no JSON object, which is a complaint, too.
+    void parse(const std::string& text, ConfigComplaints& complaints);
 
     bool namesUsers() const { return !m_users.empty(); }
     // The users may not be used: who is asked in the name of one of them has no user any more.
@@ -56,35 +61,40 @@ public:
     engine::PrinterAddress addressFor(std::uint32_t address) const;
 
 private:
-    // What one entry says; nothing where it says nothing.
-    struct Settings
-    {
-        std::optional<std::uint16_t> port;
-        std::optional<engine::VersionChoice> version;
-        std::shared_ptr<const std::string> community;
-        std::optional<engine::IppChoice> ipp;
-        std::optional<std::uint16_t> ippPort;
-        std::optional<std::string> ippPath;
-        std::optional<std::string> user; // one of m_users
-
-        void fillFrom(const Settings& wider);
-    };
     struct Network
     {
         std::uint32_t address;
         unsigned bits;
-        Settings settings;
+        ConfigEntry entry;
     };
-    class Parser;
 
     using UserPtr = std::shared_ptr<const engine::UsmUser>;
-    UserPtr userOf(const Settings& settings) const;
+    UserPtr userOf(const ConfigEntry& entry) const;
 
-    Settings m_default;
-    std::map<std::string, UserPtr> m_users; // null when withheld
+    void readUsers(const Json::Value& users, ConfigComplaints& complaints);
+    void readAddresses(const Json::Value& addresses, ConfigComplaints& complaints);
+    void readAddress(const std::string& key, const Json::Value& value, ConfigComplaints& complaints);
+    ConfigEntry readEntry(const Json::Value& value, const std::vector<std::string>& where,
+                          ConfigComplaints& complaints) const;
+
+    ConfigEntry m_default;
+    std::map<std::string, UserPtr> m_users; // null when wrong or withheld
     UserPtr m_snmpConfUser;
-    std::map<std::uint32_t, Settings> m_addresses;
+    std::map<std::uint32_t, ConfigEntry> m_addresses;
     std::vector<Network> m_networks; // narrowest first
 };
+
+// Where the configuration is: TARN_CONFIG, else $XDG_CONFIG_HOME/tarn/tarn.json; empty where neither is
+// known.
+std::string configPath();
+
+// A configuration file as it was found.
+struct ConfigFile
+{
+    ReadError error = ReadError::None;
+    Config config;                       // the defaults where it could not be read
+    std::vector<std::string> complaints; // one line each, without the file's name
+};
+ConfigFile readConfig(const std::string& path);
 
 } // namespace tarn::catalog

@@ -1,5 +1,7 @@
 #include "tarn/src/catalog/configured_user.h"
 
+#include <algorithm>
+
 namespace tarn::catalog {
 
 using engine::UsmUser;
@@ -10,100 +12,125 @@ constexpr std::size_t kLongestText = 255;
 constexpr std::size_t kLongestName = 32;     // RFC 3414 usmUserName
 constexpr std::size_t kShortestPassword = 8; // RFC 3414 11.2
 
-// Reads one user; the first complaint ends it.
-class UserParser final
+// Without NUL, which Net-SNMP would take for its end.
+bool isText(const Json::Value& value)
 {
-public:
-    UserParser(const std::string& name, std::string& why) : m_where("the user \"" + name + "\""), m_why(why)
-    {
-    }
+    return value.isString() && value.asString().size() <= kLongestText &&
+           value.asString().find('\0') == std::string::npos;
+}
 
-    bool parse(const Json::Value& value, UsmUser& user)
-    {
-        if (!value.isObject()) {
-            return complain(m_where + " is no object");
-        }
-        if (user.name.empty() || user.name.size() > kLongestName ||
-            user.name.find('\0') != std::string::npos) {
-            return complain(m_where + " has no name of 1 to 32 bytes");
-        }
-        return authentication(value, user) && privacy(value, user) && text(value, "context", user.context);
-    }
-
-private:
-    bool authentication(const Json::Value& value, UsmUser& user)
-    {
-        std::string protocol = "SHA";
-        if (!text(value, "auth", protocol)) {
-            return false;
-        }
-        if (protocol == "MD5") {
-            user.auth = UsmUser::Auth::Md5;
-        } else if (protocol == "SHA") {
-            user.auth = UsmUser::Auth::Sha;
-        } else if (protocol == "SHA-256") {
-            user.auth = UsmUser::Auth::Sha256;
-        } else {
-            return complain("the auth of " + m_where + R"( is not "MD5", "SHA" or "SHA-256")");
-        }
-        return password(value, "authPassword", user.authPassword);
-    }
-
-    bool privacy(const Json::Value& value, UsmUser& user)
-    {
-        std::string protocol = "none";
-        if (!text(value, "priv", protocol)) {
-            return false;
-        }
-        if (protocol != "none" && protocol != "AES") {
-            return complain("the priv of " + m_where + R"( is not "none" or "AES")");
-        }
-        user.isPrivate = protocol == "AES";
-        return !user.isPrivate || password(value, "privPassword", user.privPassword);
-    }
-
-    bool password(const Json::Value& value, const char* member, std::string& out)
-    {
-        if (!text(value, member, out)) {
-            return false;
-        }
-        return out.size() >= kShortestPassword ||
-               complain("the " + std::string(member) + " of " + m_where + " has fewer than 8 characters");
-    }
-
-    // A text without NUL, which Net-SNMP would take for its end; nothing changes where there is none.
-    bool text(const Json::Value& value, const char* member, std::string& out)
-    {
-        const Json::Value& found = value[member];
-        if (found.isNull()) {
-            return true;
-        }
-        if (!found.isString() || found.asString().size() > kLongestText ||
-            found.asString().find('\0') != std::string::npos) {
-            return complain("the " + std::string(member) + " of " + m_where +
-                            " is no text of at most 255 bytes");
-        }
-        out = found.asString();
-        return true;
-    }
-
-    bool complain(const std::string& what)
-    {
-        m_why = what;
+bool takePassword(const Json::Value& value, std::string& out)
+{
+    if (!isText(value) || value.asString().size() < kShortestPassword) {
         return false;
     }
+    out = value.asString();
+    return true;
+}
 
-    const std::string m_where;
-    std::string& m_why;
+bool takeAuth(const Json::Value& value, UsmUser& user)
+{
+    const std::string word = value.isString() ? value.asString() : std::string();
+    if (word == "MD5") {
+        user.auth = UsmUser::Auth::Md5;
+    } else if (word == "SHA") {
+        user.auth = UsmUser::Auth::Sha;
+    } else if (word == "SHA-256") {
+        user.auth = UsmUser::Auth::Sha256;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool takePriv(const Json::Value& value, UsmUser& user)
+{
+    user.isPrivate = value == "AES";
+    return user.isPrivate || value == "none";
+}
+
+bool takeContext(const Json::Value& value, UsmUser& user)
+{
+    user.context = isText(value) ? value.asString() : std::string();
+    return isText(value);
+}
+
+struct Member
+{
+    const char* name;
+    const char* wanted;
+    bool (*take)(const Json::Value& value, UsmUser& user);
 };
+
+constexpr char kPasswordWanted[] = "a text of 8 to 255 bytes";
+
+const Member kMembers[] = {
+    {"auth", R"("MD5", "SHA" or "SHA-256")", takeAuth},
+    {"authPassword", kPasswordWanted,
+     [](const Json::Value& value, UsmUser& user) { return takePassword(value, user.authPassword); }},
+    {"priv", R"("none" or "AES")", takePriv},
+    {"privPassword", kPasswordWanted,
+     [](const Json::Value& value, UsmUser& user) { return takePassword(value, user.privPassword); }},
+    {"context", "a text of at most 255 bytes", takeContext},
+};
+
+std::vector<std::string> memberNames()
+{
+    std::vector<std::string> names;
+    for (const Member& member : kMembers) {
+        names.emplace_back(member.name);
+    }
+    return names;
+}
+
+// What nobody asks for may be as it likes: without encryption there is no password of it.
+bool isUnused(const Json::Value& user, const std::string& key)
+{
+    return key == "privPassword" && user["priv"] != "AES";
+}
+
+// Whether all the members that are given are right.
+bool readMembers(const Json::Value& value, const std::vector<std::string>& where, UsmUser& user,
+                 ConfigComplaints& complaints)
+{
+    bool isRight = true;
+    for (const std::string& key : value.getMemberNames()) {
+        const Json::Value& given = value[key];
+        const auto* const member = std::find_if(std::begin(kMembers), std::end(kMembers),
+                                                [&](const Member& row) { return key == row.name; });
+        if (member == std::end(kMembers)) {
+            complaints.add(given, where,
+                           "unknown key " + ConfigComplaints::quoted(key) + meantInstead(key, memberNames()));
+        } else if (!given.isNull() && !isUnused(value, key) && !member->take(given, user)) {
+            complaints.add(given, where, '"' + key + "\" is not " + member->wanted);
+            isRight = false;
+        }
+    }
+    return isRight;
+}
 
 } // namespace
 
-std::shared_ptr<const UsmUser> parseUser(const std::string& name, const Json::Value& value, std::string& why)
+std::shared_ptr<const UsmUser> parseUser(const std::string& name, const Json::Value& value,
+                                         ConfigComplaints& complaints)
 {
+    const std::vector<std::string> where = {"users", name};
+    if (name.empty() || name.size() > kLongestName || name.find('\0') != std::string::npos) {
+        complaints.add(value, where, "has no name of 1 to 32 bytes");
+        return nullptr;
+    }
+    if (!value.isObject()) {
+        complaints.add(value, where, "is no object");
+        return nullptr;
+    }
     auto user = std::make_shared<UsmUser>();
     user->name = name;
-    if (!UserParser(name, why).parse(value, *user)) {
+    if (!readMembers(value, where, *user, complaints)) {
+        return nullptr;
+    }
+    if (user->authPassword.empty() || (user->isPrivate && user->privPassword.empty())) {
+        complaints.add(value, where,
+                       user->authPassword.empty() ? "has no authPassword" : "has no privPassword");
         return nullptr;
     }
     return user;

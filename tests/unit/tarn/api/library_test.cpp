@@ -46,8 +46,9 @@ protected:
                              catalog::Config(),
                              scratch.path("cache/tarn/identities.json"),
                              backends};
-        std::string why;
-        EXPECT_TRUE(parts.config.parse(configuration, why)) << why;
+        catalog::ConfigComplaints complaints(configuration);
+        parts.config.parse(configuration, complaints);
+        EXPECT_TRUE(complaints.isEmpty()) << complaints.lines().front();
         auto library = std::make_unique<Library>(std::move(parts));
         EXPECT_TRUE(library->start());
         return library;

@@ -17,6 +17,19 @@ engine::PrinterAddress addressIn(const Config& config, const char* ip)
     return config.addressFor(*parseIpv4(ip));
 }
 
+// The complaints of a text, one line each.
+std::string complaintsOf(Config& config, const std::string& text)
+{
+    ConfigComplaints complaints(text);
+    config.parse(text, complaints);
+    std::string lines;
+    for (const std::string& line : complaints.lines()) {
+        EXPECT_EQ(line.find_first_of("\r\n\033"), std::string::npos) << line;
+        lines += line + "\n";
+    }
+    return lines;
+}
+
 TEST(Configuration, WithoutAFileEveryPrinterIsAskedOnPort161WithPublic)
 {
     const engine::PrinterAddress address = addressIn(Config(), "10.1.2.3");
@@ -28,16 +41,14 @@ TEST(Configuration, WithoutAFileEveryPrinterIsAskedOnPort161WithPublic)
 TEST(Configuration, AddressComesBeforeNetworkBeforeDefault)
 {
     Config config;
-    std::string why;
-    ASSERT_TRUE(config.parse(R"({
+    EXPECT_EQ(complaintsOf(config, R"({
         "default": {"port": 1000, "community": "all"},
         "addresses": {
             "10.0.0.0/8": {"port": 2000, "version": "1"},
             "10.1.0.0/16": {"port": 3000},
             "10.1.2.3": {"community": "one"}
-        }})",
-                             why))
-        << why;
+        }})"),
+              "");
     const engine::PrinterAddress one = addressIn(config, "10.1.2.3");
     EXPECT_EQ(one.endpoint.port, 3000);
     EXPECT_EQ(one.version, VersionChoice::V1);
@@ -51,16 +62,14 @@ TEST(Configuration, IppIsSetLikeTheRestAndCostsNothingWhereNobodySetsIt)
 {
     EXPECT_EQ(addressIn(Config(), "10.1.2.3").ipp, nullptr);
     Config config;
-    std::string why;
-    ASSERT_TRUE(config.parse(R"({
+    EXPECT_EQ(complaintsOf(config, R"({
         "default": {"ippPort": 8631},
         "addresses": {
             "10.0.0.0/8": {"ipp": "ipps", "ippPath": "/printers/one"},
             "10.1.2.3": {"ipp": "off"},
             "10.1.2.4": {"ipp": "ipp", "ippPort": 80}
-        }})",
-                             why))
-        << why;
+        }})"),
+              "");
     using engine::IppChoice;
     EXPECT_EQ(addressIn(config, "11.0.0.1").ipp->choice, IppChoice::Auto);
     EXPECT_EQ(addressIn(config, "11.0.0.1").ipp->port, 8631);
@@ -76,62 +85,115 @@ TEST(Configuration, IppIsSetLikeTheRestAndCostsNothingWhereNobodySetsIt)
 TEST(Configuration, AddressesWithLeadingZerosAndWholeNetworksAreUnderstood)
 {
     Config config;
-    std::string why;
-    ASSERT_TRUE(config.parse(R"({"addresses": {"010.001.2.3": {"port": 5}, "0.0.0.0/0": {"port": 6}}})", why))
-        << why;
+    EXPECT_EQ(
+        complaintsOf(config, R"({"addresses": {"010.001.2.3": {"port": 5}, "0.0.0.0/0": {"port": 6}}})"), "");
     EXPECT_EQ(addressIn(config, "10.1.2.3").endpoint.port, 5);
     EXPECT_EQ(addressIn(config, "10.1.2.4").endpoint.port, 6);
 }
 
-TEST(Configuration, CommentsAndUnknownMembersAreIgnored)
+TEST(Configuration, MayHoldComments)
 {
     Config config;
-    std::string why;
-    EXPECT_TRUE(
-        config.parse("// office\n{\"future\": [1], \"default\": {\"port\": 7, \"colour\": true}}", why))
-        << why;
+    EXPECT_EQ(complaintsOf(config, "// office\n{\"default\": {\"port\": 7}}"), "");
     EXPECT_EQ(addressIn(config, "1.2.3.4").endpoint.port, 7);
 }
 
-TEST(Configuration, BrokenTextChangesNothingAndSaysWhy)
+TEST(Configuration, UnknownKeysAreNamedWithTheirLineAndTheRestHolds)
 {
-    for (const char* text : {"",
-                             "[]",
-                             "{",
-                             "{\"default\": 1}",
-                             "{\"addresses\": []}",
-                             "{\"addresses\": {\"office\": {}}}",
-                             "{\"addresses\": {\"1.2.3.4\": 7}}",
-                             "{\"addresses\": {\"1.2.3.4/33\": {}}}",
-                             "{\"addresses\": {\"1.2.3.4/\": {}}}",
-                             "{\"addresses\": {\"1.2.3.4/-1\": {}}}",
-                             "{\"default\": {\"port\": 0}}",
-                             "{\"default\": {\"port\": 65536}}",
-                             "{\"default\": {\"port\": \"161\"}}",
-                             "{\"default\": {\"version\": \"4\"}}",
-                             "{\"default\": {\"version\": 1}}",
-                             "{\"default\": {\"community\": 5}}",
-                             R"({"default": {"ipp": "no"}})",
-                             R"({"default": {"ipp": false}})",
-                             R"({"default": {"ippPort": 0}})",
-                             R"({"default": {"ippPath": ""}})",
-                             R"({"default": {"ippPath": "ipp"}})",
-                             R"({"default": {"ippPath": "/a b"}})",
-                             R"({"default": {"ippPath": "/a\r\nHost: b"}})"}) {
+    Config config;
+    EXPECT_EQ(complaintsOf(config, R"({
+  "future": [1],
+  "default": {"port": 7, "colour": true},
+  "addresses": {
+    "10.0.0.1": {"comunity": "secret", "ippPort": 80},
+    "10.0.0.2": {"community": "two"}
+  },
+  "users": {"mon": {"authPassword": "12345678", "hash": "SHA"}}
+})"),
+              R"(line 2: unknown key "future"
+line 8: "users": "mon": unknown key "hash"
+line 3: "default": unknown key "colour"
+line 5: "addresses": "10.0.0.1": unknown key "comunity" (is "community" meant?)
+)");
+    EXPECT_EQ(addressIn(config, "10.0.0.1").endpoint.port, 7);
+    EXPECT_EQ(addressIn(config, "10.0.0.1").ipp->port, 80);
+    EXPECT_EQ(*addressIn(config, "10.0.0.1").community, "public");
+    EXPECT_EQ(*addressIn(config, "10.0.0.2").community, "two");
+}
+
+TEST(Configuration, AWrongValueIsSkippedAloneAndNamedWithItsLine)
+{
+    for (const char* member :
+         {R"("port": 0)", R"("port": 65536)", R"("port": "161")", R"("port": 1.5)", R"("version": "4")",
+          R"("version": 1)", R"("community": 5)", R"("ipp": "no")", R"("ipp": false)", R"("ippPort": 0)",
+          R"("ippPath": "")", R"("ippPath": "ipp")", R"("ippPath": "/a b")", R"("ippPath": "/a\r\nHost: b")",
+          R"("user": 7)"}) {
         Config config;
-        std::string why;
-        EXPECT_FALSE(config.parse(text, why)) << text;
-        EXPECT_FALSE(why.empty()) << text;
-        EXPECT_EQ(addressIn(config, "1.2.3.4").endpoint.port, 161) << text;
+        const std::string name = std::string(member).substr(0, std::string(member).find(':'));
+        const std::string said = complaintsOf(
+            config, std::string("{\"default\": {\"community\": \"all\"},\n") +
+                        "\"addresses\": {\"10.0.0.0/8\": {\n" + member + "},\n\"10.0.0.2\": {\"port\": 5}}}");
+        EXPECT_EQ(said.find("line 3: \"addresses\": \"10.0.0.0/8\": " + name + " is not "), 0u) << said;
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+        EXPECT_EQ(addressIn(config, "10.0.0.2").endpoint.port, 5) << member;
+        EXPECT_EQ(*addressIn(config, "10.0.0.2").community, "all") << member;
+        EXPECT_EQ(addressIn(config, "10.0.0.1").endpoint.port, 161) << member;
     }
 }
 
-TEST(Configuration, DeepNestingIsRefusedNotThrown)
+TEST(Configuration, WhatIsNoAddressOrNoObjectIsSkippedAlone)
 {
     Config config;
-    std::string why;
-    EXPECT_FALSE(config.parse(std::string(5000, '['), why));
-    EXPECT_FALSE(config.parse(std::string(100, '[') + std::string(100, ']'), why));
+    EXPECT_EQ(complaintsOf(config, R"({
+"default": 1,
+"addresses": {
+"office": {},
+"1.2.3.4": 7,
+"1.2.3.4/33": {},
+"1.2.3.4/": {},
+"1.2.3.4/-1": {},
+"1.2.3.5": {"port": 5}
+}})"),
+              R"(line 2: "default": is no object
+line 5: "addresses": "1.2.3.4": is no object
+line 7: "addresses": "1.2.3.4/": is no IPv4 address or network
+line 8: "addresses": "1.2.3.4/-1": is no IPv4 address or network
+line 6: "addresses": "1.2.3.4/33": is no IPv4 address or network
+line 4: "addresses": "office": is no IPv4 address or network
+)");
+    EXPECT_EQ(addressIn(config, "1.2.3.5").endpoint.port, 5);
+    Config other;
+    EXPECT_EQ(complaintsOf(other, R"({"addresses": [], "users": [], "default": {"port": 6}})"),
+              "line 1: \"users\": is no object\nline 1: \"addresses\": is no object\n");
+    EXPECT_EQ(addressIn(other, "1.2.3.4").endpoint.port, 6);
+}
+
+TEST(Configuration, BrokenTextChangesNothingAndSaysWhere)
+{
+    Config config;
+    EXPECT_EQ(complaintsOf(config, R"({"default": {"port": 9}})"), "");
+    EXPECT_EQ(complaintsOf(config, "[]"), "no JSON object\n");
+    EXPECT_EQ(complaintsOf(config, "{\n  \"default\": {},\n  \"addresses\" 5\n}").find("line 3, column 15: "),
+              0u);
+    EXPECT_EQ(complaintsOf(config, "").find("line 1, column 1: "), 0u);
+    EXPECT_EQ(complaintsOf(config, std::string(5000, '[')), "nested too deep\n");
+    EXPECT_NE(complaintsOf(config, std::string(100, '[') + std::string(100, ']')), "");
+    EXPECT_EQ(addressIn(config, "1.2.3.4").endpoint.port, 9);
+}
+
+TEST(Configuration, ComplaintsAreBoundedAndFitForATerminal)
+{
+    std::string text = "{\"default\": {\"\\u001b[31m\\nred\\u009b" + std::string(200, 'x') + "\": 1";
+    for (int i = 0; i < 500; ++i) {
+        text += ",\"unheard" + std::to_string(i) + "\": 1";
+    }
+    Config config;
+    const std::string said = complaintsOf(config, text + "}}");
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 101) << said;
+    EXPECT_NE(said.find("\nand 401 more\n"), std::string::npos) << said;
+    EXPECT_EQ(said.find("\xc2\x9b"), std::string::npos) << said;
+    EXPECT_NE(said.find("\"?[31m?red?xxx"), std::string::npos) << said;
+    EXPECT_LT(said.find("...\""), said.find('\n')) << said;
 }
 
 TEST(Configuration, FileIsFoundThroughTheEnvironmentAndBrokenOnesCostOneLine)
@@ -147,6 +209,19 @@ TEST(Configuration, FileIsFoundThroughTheEnvironmentAndBrokenOnesCostOneLine)
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
     EXPECT_NE(said.find(scratch.path("tarn.json")), std::string::npos) << said;
+}
+
+TEST(Configuration, WhatIsWrongInAFileIsSaidOnceALineWithItsName)
+{
+    const test::ScratchDirectory scratch;
+    const test::ScopedVariable config("TARN_CONFIG", scratch.path("tarn.json"));
+    scratch.write("tarn.json", "{\"default\": {\"comunity\": \"a\",\n\"port\": 99, \"version\": 2}}");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(addressIn(Config::load(), "1.2.3.4").endpoint.port, 99);
+    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string begin = "tarn: " + scratch.path("tarn.json") + ": line ";
+    EXPECT_EQ(said, begin + "1: \"default\": unknown key \"comunity\" (is \"community\" meant?)\n" + begin +
+                        "2: \"default\": \"version\" is not \"auto\", \"1\", \"2c\" or \"3\"\n");
 }
 
 TEST(Configuration, DefaultPlaceIsUnderTheConfigurationHome)

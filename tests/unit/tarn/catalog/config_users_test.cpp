@@ -26,13 +26,23 @@ engine::PrinterAddress addressIn(const Config& config, const char* ip)
     return config.addressFor(*engine::parseIpv4(ip));
 }
 
+std::string complaintsOf(Config& config, const std::string& text)
+{
+    ConfigComplaints complaints(text);
+    config.parse(text, complaints);
+    std::string lines;
+    for (const std::string& line : complaints.lines()) {
+        lines += line + "\n";
+    }
+    return lines;
+}
+
 } // namespace
 
 TEST(ConfiguredUsers, AreThoseOfTheirAddresses)
 {
     Config config;
-    std::string why;
-    ASSERT_TRUE(config.parse(kTwoUsers, why)) << why;
+    ASSERT_EQ(complaintsOf(config, kTwoUsers), "");
     EXPECT_TRUE(config.namesUsers());
     const engine::PrinterAddress plain = addressIn(config, "10.0.0.1");
     ASSERT_TRUE(plain.user);
@@ -52,8 +62,7 @@ TEST(ConfiguredUsers, AreThoseOfTheirAddresses)
 TEST(ConfiguredUsers, WithoutANameItIsTheOneOfSnmpConf)
 {
     Config config;
-    std::string why;
-    ASSERT_TRUE(config.parse(kTwoUsers, why)) << why;
+    ASSERT_EQ(complaintsOf(config, kTwoUsers), "");
     const engine::PrinterAddress address = addressIn(config, "10.2.0.1");
     ASSERT_TRUE(address.user);
     EXPECT_TRUE(address.user->isFromSnmpConf);
@@ -62,13 +71,12 @@ TEST(ConfiguredUsers, WithoutANameItIsTheOneOfSnmpConf)
 TEST(ConfiguredUsers, AreNoneOfTheOtherVersions)
 {
     Config config;
-    std::string why;
-    ASSERT_TRUE(config.parse(kTwoUsers, why)) << why;
+    ASSERT_EQ(complaintsOf(config, kTwoUsers), "");
     EXPECT_FALSE(addressIn(config, "10.0.0.9").user);
     EXPECT_FALSE(addressIn(Config(), "10.0.0.9").user);
 }
 
-TEST(ConfiguredUsers, BrokenOnesAreRefusedWithoutSayingAPassword)
+TEST(ConfiguredUsers, BrokenOnesAreNotUsedAndNamedWithoutSayingAPassword)
 {
     for (const char* user :
          {"7", "{}", R"({"authPassword": "secret7"})", R"({"authPassword": 12345678})",
@@ -78,17 +86,36 @@ TEST(ConfiguredUsers, BrokenOnesAreRefusedWithoutSayingAPassword)
           R"({"authPassword": "secret78", "priv": "AES", "privPassword": "secret7"})",
           R"({"authPassword": "secret78", "context": 1})", R"({"authPassword": "secret78\u0000"})"}) {
         Config config;
-        std::string why;
-        EXPECT_FALSE(config.parse(std::string(R"({"users": {"mon": )") + user + "}}", why)) << user;
-        EXPECT_NE(why.find("mon"), std::string::npos) << why;
-        EXPECT_EQ(why.find("secret"), std::string::npos) << why;
+        const std::string said = complaintsOf(
+            config, std::string(R"({"default": {"version": "3", "user": "mon"},)") +
+                        R"("addresses": {"10.0.0.9": {"user": "good"}},)" +
+                        R"("users": {"good": {"authPassword": "12345678"}, "mon": )" + user + "}}");
+        EXPECT_EQ(said.find("line 1: \"users\": \"mon\": "), 0u) << said;
+        EXPECT_EQ(said.find("secret"), std::string::npos) << said;
+        EXPECT_EQ(addressIn(config, "10.0.0.1").version, VersionChoice::V3) << user;
+        EXPECT_FALSE(addressIn(config, "10.0.0.1").user) << "not that of snmp.conf, nor another";
+        EXPECT_TRUE(addressIn(config, "10.0.0.9").user) << user;
     }
+}
+
+TEST(ConfiguredUsers, WhoIsNotThereIsNoUser)
+{
     Config config;
-    std::string why;
-    EXPECT_FALSE(config.parse(R"({"users": []})", why));
-    EXPECT_FALSE(config.parse(R"({"users": {"": {"authPassword": "secret78"}}})", why));
-    EXPECT_FALSE(config.parse(R"({"default": {"version": "3", "user": "nobody"}})", why));
-    EXPECT_FALSE(config.parse(R"({"addresses": {"10.0.0.1": {"user": "nobody"}}})", why));
+    EXPECT_EQ(complaintsOf(config,
+                           R"({"default": {"version": "3"}, "addresses": {"10.0.0.1": {"user": "nobody"}}})"),
+              "line 1: \"addresses\": \"10.0.0.1\": \"user\" is none of the \"users\"\n");
+    EXPECT_FALSE(addressIn(config, "10.0.0.1").user);
+    EXPECT_TRUE(addressIn(config, "10.0.0.2").user) << "that of snmp.conf";
+    EXPECT_NE(complaintsOf(config, R"({"users": {"": {"authPassword": "secret78"}}})"), "");
+}
+
+TEST(ConfiguredUsers, WithoutEncryptionItsPasswordMayBeAsItLikes)
+{
+    Config config;
+    EXPECT_EQ(complaintsOf(config, R"({"default": {"version": "3", "user": "mon"},
+        "users": {"mon": {"authPassword": "12345678", "priv": "none", "privPassword": ""}}})"),
+              "");
+    EXPECT_TRUE(addressIn(config, "10.0.0.1").user);
 }
 
 TEST(ConfiguredUsers, AreNotUsedWhenOthersMayReadTheFile)
