@@ -1,4 +1,4 @@
-// device_matrix DIR: is the library right on recordings of real printers? See --help.
+// device_matrix DIR...: is the library right on recordings of real printers? See --help.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/integration/device_matrix/ipp_judge.h"
+#include "tests/integration/device_matrix/ipp_responder.h"
 #include "tests/integration/device_matrix/judge.h"
 #include "tests/integration/device_matrix/reading.h"
 #include "tests/integration/device_matrix/serving.h"
@@ -21,32 +23,78 @@ constexpr int exitWrong = 1;
 constexpr int exitUsage = 2;
 constexpr int exitSkipped = 77;
 constexpr int timeoutMs = 120000;
+constexpr const char* snmpEnding = ".snmprec";
+constexpr const char* ippEnding = ".ipp";
 
 constexpr const char* help =
-    R"(usage: device_matrix [--sim | --in-process] [--library FILE] [--port N] [--brief] [DIR]
+    R"(usage: device_matrix [--snmp | --ipp] [--sim] [--ignoring] [--in-process] [--library FILE] [--port N] [--brief]
+                     [DIR...]
 
-DIR (or the environment variable KEL_RECORDINGS) holds recordings NAME.snmprec with lines OID|TAG|VALUE, and
-computed.json and expected.json, which say by NAME what each should be read as. Serves every recording, reads all
-through libtarn.so, and prints for each device and field whether that is right.
+Each DIR (or each of the environment variable KEL_RECORDINGS, joined by ':') holds recordings of printers:
+  NAME.snmprec   lines OID|TAG|VALUE, with computed.json and expected.json, which say by NAME what each should be
+                 read as
+  NAME.ipp       one whole answer to Get-Printer-Attributes, with expected.json
+Serves every recording, reads all through libtarn.so, and prints for each device and field whether that is right.
 
-  --sim          serve by printer-sim instead of snmpsim
-  --in-process   no network and no library file: the reader alone, for quick trials
+  --snmp, --ipp  only the recordings of that kind
+  --sim          serve SNMP by printer-sim instead of snmpsim
+  --ignoring     serve IPP by a printer that ignores what it is asked for and sends all that it has
+  --in-process   no network and no library file: the readers alone, for quick trials
   --library FILE the libtarn.so to read through (default: the one built beside this program)
-  --port N       UDP port to serve at (16100)
+  --port N       UDP and TCP port to serve at (16100)
   --brief        print only what is wrong or accepted, and the last line
 
-Exit status: 0 nothing wrong, 1 something wrong, 2 usage or no server, 77 no directory given: skipped.
+Exit status: 0 nothing wrong, 1 something wrong, 2 usage or no server, 77 no recordings given: skipped.
 )";
 
 struct Options
 {
-    std::string directory;
+    std::vector<std::string> directories;
     std::string library = DEVICE_MATRIX_LIBRARY;
     int port = 16100;
+    bool snmp = true;
+    bool ipp = true;
     bool sim = false;
+    bool ignoring = false;
     bool inProcess = false;
     bool brief = false;
 };
+
+bool takeSwitch(const std::string& word, Options& options)
+{
+    if (word == "--snmp") {
+        options.ipp = false;
+    } else if (word == "--ipp") {
+        options.snmp = false;
+    } else if (word == "--sim") {
+        options.sim = true;
+    } else if (word == "--ignoring") {
+        options.ignoring = true;
+    } else if (word == "--in-process") {
+        options.inProcess = true;
+    } else if (word == "--brief") {
+        options.brief = true;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// The directories that the environment names.
+std::vector<std::string> namedDirectories()
+{
+    const char* const said = std::getenv("KEL_RECORDINGS");
+    const std::string text = said != nullptr ? said : "";
+    std::vector<std::string> directories;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find(':', at), text.size());
+        if (end > at) {
+            directories.push_back(text.substr(at, end - at));
+        }
+        at = end + 1;
+    }
+    return directories;
+}
 
 Options parseOptions(int argc, char** argv)
 {
@@ -54,36 +102,33 @@ Options parseOptions(int argc, char** argv)
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         const bool more = i + 1 < argc;
-        if (word == "--sim") {
-            options.sim = true;
-        } else if (word == "--in-process") {
-            options.inProcess = true;
-        } else if (word == "--brief") {
-            options.brief = true;
-        } else if (word == "--library" && more) {
+        if (takeSwitch(word, options)) {
+            continue;
+        }
+        if (word == "--library" && more) {
             options.library = argv[++i];
         } else if (word == "--port" && more) {
             options.port = std::atoi(argv[++i]);
         } else if (word == "--help") {
             std::fputs(help, stdout);
             std::exit(0);
-        } else if (word.rfind("--", 0) == 0 || !options.directory.empty()) {
+        } else if (word.rfind("--", 0) == 0) {
             throw std::invalid_argument("what is " + word + "? See --help.");
         } else {
-            options.directory = word;
+            options.directories.push_back(word);
         }
     }
-    if (options.directory.empty() && std::getenv("KEL_RECORDINGS") != nullptr) {
-        options.directory = std::getenv("KEL_RECORDINGS");
+    if (options.directories.empty()) {
+        options.directories = namedDirectories();
     }
     return options;
 }
 
-std::vector<std::string> devicesOf(const std::string& directory)
+std::vector<std::string> devicesOf(const std::string& directory, const char* ending)
 {
     std::vector<std::string> devices;
     for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-        if (entry.path().extension() == ".snmprec") {
+        if (entry.path().extension() == ending) {
             devices.push_back(entry.path().stem().string());
         }
     }
@@ -101,21 +146,33 @@ Json::Value jsonFile(const fs::path& path)
     return value;
 }
 
-std::map<std::string, Reading> read(const Options& options, const std::vector<std::string>& devices)
+std::map<std::string, Reading> readSnmp(const Options& options, const std::string& directory,
+                                        const std::vector<std::string>& devices)
 {
     if (options.inProcess) {
-        return readInProcess(options.directory, devices);
+        return readInProcess(directory, devices);
     }
     const WorkDir work;
-    const Serving serving = options.sim ? Serving::byPrinterSim(DEVICE_MATRIX_PRINTER_SIM, options.directory,
-                                                                devices, work, options.port)
-                                        : Serving::bySnmpsim(options.directory, devices, work, options.port);
+    const Serving serving =
+        options.sim ? Serving::byPrinterSim(DEVICE_MATRIX_PRINTER_SIM, directory, devices, work, options.port)
+                    : Serving::bySnmpsim(directory, devices, work, options.port);
     const auto readings =
         readThroughLibrary(options.library, serving.served(), options.port, work.path(), timeoutMs);
     if (!serving.alive()) {
         throw std::runtime_error("the server of the recordings ended early");
     }
     return readings;
+}
+
+std::map<std::string, Reading> readIpp(const Options& options, const std::string& directory,
+                                       const std::vector<std::string>& devices)
+{
+    if (options.inProcess) {
+        return readIppInProcess(directory, devices);
+    }
+    const WorkDir work;
+    const IppResponder responder(directory, devices, options.port, !options.ignoring);
+    return readThroughLibrary(options.library, responder.served(), options.port, work.path(), timeoutMs);
 }
 
 const char* nameOf(Verdict verdict)
@@ -146,29 +203,88 @@ void print(const std::string& device, const Judgement& judgement)
     std::printf("\n");
 }
 
-int run(const Options& options)
+// What came out so far.
+class Tally final
 {
-    const std::vector<std::string> devices = devicesOf(options.directory);
-    const Json::Value computed = jsonFile(fs::path(options.directory) / "computed.json");
-    const Json::Value expected = jsonFile(fs::path(options.directory) / "expected.json");
-    const std::map<std::string, Reading> readings = read(options, devices);
-    int counts[4] = {0, 0, 0, 0};
-    for (const std::string& device : devices) {
-        const fs::path recording = fs::path(options.directory) / (device + ".snmprec");
-        for (const Judgement& judgement : judge(readings.at(device), computed[device], expected[device],
-                                                textsOfRecording(recording.string()))) {
-            ++counts[static_cast<int>(judgement.verdict)];
+public:
+    explicit Tally(bool brief) : m_brief(brief) {}
+
+    void add(const std::string& device, const std::vector<Judgement>& judgements)
+    {
+        ++m_devices;
+        for (const Judgement& judgement : judgements) {
+            ++m_counts[static_cast<int>(judgement.verdict)];
             const bool notable =
                 judgement.verdict == Verdict::Wrong || judgement.verdict == Verdict::Accepted;
-            if (notable || !options.brief) {
+            if (notable || !m_brief) {
                 print(device, judgement);
             }
         }
     }
-    const int fields = counts[0] + counts[1] + counts[2] + counts[3];
-    std::printf("%zu devices, %d fields: %d right, %d wrong, %d accepted, %d not recorded\n", devices.size(),
-                fields, counts[0], counts[1], counts[2], counts[3]);
-    return counts[1] == 0 && !devices.empty() ? 0 : exitWrong;
+
+    int devices() const { return m_devices; }
+    bool good() const { return m_devices > 0 && m_counts[static_cast<int>(Verdict::Wrong)] == 0; }
+    void printSum() const
+    {
+        const auto of = [this](Verdict verdict) { return m_counts[static_cast<int>(verdict)]; };
+        std::printf("%d devices, %d fields: %d right, %d wrong, %d accepted, %d not recorded\n", m_devices,
+                    of(Verdict::Right) + of(Verdict::Wrong) + of(Verdict::Accepted) +
+                        of(Verdict::NotRecorded),
+                    of(Verdict::Right), of(Verdict::Wrong), of(Verdict::Accepted), of(Verdict::NotRecorded));
+    }
+
+private:
+    const bool m_brief;
+    int m_devices = 0;
+    int m_counts[4] = {0, 0, 0, 0};
+};
+
+void runSnmp(const Options& options, const std::string& directory, Tally& tally)
+{
+    const std::vector<std::string> devices = devicesOf(directory, snmpEnding);
+    if (devices.empty()) {
+        return;
+    }
+    const Json::Value computed = jsonFile(fs::path(directory) / "computed.json");
+    const Json::Value expected = jsonFile(fs::path(directory) / "expected.json");
+    const std::map<std::string, Reading> readings = readSnmp(options, directory, devices);
+    for (const std::string& device : devices) {
+        const fs::path recording = fs::path(directory) / (device + snmpEnding);
+        tally.add(device, judge(readings.at(device), computed[device], expected[device],
+                                textsOfRecording(recording.string())));
+    }
+}
+
+void runIpp(const Options& options, const std::string& directory, Tally& tally)
+{
+    const std::vector<std::string> devices = devicesOf(directory, ippEnding);
+    if (devices.empty()) {
+        return;
+    }
+    const Json::Value expected = jsonFile(fs::path(directory) / "expected.json");
+    const std::map<std::string, Reading> readings = readIpp(options, directory, devices);
+    for (const std::string& device : devices) {
+        tally.add(device, judgeIpp(readings.at(device), expected[device]));
+    }
+}
+
+int run(const Options& options)
+{
+    Tally tally(options.brief);
+    for (const std::string& directory : options.directories) {
+        if (options.snmp) {
+            runSnmp(options, directory, tally);
+        }
+        if (options.ipp) {
+            runIpp(options, directory, tally);
+        }
+    }
+    if (tally.devices() == 0) {
+        std::puts("skipped: no recordings of that kind in the directories given");
+        return exitSkipped;
+    }
+    tally.printSum();
+    return tally.good() ? 0 : exitWrong;
 }
 
 } // namespace
@@ -177,7 +293,7 @@ int main(int argc, char** argv)
 {
     try {
         const Options options = parseOptions(argc, argv);
-        if (options.directory.empty()) {
+        if (options.directories.empty()) {
             std::puts("skipped: no directory of recordings given, and KEL_RECORDINGS is not set");
             return exitSkipped;
         }

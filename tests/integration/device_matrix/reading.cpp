@@ -12,6 +12,9 @@
 
 #include "tarn/include/tarn/tarn.h"
 #include "tarn/src/device/rendering.h"
+#include "tarn/src/ipp/cups_library.h"
+#include "tarn/src/ipp/ipp_picture.h"
+#include "tests/integration/device_matrix/ipp_recording.h"
 #include "tests/support/recorded_agent.h"
 
 namespace matrix {
@@ -82,6 +85,9 @@ void writeConfiguration(const std::vector<Served>& served, int port, const std::
     root["default"]["port"] = port;
     for (const Served& one : served) {
         root["addresses"][one.address]["community"] = one.community;
+        if (one.ippPort != 0) {
+            root["addresses"][one.address]["ippPort"] = one.ippPort;
+        }
     }
     const std::string path = workDir + "/tarn.json";
     std::ofstream(path) << written(root);
@@ -118,6 +124,18 @@ Reading readOne(const Library& library, const std::string& name)
     library.call<decltype(&tarn_closePrinter)>("tarn_closePrinter")(&printer);
     reading.online = reading.state != 2;
     reading.detail = parsed(reading.info["detail"].asString());
+    return reading;
+}
+
+Reading readingOf(const tarn::device::DeviceStatus& status)
+{
+    Reading reading;
+    reading.online = true;
+    reading.state = tarn::device::stateCode(status);
+    reading.serial = status.serialNumber;
+    reading.message = tarn::device::stateMessage(status);
+    reading.info = parsed(tarn::device::infoDocument(status));
+    reading.detail = parsed(tarn::device::detailDocument(status));
     return reading;
 }
 
@@ -162,15 +180,27 @@ std::map<std::string, Reading> readInProcess(const std::string& directory,
         RecordedAgent agent = RecordedAgent::fromFile(directory + "/" + device + ".snmprec");
         tarn::snmp::Session session(tarn::snmp::Version::V2c);
         converse(session, agent, tarn::snmp::ReadKind::Identity);
-        Reading& reading = readings[device];
         if (const auto status = session.status()) {
-            reading.online = true;
-            reading.state = tarn::device::stateCode(*status);
-            reading.serial = status->serialNumber;
-            reading.message = tarn::device::stateMessage(*status);
-            reading.info = parsed(tarn::device::infoDocument(*status));
-            reading.detail = parsed(tarn::device::detailDocument(*status));
+            readings[device] = readingOf(*status);
+        } else {
+            readings[device] = Reading();
         }
+    }
+    return readings;
+}
+
+std::map<std::string, Reading> readIppInProcess(const std::string& directory,
+                                                const std::vector<std::string>& devices)
+{
+    const tarn::ipp::CupsLibrary* const cups = tarn::ipp::CupsLibrary::system();
+    if (cups == nullptr) {
+        throw std::runtime_error("libcups is missing");
+    }
+    std::map<std::string, Reading> readings;
+    for (const std::string& device : devices) {
+        const auto reply = tarn::ipp::decodeIpp(*cups, readIppRecording(directory + "/" + device + ".ipp"));
+        const bool answered = reply && !reply->printers.empty();
+        readings[device] = answered ? readingOf(tarn::ipp::buildPicture(reply->printers.front())) : Reading();
     }
     return readings;
 }

@@ -25,6 +25,7 @@ struct Served
     std::string device; // the recording's name without its ending
     std::string address;
     std::string community;
+    int ippPort = 0; // where it answers IPP; 0: nowhere
 };
 
 // Reads all of them through a libtarn.so, as a program would. Waits until every one is online, at most so
@@ -36,5 +37,9 @@ std::map<std::string, Reading> readThroughLibrary(const std::string& library,
 // Reads the recordings without a network, through an agent in this process.
 std::map<std::string, Reading> readInProcess(const std::string& directory,
                                              const std::vector<std::string>& devices);
+
+// The same of recorded IPP answers, as if each were a printer's to a request for what the library wants.
+std::map<std::string, Reading> readIppInProcess(const std::string& directory,
+                                                const std::vector<std::string>& devices);
 
 } // namespace matrix
