@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "tarn/src/device/alert_texts.h"
+#include "tarn/src/device/state_words.h"
 #include "tarn/src/device/supply_words.h"
 #include "tarn/src/device/text.h"
 #include "tarn/src/snmp/picture.h"
@@ -17,6 +18,7 @@ using device::AlertMeaning;
 using device::DeviceStatus;
 using device::LevelKind;
 using device::Severity;
+using device::StateText;
 using device::SupplyColor;
 using device::SupplyKind;
 
@@ -62,92 +64,6 @@ Activity activityOf(const PrinterTables& tables)
     default:
         return Activity::Unknown;
     }
-}
-
-enum class StateText
-{
-    None,
-    Ready,
-    Sleep,
-    WarmUp,
-};
-
-struct StateWord
-{
-    const char* text; // the whole text, lower case
-    StateText state;
-};
-
-// Devices list their state among the alerts.
-const StateWord stateWords[] = {
-    {"ready", StateText::Ready},
-    {"ready to print", StateText::Ready},
-    {"idle", StateText::Ready},
-    {"online", StateText::Ready},
-    {"on line", StateText::Ready},
-    {"ok", StateText::Ready},
-    {"normal", StateText::Ready},
-    {"printing", StateText::Ready},
-    {"processing", StateText::Ready},
-    {"busy", StateText::Ready},
-    {"bereit", StateText::Ready},
-    {"prêt", StateText::Ready},
-    {"pret", StateText::Ready},
-    {"listo", StateText::Ready},
-    {"pronto", StateText::Ready},
-    {"pronta", StateText::Ready},
-    {"gotowe", StateText::Ready},
-    {"готов", StateText::Ready},
-    {"就绪", StateText::Ready},
-    {"准备就绪", StateText::Ready},
-    {"就緒", StateText::Ready},
-    {"待机", StateText::Ready},
-    {"待機中", StateText::Ready},
-    {"印刷可", StateText::Ready},
-    {"sleep", StateText::Sleep},
-    {"sleeping", StateText::Sleep},
-    {"sleep mode", StateText::Sleep},
-    {"deep sleep", StateText::Sleep},
-    {"sleep mode on", StateText::Sleep},
-    {"standby", StateText::Sleep},
-    {"stand by", StateText::Sleep},
-    {"power save", StateText::Sleep},
-    {"power saver", StateText::Sleep},
-    {"powersave", StateText::Sleep},
-    {"power saver mode", StateText::Sleep},
-    {"energy saver", StateText::Sleep},
-    {"energy saver mode", StateText::Sleep},
-    {"low power", StateText::Sleep},
-    {"ruhezustand", StateText::Sleep},
-    {"energiesparmodus", StateText::Sleep},
-    {"veille", StateText::Sleep},
-    {"reposo", StateText::Sleep},
-    {"riposo", StateText::Sleep},
-    {"睡眠", StateText::Sleep},
-    {"休眠", StateText::Sleep},
-    {"节能", StateText::Sleep},
-    {"节能模式", StateText::Sleep},
-    {"スリープ", StateText::Sleep},
-    {"warming up", StateText::WarmUp},
-    {"warmup", StateText::WarmUp},
-    {"warm up", StateText::WarmUp},
-    {"please wait", StateText::Ready},
-    {"预热中", StateText::WarmUp},
-    {"正在预热", StateText::WarmUp},
-};
-
-StateText stateTextOf(const std::string& text)
-{
-    std::u32string said = device::folded(text);
-    while (!said.empty() && (said.back() == U'.' || said.back() == U'!' || said.back() == U'。')) {
-        said.pop_back();
-    }
-    for (const StateWord& row : stateWords) {
-        if (said == device::folded(row.text)) {
-            return row.state;
-        }
-    }
-    return StateText::None;
 }
 
 struct AlertRow
@@ -261,7 +177,7 @@ void Condition::addRow(const AlertRow& row)
             return;
         }
     }
-    const StateText state = known == nullptr ? stateTextOf(row.description) : StateText::None;
+    const StateText state = known == nullptr ? device::stateTextOf(row.description) : StateText::None;
     if (state != StateText::None) {
         addState(state);
         return;

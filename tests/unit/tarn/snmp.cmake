@@ -3,7 +3,7 @@ target_link_libraries(recorded_agent PUBLIC tarn_core PRIVATE project_options)
 foreach(suite
         snmp/charset snmp/codec snmp/kept_tables snmp/picture snmp/quirks snmp/readers snmp/session snmp/session_again
         device/alert_texts device/device_id device/kept_picture device/make_and_model
-        device/rendering device/supply_words)
+        device/rendering device/state_words device/supply_words)
     string(REPLACE "/" "_" name ${suite})
     kel_add_gtest(tarn_${name}_test
         SOURCES ${suite}_test.cpp
