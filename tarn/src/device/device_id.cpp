@@ -80,7 +80,7 @@ std::string firstOf(const DeviceId& id, const char* const (&keys)[count])
     return {};
 }
 
-constexpr const char* manufacturerKeys[] = {"MFG", "MANUFACTURER", "MFR"};
+constexpr const char* manufacturerKeys[] = {"MFG", "MANUFACTURER", "MANUFACTURE", "MFR"};
 constexpr const char* modelKeys[] = {"MDL", "MODEL"};
 constexpr const char* descriptionKeys[] = {"DES", "DESCRIPTION"};
 constexpr const char* commandSetKeys[] = {"CMD", "COMMAND SET", "COMMANDSET"};

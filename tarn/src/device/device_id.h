@@ -18,7 +18,7 @@ struct DeviceId
     static constexpr std::size_t kMostFields = 64;
     static constexpr std::size_t kLargest = 4096; // octets that are looked at
 
-    std::string manufacturer; // MFG, MANUFACTURER
+    std::string manufacturer; // MFG, MANUFACTURER, MANUFACTURE
     std::string model;        // MDL, MODEL
     std::string description;  // DES, DESCRIPTION
     std::string commandSet;   // CMD, COMMAND SET

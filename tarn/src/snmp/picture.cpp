@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tarn/src/snmp/charset.h"
+#include "tarn/src/snmp/identity_words.h"
 #include "tarn/src/snmp/quirks.h"
 
 namespace tarn::snmp {
@@ -15,15 +16,41 @@ std::string standardSerial(const PrinterTables& tables)
     return namesNoSerial(serial) ? std::string() : serial;
 }
 
-std::string usableModel(const std::string& text, const std::string& serial)
+struct ModelText
 {
-    return text.empty() || namesNoModel(text) ? std::string() : cleanModel(text, serial);
+    std::string text;
+    ModelGrade grade;
+};
+
+ModelText graded(const std::string& text)
+{
+    return {text, gradeModel(text)};
 }
 
-std::string standardModel(const PrinterTables& tables, const std::string& serial)
+// prtGeneralPrinterName is the administrator's to choose, and many networks' to make up.
+ModelText gradedName(const PrinterTables& tables)
 {
-    const std::string model = usableModel(firstTextOf(tables, ColumnId::HrDeviceDescr), serial);
-    return !model.empty() ? model : usableModel(firstTextOf(tables, ColumnId::PrtGeneralPrinterName), serial);
+    ModelText name = graded(firstTextOf(tables, ColumnId::PrtGeneralPrinterName));
+    if (name.grade == ModelGrade::Model && isHostName(name.text)) {
+        name.grade = ModelGrade::Platform;
+    }
+    return name;
+}
+
+// Of the texts, in order of trust: the model that the first of them names; failing that, what is true of the
+// printer and of many others.
+std::string modelOf(std::initializer_list<ModelText> texts, const std::string& serial)
+{
+    std::string platform;
+    for (const ModelText& text : texts) {
+        const std::string model =
+            text.grade == ModelGrade::None ? std::string() : cleanModel(text.text, serial);
+        if (!model.empty() && text.grade == ModelGrade::Model) {
+            return model;
+        }
+        platform = platform.empty() ? model : platform;
+    }
+    return platform;
 }
 
 void buildIdentity(const PrinterTables& tables, const VendorFacts& vendor, device::DeviceStatus& status)
@@ -37,12 +64,9 @@ void buildIdentity(const PrinterTables& tables, const VendorFacts& vendor, devic
             status.serialNumber = serial;
         }
     }
-    status.model = standardModel(tables, status.serialNumber);
-    for (const std::string& model : {vendor.model, modelInDescription(sysDescr), sysDescr}) {
-        if (status.model.empty()) {
-            status.model = usableModel(model, status.serialNumber);
-        }
-    }
+    status.model = modelOf({graded(hrDeviceDescr), graded(vendor.model), gradedName(tables),
+                            graded(modelInDescription(sysDescr)), graded(sysDescr)},
+                           status.serialNumber);
     for (const std::string& text : {sysDescr, hrDeviceDescr, status.model}) {
         if (status.description.empty()) {
             status.description = text;
@@ -78,10 +102,12 @@ void takeVendorValue(const VendorObject& object, const Value& value, std::option
         return;
     }
     const std::optional<std::string> octets = vendorText(object, value.bytes);
-    const std::string text = octets ? decodeText(*octets, charset) : std::string();
+    const bool plain = object.format == VendorFormat::DeviceId; // its parser made UTF-8 of it
+    const std::string text = !octets ? std::string() : plain ? *octets : decodeText(*octets, charset);
     if (object.field == VendorField::SerialNumber && facts.serialNumber.empty() && !namesNoSerial(text)) {
         facts.serialNumber = text;
-    } else if (object.field == VendorField::Model && facts.model.empty() && !namesNoModel(text)) {
+    } else if (object.field == VendorField::Model && facts.model.empty() &&
+               gradeModel(text) == ModelGrade::Model) {
         facts.model = text;
     }
 }
@@ -135,7 +161,8 @@ bool holdsPrinter(const PrinterTables& tables, const VendorFacts& vendor)
 bool lacksIdentity(const PrinterTables& tables)
 {
     const std::string serial = standardSerial(tables);
-    return serial.empty() || standardModel(tables, serial).empty() ||
+    const std::string hrDeviceDescr = firstTextOf(tables, ColumnId::HrDeviceDescr);
+    return serial.empty() || gradeModel(hrDeviceDescr) != ModelGrade::Model ||
            tables[ColumnId::PrtMarkerLifeCount].empty();
 }
 

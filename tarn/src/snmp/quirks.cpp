@@ -1,8 +1,10 @@
 #include "tarn/src/snmp/quirks.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
+
+#include "tarn/src/device/device_id.h"
+#include "tarn/src/device/make_and_model.h"
 
 namespace tarn::snmp {
 
@@ -16,7 +18,6 @@ using T = VendorFormat;
 const VendorObject vendorObjects[] = {
     {11, F::SerialNumber, "1.3.6.1.4.1.11.2.3.9.4.2.1.1.3.3.0", T::PmlText,
      "prtGeneralSerialNumber is missing; sysDescr shows the print server's"},
-    {11, F::Model, "1.3.6.1.4.1.11.2.3.9.1.1.7.0", T::DeviceId, "sysDescr names the print server"},
     {236, F::SerialNumber, "1.3.6.1.4.1.236.11.5.1.1.1.4.0", T::Text, "prtGeneralSerialNumber is missing"},
     {236, F::Model, "1.3.6.1.4.1.236.11.5.1.1.1.1.0", T::Text, "hrDeviceDescr is missing"},
     {253, F::SerialNumber, "1.3.6.1.4.1.253.8.53.3.2.1.3.1", T::Text, "prtGeneralSerialNumber is missing"},
@@ -45,6 +46,9 @@ const VendorObject vendorObjects[] = {
     {18334, F::Model, "1.3.6.1.4.1.18334.1.1.1.1.6.2.1.0", T::Text, "hrDeviceDescr names the platform"},
     {0, F::Model, "1.3.6.1.4.1.2699.1.2.1.2.1.1.3.1", T::DeviceId, // PWG 5107.1 ppmPrinterIEEE1284DeviceId
      "hrDeviceDescr is missing"},
+    {0, F::Model, "1.3.6.1.4.1.11.2.3.9.1.1.7.0", T::DeviceId, // print servers of many makers have it
+     "sysDescr names the print server"},
+    {0, F::SerialNumber, "1.3.6.1.4.1.11.2.3.9.1.1.7.0", T::DeviceId, "prtGeneralSerialNumber is missing"},
 };
 
 // Agents that say nothing of the maker: their sysObjectID does not tell whom to ask.
@@ -53,92 +57,6 @@ constexpr std::uint32_t generalAgents[] = {
     2021, // its predecessor
 };
 
-struct NoModel
-{
-    const char* pattern; // lower case; at the start when it begins with '^'
-    const char* seen;    // an example
-};
-
-// Texts of model objects that name something else.
-const NoModel noModels[] = {
-    {"^generic ", "Generic 28C-1: the platform, where hrDeviceDescr should be"},
-    {"print server", "EPSON Built-in 11b/g/n & 10/100/1000 Print Server"},
-    {"ethernet multi-environment", "HP ETHERNET MULTI-ENVIRONMENT,SN:...,PID:..."},
-    {"jetdirect", "HP JETDIRECT,J7934G"},
-    {"^brother nc-", "Brother NC-8300h, Firmware Ver.1.14: the network card"},
-    {"printing system", "KYOCERA Document Solutions Printing System"},
-    {"print i/f", "KYOCERA Print I/F"},
-    {"network interface", "a network card"},
-    {"embedded ethernet", "a network card"},
-    {"linux ", "Linux host 5.10: a general agent's uname"},
-    {"hardware:", "Hardware: x86 Family ...: a general agent"},
-};
-
-const char* const noSerials[] = {"unknown", "none", "n/a", "not available", "not set", "serial_number"};
-
-const char* const serialWords[] = {
-    "serial number:", "serial no:", "serial:", "s/n:", "s/n ", "sn:", ";sn", "sn "};
-
-std::string lower(std::string text)
-{
-    for (char& c : text) {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-    return text;
-}
-
-bool isAlnum(char c)
-{
-    return std::isalnum(static_cast<unsigned char>(c)) != 0;
-}
-
-std::string trimmed(const std::string& text)
-{
-    const char* const blanks = " \t\r\n,;:/";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string::npos) {
-        return std::string();
-    }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-std::vector<std::string> wordsOf(const std::string& text)
-{
-    std::vector<std::string> words;
-    std::string word;
-    for (const char c : text + ' ') {
-        if (c != ' ') {
-            word.push_back(c);
-        } else if (!word.empty()) {
-            words.push_back(word);
-            word.clear();
-        }
-    }
-    return words;
-}
-
-// "LW62.DN4.P636", "1.35", "V11.01.03": parts joined by dots, a digit in it.
-bool looksLikeFirmware(const std::string& word)
-{
-    const auto dots = std::count(word.begin(), word.end(), '.');
-    const bool digit = std::any_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
-    const bool plain = std::all_of(word.begin(), word.end(), [](char c) { return isAlnum(c) || c == '.'; });
-    return dots >= 1 && digit && plain && word.front() != '.' && word.back() != '.';
-}
-
-// "7XQ1R92": six or more capitals and digits mixed, as serial numbers are.
-bool looksLikeSerial(const std::string& word)
-{
-    int digits = 0;
-    for (const char c : word) {
-        if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z'))) {
-            return false;
-        }
-        digits += c <= '9' ? 1 : 0;
-    }
-    return word.size() >= 6 && digits >= 2;
-}
-
 std::optional<std::uint32_t> enterpriseOf(const std::string& sysObjectId)
 {
     const std::string root = "1.3.6.1.4.1.";
@@ -146,23 +64,6 @@ std::optional<std::uint32_t> enterpriseOf(const std::string& sysObjectId)
         return std::nullopt;
     }
     return static_cast<std::uint32_t>(std::strtoul(sysObjectId.c_str() + root.size(), nullptr, 10));
-}
-
-std::string deviceIdModel(const std::string& text)
-{
-    const std::string folded = lower(text);
-    for (const char* const key : {"mdl:", "model:"}) {
-        const std::string wanted = key;
-        for (std::size_t at = folded.find(wanted); at != std::string::npos;
-             at = folded.find(wanted, at + 1)) {
-            if (at == 0 || folded[at - 1] == ';' || folded[at - 1] == ' ') {
-                const std::size_t begin = at + wanted.size();
-                const std::size_t end = text.find(';', begin);
-                return trimmed(text.substr(begin, end == std::string::npos ? end : end - begin));
-            }
-        }
-    }
-    return std::string();
 }
 
 } // namespace
@@ -185,7 +86,8 @@ std::optional<std::string> vendorText(const VendorObject& object, const std::str
 {
     std::string text = octets;
     if (object.format == VendorFormat::DeviceId) {
-        text = deviceIdModel(octets);
+        const device::DeviceId id = device::parseDeviceId(octets);
+        text = object.field == VendorField::Model ? device::makeAndModel(id) : id.serialNumber;
     } else if (object.format == VendorFormat::PmlText) {
         text = octets.size() > 2 ? octets.substr(2) : std::string();
     }
@@ -210,89 +112,6 @@ std::optional<std::int64_t> vendorNumber(const std::string& octets)
         at += 3U + length;
     }
     return std::nullopt;
-}
-
-bool namesNoModel(const std::string& text)
-{
-    const std::string folded = lower(text);
-    return std::any_of(std::begin(noModels), std::end(noModels), [&](const NoModel& row) {
-        const std::string pattern = row.pattern;
-        return pattern.front() == '^' ? folded.compare(0, pattern.size() - 1, pattern, 1) == 0
-                                      : folded.find(pattern) != std::string::npos;
-    });
-}
-
-bool namesNoSerial(const std::string& text)
-{
-    const std::string folded = lower(text);
-    const bool placeholder = std::any_of(std::begin(noSerials), std::end(noSerials),
-                                         [&](const char* word) { return folded == word; });
-    const bool oneSign = std::all_of(text.begin(), text.end(), [&](char c) { return c == text.front(); });
-    return placeholder || oneSign;
-}
-
-std::string cleanModel(const std::string& text, const std::string& serialNumber)
-{
-    std::string head = text.substr(0, text.find_first_of(";,"));
-    head = head.substr(0, head.find(" / "));
-    head = head.substr(0, lower(head).find(" version "));
-    std::vector<std::string> words = wordsOf(head);
-    std::size_t end = words.size();
-    for (std::size_t i = 1; i < words.size(); ++i) {
-        const bool serial = !serialNumber.empty() && words[i] == serialNumber;
-        if (serial || looksLikeFirmware(words[i]) || lower(words[i]).compare(0, 2, "/p") == 0) {
-            end = i;
-            break;
-        }
-    }
-    const bool firmwareBehind = end < words.size();
-    while (firmwareBehind && end > 2 && looksLikeSerial(words[end - 1])) {
-        --end;
-    }
-    std::string model;
-    for (std::size_t i = 0; i < end; ++i) {
-        model += (model.empty() ? "" : " ") + words[i];
-    }
-    return trimmed(model);
-}
-
-std::string serialInDescription(const std::string& text)
-{
-    const std::string folded = lower(text);
-    for (const char* const word : serialWords) {
-        const std::string wanted = word;
-        for (std::size_t at = folded.find(wanted); at != std::string::npos;
-             at = folded.find(wanted, at + 1)) {
-            if (at > 0 && isAlnum(folded[at - 1])) {
-                continue; // within another word
-            }
-            std::size_t begin = at + wanted.size();
-            begin = std::min(text.find_first_not_of(" :", begin), text.size());
-            std::size_t end = begin;
-            while (end < text.size() && (isAlnum(text[end]) || text[end] == '-')) {
-                ++end;
-            }
-            const std::string serial = text.substr(begin, end - begin);
-            const bool digit =
-                std::any_of(serial.begin(), serial.end(), [](char c) { return c >= '0' && c <= '9'; });
-            if (serial.size() >= 4 && digit) {
-                return serial;
-            }
-        }
-    }
-    return std::string();
-}
-
-std::string modelInDescription(const std::string& text)
-{
-    const std::string wanted = "PID:";
-    const std::size_t at = text.find(wanted);
-    if (at == std::string::npos) {
-        return std::string();
-    }
-    const std::size_t begin = at + wanted.size();
-    const std::size_t end = text.find_first_of(",;", begin);
-    return trimmed(text.substr(begin, end == std::string::npos ? end : end - begin));
 }
 
 } // namespace tarn::snmp

@@ -309,6 +309,8 @@ void Session::Impl::beginVendor()
 void Session::Impl::finishVendor()
 {
     if (!m_talk->vendorObjects.empty() && m_kind == ReadKind::Full) {
+        std::sort(names.begin(), names.end()); // an object that carries two fields is asked for once
+        names.erase(std::unique(names.begin(), names.end()), names.end());
         m_talk->now.vendor.totalPages.reset();
     }
     const std::optional<std::int64_t> charset =

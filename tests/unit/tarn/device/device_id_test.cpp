@@ -64,6 +64,7 @@ TEST(DeviceIdTest, LineBreakBeforeTheFirstKeyIsNoLength)
 
 TEST(DeviceIdTest, KeysHaveLongNamesAndAnyCase)
 {
+    EXPECT_EQ(parseDeviceId("MANUFACTURE:Acme;MODEL:Jet;").manufacturer, "Acme");
     const DeviceId id = parseDeviceId("MANUFACTURER: Acme ;Model:Jet;command  set:PCL,PS;Description:A jet;"
                                       "CLASS:PRINTER;SerialNumber:77;UUID:1-2;");
     EXPECT_EQ(id.manufacturer, "Acme");

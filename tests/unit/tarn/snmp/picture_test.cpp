@@ -241,6 +241,36 @@ TEST(Picture, FindsModelAndSerialNumberBehindAPrintServer)
 TEST(Picture, TakesTheModelOutOfItsCompany)
 {
     const DeviceStatus status = pictureOf("model-with-firmware");
+TEST(Picture, TakesTheModelFromTheDeviceIdBehindAnyMakersPrintServer)
+{
+    const DeviceStatus status = pictureOf("device-id-behind-server");
+    EXPECT_EQ(status.model, "Acme Labels ZT4-300dpi");
+    EXPECT_EQ(status.serialNumber, "AL20401");
+    EXPECT_EQ(status.description, "AcmeNet Wired PrintServer");
+    kel::testing::RecordedAgent agent = fixture("device-id-behind-server");
+    agent.v1 = true;
+    EXPECT_EQ(pictureOf(agent).model, "Acme Labels ZT4-300dpi");
+    agent.setText("1.3.6.1.2.1.1.1.0", "Acme Plotter 5"); // no server, but the printer says more itself
+    EXPECT_EQ(pictureOf(agent).model, "Acme Labels ZT4-300dpi");
+    agent.erase("1.3.6.1.4.1.11.2.3.9.1.1.7.0");
+    EXPECT_EQ(pictureOf(agent).model, "Acme Plotter 5"); // before the name made of an address
+    agent.setText("1.3.6.1.2.1.1.1.0", "AcmeNet PrintServer: Attached to AL ZT5 Rev.1.2");
+    EXPECT_EQ(pictureOf(agent).model, "AL ZT5");
+    agent.setText("1.3.6.1.2.1.1.1.0", "AcmeNet PrintServer");
+    EXPECT_EQ(pictureOf(agent).model, "ACM2894123");
+    agent.erase("1.3.6.1.2.1.43.5.1.1.16.1");
+    EXPECT_EQ(pictureOf(agent).model, "");
+}
+
+TEST(Picture, KeepsAPlatformsNameWhereNothingSaysMore)
+{
+    kel::testing::RecordedAgent agent = fixture("platform-name");
+    agent.erase("1.3.6.1.4.1.18334.1.1.1.1.6.2.1.0");
+    EXPECT_EQ(pictureOf(agent).model, "ACME bizline C3110");
+    agent.setText("1.3.6.1.2.1.1.1.0", "Generic 28C-2");
+    EXPECT_EQ(pictureOf(agent).model, "Generic 28C-1");
+}
+
     EXPECT_EQ(status.model, "Acme S5830dn");
     EXPECT_EQ(status.serialNumber, "7XQ1R92");
     const DeviceStatus platform = pictureOf("platform-name");
@@ -262,7 +292,7 @@ TEST(Picture, PrefersTheDeviceDescriptionToThePrintersName)
 TEST(Picture, LivesOnVendorObjectsAlone)
 {
     const DeviceStatus status = pictureOf("vendor-only");
-    EXPECT_EQ(status.model, "DCP-100W");
+    EXPECT_EQ(status.model, "Acme DCP-100W");
     EXPECT_EQ(status.serialNumber, "E70000Z1N123456");
     EXPECT_EQ(status.totalPages, 2652);
 }

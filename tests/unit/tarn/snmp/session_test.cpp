@@ -231,7 +231,7 @@ TEST_P(ASession, ReadsVendorCountersAgain)
     agent.setText("1.3.6.1.4.1.2435.2.3.9.4.2.1.5.5.10.0", std::string("\x00\x01\x02\x01\x00\xff", 6));
     EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Changed);
     EXPECT_EQ(session.status()->totalPages, 256);
-    EXPECT_EQ(session.status()->model, "DCP-100W");
+    EXPECT_EQ(session.status()->model, "Acme DCP-100W");
 }
 
 TEST_P(ASession, ReadsAgentsThatCutOrRefuseLongAnswers)
