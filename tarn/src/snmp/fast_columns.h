@@ -36,7 +36,7 @@ inline std::uint32_t instanceOf(ColumnId id, const PrinterIndex& index)
     case IndexForm::PrinterRow:
         break;
     }
-    return index.printer;
+    return index.of(id);
 }
 
 } // namespace tarn::snmp

@@ -203,7 +203,7 @@ bool Session::Impl::hearAgain(ByteView message, const device::KeptPicture& publi
             continue;
         }
         read.clear();
-        if (!takeRows(answer, id, m_index->printer, std::as_const(kept)[id], read)) {
+        if (!takeRows(answer, id, m_index->of(id), std::as_const(kept)[id], read)) {
             return false;
         }
         moved = moved || read.numbers != std::as_const(kept)[id].numbers;
@@ -211,8 +211,8 @@ bool Session::Impl::hearAgain(ByteView message, const device::KeptPicture& publi
     }
     read.clear();
     const ColumnData& alerts = std::as_const(kept)[Id::PrtAlertSeverityLevel];
-    if (!takeRows(answer, Id::PrtAlertSeverityLevel, m_index->printer, alerts, read) || read != alerts ||
-        !answer.takeRest()) {
+    if (!takeRows(answer, Id::PrtAlertSeverityLevel, m_index->of(Id::PrtAlertSeverityLevel), alerts, read) ||
+        read != alerts || !answer.takeRest()) {
         return false;
     }
     m_kept.keep(work.reading);

@@ -10,18 +10,12 @@
 #include "tarn/src/snmp/columns.h"
 #include "tarn/src/snmp/kept_tables.h"
 #include "tarn/src/snmp/picture.h"
+#include "tarn/src/snmp/printer_index.h"
 #include "tarn/src/snmp/quirks.h"
 #include "tarn/src/snmp/readers.h"
 #include "tarn/src/snmp/session.h"
 
 namespace tarn::snmp {
-
-// Where the printer's rows are.
-struct PrinterIndex
-{
-    std::uint32_t device = 1;  // of the Host Resources tables
-    std::uint32_t printer = 1; // of the Printer-MIB's: the same number, on agents that follow the standard
-};
 
 class Session::Impl
 {
@@ -43,7 +37,7 @@ private:
     {
         Idle,
         System,      // GET of the system group: small, and every agent has it
-        Find,        // first rows of the tables that tell the printer's index
+        Find,        // first rows of the tables, which tell the printer's indexes
         DeviceTypes, // only where those do not tell it
         Tables,
         Charset,

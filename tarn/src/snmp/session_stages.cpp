@@ -60,8 +60,11 @@ constexpr GroupedColumn fullRows[] = {
 
 constexpr Id systemObjects[] = {Id::SysDescr, Id::SysObjectId, Id::SysUpTime, Id::SysLocation};
 
-constexpr Id printerColumns[] = {Id::PrtGeneralConfigChanges, Id::PrtMarkerSuppliesLevel,
-                                 Id::PrtMarkerLifeCount, Id::PrtInputMaxCapacity, Id::PrtAlertSeverityLevel};
+// One of each table, the one most agents have; in order of trust where a table has none.
+constexpr Id printerColumns[] = {Id::PrtGeneralConfigChanges,    Id::PrtMarkerSuppliesLevel,
+                                 Id::PrtMarkerLifeCount,         Id::PrtInputMaxCapacity,
+                                 Id::PrtAlertSeverityLevel,      Id::PrtMarkerColorantValue,
+                                 Id::PrtLocalizationCharacterSet};
 constexpr Id deviceColumns[] = {Id::HrPrinterStatus, Id::HrPrinterDetectedErrorState};
 
 // What was not there is looked for again now and then: an agent may start before all its parts do.
@@ -141,20 +144,24 @@ void Session::Impl::finishFind()
         devices.insert(devices.end(), rows.begin(), rows.end());
     }
     std::sort(devices.begin(), devices.end());
+    PrinterIndex& index = m_talk->index;
+    std::array<std::vector<std::uint32_t>, std::size(printerColumns)> rows;
     std::optional<std::uint32_t> printer;
-    for (const Id id : printerColumns) {
-        const std::vector<std::uint32_t> rows = m_talk->columns->take(id).rows;
-        if (!printer && !rows.empty()) {
-            printer = rows.front();
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rows[i] = m_talk->columns->take(printerColumns[i]).rows;
+        if (!printer && !rows[i].empty()) {
+            printer = rows[i].front();
         }
     }
-    m_talk->index.printer = printer.value_or(devices.empty() ? 1 : devices.front());
-    m_talk->index.device = m_talk->index.printer;
+    index.device = printer.value_or(devices.empty() ? 1 : devices.front());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        index.of(tableOf(printerColumns[i])) = rows[i].empty() ? index.device : rows[i].front();
+    }
     if (devices.empty()) {
         return enter(Stage::DeviceTypes);
     }
-    if (!contains(devices, m_talk->index.printer)) {
-        m_talk->index.device = devices.front();
+    if (!contains(devices, index.device)) {
+        index.device = devices.front();
     }
     enter(Stage::Tables);
 }
@@ -207,7 +214,7 @@ void Session::Impl::addRows(Id id, int group, bool askExpected)
     ColumnReader::Walk walk;
     walk.id = id;
     walk.prefix = oidOf(id);
-    walk.prefix.push_back(m_talk->index.printer);
+    walk.prefix.push_back(m_talk->index.of(id));
     walk.expected = known()[id].rows;
     walk.askExpected = askExpected;
     walk.group = group;
@@ -271,7 +278,7 @@ void Session::Impl::beginCharset()
     ColumnReader::Walk walk;
     walk.id = Id::PrtLocalizationCharacterSet;
     walk.prefix = oidOf(walk.id);
-    walk.prefix.push_back(m_talk->index.printer);
+    walk.prefix.push_back(m_talk->index.of(walk.id));
     const std::optional<std::int64_t> current =
         m_talk->now.tables[Id::PrtGeneralCurrentLocalization].firstNumber();
     if (current && *current > 0 && *current <= 0xFFFF) {
@@ -302,6 +309,8 @@ void Session::Impl::beginVendor()
                 names.push_back(parseOid(object->oid));
             }
         }
+        std::sort(names.begin(), names.end()); // an object that carries two fields is asked for once
+        names.erase(std::unique(names.begin(), names.end()), names.end());
     }
     m_talk->objects.emplace(std::move(names), m_limits);
 }
@@ -309,8 +318,6 @@ void Session::Impl::beginVendor()
 void Session::Impl::finishVendor()
 {
     if (!m_talk->vendorObjects.empty() && m_kind == ReadKind::Full) {
-        std::sort(names.begin(), names.end()); // an object that carries two fields is asked for once
-        names.erase(std::unique(names.begin(), names.end()), names.end());
         m_talk->now.vendor.totalPages.reset();
     }
     const std::optional<std::int64_t> charset =

@@ -332,6 +332,18 @@ TEST(Picture, FindsThePrinterAtAnyIndex)
 TEST(Picture, TakesNoEmptyBypassForPaperOut)
 {
     const DeviceStatus status = pictureOf("bypass-empty");
+TEST(Picture, FindsEachTableAtItsOwnIndex)
+{
+    const DeviceStatus status = pictureOf("index-0-beside-1");
+    EXPECT_EQ(status.serialNumber, "AJ100200");
+    EXPECT_EQ(status.activity, Activity::Idle);
+    EXPECT_EQ(status.totalPages, 77);
+    EXPECT_EQ(bars(status),
+              (Strings{"-1", "55", "-1", "-1", "-1"})); // by the colorant table, which has row 0.2
+    EXPECT_EQ(status.trays.size(), 1u);
+    EXPECT_EQ(alertsOf(status), (Strings{"markerTonerAlmostEmpty@青色"}));
+}
+
     EXPECT_FALSE(status.paperOut);
     EXPECT_TRUE(status.trays[0].empty);
     EXPECT_FALSE(status.needsAttention);
