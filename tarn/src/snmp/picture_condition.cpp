@@ -23,9 +23,11 @@ using device::SupplyColor;
 using device::SupplyKind;
 
 constexpr std::int64_t deviceRunning = 2; // hrDeviceStatus
+constexpr std::int64_t deviceWarning = 3;
 constexpr std::int64_t deviceDown = 5;
 constexpr std::int64_t groupInput = 8; // PrtAlertGroupTC
 constexpr std::int64_t groupSupplies = 11;
+constexpr int lowBelowPercent = 5; // a toner or ink, where the printer itself says nothing of the kind
 
 // hrPrinterDetectedErrorState. Absent or empty: the printer says nothing of the kind.
 struct ErrorState
@@ -117,6 +119,7 @@ private:
     std::string placeOf(const AlertRow& row) const;
     void setState();
     void setFlags();
+    void setTonerFlagsByLevel();
     bool everyTrayEmpty() const;
 
     const PrinterTables& m_tables;
@@ -282,13 +285,26 @@ void Condition::setFlags()
             m_status.paperOut = true;
         }
     }
-    if (!m_errors.said) {
-        m_status.tonerOut =
-            m_status.tonerOut ||
-            std::any_of(m_status.supplies.begin(), m_status.supplies.end(), [](const device::Supply& supply) {
-                return supply.kind == SupplyKind::Toner && supply.levelKind == LevelKind::Percent &&
-                       supply.percent == 0;
-            });
+    setTonerFlagsByLevel();
+}
+
+// Only where nothing else says it: there is no error state, or it is all clear while the device warns of
+// something and no alert tells what. A device that warns goes on working, so that then nothing is out.
+void Condition::setTonerFlagsByLevel()
+{
+    const bool warnsOfNothing = m_errors.said && m_errors.bits == 0 && m_status.alerts.empty() &&
+                                m_tables[ColumnId::HrDeviceStatus].firstNumber() == deviceWarning;
+    if (m_errors.said && !warnsOfNothing) {
+        return;
+    }
+    for (const device::Supply& supply : m_status.supplies) {
+        if (supply.kind != SupplyKind::Toner || supply.levelKind != LevelKind::Percent ||
+            supply.percent >= lowBelowPercent) {
+            continue;
+        }
+        const bool out = supply.percent == 0 && !m_errors.said;
+        m_status.tonerOut = m_status.tonerOut || out;
+        m_status.tonerLow = m_status.tonerLow || !out;
     }
 }
 

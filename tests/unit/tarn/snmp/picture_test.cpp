@@ -128,6 +128,9 @@ TEST(Levels, FollowTheRulesOfTheMib)
     EXPECT_EQ(text(1, 200), "1");
     EXPECT_EQ(text(110, 100), "100");
     EXPECT_EQ(text(111, 100), "some");
+    EXPECT_EQ(text(143065, 100), "some"); // in another unit than the capacity
+    EXPECT_EQ(text(143065, 100, 19), "some");
+    EXPECT_EQ(text(110, 500, 19), "100");
     EXPECT_EQ(text(37, -2, 19), "37");
     EXPECT_EQ(text(2147483647, 2147483647), "100");
     EXPECT_EQ(text(4294967295, 4294967295), "100");
@@ -238,9 +241,6 @@ TEST(Picture, FindsModelAndSerialNumberBehindAPrintServer)
     EXPECT_EQ(status.serialNumber, "VNX3Y98438");
 }
 
-TEST(Picture, TakesTheModelOutOfItsCompany)
-{
-    const DeviceStatus status = pictureOf("model-with-firmware");
 TEST(Picture, TakesTheModelFromTheDeviceIdBehindAnyMakersPrintServer)
 {
     const DeviceStatus status = pictureOf("device-id-behind-server");
@@ -271,6 +271,9 @@ TEST(Picture, KeepsAPlatformsNameWhereNothingSaysMore)
     EXPECT_EQ(pictureOf(agent).model, "Generic 28C-1");
 }
 
+TEST(Picture, TakesTheModelOutOfItsCompany)
+{
+    const DeviceStatus status = pictureOf("model-with-firmware");
     EXPECT_EQ(status.model, "Acme S5830dn");
     EXPECT_EQ(status.serialNumber, "7XQ1R92");
     const DeviceStatus platform = pictureOf("platform-name");
@@ -329,9 +332,6 @@ TEST(Picture, FindsThePrinterAtAnyIndex)
     EXPECT_EQ(bars(host)[0], "50");
 }
 
-TEST(Picture, TakesNoEmptyBypassForPaperOut)
-{
-    const DeviceStatus status = pictureOf("bypass-empty");
 TEST(Picture, FindsEachTableAtItsOwnIndex)
 {
     const DeviceStatus status = pictureOf("index-0-beside-1");
@@ -344,6 +344,9 @@ TEST(Picture, FindsEachTableAtItsOwnIndex)
     EXPECT_EQ(alertsOf(status), (Strings{"markerTonerAlmostEmpty@青色"}));
 }
 
+TEST(Picture, TakesNoEmptyBypassForPaperOut)
+{
+    const DeviceStatus status = pictureOf("bypass-empty");
     EXPECT_FALSE(status.paperOut);
     EXPECT_TRUE(status.trays[0].empty);
     EXPECT_FALSE(status.needsAttention);
@@ -487,6 +490,33 @@ TEST(Picture, FallsBackWhereThereIsNoErrorState)
     agent.setInteger("1.3.6.1.2.1.43.18.1.1.2.1.4", 4);
     agent.setInteger("1.3.6.1.2.1.43.18.1.1.7.1.4", 807);
     EXPECT_TRUE(pictureOf(agent).paperLow);
+}
+
+TEST(Picture, TakesTonerForLowByItsLevelWhereNothingElseSaysIt)
+{
+    const char* const errorState = "1.3.6.1.2.1.25.3.5.1.2.1";
+    const char* const deviceStatus = "1.3.6.1.2.1.25.3.2.1.5.1";
+    const char* const cyanLevel = "1.3.6.1.2.1.43.11.1.1.9.1.2";
+    kel::testing::RecordedAgent agent = fixture("inks-nearly-empty");
+    EXPECT_TRUE(pictureOf(agent).tonerLow);
+    EXPECT_FALSE(pictureOf(agent).tonerOut); // nor by the maintenance box, which is full
+    agent.setInteger(cyanLevel, 0);
+    EXPECT_TRUE(pictureOf(agent).tonerOut);
+    agent.setText(errorState, std::string(1, '\0')); // all clear, while the device warns: it goes on working
+    EXPECT_TRUE(pictureOf(agent).tonerLow);
+    EXPECT_FALSE(pictureOf(agent).tonerOut);
+    agent.setInteger(deviceStatus, 2); // it does not warn
+    EXPECT_FALSE(pictureOf(agent).tonerLow);
+    agent.setInteger(deviceStatus, 3);
+    agent.setText(errorState, "\x08"); // it warns of an open door
+    EXPECT_FALSE(pictureOf(agent).tonerLow);
+    agent.erase(errorState);
+    for (int row = 1; row <= 4; ++row) {
+        agent.setInteger("1.3.6.1.2.1.43.11.1.1.9.1." + std::to_string(row), row == 2 ? 4 : 5);
+    }
+    EXPECT_TRUE(pictureOf(agent).tonerLow);
+    agent.setInteger(cyanLevel, 5);
+    EXPECT_FALSE(pictureOf(agent).tonerLow);
 }
 
 TEST(Picture, OfAHostWithoutPrinterIsNone)
