@@ -20,13 +20,13 @@ enum class Activity // what the printer is doing
 
 enum class SupplyColor
 {
-    None, // not a colorant: waste, drum, fuser, staples ...
-    Black,
+    None,  // not a colorant: waste, drum, fuser, staples ...
+    Black, // matte and photo black too; colorText says which
     Cyan,
     Magenta,
     Yellow,
     Red,
-    Other, // light cyan, matte black, white ...; colorText says which
+    Other, // light cyan, light black, white ...; colorText says which
 };
 
 enum class SupplyKind

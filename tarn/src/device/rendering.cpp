@@ -116,7 +116,7 @@ Json::Value supplyObject(const Supply& supply)
     object["type"] = supply.type;
     object["class"] = kindKeyword(supply.kind);
     object["receptacle"] = supply.receptacle;
-    object["colour"] = supply.color == SupplyColor::Other ? supply.colorText : colorKeyword(supply.color);
+    object["colour"] = supply.colorText.empty() ? colorKeyword(supply.color) : supply.colorText;
     object["percent"] = levelValue(supply.levelKind, supply.percent);
     object["description"] = supply.description;
     return object;

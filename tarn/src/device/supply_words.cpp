@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "tarn/src/device/part_word_tables.h"
 #include "tarn/src/device/supply_word_tables.h"
 #include "tarn/src/device/text.h"
 
@@ -81,7 +82,10 @@ ColorSaid fromWords(std::u32string text)
         const char* modifier = modifierBeside(text, at, at + length);
         ColorSaid found{row.color, base};
         if (modifier != nullptr) {
-            found = ColorSaid{SupplyColor::Other, std::string(modifier) + " " + base};
+            const bool thinned = modifier == std::string_view("light");
+            const bool black = row.color == SupplyColor::Black && !thinned;
+            found = ColorSaid{black ? SupplyColor::Black : SupplyColor::Other,
+                              std::string(modifier) + " " + base};
         }
         text.replace(at, length, length, U' ');
         if (said.color == SupplyColor::None) {
@@ -173,12 +177,27 @@ std::vector<std::u32string> tokensOf(const std::u32string& text)
     return tokens;
 }
 
-// A letter alone at the end ("Toner K"), then part numbers.
+template <std::size_t N>
+bool anyOf(const std::u32string& text, const MaterialWord (&words)[N])
+{
+    return std::any_of(std::begin(words), std::end(words), [&](const MaterialWord& row) {
+        return findWord(text, row.word, row.match) != std::u32string::npos;
+    });
+}
+
+bool namesMaterial(const std::u32string& text)
+{
+    return anyOf(text, tonerWords) || anyOf(text, otherMaterialWords);
+}
+
+// A letter alone at the end ("Toner K") or before the material ("K Toner"), then part numbers.
 ColorSaid fromTokens(const std::u32string& text)
 {
     const std::vector<std::u32string> tokens = tokensOf(text);
-    if (tokens.size() > 1 && tokens.back() != U"r" && tokens.back() != U"w") {
-        const ColorSaid said = ofTag(tokens.back());
+    for (std::size_t i = 0; tokens.size() > 1 && i < tokens.size(); ++i) {
+        const bool beside = i + 1 == tokens.size() || namesMaterial(tokens[i + 1]);
+        const bool ambiguous = tokens[i] == U"r" || tokens[i] == U"w"; // a trade mark, a width
+        const ColorSaid said = beside && !ambiguous ? ofTag(tokens[i]) : ColorSaid{};
         if (said.color != SupplyColor::None) {
             return said;
         }
@@ -199,14 +218,6 @@ ColorSaid fromPiece(const std::u32string& text)
         said = fromTag(text);
     }
     return said.color == SupplyColor::None ? fromTokens(text) : said;
-}
-
-template <std::size_t N>
-bool anyOf(const std::u32string& text, const MaterialWord (&words)[N])
-{
-    return std::any_of(std::begin(words), std::end(words), [&](const MaterialWord& row) {
-        return findWord(text, row.word, row.match) != std::u32string::npos;
-    });
 }
 
 std::optional<SupplyKind> partOf(const std::u32string& text)
@@ -267,8 +278,7 @@ std::optional<SupplyKind> partFromDescription(const std::string& description)
 
 bool namesMarkingMaterial(const std::string& description)
 {
-    const std::u32string text = folded(description);
-    return anyOf(text, tonerWords) || anyOf(text, otherMaterialWords);
+    return namesMaterial(folded(description));
 }
 
 const char* colorKeyword(SupplyColor color)

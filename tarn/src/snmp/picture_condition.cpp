@@ -148,7 +148,8 @@ std::string Condition::placeOf(const AlertRow& row) const
         const device::Supply* supply = itemAt(m_supplyRows, m_status.supplies, row.groupIndex);
         if (supply != nullptr) {
             const std::string color = device::colorText(supply->color);
-            return supply->kind == SupplyKind::Toner && !color.empty() ? color : supply->description;
+            const bool plain = supply->colorText == device::colorKeyword(supply->color); // not "matte black"
+            return supply->kind == SupplyKind::Toner && plain && !color.empty() ? color : supply->description;
         }
     }
     return std::string();

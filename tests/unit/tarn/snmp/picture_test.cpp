@@ -180,7 +180,7 @@ TEST(Picture, TakesColoursFromTheColorantTable)
 TEST(Picture, KeepsColoursBeyondTheFiveApart)
 {
     const DeviceStatus status = pictureOf("many-inks");
-    EXPECT_EQ(bars(status), (Strings{"90", "60", "40", "70", "-1"}));
+    EXPECT_EQ(bars(status), (Strings{"10", "60", "40", "70", "-1"})); // photo black is black
     EXPECT_EQ(colorsOf(status),
               (Strings{"photo black", "matte black", "light cyan", "magenta", "light black", "cyan", "yellow",
                        "white", "black", "tri-color", "magenta+cyan+yellow"}));
@@ -517,6 +517,16 @@ TEST(Picture, TakesTonerForLowByItsLevelWhereNothingElseSaysIt)
     EXPECT_TRUE(pictureOf(agent).tonerLow);
     agent.setInteger(cyanLevel, 5);
     EXPECT_FALSE(pictureOf(agent).tonerLow);
+}
+
+TEST(Picture, LetsTheEmptierOfBlackAndMatteBlackRule)
+{
+    const DeviceStatus status = pictureOf("two-blacks");
+    EXPECT_EQ(bars(status), (Strings{"12", "70", "-1", "-1", "-1"}));
+    EXPECT_EQ(colorsOf(status), (Strings{"matte black", "black", "light black", "cyan"}));
+    kel::testing::RecordedAgent agent = fixture("two-blacks");
+    agent.setInteger("1.3.6.1.2.1.43.11.1.1.9.1.2", 7);
+    EXPECT_EQ(bars(pictureOf(agent))[0], "7");
 }
 
 TEST(Picture, OfAHostWithoutPrinterIsNone)
