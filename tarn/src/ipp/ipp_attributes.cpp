@@ -7,6 +7,7 @@
 #include "tarn/src/device/text.h"
 #include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_shape.h"
+#include "tarn/src/ipp/keyed_text.h"
 
 namespace tarn::ipp {
 
@@ -141,6 +142,7 @@ void IppAttributes::add(std::string_view name, IppValue value)
         found = m_values.emplace(std::string(name), std::vector<IppValue>()).first;
     }
     if (found->second.size() < kMostValues) {
+        value.text = withoutOwnName(name, value.text);
         value.text.resize(std::min(value.text.size(), kLongestText));
         found->second.push_back(std::move(value));
     }

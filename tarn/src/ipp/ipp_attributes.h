@@ -25,7 +25,8 @@ struct IppValue
 // IppAttributes is what one printer said, free of libcups: the wanted attributes by name.
 //
 // Invariants
-//  (1) At most kMostValues values of one attribute, each text of at most kLongestText octets, as they came.
+//  (1) At most kMostValues values of one attribute, each text of at most kLongestText octets, as they came,
+//      less the attribute's own name (see withoutOwnName).
 //  (2) No attribute is without values: what is "unknown" or "no-value" is absent.
 class IppAttributes final
 {

@@ -2,9 +2,10 @@
 #include <algorithm>
 
 #include "tarn/src/device/alert_texts.h"
+#include "tarn/src/device/state_words.h"
 #include "tarn/src/device/text.h"
+#include "tarn/src/ipp/alert_rows.h"
 #include "tarn/src/ipp/ipp_picture.h"
-#include "tarn/src/ipp/keyed_text.h"
 #include "tarn/src/ipp/reasons.h"
 
 namespace tarn::ipp {
@@ -23,7 +24,14 @@ using Suffix = ReasonWord::Suffix;
 constexpr std::int64_t stateIdle = 3; // RFC 8011 5.4.11
 constexpr std::int64_t stateProcessing = 4;
 constexpr std::int64_t stateStopped = 5;
-constexpr std::size_t kMostAlerts = 64;
+
+// Codes of the alert list that are flags as well.
+constexpr int codePaperLow = 807;
+constexpr int codePaperEmpty = 808;
+constexpr int firstCodeEmpty = 1101; // toner, ink, ribbon
+constexpr int lastCodeEmpty = 1103;
+constexpr int firstCodeLow = 1104;
+constexpr int lastCodeLow = 1106;
 
 // Codes that name toner, and those that name ink instead.
 struct InkCode
@@ -44,13 +52,21 @@ public:
     void build()
     {
         setActivity();
-        for (std::size_t i = 0; i < std::min(m_attributes.count("printer-alert"), kMostAlerts); ++i) {
-            addRow(i);
+        const std::vector<AlertRow> rows = alertRows(m_attributes);
+        const std::vector<ReasonWord> reasons = reasonWords(m_attributes);
+        takeStates(rows);
+        // Where an idle printer gives no reason, its rows are what was.
+        const bool history =
+            m_state == stateIdle && m_attributes.has("printer-state-reasons") && reasons.empty();
+        if (!history) {
+            addCodedRows(rows);
         }
         m_rows = m_status.alerts.size();
-        const std::size_t reasons = m_attributes.count("printer-state-reasons");
-        for (std::size_t i = 0; i < std::min(reasons, kMostAlerts); ++i) {
-            addReason(splitReason(m_attributes.textAt("printer-state-reasons", i)));
+        for (const ReasonWord& word : reasons) {
+            addReason(word);
+        }
+        if (!history) {
+            addOtherRows(rows);
         }
         if (m_attributes.number("printer-is-accepting-jobs") == 0) {
             add(0, "notAcceptingJobs", "不接受打印任务", Severity::Warning);
@@ -62,7 +78,11 @@ public:
 
 private:
     void setActivity();
-    void addRow(std::size_t index);
+    void takeStates(const std::vector<AlertRow>& rows);
+    void takeState(device::StateText state);
+    void addCodedRows(const std::vector<AlertRow>& rows);
+    void addOtherRows(const std::vector<AlertRow>& rows);
+    void takeFlags(int code, Severity severity);
     void addReason(const ReasonWord& word);
     void addKnown(const Reason& reason, Suffix suffix);
     void addUnknown(const ReasonWord& word);
@@ -117,27 +137,67 @@ void Condition::setActivity()
     }
 }
 
-// PWG 5100.9 printer-alert: the columns of prtAlertTable, its text in a list beside it.
-void Condition::addRow(std::size_t index)
+void Condition::takeState(device::StateText state)
 {
-    const KeyedText keys(m_attributes.values("printer-alert")[index].text);
-    const std::string code = keys.text("code");
-    const std::string said = keys.text("severity");
-    const Severity severity = said == "critical" ? Severity::Critical
-                              : said == "other"  ? Severity::Other
-                                                 : Severity::Warning;
-    const device::AlertText* known = device::findAlertText(camelCase(code));
-    if (known == nullptr) {
-        known = device::findAlertText(static_cast<int>(keys.number("code").value_or(0)));
+    if (state == device::StateText::Sleep) {
+        m_status.powerSave = true;
+    } else if (state == device::StateText::WarmUp && m_state != stateIdle) {
+        m_warmsUp = true;
     }
-    if (known != nullptr) {
-        addCoded(*known, severity);
-        return;
+}
+
+// Rows that say a state say the present one when all of them say the same: else they are a history.
+void Condition::takeStates(const std::vector<AlertRow>& rows)
+{
+    device::StateText said = device::StateText::None;
+    for (const AlertRow& row : rows) {
+        if (row.state != device::StateText::None) {
+            const bool first = said == device::StateText::None;
+            said = first || said == row.state ? row.state : device::StateText::Ready;
+        }
     }
-    const std::string text = m_attributes.textAt("printer-alert-description", index);
-    if (severity != Severity::Other && !text.empty()) {
-        add(0, "other", text, severity);
+    takeState(said);
+    takeState(device::stateTextOf(m_attributes.text("printer-state-message")));
+}
+
+void Condition::addCodedRows(const std::vector<AlertRow>& rows)
+{
+    for (const AlertRow& row : rows) {
+        if (row.known != nullptr) {
+            addCoded(*row.known, row.severity);
+            takeFlags(row.known->code, row.severity);
+        }
     }
+}
+
+// Rows in words of their own. What the reasons say in the standard's is most likely the same: each explains
+// one row of its severity.
+void Condition::addOtherRows(const std::vector<AlertRow>& rows)
+{
+    std::size_t explained[3] = {0, 0, 0};
+    for (std::size_t i = m_rows; i < m_status.alerts.size(); ++i) {
+        ++explained[static_cast<std::size_t>(m_status.alerts[i].severity)];
+    }
+    for (const AlertRow& row : rows) {
+        if (row.known != nullptr || !row.isAlert()) {
+            continue;
+        }
+        std::size_t& left = explained[static_cast<std::size_t>(row.severity)];
+        if (left > 0) {
+            --left;
+        } else {
+            add(0, "other", row.text, row.severity);
+        }
+    }
+}
+
+// What the code of an alert says beside it.
+void Condition::takeFlags(int code, Severity severity)
+{
+    m_status.paperLow = m_status.paperLow || code == codePaperLow;
+    m_trayEmpty = m_trayEmpty || (code == codePaperEmpty && severity == Severity::Critical);
+    m_status.tonerOut = m_status.tonerOut || (code >= firstCodeEmpty && code <= lastCodeEmpty);
+    m_status.tonerLow = m_status.tonerLow || (code >= firstCodeLow && code <= lastCodeLow);
 }
 
 void Condition::addReason(const ReasonWord& word)
@@ -145,10 +205,11 @@ void Condition::addReason(const ReasonWord& word)
     if (const Reason* const reason = findReason(word.keyword)) {
         addKnown(*reason, word.suffix);
     } else if (const device::AlertText* const alike = alertLike(word.keyword)) {
-        const bool bad = word.suffix == Suffix::Error;
-        m_stopped = m_stopped || bad;
+        const Severity severity = severityOf(word.suffix, false);
+        m_stopped = m_stopped || severity == Severity::Critical;
+        takeFlags(alike->code, severity);
         if (!isExplained(alike->code)) {
-            addCoded(*alike, bad ? Severity::Critical : severityOf(word.suffix, false));
+            addCoded(*alike, severity);
         }
     } else {
         addUnknown(word);
@@ -199,7 +260,11 @@ void Condition::addKnown(const Reason& reason, Suffix suffix)
 // A word of the device's own: what is bad is shown as it is said.
 void Condition::addUnknown(const ReasonWord& word)
 {
-    if (word.suffix == Suffix::Report || word.keyword.empty()) {
+    if (word.suffix == Suffix::Report) {
+        return;
+    }
+    if (const device::StateText state = device::stateTextOf(word.keyword); state != device::StateText::None) {
+        takeState(state);
         return;
     }
     std::string text = word.keyword;
@@ -280,13 +345,16 @@ void Condition::setFlags()
         m_status.paperOut = true;
     }
     const bool said = m_attributes.has("printer-state-reasons");
+    const std::size_t lows = m_attributes.count("marker-low-levels");
+    const bool fits = lows == 1 || lows == m_status.supplies.size(); // one for all, or one for each
     for (std::size_t i = 0; i < m_status.supplies.size(); ++i) {
         const device::Supply& supply = m_status.supplies[i];
         if (supply.kind != SupplyKind::Toner || supply.levelKind != LevelKind::Percent) {
             continue;
         }
-        const std::optional<std::int64_t> low = m_attributes.numberAt("marker-low-levels", i);
-        m_status.tonerLow = m_status.tonerLow || (low && *low > 0 && supply.percent <= *low);
+        const std::int64_t low =
+            fits ? m_attributes.numberAt("marker-low-levels", lows == 1 ? 0 : i).value_or(0) : 0;
+        m_status.tonerLow = m_status.tonerLow || (low > 0 && supply.percent <= low);
         m_status.tonerOut = m_status.tonerOut || (!said && supply.percent == 0);
     }
 }

@@ -125,6 +125,17 @@ constexpr SuffixWord suffixes[] = {
     {"-error", ReasonWord::Suffix::Error},
 };
 
+constexpr std::size_t kMostReasons = 64;
+
+// As keywords are written: lower case, joined by hyphens.
+std::string keywordOf(std::string text)
+{
+    for (char& c : text) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c == '_' ? '-' : c;
+    }
+    return text;
+}
+
 bool endsWith(std::string_view text, std::string_view ending)
 {
     return text.size() > ending.size() && text.substr(text.size() - ending.size()) == ending;
@@ -149,6 +160,23 @@ ReasonWord splitReason(std::string_view reason)
         }
     }
     return {std::string(reason), ReasonWord::Suffix::None};
+}
+
+std::vector<ReasonWord> reasonWords(const IppAttributes& attributes)
+{
+    std::vector<ReasonWord> words;
+    for (std::size_t i = 0; i < attributes.count("printer-state-reasons"); ++i) {
+        const std::string text = keywordOf(attributes.textAt("printer-state-reasons", i));
+        for (std::size_t at = 0; at < text.size() && words.size() < kMostReasons;) {
+            const std::size_t end = std::min(text.find_first_of(", ", at), text.size());
+            ReasonWord word = splitReason(std::string_view(text).substr(at, end - at));
+            if (!word.keyword.empty() && word.keyword != "none" && word.keyword.rfind("cups-", 0) != 0) {
+                words.push_back(std::move(word));
+            }
+            at = end + 1;
+        }
+    }
+    return words;
 }
 
 const device::AlertText* alertLike(std::string_view keyword)

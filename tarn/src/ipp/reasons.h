@@ -2,8 +2,10 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tarn/src/device/alert_texts.h"
+#include "tarn/src/ipp/ipp_attributes.h"
 
 namespace tarn::ipp {
 
@@ -49,6 +51,10 @@ struct ReasonWord
     } suffix = Suffix::None;
 };
 ReasonWord splitReason(std::string_view reason);
+
+// What the printer gives as printer-state-reasons, less what is no reason: "none", and the bookkeeping of a
+// scheduler ("cups-...").
+std::vector<ReasonWord> reasonWords(const IppAttributes& attributes);
 
 // The alert of a keyword that is made like the standard's ("stapler-empty", "input-manual-input-request");
 // null when it is not.

@@ -1,6 +1,7 @@
 # The headers of libcups; the library itself is opened when it is first needed (docs/decisions/0001).
 find_file(CUPS_HEADER cups/cups.h REQUIRED)
 target_sources(tarn_core PRIVATE
+    ${CMAKE_CURRENT_LIST_DIR}/alert_rows.cpp
     ${CMAKE_CURRENT_LIST_DIR}/asker_pool.cpp
     ${CMAKE_CURRENT_LIST_DIR}/cups_library.cpp
     ${CMAKE_CURRENT_LIST_DIR}/cups_queues.cpp
