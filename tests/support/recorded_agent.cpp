@@ -1,5 +1,6 @@
 #include "tests/support/recorded_agent.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -189,6 +190,17 @@ Pdu RecordedAgent::errorFor(const Pdu& request, ErrorStatus status, std::size_t 
     return error;
 }
 
+bool RecordedAgent::refusesBulk(const Pdu& request) const
+{
+    const Oid column = parseOid(bulkErrorOn.c_str());
+    const auto repeaters = request.varbinds.begin() +
+                           std::min<std::ptrdiff_t>(std::max(request.errorStatus, 0),
+                                                    static_cast<std::ptrdiff_t>(request.varbinds.size()));
+    return bulkError != ErrorStatus::NoError &&
+           std::any_of(repeaters, request.varbinds.end(),
+                       [&](const Varbind& asked) { return hasPrefix(asked.name, column); });
+}
+
 Pdu RecordedAgent::bulk(const Pdu& request) const
 {
     Pdu response;
@@ -231,6 +243,10 @@ Pdu RecordedAgent::answer(const Pdu& request)
         if (v1) {
             throw std::runtime_error("GETBULK sent to a v1 agent");
         }
+        ++bulkRequests;
+        if (refusesBulk(request)) {
+            return errorFor(request, bulkError, static_cast<std::size_t>(bulkErrorIndex));
+        }
         response = bulk(request);
     }
     for (std::size_t i = 0; request.type != PduType::GetBulkRequest && i < request.varbinds.size(); ++i) {
@@ -243,7 +259,7 @@ Pdu RecordedAgent::answer(const Pdu& request)
             there = next(request.varbinds[i].name, found);
         }
         if (!genErrOn.empty() && found.name == parseOid(genErrOn.c_str())) {
-            return errorFor(request, ErrorStatus::GenErr, i + 1);
+            return errorFor(request, ErrorStatus::GenErr, namesFailing ? i + 1 : 0);
         }
         if (v1 && !there) {
             return errorFor(request, ErrorStatus::NoSuchName, i + 1);

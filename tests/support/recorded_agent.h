@@ -38,14 +38,22 @@ public:
     std::size_t cutAtOctets = 0; // GETBULK: bindings that fit; other answers: tooBig. 0: as many as asked
     std::size_t tooBigAbove = 0; // answers of more bindings are tooBig. 0: never
     std::string genErrOn;        // an object that fails
+    bool namesFailing = true;    // the error's index says which
+    // GETBULK ends in this error, with this index, where a column at or below bulkErrorOn is to be repeated
+    // ("": any column).
+    tarn::snmp::ErrorStatus bulkError = tarn::snmp::ErrorStatus::NoError;
+    std::int32_t bulkErrorIndex = 0;
+    std::string bulkErrorOn;
 
     int requests = 0;
+    int bulkRequests = 0;
     std::size_t largestAnswer = 0; // octets
 
 private:
     Value valueAt(const Oid& oid) const;
     bool next(const Oid& oid, tarn::snmp::Varbind& out) const;
     Pdu bulk(const Pdu& request) const;
+    bool refusesBulk(const Pdu& request) const;
     Pdu errorFor(const Pdu& request, tarn::snmp::ErrorStatus status, std::size_t index) const;
 
     std::map<Oid, Value> m_rows;

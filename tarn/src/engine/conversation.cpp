@@ -2,12 +2,11 @@
 
 namespace tarn::engine {
 
-using snmp::ReadKind;
 using snmp::ReadOutcome;
 
 namespace {
 
-// So many misses in the middle of a conversation may mean that the answer does not get through for its size.
+// So many misses may mean that the answer does not get through for its size.
 constexpr unsigned kMissesToAskForLess = 2;
 // After so long a silence in the middle of a first meeting it may be another device that answers at last.
 constexpr Milliseconds kMeetAnew{60000};
@@ -43,23 +42,20 @@ void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& l
     }
 }
 
-std::optional<ReadKind> anewAfter(const MissedAnswer& missed, const Silence& silence, Dialogue& dialogue,
-                                  TimePoint now)
+AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Dialogue& dialogue, TimePoint now)
 {
     const bool isMet = missed.liveliness != Liveliness::NoPicture;
     // A first meeting across a bad network would never end if each silence began it anew.
     const bool isHalfMet = !isMet && missed.requests > 1;
     if (missed.becameOffline && !isHalfMet) {
         // Whatever was being read is void; the smallest question finds out soonest that it is back.
-        return isMet ? ReadKind::Fast : ReadKind::Identity;
+        return isMet ? AfterMiss::ReadFast : AfterMiss::ReadIdentity;
     }
     if (isHalfMet && now - silence.since() >= kMeetAnew) {
-        return ReadKind::Identity;
+        return AfterMiss::ReadIdentity;
     }
-    if (missed.requests > 1 && silence.misses() == kMissesToAskForLess && dialogue.noAnswer()) {
-        return missed.kind;
-    }
-    return std::nullopt;
+    const bool mayBeTooMuch = silence.misses() == kMissesToAskForLess || missed.becameOffline;
+    return mayBeTooMuch && dialogue.noAnswer() ? AfterMiss::AskForLess : AfterMiss::Repeat;
 }
 
 } // namespace tarn::engine

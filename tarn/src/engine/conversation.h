@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <cstdint>
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/backend.h"
@@ -26,15 +26,19 @@ void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& l
 // A conversation at the moment at which the patience with its question runs out.
 struct MissedAnswer
 {
-    snmp::ReadKind kind;
     unsigned requests; // of the conversation so far
     Liveliness liveliness;
     bool becameOffline; // by this miss
 };
-// In what kind the conversation is to begin anew; nothing: its question is to be repeated. May tell the
-// dialogue to ask for less at once.
-std::optional<snmp::ReadKind> anewAfter(const MissedAnswer& missed, const Silence& silence,
-                                        Dialogue& dialogue, TimePoint now);
+// What is to be done about it.
+enum class AfterMiss : std::uint8_t
+{
+    Repeat,      // the same question
+    AskForLess,  // the dialogue's next one, which stands in its place
+    ReadFast,    // a Fast conversation, the present one being void
+    ReadIdentity // likewise
+};
+AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Dialogue& dialogue, TimePoint now);
 
 // Reopening tells when a silence is so general that the socket may be at fault: an interface went and came
 // back.

@@ -390,12 +390,17 @@ void SnmpPoller::missed(SnmpPeer& peer)
         return;
     }
     if (switchVersion(peer)) {
-        beginConversation(peer, ReadKind::Identity);
-    } else if (const auto kind = anewAfter({peer.kind, peer.requests, peer.liveliness, becameOffline},
-                                           peer.silence, *peer.dialogue, m_now)) {
-        beginConversation(peer, *kind);
-    } else {
-        enqueue(peer);
+        return beginConversation(peer, ReadKind::Identity);
+    }
+    switch (afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.dialogue, m_now)) {
+    case AfterMiss::Repeat:
+        return enqueue(peer);
+    case AfterMiss::AskForLess:
+        return proceed(peer);
+    case AfterMiss::ReadFast:
+        return beginConversation(peer, ReadKind::Fast);
+    case AfterMiss::ReadIdentity:
+        return beginConversation(peer, ReadKind::Identity);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tarn/src/snmp/readers.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tarn::snmp {
 
@@ -48,7 +49,6 @@ bool isError(const Pdu& response)
 ObjectReader::ObjectReader(std::vector<Oid> names, RequestLimits& limits)
     : m_limits(limits), m_pending(std::move(names)), m_perRequest(12)
 {
-    m_perRequest = std::min(m_perRequest, static_cast<std::size_t>(m_limits.maxResults));
 }
 
 std::optional<Pdu> ObjectReader::nextRequest()
@@ -57,7 +57,7 @@ std::optional<Pdu> ObjectReader::nextRequest()
         return std::nullopt;
     }
     --m_limits.requestsLeft;
-    m_asked = std::min(m_perRequest, m_pending.size());
+    m_asked = std::min({m_perRequest, m_pending.size(), static_cast<std::size_t>(m_limits.maxResults)});
     Pdu pdu;
     pdu.type = PduType::GetRequest;
     for (std::size_t i = 0; i < m_asked; ++i) {
@@ -278,19 +278,19 @@ void ColumnReader::feed(State& state, const Oid& asked, const Varbind& answer)
 }
 
 // noSuchName is how v1 says that nothing comes behind a name (RFC 1157 4.1.3); genErr is how broken agents
-// say that one object fails. Both name the question.
+// say that one object fails. Both should name the question. GETBULK has no such errors (RFC 3416 4.2.3): the
+// agent has no GETBULK, and the index that it names says nothing.
 void ColumnReader::acceptError(const Pdu& response)
 {
-    const std::size_t count = m_slots.size() + m_repeaters.size();
-    const bool named = response.errorIndex >= 1 && static_cast<std::size_t>(response.errorIndex) <= count;
-    if (!named || response.errorStatus == static_cast<std::int32_t>(ErrorStatus::TooBig)) {
-        shrink();
-        return;
+    if (response.errorStatus == static_cast<std::int32_t>(ErrorStatus::TooBig)) {
+        return shrink();
+    }
+    if (!m_repeaters.empty()) {
+        return giveUpBulk();
     }
     const auto position = static_cast<std::size_t>(response.errorIndex) - 1;
-    if (position >= m_slots.size()) {
-        m_states[m_repeaters[position - m_slots.size()]].done = true;
-        return;
+    if (response.errorIndex < 1 || position >= m_slots.size()) {
+        return bisect();
     }
     if (response.errorStatus == static_cast<std::int32_t>(ErrorStatus::NoSuchName)) {
         for (const Slot& slot : m_slots) { // what has no successor ends the walk of every name behind it too
@@ -313,17 +313,40 @@ void ColumnReader::endAt(const Slot& slot)
     }
 }
 
-// The same questions would fail again: fewer next time, and a single one is given up.
+// The same questions would fail again: fewer next time, and a single one is given up, as GETBULK before as
+// GETNEXT.
 void ColumnReader::shrink()
 {
     const std::size_t results =
         m_slots.size() + m_repeaters.size() * static_cast<std::size_t>(std::max(m_repetitions, 0));
     if (results > 1) {
         m_limits.maxResults = std::max(1, std::min(m_limits.maxResults, static_cast<int>(results)) / 2);
-    } else if (!m_slots.empty()) {
-        m_states[m_slots.front().state].done = true;
+    } else if (!m_repeaters.empty()) {
+        giveUpBulk();
+        m_limits.maxResults =
+            RequestLimits::kMostResults; // GETBULK refused whatever the size: no size is known
     } else {
-        m_states[m_repeaters.front()].done = true;
+        m_states[m_slots.front().state].done = true;
+    }
+}
+
+// The same questions are put again, by GETNEXT.
+void ColumnReader::giveUpBulk()
+{
+    m_limits.bulk = false;
+}
+
+// One of the questions fails, and nothing says which: it is looked for among ever fewer, and given up. That
+// says nothing of how much an answer can hold.
+void ColumnReader::bisect()
+{
+    if (m_sizeBeforeBisection == 0) {
+        m_sizeBeforeBisection = m_limits.maxResults;
+    }
+    const bool found = m_slots.size() == 1;
+    shrink();
+    if (found) {
+        m_limits.maxResults = std::exchange(m_sizeBeforeBisection, 0);
     }
 }
 

@@ -9,17 +9,9 @@
 
 #include "tarn/src/snmp/columns.h"
 #include "tarn/src/snmp/pdu.h"
+#include "tarn/src/snmp/request_sizing.h"
 
 namespace tarn::snmp {
-
-// How large requests to one device may become. Shared by all readers of a session, so that what was learnt
-// from tooBig or from silence is not forgotten.
-struct RequestLimits
-{
-    bool bulk = true;       // GETBULK may be used (v2c, and not too much for the device)
-    int maxResults = 48;    // bindings that one answer is asked to hold
-    int requestsLeft = 200; // of this conversation
-};
 
 // ObjectReader asks for single objects by their full names, with GET.
 //
@@ -54,7 +46,9 @@ private:
 // Invariants
 //  (1) A column only moves forward: an answer that is not above the last one ends it (backward, circular).
 //  (2) An answer that belongs to no question of the last request is ignored.
-//  (3) Every accepted answer moves or ends a column, or makes the requests smaller: it ends.
+//  (3) Every accepted answer moves or ends a column, makes the requests smaller, or ends the use of GETBULK,
+//  which
+//      happens once: it ends.
 // Threading: one thread.
 class ColumnReader final
 {
@@ -103,8 +97,11 @@ private:
     void acceptError(const Pdu& response);
     void endAt(const Slot& slot);
     void shrink();
+    void giveUpBulk();
+    void bisect();
 
     RequestLimits& m_limits;
+    int m_sizeBeforeBisection = 0; // 0: no failing object is being looked for
     std::vector<State> m_states;
     std::vector<Slot> m_slots;            // of the last request: asked once each
     std::vector<std::size_t> m_repeaters; // of the last request: asked m_repetitions times each

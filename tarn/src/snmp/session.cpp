@@ -2,32 +2,16 @@
 
 namespace tarn::snmp {
 
-namespace {
-
 using Id = ColumnId;
-
-constexpr int requestsPerConversation = 200;
-constexpr int resultsAtFirst = 48;
-constexpr int resultsWhenCareful = 8;
-constexpr int fullsWhenCareful = 60; // an hour
-
-} // namespace
-
-void Session::Impl::resetLimits()
-{
-    m_limits.bulk = m_version != Version::V1 && m_careful == 0;
-    m_limits.maxResults = m_careful > 0 ? resultsWhenCareful : resultsAtFirst;
-}
 
 void Session::Impl::begin(ReadKind kind)
 {
-    const bool regainsTrust = kind == ReadKind::Full && m_careful > 0 && --m_careful == 0;
-    if (kind == ReadKind::Identity || regainsTrust) { // for all we know it is another device
-        resetLimits();
+    if (kind == ReadKind::Identity) {
+        m_sizing.forgetAnswerSize();
     }
-    m_limits.requestsLeft = requestsPerConversation;
     m_oneFast = m_oneFast && kind == ReadKind::Full;
     m_kind = m_index ? kind : ReadKind::Identity;
+    m_sizing.beginConversation(m_kind != ReadKind::Fast);
     m_talk = std::make_unique<Talk>();
     m_talk->before = m_kept.reading();
     m_talk->index = m_index.value_or(PrinterIndex());
@@ -51,6 +35,7 @@ std::optional<Pdu> Session::Impl::nextRequest()
         std::optional<Pdu> pdu =
             m_talk->objects ? m_talk->objects->nextRequest() : m_talk->columns->nextRequest();
         if (pdu) {
+            m_sizing.asked(*pdu);
             return pdu;
         }
         leave();
@@ -69,19 +54,12 @@ void Session::Impl::accept(const Pdu& response)
     } else if (m_talk->columns) {
         m_talk->columns->accept(response);
     }
+    m_sizing.answered();
 }
 
 bool Session::Impl::noAnswer()
 {
-    if (m_stage == Stage::Idle || m_talk->answers == 0 || m_careful > 0) {
-        return false;
-    }
-    m_careful = fullsWhenCareful;
-    resetLimits();
-    m_oneFast = false;
-    m_talk.reset();
-    m_stage = Stage::Idle;
-    return true;
+    return m_stage != Stage::Idle && m_sizing.unanswered();
 }
 
 void Session::Impl::enter(Stage stage)
@@ -133,6 +111,7 @@ void Session::Impl::leave()
 
 void Session::Impl::end(ReadOutcome outcome)
 {
+    m_sizing.endConversation(m_kind != ReadKind::Fast);
     m_talk.reset();
     m_stage = Stage::Idle;
     m_outcome = outcome;

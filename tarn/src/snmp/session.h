@@ -52,11 +52,8 @@ public:
     std::optional<Pdu> nextRequest();
     // Takes the accepted answer to the last request.
     void accept(const Pdu& response);
-    // May be called when the last request stays unanswered while the device answered smaller ones of the same
-    // conversation (some agents drop what they cannot hold instead of saying tooBig). True when requests can
-    // be smaller: the conversation has ended, its outcome is what it was before, and later ones ask for less,
-    // until many whole readings on it is tried again whether that was the device, or the network on a bad
-    // day. False when they are as small as they get, or nothing was answered: the conversation goes on.
+    // To be called when the last request stays unanswered though it was repeated. True: nextRequest() asks
+    // for less in its place. False: it is to be repeated further. See RequestSizing.
     bool noAnswer();
     // Whether the last Fast conversation took one request and the next would begin with the same: between two
     // conversations. A Full one in between need not change that.

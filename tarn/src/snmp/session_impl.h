@@ -13,6 +13,7 @@
 #include "tarn/src/snmp/printer_index.h"
 #include "tarn/src/snmp/quirks.h"
 #include "tarn/src/snmp/readers.h"
+#include "tarn/src/snmp/request_sizing.h"
 #include "tarn/src/snmp/session.h"
 
 namespace tarn::snmp {
@@ -20,7 +21,7 @@ namespace tarn::snmp {
 class Session::Impl
 {
 public:
-    explicit Impl(Version version) : m_version(version) { resetLimits(); }
+    explicit Impl(Version version) : m_sizing(version) {}
 
     void begin(ReadKind kind);
     std::optional<Pdu> nextRequest();
@@ -57,7 +58,6 @@ private:
         Reading now;
     };
 
-    void resetLimits();
     void enter(Stage stage);
     void leave();
     void finishSystem();
@@ -86,13 +86,11 @@ private:
     bool changeCounterMoved() const;
     bool lacksColumn(ColumnId id) const;
 
-    const Version m_version;
-    RequestLimits m_limits;
-    int m_careful = 0; // for so many Full conversations more
+    RequestSizing m_sizing;
     int m_fulls = 0;
     bool m_askAll = true;   // also what the device did not have
     bool m_oneFast = false; // the last Fast conversation took one request, and the next would ask the same
-    int m_fastResults = 0;  // m_limits.maxResults then
+    RequestLimits m_fastLimits; // then
 
     ReadKind m_kind = ReadKind::Identity;
     Stage m_stage = Stage::Idle;

@@ -100,7 +100,7 @@ void Session::Impl::beginSystem()
     for (const Id id : systemObjects) {
         names.push_back(scalarName(id));
     }
-    m_talk->objects.emplace(std::move(names), m_limits);
+    m_talk->objects.emplace(std::move(names), m_sizing.limits());
 }
 
 void Session::Impl::finishSystem()
@@ -127,7 +127,7 @@ void Session::Impl::addFind(Id id, std::uint16_t maxRows)
 
 void Session::Impl::beginFind()
 {
-    m_talk->columns.emplace(m_limits);
+    m_talk->columns.emplace(m_sizing.limits());
     for (const Id id : printerColumns) {
         addFind(id, 1);
     }
@@ -168,7 +168,7 @@ void Session::Impl::finishFind()
 
 void Session::Impl::beginDeviceTypes()
 {
-    m_talk->columns.emplace(m_limits);
+    m_talk->columns.emplace(m_sizing.limits());
     ColumnReader::Walk walk;
     walk.id = Id::HrDeviceType;
     walk.prefix = oidOf(walk.id);
@@ -224,7 +224,7 @@ void Session::Impl::addRows(Id id, int group, bool askExpected)
 
 void Session::Impl::beginTables()
 {
-    m_talk->columns.emplace(m_limits);
+    m_talk->columns.emplace(m_sizing.limits());
     m_talk->columns->reserve(std::size(fullScalars) + std::size(fullRows));
     m_askAll = m_kind == ReadKind::Identity || ++m_fulls % fullsBetweenSearches == 0;
     for (const Id id : fullScalars) {
@@ -274,7 +274,7 @@ void Session::Impl::finishTables()
 
 void Session::Impl::beginCharset()
 {
-    m_talk->columns.emplace(m_limits);
+    m_talk->columns.emplace(m_sizing.limits());
     ColumnReader::Walk walk;
     walk.id = Id::PrtLocalizationCharacterSet;
     walk.prefix = oidOf(walk.id);
@@ -312,7 +312,7 @@ void Session::Impl::beginVendor()
         std::sort(names.begin(), names.end()); // an object that carries two fields is asked for once
         names.erase(std::unique(names.begin(), names.end()), names.end());
     }
-    m_talk->objects.emplace(std::move(names), m_limits);
+    m_talk->objects.emplace(std::move(names), m_sizing.limits());
 }
 
 void Session::Impl::finishVendor()
@@ -331,7 +331,8 @@ void Session::Impl::finishVendor()
         m_oneFast = false;
         return end(ReadOutcome::Unusable);
     }
-    m_oneFast = m_oneFast && m_limits.maxResults == m_fastResults && hasSameRows(known(), m_talk->now.tables);
+    m_oneFast =
+        m_oneFast && m_sizing.limits().asksLike(m_fastLimits) && hasSameRows(known(), m_talk->now.tables);
     m_index = m_talk->index;
     m_kept.keep(m_talk->now);
     publish(m_talk->now);
@@ -354,7 +355,7 @@ void Session::Impl::publish(const Reading& reading)
 // Everything known to move, each asked for by the name before it: a row that went or came shows at once.
 void Session::Impl::beginFast()
 {
-    m_talk->columns.emplace(m_limits);
+    m_talk->columns.emplace(m_sizing.limits());
     m_talk->columns->reserve(std::size(fastScalars) + std::size(fastRows) + 1);
     for (const Id id : fastScalars) {
         if (!known()[id].empty()) {
@@ -366,7 +367,7 @@ void Session::Impl::beginFast()
             addRows(id, 0, true);
         }
     }
-    addRows(Id::PrtAlertSeverityLevel, 0, !m_limits.bulk);
+    addRows(Id::PrtAlertSeverityLevel, 0, !m_sizing.limits().bulk);
 }
 
 void Session::Impl::finishFast()
@@ -375,7 +376,7 @@ void Session::Impl::finishFast()
     PrinterTables& read = m_talk->now.tables;
     bool moved = false;
     m_oneFast = m_talk->answers == 1;
-    m_fastResults = m_limits.maxResults;
+    m_fastLimits = m_sizing.limits();
     for (const Id id : fastScalars) {
         read[id] = m_talk->columns->take(id);
         m_oneFast = m_oneFast && read[id].rows == kept[id].rows; // what is gone is not asked for again

@@ -315,11 +315,16 @@ void UsmPoller::missed(Peer& peer)
     if (putAside(peer)) {
         return;
     }
-    if (const auto kind = engine::anewAfter({peer.kind, peer.requests, peer.liveliness, becameOffline},
-                                            peer.silence, *peer.dialogue, m_now)) {
-        begin(peer, *kind);
-    } else {
-        put(peer);
+    switch (engine::afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.dialogue,
+                              m_now)) {
+    case engine::AfterMiss::Repeat:
+        return put(peer);
+    case engine::AfterMiss::AskForLess:
+        return proceed(peer);
+    case engine::AfterMiss::ReadFast:
+        return begin(peer, ReadKind::Fast);
+    case engine::AfterMiss::ReadIdentity:
+        return begin(peer, ReadKind::Identity);
     }
 }
 

@@ -5,12 +5,14 @@ kel_add_gtest(tarn_engine_test
             engine/engine_test.cpp
             engine/fake_dialogue.cpp
             engine/hostile_network_test.cpp
+            engine/lossy_network_test.cpp
             engine/polling_scenarios_test.cpp
             engine/silence_scenarios_test.cpp
             engine/simulated_network.cpp
             engine/small_parts_test.cpp
             engine/target_test.cpp
-    LIBS tarn_core LONG_RUNNING)
+    LIBS recorded_agent LONG_RUNNING)
+target_compile_definitions(tarn_engine_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 kel_add_gtest(tarn_usm_test
     SOURCES engine/fake_dialogue.cpp
             usm/fake_agent.cpp
@@ -18,7 +20,8 @@ kel_add_gtest(tarn_usm_test
             usm/usm_peer_test.cpp
             usm/usm_poller_test.cpp
             usm/usm_thread_test.cpp
-    LIBS tarn_core)
+    LIBS recorded_agent)
+target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
     SOURCES api/library_test.cpp api/loopback_agent.cpp engine/fake_dialogue.cpp

@@ -12,7 +12,6 @@ using snmp::ReadKind;
 using std::chrono::seconds;
 
 constexpr TimePoint kStart{std::chrono::hours(1)};
-constexpr ReadKind kSame = ReadKind::Full; // of what was asked, where it does not matter
 
 class AnswerThatIsMissing : public testing::Test
 {
@@ -28,10 +27,15 @@ protected:
         }
         return offline;
     }
-    std::optional<ReadKind> anew(unsigned requests, Liveliness liveliness, bool becameOffline,
-                                 ReadKind kind = kSame)
+    AfterMiss decide(unsigned requests, Liveliness liveliness, bool becameOffline)
     {
-        return anewAfter({kind, requests, liveliness, becameOffline}, silence, *dialogue, now);
+        return afterMiss({requests, liveliness, becameOffline}, silence, *dialogue, now);
+    }
+    // The dialogue is in the middle of a conversation.
+    void answerOne()
+    {
+        dialogue->begin(ReadKind::Identity);
+        dialogue->accept(*dialogue->nextRequest());
     }
 
     TimePoint now = kStart;
@@ -41,37 +45,41 @@ protected:
 
 TEST_F(AnswerThatIsMissing, HasItsQuestionRepeated)
 {
+    answerOne();
     miss(1);
-    EXPECT_FALSE(anew(1, Liveliness::Calm, false));
-    EXPECT_FALSE(anew(5, Liveliness::Calm, false));
-    EXPECT_FALSE(anew(5, Liveliness::NoPicture, false));
+    EXPECT_EQ(decide(1, Liveliness::Calm, false), AfterMiss::Repeat);
+    EXPECT_EQ(decide(5, Liveliness::Calm, false), AfterMiss::Repeat);
+    EXPECT_EQ(decide(5, Liveliness::NoPicture, false), AfterMiss::Repeat);
 }
 
 TEST_F(AnswerThatIsMissing, TwiceInTheMiddleIsAskedForLessOnce)
 {
-    dialogue->begin(ReadKind::Full);
+    dialogue->begin(ReadKind::Identity);
     miss(2);
-    EXPECT_FALSE(anew(1, Liveliness::Calm, false)) << "the first question is as small as can be";
-    EXPECT_EQ(anew(2, Liveliness::Calm, false, ReadKind::Full), ReadKind::Full);
-    EXPECT_FALSE(anew(2, Liveliness::Calm, false, ReadKind::Full)) << "there is no less";
+    EXPECT_EQ(decide(1, Liveliness::Calm, false), AfterMiss::Repeat) << "nothing says that anybody is there";
+    answerOne();
+    EXPECT_EQ(decide(2, Liveliness::Calm, false), AfterMiss::AskForLess);
+    EXPECT_EQ(decide(2, Liveliness::Calm, false), AfterMiss::Repeat) << "there is no less";
 }
 
 TEST_F(AnswerThatIsMissing, OfAPrinterThatIsOfflineNowIsAskedForTheLeast)
 {
     ASSERT_TRUE(miss(3));
-    EXPECT_EQ(anew(4, Liveliness::Calm, true), ReadKind::Fast);
-    EXPECT_EQ(anew(1, Liveliness::NoPicture, true), ReadKind::Identity);
-    EXPECT_FALSE(anew(4, Liveliness::NoPicture, true)) << "a first meeting goes on where it was";
+    EXPECT_EQ(decide(4, Liveliness::Calm, true), AfterMiss::ReadFast);
+    EXPECT_EQ(decide(1, Liveliness::NoPicture, true), AfterMiss::ReadIdentity);
+    EXPECT_EQ(decide(4, Liveliness::NoPicture, true), AfterMiss::Repeat)
+        << "a first meeting goes on where it was";
 }
 
 TEST_F(AnswerThatIsMissing, ForAMinuteEndsAFirstMeeting)
 {
     ASSERT_TRUE(miss(3));
     now = silence.since() + seconds(59);
-    EXPECT_FALSE(anew(4, Liveliness::NoPicture, false));
+    EXPECT_EQ(decide(4, Liveliness::NoPicture, false), AfterMiss::Repeat);
     now += seconds(1);
-    EXPECT_EQ(anew(4, Liveliness::NoPicture, false), ReadKind::Identity);
-    EXPECT_FALSE(anew(4, Liveliness::Calm, false)) << "who was met is known by what he said";
+    EXPECT_EQ(decide(4, Liveliness::NoPicture, false), AfterMiss::ReadIdentity);
+    EXPECT_EQ(decide(4, Liveliness::Calm, false), AfterMiss::Repeat)
+        << "who was met is known by what he said";
 }
 
 TEST_F(AnswerThatIsMissing, MakesTheSocketSuspectWhereNobodyAnswersSince)

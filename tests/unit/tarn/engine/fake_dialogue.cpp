@@ -23,6 +23,7 @@ public:
     {
         m_kind = kind;
         m_left = kind == ReadKind::Identity ? 3 : kind == ReadKind::Full ? 2 : 1;
+        m_answered = false;
     }
 
     std::optional<snmp::Pdu> nextRequest() override
@@ -38,6 +39,7 @@ public:
     void accept(const snmp::Pdu& response) override
     {
         --m_left;
+        m_answered = true;
         if (m_accepted != nullptr) {
             ++*m_accepted;
         }
@@ -46,7 +48,7 @@ public:
         }
     }
 
-    bool noAnswer() override { return !std::exchange(m_careful, true); }
+    bool noAnswer() override { return m_answered && !std::exchange(m_careful, true); }
 
     ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }
@@ -81,6 +83,7 @@ private:
     std::size_t* const m_accepted;
     ReadKind m_kind = ReadKind::Identity;
     int m_left = 0;
+    bool m_answered = false; // in this conversation
     bool m_careful = false;
     ReadOutcome m_outcome = ReadOutcome::Unusable;
     std::shared_ptr<const device::DeviceStatus> m_status;

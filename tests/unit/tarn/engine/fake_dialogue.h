@@ -10,8 +10,9 @@ namespace tarn::engine::test {
 //   "stranger"     Unusable                        "counter..."    NeedsFull to Fast, else a picture
 //   "restart..."   Restarted to Fast, else a picture
 //   anything else  an idle printer
-// The requests carry the kind of read in their first name: 1.3.<careful>.<kind>, careful being 1 after
-// noAnswer(). accepted, where given, counts the answers that the dialogues were handed.
+// The requests carry the kind of read in their first name: 1.3.<careful>.<kind>, careful being 1 after the
+// first noAnswer() in the middle of a conversation. accepted, where given, counts the answers that the
+// dialogues were handed.
 DialogueFactory fakeDialogues(std::size_t* accepted = nullptr);
 
 // The kind of read that a request belongs to.

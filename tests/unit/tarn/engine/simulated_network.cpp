@@ -51,9 +51,9 @@ bool SimulatedPort::reopen()
     return true;
 }
 
-SimulatedNetwork::SimulatedNetwork(std::uint64_t seed)
-    : random(seed),
-      poller(clock, random, std::make_unique<SimulatedPort>(*this), *this, fakeDialogues(&accepted))
+SimulatedNetwork::SimulatedNetwork(std::uint64_t seed, DialogueFactory dialogues)
+    : random(seed), poller(clock, random, std::make_unique<SimulatedPort>(*this), *this,
+                           dialogues ? std::move(dialogues) : fakeDialogues(&accepted))
 {
 }
 
@@ -82,8 +82,11 @@ void SimulatedNetwork::arrive(const Datagram& datagram)
     agent.requests.push_back(request);
     const bool understands = agent.speaksV2c || message->version == snmp::Version::V1;
     if (agent.answers && understands && !(agent.loses && agent.loses(request))) {
-        m_deliveries.emplace(clock.now() + agent.delay,
-                             Delivery{datagram.peer, answerTo(agent, request), reopened});
+        std::string answer = answerTo(agent, request);
+        if (!answer.empty()) {
+            m_deliveries.emplace(clock.now() + agent.delay,
+                                 Delivery{datagram.peer, std::move(answer), reopened});
+        }
     }
 }
 
@@ -91,6 +94,15 @@ std::string SimulatedNetwork::answerTo(const Agent& agent, const SeenRequest& re
 {
     snmp::Message answer = request.message;
     answer.community = agent.community;
+    if (agent.device) {
+        std::optional<snmp::Pdu> pdu = agent.device(request.message.pdu);
+        if (!pdu) {
+            return {};
+        }
+        answer.pdu = std::move(*pdu);
+        answer.pdu.requestId = request.message.pdu.requestId;
+        return snmp::encodeMessage(answer);
+    }
     answer.pdu.type = snmp::PduType::Response;
     answer.pdu.errorStatus = 0;
     answer.pdu.errorIndex = 0;

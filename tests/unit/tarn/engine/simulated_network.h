@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -57,6 +58,8 @@ struct Agent
     bool tellsUpTime = false; // as its first variable; what it says is then the second
     TimePoint startedAt{};
     std::function<bool(const SeenRequest&)> loses; // true: this request gets lost
+    // Answers in its place where it is set; nothing: it drops the request.
+    std::function<std::optional<snmp::Pdu>(const snmp::Pdu&)> device;
     std::vector<SeenRequest> requests;
 };
 
@@ -91,7 +94,8 @@ private:
 class SimulatedNetwork final : public BackendListener
 {
 public:
-    explicit SimulatedNetwork(std::uint64_t seed = 1);
+    // dialogues: other than FakeDialogue's.
+    explicit SimulatedNetwork(std::uint64_t seed = 1, DialogueFactory dialogues = {});
 
     // A printer at 10.0.0.0 + number, watched from now on.
     std::shared_ptr<Target> add(std::uint32_t number, VersionChoice version = VersionChoice::Auto);
@@ -106,7 +110,7 @@ public:
     void inject(Endpoint from, std::string body);
     // The same for several at once.
     void inject(Endpoint from, const std::vector<std::string>& bodies);
-    // The answer of an agent to a request, as it would be sent.
+    // The answer of an agent to a request, as it would be sent; empty: none.
     std::string answerTo(const Agent& agent, const SeenRequest& request) const;
 
     std::size_t requestsSince(std::uint32_t number, TimePoint since);

@@ -248,39 +248,22 @@ TEST_P(ASession, ReadsAgentsThatCutOrRefuseLongAnswers)
 TEST_P(ASession, GetsSmallerAfterSilence)
 {
     session.begin(ReadKind::Identity);
-    std::optional<Pdu> request = session.nextRequest();
-    session.accept(agent.answer(*request));
+    session.accept(agent.answer(*session.nextRequest()));
     ASSERT_TRUE(session.nextRequest());
-    EXPECT_TRUE(session.noAnswer());
-    EXPECT_FALSE(session.nextRequest());
-    session.begin(ReadKind::Identity);
-    while ((request = session.nextRequest())) {
-        EXPECT_NE(request->type, PduType::GetBulkRequest);
-        EXPECT_LE(request->varbinds.size(), 8u);
-        EXPECT_FALSE(session.noAnswer()); // nothing smaller is to be had: it goes on
+    int refused = 0; // the large ones are dropped
+    while (std::optional<Pdu> request = session.nextRequest()) {
+        if (request->type == PduType::GetBulkRequest || request->varbinds.size() > 8) {
+            ASSERT_TRUE(session.noAnswer());
+            ++refused;
+            continue;
+        }
         session.accept(agent.answer(*request));
     }
+    EXPECT_EQ(refused, 2); // what failed once more is not tried a third time
+    EXPECT_EQ(session.outcome(), ReadOutcome::Changed);
     EXPECT_EQ(session.status()->supplies.size(), 5u);
-}
-
-TEST_P(ASession, AsksForMuchAgainInTheEnd)
-{
-    read(ReadKind::Identity);
-    read(ReadKind::Full);
-    const int atBest = requests;
-    ASSERT_GT(atBest, 1);
-    session.begin(ReadKind::Full);
-    const std::optional<Pdu> request = session.nextRequest();
-    session.accept(agent.answer(*request));
-    ASSERT_TRUE(session.nextRequest());
-    ASSERT_TRUE(session.noAnswer());
-    int fulls = 0;
-    do {
-        EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Unchanged);
-        ++fulls;
-    } while (requests > atBest && fulls < 1000);
-    EXPECT_GE(fulls, 50);
-    EXPECT_LE(fulls, 70);
+    session.begin(ReadKind::Fast);
+    EXPECT_LE(session.nextRequest()->varbinds.size(), 8u);
 }
 
 TEST_P(ASession, NeedsNoCarefulnessForADeviceThatWasSimplyOff)

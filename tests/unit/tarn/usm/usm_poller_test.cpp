@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <optional>
 #include <set>
 
+#include "tests/support/recorded_agent.h"
 #include "tests/unit/tarn/engine/fake_dialogue.h"
 #include "tests/unit/tarn/engine/first_meeting.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
@@ -26,6 +29,8 @@ struct Agent
     std::string says = "idle";
     std::vector<TimePoint> asked;
     std::set<std::size_t> lost; // which of the questions, counted from 1, stay unanswered
+    // Answers in its place where it is set; nothing: it drops the question.
+    std::function<std::optional<snmp::Pdu>(const snmp::Pdu&)> device;
 };
 
 // Agents, a port to them and a clock that exist only in memory.
@@ -76,7 +81,15 @@ public:
         if (agent.answers && agent.lost.count(agent.asked.size()) == 0) {
             ++answered;
             UsmAnswer answer{question.endpoint, question.ticket, question.pdu};
-            answer.pdu.varbinds.front().value.bytes = agent.says;
+            if (agent.device) {
+                std::optional<snmp::Pdu> pdu = agent.device(question.pdu);
+                if (!pdu) {
+                    return;
+                }
+                answer.pdu = std::move(*pdu);
+            } else {
+                answer.pdu.varbinds.front().value.bytes = agent.says;
+            }
             onTheirWay.emplace(clock.now() + agent.delay, answer);
         }
     }
@@ -118,7 +131,13 @@ public:
     std::size_t answered = 0;
     std::size_t changes = 0;
     std::size_t mostInFlight = 0;
-    UsmPoller poller{clock, random, std::make_unique<Port>(*this), *this, engine::test::fakeDialogues()};
+    const engine::DialogueFactory dialogues;
+    UsmPoller poller;
+
+    explicit World(engine::DialogueFactory talk = engine::test::fakeDialogues())
+        : dialogues(std::move(talk)), poller(clock, random, std::make_unique<Port>(*this), *this, dialogues)
+    {
+    }
 };
 
 } // namespace
@@ -214,6 +233,67 @@ std::size_t answersToMeet(const std::set<std::size_t>& lost)
 TEST(UsmPolling, AFirstMeetingGoesOnWhereALossInterruptedIt)
 {
     engine::test::expectFirstMeetingsToGoOn(answersToMeet);
+}
+
+// A printer that does something else with GETBULK than to answer it is read whole all the same, and never
+// taken for unreachable.
+TEST(UsmPolling, GetbulkThatIsRefusedOrDroppedLosesNoTable)
+{
+    for (const bool dropped : {false, true}) {
+        World world(engine::sessionDialogues());
+        auto agent = kel::testing::RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec");
+        agent.bulkError = snmp::ErrorStatus::GenErr;
+        const auto target = world.add(1);
+        world.agents[1].device = [&](const snmp::Pdu& question) -> std::optional<snmp::Pdu> {
+            if (dropped && question.type == snmp::PduType::GetBulkRequest) {
+                return std::nullopt;
+            }
+            return agent.answer(question);
+        };
+        world.pass(std::chrono::seconds(12));
+        ASSERT_TRUE(target->snapshot()->online) << dropped;
+        EXPECT_EQ(target->snapshot()->picture.unpacked().supplies.size(), 5u) << dropped;
+        EXPECT_EQ(target->snapshot()->picture.unpacked().trays.size(), 2u) << dropped;
+        const std::size_t changes = world.changes;
+        world.pass(std::chrono::minutes(10)); // with trials of GETBULK
+        EXPECT_TRUE(target->snapshot()->online) << dropped;
+        EXPECT_EQ(world.changes, changes) << dropped;
+    }
+}
+
+// The bound that holds for versions 1 and 2c.
+TEST(UsmPolling, LossOfOneDatagramInTwentyCostsAtMostFifteenPerCentMoreQuestionsAfterAnHourToo)
+{
+    double asked[2] = {0, 0};
+    for (const bool loses : {false, true}) {
+        World world(engine::sessionDialogues());
+        engine::test::SeededRandom dice(20261122);
+        std::vector<kel::testing::RecordedAgent> agents(
+            5, kel::testing::RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec"));
+        for (std::uint32_t i = 0; i < agents.size(); ++i) {
+            world.add(i + 1);
+            world.agents[i + 1].device = [&, i](const snmp::Pdu& question) -> std::optional<snmp::Pdu> {
+                if (loses && (dice.below(20) == 0 || dice.below(20) == 0)) { // there, or back
+                    return std::nullopt;
+                }
+                const std::int64_t ms = world.clock.now().time_since_epoch().count() + i * 777;
+                agents[i].setInteger("1.3.6.1.2.1.43.10.2.1.4.1.1", ms / 3000);
+                agents[i].setInteger("1.3.6.1.2.1.43.5.1.1.1.1", ms / 40000);
+                return agents[i].answer(question);
+            };
+        }
+        world.pass(std::chrono::minutes(60));
+        for (auto& agent : world.agents) {
+            agent.second.asked.clear();
+        }
+        world.pass(std::chrono::minutes(20));
+        for (const auto& agent : world.agents) {
+            asked[loses ? 1 : 0] += static_cast<double>(agent.second.asked.size());
+        }
+    }
+    EXPECT_GT(asked[0], 5 * 20 * 25);
+    EXPECT_GT(asked[1], asked[0]);
+    EXPECT_LE(asked[1], asked[0] * 1.15);
 }
 
 TEST(UsmPolling, OneQuestionAtATimeAndNoAnswerButTheLastOnesCounts)

@@ -1,0 +1,111 @@
+#include "tarn/src/snmp/request_sizing.h"
+
+#include <algorithm>
+
+namespace tarn::snmp {
+
+namespace {
+
+constexpr int requestsPerConversation = 200;
+constexpr int smallResults = 8;
+constexpr int longestGap = 60; // whole readings: an hour's
+
+} // namespace
+
+void Retrial::failed()
+{
+    m_gap = m_gap == 0 ? 1 : std::min(m_gap * 2, longestGap);
+    m_left = m_gap;
+}
+
+RequestSizing::RequestSizing(Version version) : m_version(version)
+{
+    m_normal.bulk = version != Version::V1;
+    apply();
+}
+
+bool RequestSizing::isSmall() const
+{
+    return m_large.isSuspended() || m_probe == Probe::Small || m_probe == Probe::SmallConfirm;
+}
+
+void RequestSizing::apply()
+{
+    const bool small = isSmall();
+    m_limits.bulk = m_normal.bulk && !small;
+    m_limits.maxResults = small ? std::min(m_normal.maxResults, smallResults) : m_normal.maxResults;
+}
+
+void RequestSizing::beginConversation(bool wholeReading)
+{
+    if (wholeReading) {
+        m_bulk.wholeReadingBegins();
+        m_large.wholeReadingBegins();
+    }
+    m_probe = Probe::None; // whatever was being found out, the conversation was given up for another reason
+    m_normal.bulk = m_version != Version::V1 && !m_bulk.isSuspended();
+    m_limits.requestsLeft = requestsPerConversation;
+    m_answeredAny = m_answeredBulk = m_answeredLarge = false;
+    m_askedBulk = m_askedLarge = false;
+    apply();
+}
+
+void RequestSizing::asked(const Pdu& request)
+{
+    m_askedBulk = request.type == PduType::GetBulkRequest;
+    m_askedLarge = m_askedBulk || request.varbinds.size() > smallResults;
+}
+
+void RequestSizing::answered()
+{
+    m_answeredAny = true;
+    m_answeredBulk = m_answeredBulk || m_askedBulk;
+    m_answeredLarge = m_answeredLarge || m_askedLarge;
+    if (!isSmall()) {
+        if (m_normal.bulk && !m_limits.bulk) {
+            m_bulk.failed();
+        }
+        m_normal = m_limits;
+    }
+    if (m_probe == Probe::Small) {
+        m_probe = Probe::LargeAgain;
+    } else if (m_probe == Probe::SmallConfirm) {
+        m_large.failed();
+        m_probe = Probe::None;
+    } else if (m_askedLarge) {
+        m_probe = Probe::None; // it was the network
+    }
+    apply();
+}
+
+bool RequestSizing::unanswered()
+{
+    if (m_probe == Probe::Small || m_probe == Probe::SmallConfirm) { // small ones, too: it went away
+        m_probe = Probe::None;
+        apply();
+        return false;
+    }
+    // A conversation whose first request stays unanswered says that nobody is there. On trial, too, but there
+    // the large request comes first, and must not make a device look silent that only cannot hold it.
+    if (!m_askedLarge || isSmall() || !(m_answeredAny || m_large.isOnTrial())) {
+        return false;
+    }
+    m_probe = m_probe == Probe::LargeAgain || m_large.isOnTrial() ? Probe::SmallConfirm : Probe::Small;
+    apply();
+    return true;
+}
+
+void RequestSizing::endConversation(bool wholeReading)
+{
+    if (!wholeReading || m_probe != Probe::None) {
+        return;
+    }
+    if (m_answeredLarge && m_large.isOnTrial()) {
+        m_large.succeeded();
+    }
+    if (m_answeredBulk && m_bulk.isOnTrial()) {
+        m_bulk.succeeded();
+    }
+}
+
+} // namespace tarn::snmp
