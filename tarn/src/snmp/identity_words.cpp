@@ -47,6 +47,7 @@ const NoModel noModels[] = {
     {"brother nc-", Where::Start, ModelGrade::None, "Brother NC-8300h, Firmware Ver.1.14: the network card"},
     {"nc-", Where::Start, ModelGrade::None, "the same without the maker"},
     {"print i/f", Where::Head, ModelGrade::None, "KYOCERA Print I/F"},
+    {"printer i/f", Where::Head, ModelGrade::None, "KYOCERA Printer I/F IB-21G Ver 1.3.3"},
     {"ethernet", Where::Head, ModelGrade::None, "HP ETHERNET MULTI-ENVIRONMENT,SN:...; Embedded Ethernet"},
     {"10base", Where::Head, ModelGrade::None, "Type-B 10Base-T/100Base-TX"},
     {"10/100", Where::Head, ModelGrade::None, "a network card"},
@@ -64,6 +65,7 @@ const NoModel noModels[] = {
     {"hardware:", Where::Anywhere, ModelGrade::None, "Hardware: x86 Family ...: a general agent"},
     {"generic ", Where::Start, ModelGrade::Platform,
      "Generic 28C-1: the platform, where hrDeviceDescr should be"},
+    {"fiery ", Where::Start, ModelGrade::Platform, "Fiery X3eTY 35C-KM: the controller of many makers"},
     {"printing system", Where::Head, ModelGrade::Platform, "KYOCERA Document Solutions Printing System"},
     {"network printer", Where::Head, ModelGrade::Platform, "RICOH Network Printer C model"},
 };
@@ -85,6 +87,7 @@ const WholeText wholeTexts[] = {
     {"inkjet printer", ModelGrade::Platform},
     {"label printer", ModelGrade::Platform},
     {"mfp", ModelGrade::Platform},
+    {"mf series printer", ModelGrade::Platform},
 };
 
 // Less their punctuation.
@@ -97,6 +100,9 @@ const char* const serialWords[] = {
 
 // What stands before a model in sysDescr, lower case.
 const char* const modelWords[] = {"pid:", "attached to "};
+
+// Behind a maker's name, with a comma beside them that ends nothing: "Canon Inc., LBP-1760".
+const char* const legalForms[] = {"inc", "ltd", "co", "corp", "corporation", "gmbh", "llc"};
 
 // What stands before a version number.
 const char* const versionWords[] = {"v",        "ver", "ver.", "version",  "rev", "rev.",
@@ -145,10 +151,38 @@ std::vector<std::string> wordsOf(const std::string& text)
     return words;
 }
 
+bool isLegalForm(std::string word)
+{
+    word = lower(word);
+    while (!word.empty() && (word.back() == '.' || word.back() == ',')) {
+        word.pop_back();
+    }
+    return std::any_of(std::begin(legalForms), std::end(legalForms),
+                       [&](const char* form) { return word == form; });
+}
+
+// The text without the legal form of its maker.
+std::string withoutLegalForms(const std::string& text)
+{
+    std::string rest;
+    for (const std::string& word : wordsOf(text)) {
+        if (!isLegalForm(word)) {
+            rest += (rest.empty() ? "" : " ") + word;
+        } else if (!rest.empty() && rest.back() == ',') {
+            rest.pop_back();
+        }
+    }
+    return rest;
+}
+
 std::string headOf(const std::string& text)
 {
-    const std::string head = text.substr(0, text.find_first_of(";,"));
-    return head.substr(0, head.find(" / "));
+    const std::string named = withoutLegalForms(text);
+    std::string head = named.substr(0, named.find_first_of(";,"));
+    head = head.substr(0, head.find(" / "));
+    const std::size_t parenthesis = head.rfind(" (");
+    const bool open = parenthesis != std::string::npos && head.find(')', parenthesis) == std::string::npos;
+    return open ? head.substr(0, parenthesis) : head; // "(Net 6.26, Controller 2004...)"
 }
 
 // "LW62.DN4.P636", "1.35", "V11.01.03": parts joined by dots, a digit in it.
@@ -187,7 +221,8 @@ std::size_t modelEnd(const std::vector<std::string>& words, const std::string& s
     for (std::size_t i = 1; i < words.size(); ++i) {
         const bool serial = !serialNumber.empty() && words[i] == serialNumber;
         const bool version = i + 1 < words.size() && namesVersion(words[i], words[i + 1]);
-        if (serial || version || looksLikeFirmware(words[i]) || lower(words[i]).compare(0, 2, "/p") == 0) {
+        const std::string start = lower(words[i]).substr(0, 2);
+        if (serial || version || looksLikeFirmware(words[i]) || start == "/p" || start == "v(") {
             return i;
         }
     }

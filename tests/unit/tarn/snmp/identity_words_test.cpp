@@ -7,20 +7,35 @@ namespace {
 
 TEST(IdentityWords, KnowTextsThatNameNoPrinter)
 {
-    for (const char* text :
-         {"ACME Built-in 11b/g/n & 10/100/1000 Print Server", "HP ETHERNET MULTI-ENVIRONMENT,SN:1",
-          "HP JETDIRECT,J7934G", "Brother NC-8300h, Firmware Ver.1.14", "NC-6800h", "KYOCERA Print I/F",
-          "Linux host 6.1", "OKI OkiLAN 8100e Rev.02.68 10/100BASE Ethernet PrintServer: Attached to C3200n",
-          "ZebraNet PrintServer II", "ZebraNet Wired PS", "AXIS 5400+", "Acme PS110, Print Server V1.0",
-          "Type-B 10Base-T/100Base-TX", "Lexmark MarkNet N4050e", "", " ; ", "---", "unknown", "N/A"}) {
+    for (const char* text : {"ACME Built-in 11b/g/n & 10/100/1000 Print Server",
+                             "HP ETHERNET MULTI-ENVIRONMENT,SN:1",
+                             "HP JETDIRECT,J7934G",
+                             "Brother NC-8300h, Firmware Ver.1.14",
+                             "NC-6800h",
+                             "KYOCERA Print I/F",
+                             "KYOCERA Printer I/F IB-21G Ver 1.3.3",
+                             "IBM NPS 530/532Print serverV5.36",
+                             "Linux host 6.1",
+                             "OKI OkiLAN 8100e Rev.02.68 10/100BASE Ethernet PrintServer: Attached to C3200n",
+                             "ZebraNet PrintServer II",
+                             "ZebraNet Wired PS",
+                             "AXIS 5400+",
+                             "Acme PS110, Print Server V1.0",
+                             "Type-B 10Base-T/100Base-TX",
+                             "Lexmark MarkNet N4050e",
+                             "",
+                             " ; ",
+                             "---",
+                             "unknown",
+                             "N/A"}) {
         EXPECT_EQ(gradeModel(text), ModelGrade::None) << text;
     }
 }
 
 TEST(IdentityWords, KnowTextsThatManyPrintersShare)
 {
-    for (const char* text :
-         {"Generic 28C-1", "KYOCERA Document Solutions Printing System", "Printer", "ACME Network Printer"}) {
+    for (const char* text : {"Generic 28C-1", "KYOCERA Document Solutions Printing System", "Printer",
+                             "ACME Network Printer", "Fiery X3eTY 35C-KM", "MF series printer"}) {
         EXPECT_EQ(gradeModel(text), ModelGrade::Platform) << text;
     }
 }
@@ -58,6 +73,11 @@ TEST(IdentityWords, FindTheModelAmongSerialNumberAndFirmware)
     EXPECT_EQ(cleanModel("Acme C5650 Rev.N2.14 : (C)2004", ""), "Acme C5650");
     EXPECT_EQ(cleanModel("Acme C5650 Ver 3", ""), "Acme C5650");
     EXPECT_EQ(cleanModel("Acme Rev Five", ""), "Acme Rev Five");
+    EXPECT_EQ(cleanModel("Acme Printer 5100cn (Net 6.26, Controller 20040820)", ""), "Acme Printer 5100cn");
+    EXPECT_EQ(cleanModel("Acme Jet (A4) 5", ""), "Acme Jet (A4) 5");
+    EXPECT_EQ(cleanModel("Acme Phase 7300 DX v(2.08/15.52) Printer 384MB", ""), "Acme Phase 7300 DX");
+    EXPECT_EQ(cleanModel("Acme Inc., LBP-1760 Printer", ""), "Acme LBP-1760 Printer");
+    EXPECT_EQ(cleanModel("Acme International, Inc. T640, x", ""), "Acme International T640");
     EXPECT_EQ(cleanModel("Acme ACME Jet 5", ""), "ACME Jet 5"); // the maker once
     EXPECT_EQ(cleanModel("Acme S58 version NH62.YS.N636 kernel 3.0.0", ""), "Acme S58");
     EXPECT_EQ(cleanModel("Acme MFC-L2710DW series", ""), "Acme MFC-L2710DW series");
