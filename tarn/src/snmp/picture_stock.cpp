@@ -1,4 +1,6 @@
 // Supplies and trays: what is in the printer.
+#include <algorithm>
+
 #include "tarn/src/device/supply_types.h"
 #include "tarn/src/device/supply_words.h"
 #include "tarn/src/snmp/picture.h"
@@ -12,13 +14,46 @@ using device::SupplyColor;
 
 constexpr std::int64_t classReceptacle = 4;
 
-device::ColorSaid colorOf(const PrinterTables& tables, std::uint32_t row, const std::string& description)
+// The colorant's row; nothing for 0, which is none (RFC 3805).
+std::optional<std::uint32_t> colorantOf(const PrinterTables& tables, std::uint32_t row)
 {
-    const std::optional<std::int64_t> colorant =
-        tables[ColumnId::PrtMarkerSuppliesColorantIndex].numberOf(row);
-    if (colorant && *colorant > 0 && *colorant <= 0x7FFFFFFF) { // 0: no colorant (RFC 3805)
-        const device::ColorSaid said = device::colorFromColorant(
-            textAt(tables, ColumnId::PrtMarkerColorantValue, static_cast<std::uint32_t>(*colorant)));
+    const std::int64_t index = tables[ColumnId::PrtMarkerSuppliesColorantIndex].numberOf(row).value_or(0);
+    const bool valid = index > 0 && index <= 0x7FFFFFFF;
+    return valid ? std::optional<std::uint32_t>(static_cast<std::uint32_t>(index)) : std::nullopt;
+}
+
+// Whether all supplies have the same colorant while their words name different colours: agents do that.
+bool hasOneColorantForAll(const PrinterTables& tables)
+{
+    std::optional<std::uint32_t> only;
+    std::vector<std::uint32_t> rows;
+    for (const std::uint32_t row : tables[ColumnId::PrtMarkerSuppliesColorantIndex].rows) {
+        const std::optional<std::uint32_t> colorant = colorantOf(tables, row);
+        if (!colorant) {
+            continue;
+        }
+        if (only && only != colorant) {
+            return false;
+        }
+        only = colorant;
+        rows.push_back(row);
+    }
+    std::string first;
+    return rows.size() > 1 && std::any_of(rows.begin(), rows.end(), [&](std::uint32_t row) {
+               const device::ColorSaid words =
+                   device::colorFromDescription(textAt(tables, ColumnId::PrtMarkerSuppliesDescription, row));
+               first = first.empty() ? words.text : first;
+               return !words.text.empty() && words.text != first;
+           });
+}
+
+device::ColorSaid colorOf(const PrinterTables& tables, std::uint32_t row, const std::string& description,
+                          bool byColorant)
+{
+    const std::optional<std::uint32_t> colorant = byColorant ? colorantOf(tables, row) : std::nullopt;
+    if (colorant) {
+        const device::ColorSaid said =
+            device::colorFromColorant(textAt(tables, ColumnId::PrtMarkerColorantValue, *colorant));
         if (said.color != SupplyColor::None) {
             return said;
         }
@@ -54,11 +89,11 @@ void setLevels(const PrinterTables& tables, const std::vector<std::uint32_t>& ro
     }
 }
 
-Supply buildSupply(const PrinterTables& tables, std::uint32_t row)
+Supply buildSupply(const PrinterTables& tables, std::uint32_t row, bool byColorant)
 {
     Supply supply;
     supply.description = textAt(tables, ColumnId::PrtMarkerSuppliesDescription, row);
-    const device::ColorSaid color = colorOf(tables, row, supply.description);
+    const device::ColorSaid color = colorOf(tables, row, supply.description, byColorant);
     supply.color = color.color;
     supply.colorText = color.color == SupplyColor::None ? std::string() : color.text;
     const device::SupplyType* type =
@@ -109,8 +144,9 @@ const char* capacityUnitKeyword(std::optional<std::int64_t> unit)
 std::vector<Supply> buildSupplies(const PrinterTables& tables)
 {
     std::vector<Supply> supplies;
+    const bool byColorant = !hasOneColorantForAll(tables);
     for (const std::uint32_t row : rowsOf(tables, supplyColumns)) {
-        supplies.push_back(buildSupply(tables, row));
+        supplies.push_back(buildSupply(tables, row, byColorant));
     }
     device::colorTheOnlyToner(supplies);
     return supplies;

@@ -177,6 +177,11 @@ TEST(Picture, TakesColoursFromTheColorantTable)
     EXPECT_EQ(bars(pictureOf("colorant-index-zero")), (Strings{"11", "22", "33", "44", "-1"}));
 }
 
+TEST(Picture, BelievesNoColorantThatSuppliesOfSeveralColoursShare)
+{
+    EXPECT_EQ(bars(pictureOf("one-colorant-for-all")), (Strings{"11", "22", "33", "44", "-1"}));
+}
+
 TEST(Picture, KeepsColoursBeyondTheFiveApart)
 {
     const DeviceStatus status = pictureOf("many-inks");
