@@ -1,8 +1,5 @@
 #include "tarn/src/usb/scout_thread.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <utility>
 
@@ -28,9 +25,6 @@ ScoutThread::~ScoutThread()
         endSoon();
         m_thread.join();
     }
-    if (m_notifyFd >= 0) {
-        ::close(m_notifyFd);
-    }
 }
 
 void ScoutThread::endSoon()
@@ -47,8 +41,7 @@ void ScoutThread::endSoon()
 
 bool ScoutThread::start()
 {
-    m_notifyFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (m_notifyFd < 0) {
+    if (!m_toTake.open()) {
         return false;
     }
     m_thread = workerThread("tarn-usb", [this] { loop(); });
@@ -85,8 +78,7 @@ void ScoutThread::ask(const std::string& key)
 std::optional<std::vector<Sighting>> ScoutThread::take()
 {
     const MutexLock lock(m_mutex);
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t got = ::read(m_notifyFd, &count, sizeof count);
+    m_toTake.clear();
     return std::exchange(m_sightings, std::nullopt);
 }
 
@@ -184,8 +176,7 @@ void ScoutThread::post(std::uint64_t generation)
         return;
     }
     m_sightings = std::move(sightings);
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(m_notifyFd, &one, sizeof one);
+    m_toTake.signal();
 }
 
 std::shared_ptr<UsbBus> ScoutThread::openBus(std::uint64_t generation)

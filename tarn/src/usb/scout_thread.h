@@ -10,6 +10,7 @@
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/base/mutex.h"
+#include "tarn/src/base/wakeup_fd.h"
 #include "tarn/src/usb/scout.h"
 #include "tarn/src/usb/usb_bus.h"
 
@@ -37,7 +38,7 @@ public:
     bool start();
     // Tells the thread to end, and does not wait for that; nothing is looked at or asked any more.
     void endSoon() TARN_EXCLUDES(m_mutex);
-    int descriptor() const { return m_notifyFd; }
+    int descriptor() const { return m_toTake.descriptor(); }
 
     // Begins or ends to watch the bus.
     void look(bool on) TARN_EXCLUDES(m_mutex);
@@ -67,7 +68,7 @@ private:
 
     // constant after start()
     const UsbBusMaker m_openBus;
-    int m_notifyFd = -1;
+    WakeupFd m_toTake; // there are sightings
     std::thread m_thread;
 
     // the thread's

@@ -1,14 +1,11 @@
 #include "tarn/src/usm/usm_thread.h"
 
 #include <poll.h>
-#include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <system_error>
 
+#include "tarn/src/base/worker_thread.h"
 #include "tarn/src/engine/udp_port.h"
 
 namespace tarn::usm {
@@ -24,19 +21,6 @@ constexpr int kAfterFailure = 100; // ms
 // So many reasons are kept of one address; whoever makes up more is not written about.
 constexpr std::size_t kMostSaid = 8;
 
-void signal(int fd)
-{
-    const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then its reader wakes anyway.
-    [[maybe_unused]] const ssize_t written = ::write(fd, &one, sizeof one);
-}
-
-void clear(int fd)
-{
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t got = ::read(fd, &count, sizeof count);
-}
-
 } // namespace
 
 UsmThread::UsmThread(const Clock& clock, const char* soname) : m_clock(clock), m_soname(soname) {}
@@ -44,45 +28,24 @@ UsmThread::UsmThread(const Clock& clock, const char* soname) : m_clock(clock), m
 UsmThread::~UsmThread()
 {
     if (m_thread.joinable()) {
-        {
-            const MutexLock lock(m_mutex);
-            m_stopping = true;
-        }
-        signal(m_ordersFd);
+        m_orders.close();
         m_thread.join();
-    }
-    for (const int fd : {m_ordersFd, m_answersFd}) {
-        if (fd >= 0) {
-            ::close(fd);
-        }
     }
 }
 
-// Called by the engine's thread, which has all signals blocked; the new thread inherits that.
+// False when the system gives no thread or no descriptor now; the next question tries again.
 bool UsmThread::start()
 {
-    if (m_isStarted) {
-        return m_thread.joinable();
+    if (!m_thread.joinable() && m_orders.open() && m_answers.open()) {
+        m_thread = workerThread("tarn-usm", [this] { loop(); });
     }
-    m_isStarted = true;
-    m_ordersFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    m_answersFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (m_ordersFd < 0 || m_answersFd < 0) {
-        return false;
-    }
-    try {
-        m_thread = std::thread([this] { loop(); });
-    } catch (const std::system_error&) {
-        return false;
-    }
-    pthread_setname_np(m_thread.native_handle(), "tarn-usm");
-    return true;
+    return m_thread.joinable();
 }
 
 void UsmThread::ask(UsmQuestion question)
 {
     if (start()) {
-        give({Verb::Ask, std::move(question)});
+        m_orders.put({Verb::Ask, std::move(question)});
     }
 }
 
@@ -91,14 +54,14 @@ void UsmThread::forget(Endpoint endpoint)
     if (m_thread.joinable()) {
         UsmQuestion question;
         question.endpoint = endpoint;
-        give({Verb::Forget, std::move(question)});
+        m_orders.put({Verb::Forget, std::move(question)});
     }
 }
 
 void UsmThread::reopen()
 {
     if (m_thread.joinable()) {
-        give({Verb::Reopen, {}});
+        m_orders.put({Verb::Reopen, {}});
     }
 }
 
@@ -106,20 +69,9 @@ std::vector<UsmAnswer> UsmThread::take()
 {
     std::vector<UsmAnswer> answers;
     if (m_thread.joinable()) {
-        clear(m_answersFd);
-        const MutexLock lock(m_mutex);
-        answers.swap(m_answers);
+        m_answers.take(answers);
     }
     return answers;
-}
-
-void UsmThread::give(Order order)
-{
-    {
-        const MutexLock lock(m_mutex);
-        m_orders.push_back(std::move(order));
-    }
-    signal(m_ordersFd);
 }
 
 // --- the thread ---
@@ -128,7 +80,7 @@ void UsmThread::loop()
 {
     std::vector<Order> orders;
     bool isBegun = false;
-    while (takeOrders(orders)) {
+    while (m_orders.take(orders)) {
         try {
             if (!isBegun) {
                 begin();
@@ -140,7 +92,8 @@ void UsmThread::loop()
                 }
                 receiveAll();
             }
-            pollfd waits[] = {{m_ordersFd, POLLIN, 0}, {m_port ? m_port->descriptor() : -1, POLLIN, 0}};
+            pollfd waits[] = {{m_orders.descriptor(), POLLIN, 0},
+                              {m_port ? m_port->descriptor() : -1, POLLIN, 0}};
             ::poll(waits, 2, -1);
         } catch (const std::exception&) { // out of memory: the next round may find some
             ::poll(nullptr, 0, kAfterFailure);
@@ -162,15 +115,6 @@ void UsmThread::begin()
         std::fprintf(stderr, "tarn: printers that are to be asked in version 3 stay unreachable: %s\n",
                      why.c_str());
     }
-}
-
-bool UsmThread::takeOrders(std::vector<Order>& orders)
-{
-    orders.clear();
-    clear(m_ordersFd);
-    const MutexLock lock(m_mutex);
-    orders.swap(m_orders);
-    return !m_stopping;
 }
 
 void UsmThread::carryOut(const Order& order)
@@ -245,11 +189,7 @@ void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step ste
         complain(entry, endpoint, step.complaint);
     }
     if (step.answer) {
-        {
-            const MutexLock lock(m_mutex);
-            m_answers.push_back({endpoint, entry.peer->ticket(), std::move(*step.answer)});
-        }
-        signal(m_answersFd);
+        m_answers.put({endpoint, entry.peer->ticket(), std::move(*step.answer)});
     }
 }
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tarn/src/base/clock.h"
-#include "tarn/src/base/mutex.h"
+#include "tarn/src/base/inbox.h"
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/datagram_port.h"
 #include "tarn/src/usm/usm_peer.h"
@@ -34,11 +34,11 @@ public:
     UsmThread(const UsmThread&) = delete;
     UsmThread& operator=(const UsmThread&) = delete;
 
-    void ask(UsmQuestion question) override TARN_EXCLUDES(m_mutex);
-    void forget(engine::Endpoint endpoint) override TARN_EXCLUDES(m_mutex);
-    void reopen() override TARN_EXCLUDES(m_mutex);
-    std::vector<UsmAnswer> take() override TARN_EXCLUDES(m_mutex);
-    int descriptor() const override { return m_answersFd; }
+    void ask(UsmQuestion question) override;
+    void forget(engine::Endpoint endpoint) override;
+    void reopen() override;
+    std::vector<UsmAnswer> take() override;
+    int descriptor() const override { return m_answers.descriptor(); }
 
 private:
     using UserPtr = std::shared_ptr<const engine::UsmUser>;
@@ -61,14 +61,12 @@ private:
     };
 
     bool start();
-    void give(Order order) TARN_EXCLUDES(m_mutex);
-    void loop() TARN_EXCLUDES(m_mutex);
+    void loop();
     void begin();
-    bool takeOrders(std::vector<Order>& orders) TARN_EXCLUDES(m_mutex);
     void carryOut(const Order& order);
     void speak(const UsmQuestion& question);
-    void receiveAll() TARN_EXCLUDES(m_mutex);
-    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step) TARN_EXCLUDES(m_mutex);
+    void receiveAll();
+    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step);
     std::shared_ptr<const UsmKeys> keysOf(const UserPtr& user);
     void complain(Entry& entry, const engine::Endpoint& endpoint, const std::string& what);
 
@@ -78,9 +76,6 @@ private:
 
     // the asking thread's
     std::thread m_thread;
-    bool m_isStarted = false;
-    int m_ordersFd = -1; // constant while the thread runs, as is the other
-    int m_answersFd = -1;
 
     // the thread's own
     SystemRandom m_random;
@@ -89,10 +84,8 @@ private:
     std::unordered_map<engine::Endpoint, Entry, engine::EndpointHash> m_entries;
     std::unordered_map<UserPtr, std::pair<std::shared_ptr<const UsmKeys>, std::string>> m_keys; // or why not
 
-    Mutex m_mutex;
-    std::vector<Order> m_orders TARN_GUARDED_BY(m_mutex);
-    std::vector<UsmAnswer> m_answers TARN_GUARDED_BY(m_mutex);
-    bool m_stopping TARN_GUARDED_BY(m_mutex) = false;
+    Inbox<Order> m_orders;
+    Inbox<UsmAnswer> m_answers;
 };
 
 } // namespace tarn::usm

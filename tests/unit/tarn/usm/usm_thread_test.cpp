@@ -7,6 +7,7 @@
 
 #include "tarn/src/usm/net_snmp_library.h"
 #include "tests/support/own_threads.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn::usm {
@@ -64,6 +65,22 @@ TEST(UsmThreadTest, BeginsWithTheFirstQuestion)
         EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 1);
     }
     EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 0);
+}
+
+TEST(UsmThreadTest, BeginsWithALaterQuestionWhereTheFirstFoundNoDescriptors)
+{
+    const BootClock clock;
+    const test::ScratchDirectory scratch;
+    const test::ScopedVariable path("SNMPCONFPATH", scratch.path(""));
+    UsmThread thread(clock, NetSnmpLibrary::kSoname);
+    {
+        const test::NoDescriptors none;
+        thread.ask(question(0x7F2B0901, user("authpass12")));
+        EXPECT_TRUE(thread.take().empty());
+    }
+    EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 0);
+    thread.ask(question(0x7F2B0901, user("authpass12")));
+    EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 1);
 }
 
 TEST(UsmThreadTest, WithoutTheLibraryOneLineIsSaidAndNothingIsAnswered)
