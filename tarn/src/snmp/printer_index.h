@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -54,6 +55,16 @@ struct PrinterIndex
     std::uint32_t& of(PrinterTable table) { return tables[static_cast<std::size_t>(table)]; }
     // Of a column's rows; the column is of the Printer-MIB.
     std::uint32_t of(ColumnId id) const { return tables[static_cast<std::size_t>(tableOf(id))]; }
+    // Then the index of a table that was empty cannot be told from the others'.
+    bool differsBetweenTables() const
+    {
+        return std::any_of(tables.begin(), tables.end(), [this](std::uint32_t i) { return i != tables[0]; });
+    }
 };
+
+inline bool operator==(const PrinterIndex& left, const PrinterIndex& right)
+{
+    return left.device == right.device && left.tables == right.tables;
+}
 
 } // namespace tarn::snmp

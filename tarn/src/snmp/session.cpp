@@ -23,7 +23,7 @@ void Session::Impl::begin(ReadKind kind)
             m_talk->now.tables[id] = m_talk->before.tables[id];
         }
         m_talk->now.vendor = m_talk->before.vendor;
-        return enter(Stage::Tables);
+        return enter(m_talk->index.differsBetweenTables() ? Stage::Find : Stage::Tables);
     case ReadKind::Fast:
         return enter(Stage::Fast);
     }

@@ -155,7 +155,9 @@ void Session::Impl::finishFind()
     }
     index.device = printer.value_or(devices.empty() ? 1 : devices.front());
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        index.of(tableOf(printerColumns[i])) = rows[i].empty() ? index.device : rows[i].front();
+        if (!rows[i].empty() || m_kind == ReadKind::Identity) { // an empty table keeps the index it had
+            index.of(tableOf(printerColumns[i])) = rows[i].empty() ? index.device : rows[i].front();
+        }
     }
     if (devices.empty()) {
         return enter(Stage::DeviceTypes);
@@ -331,8 +333,8 @@ void Session::Impl::finishVendor()
         m_oneFast = false;
         return end(ReadOutcome::Unusable);
     }
-    m_oneFast =
-        m_oneFast && m_sizing.limits().asksLike(m_fastLimits) && hasSameRows(known(), m_talk->now.tables);
+    m_oneFast = m_oneFast && m_sizing.limits().asksLike(m_fastLimits) && m_index == m_talk->index &&
+                hasSameRows(known(), m_talk->now.tables);
     m_index = m_talk->index;
     m_kept.keep(m_talk->now);
     publish(m_talk->now);

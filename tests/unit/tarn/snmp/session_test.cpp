@@ -86,6 +86,26 @@ TEST_P(ASession, ReadsTheWholeAgainInFewRequests)
     EXPECT_LE(requests, 4);
 }
 
+// Where one table is counted from 0 and another from 1, an empty one may turn out to be like either.
+TEST_P(ASession, FindsATableThatWasEmptyAtItsOwnIndex)
+{
+    agent = fixture("index-0-beside-1");
+    agent.v1 = GetParam() == Version::V1;
+    kel::testing::RecordedAgent full = agent;
+    agent.eraseTree("1.3.6.1.2.1.43.18");
+    read(ReadKind::Identity);
+    EXPECT_TRUE(session.status()->alerts.empty());
+    agent = full;
+    EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Changed);
+    EXPECT_EQ(session.status()->alerts.size(), 1u);
+    agent.eraseTree("1.3.6.1.2.1.43.18");
+    EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::NeedsFull);
+    read(ReadKind::Full);
+    EXPECT_TRUE(session.status()->alerts.empty());
+    agent = full;
+    EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::NeedsFull); // asked for where it was
+}
+
 TEST_P(ASession, KeepsTheVeryPictureWhereNothingMoved)
 {
     read(ReadKind::Identity);
