@@ -27,6 +27,22 @@ ModelText graded(const std::string& text)
     return {text, gradeModel(text)};
 }
 
+bool isBehindPrintServer(const PrinterTables& tables)
+{
+    const std::string* sysObjectId = tables[ColumnId::SysObjectId].firstText();
+    return sysObjectId != nullptr && isOfPrintServerMaker(*sysObjectId);
+}
+
+// A print server may say there what it is itself.
+ModelText gradedDevice(const PrinterTables& tables)
+{
+    ModelText device = graded(firstTextOf(tables, ColumnId::HrDeviceDescr));
+    if (device.grade == ModelGrade::Model && isBehindPrintServer(tables)) {
+        device.grade = ModelGrade::Platform;
+    }
+    return device;
+}
+
 // prtGeneralPrinterName is the administrator's to choose, and many networks' to make up.
 ModelText gradedName(const PrinterTables& tables)
 {
@@ -64,9 +80,13 @@ void buildIdentity(const PrinterTables& tables, const VendorFacts& vendor, devic
             status.serialNumber = serial;
         }
     }
-    status.model = modelOf({graded(hrDeviceDescr), graded(vendor.model), gradedName(tables),
-                            graded(modelInDescription(sysDescr)), graded(sysDescr)},
-                           status.serialNumber);
+    status.model =
+        modelOf({gradedDevice(tables),
+                 graded(vendor.model),
+                 gradedName(tables),
+                 graded(modelInDescription(sysDescr)),
+                 {sysDescr, isBehindPrintServer(tables) ? ModelGrade::None : gradeModel(sysDescr)}},
+                status.serialNumber);
     for (const std::string& text : {sysDescr, hrDeviceDescr, status.model}) {
         if (status.description.empty()) {
             status.description = text;
@@ -161,8 +181,7 @@ bool holdsPrinter(const PrinterTables& tables, const VendorFacts& vendor)
 bool lacksIdentity(const PrinterTables& tables)
 {
     const std::string serial = standardSerial(tables);
-    const std::string hrDeviceDescr = firstTextOf(tables, ColumnId::HrDeviceDescr);
-    return serial.empty() || gradeModel(hrDeviceDescr) != ModelGrade::Model ||
+    return serial.empty() || gradedDevice(tables).grade != ModelGrade::Model ||
            tables[ColumnId::PrtMarkerLifeCount].empty();
 }
 

@@ -77,7 +77,25 @@ std::optional<std::uint32_t> enterpriseOf(const std::string& sysObjectId)
     return static_cast<std::uint32_t>(std::strtoul(sysObjectId.c_str() + root.size(), nullptr, 10));
 }
 
+constexpr std::uint32_t printServerMakers[] = {
+    171,  // D-Link: DP-301P+
+    244,  // Lantronix: EPS2
+    343,  // Intel: NetportExpress
+    368,  // Axis: AXIS 5600+
+    683,  // Extended Systems: ExtendNet
+    1229, // SEH: InterCon PS03
+    3955, // Linksys: PSUS4
+    4526, // Netgear: PS121
+};
+
 } // namespace
+
+bool isOfPrintServerMaker(const std::string& sysObjectId)
+{
+    const std::optional<std::uint32_t> enterprise = enterpriseOf(sysObjectId);
+    return enterprise && std::find(std::begin(printServerMakers), std::end(printServerMakers), *enterprise) !=
+                             std::end(printServerMakers);
+}
 
 std::vector<const VendorObject*> vendorObjectsFor(const std::string& sysObjectId)
 {

@@ -40,6 +40,10 @@ struct VendorObject
 // device that does not say what it is, or whose agent is a general one, is asked for all: they are few.
 std::vector<const VendorObject*> vendorObjectsFor(const std::string& sysObjectId);
 
+// Whether the agent is of somebody who makes print servers and no printers: what it calls itself is no
+// printer.
+bool isOfPrintServerMaker(const std::string& sysObjectId);
+
 // The field's value, or nothing when the octets do not carry it.
 std::optional<std::string> vendorText(const VendorObject& object, const std::string& octets);
 std::optional<std::int64_t> vendorNumber(const std::string& octets); // of a TagList

@@ -267,6 +267,24 @@ TEST(Picture, TakesTheModelFromTheDeviceIdBehindAnyMakersPrintServer)
     EXPECT_EQ(pictureOf(agent).model, "");
 }
 
+TEST(Picture, TakesNoTextOfAPrintServersMakerForTheModel)
+{
+    kel::testing::RecordedAgent agent = fixture("device-id-behind-server");
+    kel::testing::RecordedAgent::Value maker;
+    maker.type = ValueType::ObjectId;
+    maker.oid = parseOid("1.3.6.1.4.1.171.11.1");
+    agent.set("1.3.6.1.2.1.1.2.0", maker);
+    agent.setText("1.3.6.1.2.1.1.1.0", "DP-301P+");
+    agent.setText("1.3.6.1.2.1.25.3.2.1.3.1", "DP-301P+");
+    EXPECT_EQ(pictureOf(agent).model, "Acme Labels ZT4-300dpi");
+    agent.erase("1.3.6.1.4.1.11.2.3.9.1.1.7.0");
+    agent.erase("1.3.6.1.2.1.43.5.1.1.16.1");
+    agent.setText("1.3.6.1.2.1.25.3.2.1.3.1", "Acme Jet 100"); // it may be the printer's
+    EXPECT_EQ(pictureOf(agent).model, "Acme Jet 100");
+    agent.erase("1.3.6.1.2.1.25.3.2.1.3.1");
+    EXPECT_EQ(pictureOf(agent).model, "");
+}
+
 TEST(Picture, KeepsAPlatformsNameWhereNothingSaysMore)
 {
     kel::testing::RecordedAgent agent = fixture("platform-name");

@@ -31,6 +31,15 @@ TEST(Quirks, AskAllWhereNothingTellsTheMaker)
     EXPECT_EQ(vendorObjectsFor("1.3.6.1.4.1.55555").size(), 3u);
 }
 
+TEST(Quirks, KnowMakersOfPrintServers)
+{
+    EXPECT_TRUE(isOfPrintServerMaker("1.3.6.1.4.1.683.6"));
+    EXPECT_TRUE(isOfPrintServerMaker("1.3.6.1.4.1.171.11.1"));
+    EXPECT_FALSE(isOfPrintServerMaker("1.3.6.1.4.1.1710.11.1"));
+    EXPECT_FALSE(isOfPrintServerMaker("1.3.6.1.4.1.11.2.3.9.1"));
+    EXPECT_FALSE(isOfPrintServerMaker(""));
+}
+
 TEST(Quirks, EveryObjectHasAnIdentifierAndASymptom)
 {
     for (const VendorObject* object : vendorObjectsFor("")) {
