@@ -205,8 +205,10 @@ bool isBare(const Json::Value& supply)
 // Far above its own capacity, a level is in some other unit: something is left, no percentage of anything.
 bool isBeyondCapacity(const Json::Value& supply)
 {
-    return supply["level"].isInt() && supply["max"].isInt() && supply["max"].asInt() > 0 &&
-           supply["unit"] != 19 && supply["level"].asInt64() * 10 > supply["max"].asInt64() * 11;
+    constexpr int unitPercent = 19; // of 100, whatever the capacity says
+    const Json::Value max = supply["unit"] == unitPercent ? Json::Value(100) : supply["max"];
+    return supply["level"].isInt() && max.isInt() && max.asInt() > 0 &&
+           supply["level"].asInt64() * 10 > max.asInt64() * 11;
 }
 
 std::string supplyLevelText(const Json::Value& supply)
@@ -325,7 +327,7 @@ Judgement judgeTrays(const Reading& reading, const Json::Value& computed)
             const bool known = max.isInt() && max.asInt() > 0;
             percent = known ? Json::Value(100.0 * level.asInt() / max.asInt()) : Json::Value();
         }
-        wantedText += levelText(percent) + ",";
+        wantedText += (isBeyondCapacity(wanted[i]) ? "some" : levelText(percent)) + ",";
     }
     return compared("trays", seenText, wantedText);
 }
