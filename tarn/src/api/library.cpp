@@ -1,9 +1,6 @@
 #include "tarn/src/api/library.h"
 
-#include "tarn/src/api/text.h"
 #include "tarn/src/base/files.h"
-#include "tarn/src/base/json_input.h"
-#include "tarn/src/base/json_text.h"
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/src/ipp/ipp_backends.h"
@@ -23,9 +20,6 @@ namespace {
 
 constexpr const char kNetworkBackend[] = "sm";
 constexpr const char kIppBackend[] = "ipp";
-constexpr const char kUsbBackend[] = "smusb";
-constexpr const char kDetectModel[] = "自动识别";
-constexpr std::size_t kLargestOptions = 1u << 20;
 constexpr std::size_t kLargestCache = 64u << 20;
 // New identities are collected for so long before the cache is written.
 constexpr Milliseconds kSaveDelay{3000};
@@ -39,21 +33,6 @@ std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
         picture.description = identity->description;
     }
     return engine::unmetSnapshot(picture);
-}
-
-// Whether name is one of the names joined by "|".
-bool isAmong(std::string_view name, std::string_view joined)
-{
-    for (;;) {
-        const std::size_t bar = joined.find('|');
-        if (joined.substr(0, bar) == name) {
-            return true;
-        }
-        if (bar == std::string_view::npos) {
-            return false;
-        }
-        joined.remove_prefix(bar + 1);
-    }
 }
 
 std::unique_ptr<engine::Backend> usbPrinters(const Clock& clock, Random& /*random*/,
@@ -78,9 +57,9 @@ Library::Parts Library::realParts()
 Library::Library(Parts parts)
     : m_clock(std::move(parts.clock)), m_random(std::move(parts.random)), m_config(std::move(parts.config)),
       m_cachePath(std::move(parts.cachePath)),
-      m_nowhere(
-          std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
-      m_index(std::make_shared<Index>()), m_engine(*m_clock, *this)
+      m_roster(m_index,
+               std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
+      m_engine(*m_clock, *this)
 {
     m_engine.addBackend(std::make_unique<engine::SnmpPoller>(*m_clock, *m_random, std::move(parts.port),
                                                              m_engine, std::move(parts.dialogues)));
@@ -92,10 +71,6 @@ Library::Library(Parts parts)
 Library::~Library()
 {
     stop();
-    const MutexLock lock(m_mutex);
-    for (char* text : m_modelTexts) {
-        deleteInterned(text);
-    }
 }
 
 bool Library::start()
@@ -119,29 +94,9 @@ void Library::stop()
 
 int Library::setOptions(std::string_view text)
 {
-    const std::optional<Json::Value> root = parseJson(text, kLargestOptions);
-    if (!root || !root->isObject()) {
-        return TARN_E_DOCUMENT;
-    }
     const MutexLock lock(m_mutex);
-    if (const Json::Value& value = (*root)["enable_backends"]; value.isString()) {
-        m_networkEnabled = isAmong(kNetworkBackend, value.asString());
-        m_usbEnabled = isAmong(kUsbBackend, value.asString());
-    }
-    if (const Json::Value& value = (*root)["enable_ipp"]; value.isBool()) {
-        m_ippEnabled = value.asBool();
-    }
-    if (const Json::Value& value = (*root)["enable_set_printer_list"]; value.isBool()) {
-        m_listAccepted = value.asBool();
-    }
-    if (const Json::Value& value = (*root)["enable_cache"]; value.isBool()) {
-        m_cacheEnabled = value.asBool();
-    }
-    if (const Json::Value& value = (*root)["enable_usb_printer_discovery"]; value.isBool()) {
-        m_usbWanted = value.asBool();
-    }
-    if (const Json::Value& value = (*root)["enable_cups_printer"]; value.isBool()) {
-        m_cupsWanted = value.asBool();
+    if (!m_options.parse(text)) {
+        return TARN_E_DOCUMENT;
     }
     orderDiscoveries();
     return TARN_OK;
@@ -153,10 +108,10 @@ int Library::setPrinterList(std::string_view text)
         const MutexLock lock(m_mutex);
         m_exchanged = true;
         orderDiscoveries();
-        if (!m_listAccepted) {
+        if (!m_options.acceptsList) {
             return TARN_E_DISABLED;
         }
-        if (m_listKnown && m_listText == text) {
+        if (m_roster.isNamedBy(text)) {
             return TARN_OK;
         }
     }
@@ -169,99 +124,51 @@ int Library::setPrinterList(std::string_view text)
         return TARN_E_NOT_READY;
     }
     loadCache();
-    const std::vector<TargetPtr> fresh = apply(std::move(*printers));
-    m_listText = text;
-    m_listKnown = true;
-    awaitFirstMeeting(fresh);
+    const auto makeTarget = [this](std::uint32_t address)
+                                TARN_REQUIRES(m_mutex) { return newTarget(address); };
+    for (TargetPtr& gone : m_roster.name(text, std::move(*printers), makeTarget)) {
+        m_engine.unwatch(std::move(gone));
+    }
+    awaitFirstMeeting();
     return TARN_OK;
-}
-
-// Takes over the list. Returns the targets of addresses that were never met.
-std::vector<Library::TargetPtr> Library::apply(std::vector<ListedPrinter> printers)
-{
-    std::unordered_map<std::uint32_t, TargetPtr> targets;
-    std::vector<TargetPtr> fresh;
-    for (const ListedPrinter& printer : printers) {
-        if (!printer.address) {
-            continue;
-        }
-        TargetPtr& place = targets[*printer.address];
-        if (!place) {
-            const auto known = m_targets.find(*printer.address);
-            place = known != m_targets.end() ? known->second : newTarget(*printer.address);
-            if (m_networkEnabled && m_cache.find(*printer.address) == nullptr) {
-                fresh.push_back(place);
-            }
-        }
-    }
-    for (const auto& [address, target] : m_targets) {
-        if (targets.find(address) == targets.end()) {
-            m_engine.unwatch(target);
-        }
-    }
-    m_targets.swap(targets);
-    publishIndex(std::move(printers));
-    return fresh;
-}
-
-// Of the printers that were named, whose targets are in m_targets, and those that were found.
-void Library::publishIndex(std::vector<ListedPrinter> printers)
-{
-    auto fresh = std::make_shared<Index>();
-    fresh->printers = std::move(printers);
-    for (const auto& entry : m_rosters) {
-        fresh->discovered.insert(fresh->discovered.end(), entry.second.begin(), entry.second.end());
-    }
-    fresh->byName.reserve(fresh->printers.size() + fresh->discovered.size());
-    for (const ListedPrinter& printer : fresh->printers) { // the first of equal names stays
-        fresh->byName.emplace(printer.printerName,
-                              printer.address ? m_targets.find(*printer.address)->second : m_nowhere);
-    }
-    for (const DiscoveredPrinter& printer : fresh->discovered) {
-        fresh->byName.emplace(printer.name, printer.target);
-    }
-    m_listRendered = false;
-    std::shared_ptr<const Index> shared = std::move(fresh);
-    const WriteLock lock(m_indexGate);
-    m_index.swap(shared); // the old one dies after the lock
-}
-
-std::shared_ptr<const Library::Index> Library::index() const
-{
-    const ReadLock lock(m_indexGate);
-    return m_index;
 }
 
 // Tells the engine what to look for, once the program has had its chance to set options.
 void Library::orderDiscoveries()
 {
-    const bool usb = m_exchanged && m_usbEnabled && m_usbWanted;
-    const bool cups = m_exchanged && m_cupsWanted;
-    if (usb != m_findsUsb) {
-        m_findsUsb = usb;
-        m_engine.discover(engine::Discovery::Usb, usb);
-    }
-    if (cups != m_findsCups) {
-        m_findsCups = cups;
-        m_engine.discover(engine::Discovery::Cups, cups);
+    orderDiscovery(engine::Discovery::Usb, m_exchanged && m_options.discoversUsb());
+    orderDiscovery(engine::Discovery::Cups, m_exchanged && m_options.discoversCups());
+}
+
+void Library::orderDiscovery(engine::Discovery discovery, bool on)
+{
+    if (on ? m_discoveries.insert(discovery).second : m_discoveries.erase(discovery) != 0) {
+        m_engine.discover(discovery, on);
     }
 }
 
-Library::TargetPtr Library::newTarget(std::uint32_t address)
+TargetPtr Library::newTarget(std::uint32_t address)
 {
     auto target = std::make_shared<Target>(m_config.addressFor(address),
                                            rememberedSnapshot(m_cache.find(address)), m_clock->now());
-    if (m_networkEnabled) {
+    if (m_options.usesNetwork) {
         m_engine.watch(kNetworkBackend, target);
     }
-    if (m_networkEnabled && m_ippEnabled) {
+    if (m_options.usesNetwork && m_options.usesIpp) {
         m_engine.watch(kIppBackend, target);
     }
     return target;
 }
 
-void Library::awaitFirstMeeting(const std::vector<TargetPtr>& fresh)
+// Of the addresses in the list that were never met.
+void Library::awaitFirstMeeting()
 {
+    std::vector<TargetPtr> fresh;
+    for (const auto& [address, target] : m_roster.targets()) {
+        if (m_options.usesNetwork && m_cache.find(address) == nullptr) {
+            fresh.push_back(target);
+        }
+    }
     const auto deadline = std::chrono::steady_clock::now() + kFirstMeeting;
     bool inTime = true;
     for (const TargetPtr& target : fresh) {
@@ -284,7 +191,7 @@ void Library::rememberIdentity(Target& target)
     const device::DeviceStatus picture = snapshot->picture.unpacked();
     if (m_cache.remember(target.address().endpoint.address,
                          {picture.model, picture.serialNumber, picture.description})) {
-        m_listRendered = false;
+        m_roster.identitiesChanged();
         m_saveAt = std::min(m_saveAt, m_clock->now() + kSaveDelay);
     }
 }
@@ -294,79 +201,33 @@ std::string Library::printerList()
     const MutexLock lock(m_mutex);
     m_exchanged = true;
     orderDiscoveries();
-    if (!m_listRendered) {
-        m_listDocument = renderList();
-        m_listRendered = true;
-    }
-    return m_listDocument;
-}
-
-std::string Library::renderList() const
-{
-    const std::shared_ptr<const Index> index = this->index();
-    std::string out = "[";
-    for (const ListedPrinter& printer : index->printers) {
-        const Identity* identity = printer.address ? m_cache.find(*printer.address) : nullptr;
-        if (out.size() > 1) {
-            out += ',';
-        }
-        appendListed(out, printer, identity != nullptr ? identity->model : std::string_view(),
-                     identity != nullptr ? identity->description : std::string_view());
-    }
-    for (const DiscoveredPrinter& printer : index->discovered) {
-        if (out.size() > 1) {
-            out += ',';
-        }
-        catalog::appendListed(out, printer);
-    }
-    out += ']';
-    return out;
+    return m_roster.document(m_cache);
 }
 
 char* Library::models()
 {
     const MutexLock lock(m_mutex);
     loadCache();
-    if (!m_modelTexts.empty() && m_modelsInText == m_cache.modelCount()) {
-        return m_modelTexts.back();
-    }
-    std::string out = "[{";
-    appendJsonMember(out, "model", kDetectModel);
-    for (const std::string& model : m_cache.models()) {
-        out += "},{";
-        appendJsonMember(out, "model", model);
-    }
-    out += "}]";
-    m_modelTexts.reserve(m_modelTexts.size() + 1);
-    char* const text = newInternedText(out);
-    if (text != nullptr) {
-        m_modelTexts.push_back(text);
-        m_modelsInText = m_cache.modelCount();
-    }
-    return text;
+    return m_modelTexts.document(m_cache.models());
 }
 
 int Library::open(std::string_view name, OpenedPrinter& out)
 {
-    const ReadLock lock(m_indexGate);
-    const auto found = m_index->byName.find(name);
-    if (found == m_index->byName.end()) {
-        return TARN_E_UNKNOWN;
-    }
-    Target& target = *found->second;
-    const TimePoint now = m_clock->now();
-    if (target.markOpened(now)) {
-        m_engine.wake(found->second);
-    }
-    out.snapshot = target.snapshot();
-    const std::optional<TimePoint> answered = target.lastAnswer();
-    out.ageMs = answered ? (now - *answered).count() : -1;
-    return TARN_OK;
+    const bool isKnown = m_index.withTarget(name, [&](const TargetPtr& target) {
+        const TimePoint now = m_clock->now();
+        if (target->markOpened(now)) {
+            m_engine.wake(target);
+        }
+        out.snapshot = target->snapshot();
+        const std::optional<TimePoint> answered = target->lastAnswer();
+        out.ageMs = answered ? (now - *answered).count() : -1;
+    });
+    return isKnown ? TARN_OK : TARN_E_UNKNOWN;
 }
 
 void Library::loadCache()
 {
-    if (m_cacheLoaded || !m_cacheEnabled || m_cachePath.empty()) {
+    if (m_cacheLoaded || !m_options.usesCache || m_cachePath.empty()) {
         return;
     }
     m_cacheLoaded = true;
@@ -379,7 +240,7 @@ void Library::saveCache()
     {
         const MutexLock lock(m_mutex);
         m_saveAt = kNever;
-        if (!m_cache.isDirty() || !m_cacheEnabled || m_cachePath.empty()) {
+        if (!m_cache.isDirty() || !m_options.usesCache || m_cachePath.empty()) {
             return;
         }
         text = m_cache.text();
@@ -402,8 +263,7 @@ void Library::targetChanged(Target& target)
 void Library::rosterChanged(engine::Discovery discovery, std::vector<DiscoveredPrinter> roster)
 {
     const MutexLock lock(m_mutex);
-    m_rosters[discovery] = std::move(roster);
-    publishIndex(index()->printers);
+    m_roster.setDiscovered(discovery, std::move(roster));
 }
 
 TimePoint Library::housekeeping(TimePoint now)

@@ -1,0 +1,42 @@
+#include "tarn/src/api/model_texts.h"
+
+#include "tarn/src/api/text.h"
+#include "tarn/src/base/json_text.h"
+
+namespace tarn::api {
+
+namespace {
+
+constexpr const char kDetectModel[] = "自动识别";
+
+} // namespace
+
+ModelTexts::~ModelTexts()
+{
+    for (char* text : m_texts) {
+        deleteInterned(text);
+    }
+}
+
+char* ModelTexts::document(const std::vector<std::string>& models)
+{
+    if (!m_texts.empty() && m_count == models.size()) {
+        return m_texts.back();
+    }
+    std::string out = "[{";
+    appendJsonMember(out, "model", kDetectModel);
+    for (const std::string& model : models) {
+        out += "},{";
+        appendJsonMember(out, "model", model);
+    }
+    out += "}]";
+    m_texts.reserve(m_texts.size() + 1);
+    char* const text = newInternedText(out);
+    if (text != nullptr) {
+        m_texts.push_back(text);
+        m_count = models.size();
+    }
+    return text;
+}
+
+} // namespace tarn::api
