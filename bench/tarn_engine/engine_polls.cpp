@@ -70,7 +70,7 @@ public:
         const auto end = begun + std::chrono::duration<double>(seconds);
         auto heard = begun;
         while (SteadyClock::now() < end) {
-            while (asked - answers + 64 <= engine::SnmpPoller::kMostInFlight) {
+            while (asked - answers + 64 <= engine::SnmpPoller::kMostAnsweringInFlight) {
                 batch.clear();
                 for (std::uint64_t i = 0; i < 64; ++i) {
                     const auto printer = static_cast<std::uint32_t>((asked + i) % kPrinters);

@@ -33,7 +33,7 @@ public:
         m_batch.reserve(kBatch);
     }
 
-    std::size_t send(const Datagram* batch, std::size_t count) override
+    std::size_t send(tarn::engine::Lane, const Datagram* batch, std::size_t count) override
     {
         for (std::size_t i = 0; i < count; ++i) {
             Letter& letter = m_sent[m_sentCount++];

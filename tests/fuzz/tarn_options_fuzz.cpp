@@ -13,7 +13,7 @@ namespace {
 class NoPort final : public tarn::engine::DatagramPort
 {
 public:
-    std::size_t send(const tarn::engine::Datagram*, std::size_t count) override { return count; }
+    std::size_t send(tarn::engine::Lane, const tarn::engine::Datagram*, std::size_t count) override { return count; }
     const std::vector<tarn::engine::Datagram>& receive() override { return m_nothing; }
     bool reopen() override { return false; }
     int descriptor() const override { return -1; }

@@ -48,7 +48,7 @@ class SimulatedSegment::Port final : public tarn::engine::DatagramPort
 public:
     explicit Port(SimulatedSegment& segment) : m_segment(segment) {}
 
-    std::size_t send(const Datagram* batch, std::size_t count) override
+    std::size_t send(tarn::engine::Lane, const Datagram* batch, std::size_t count) override
     {
         std::for_each(batch, batch + count, [this](const Datagram& datagram) { m_segment.carry(datagram); });
         return count;

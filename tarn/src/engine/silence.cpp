@@ -9,6 +9,9 @@ namespace {
 constexpr Milliseconds kFirstPatience{1000};
 constexpr Milliseconds kNextPatience{2000};
 constexpr Milliseconds kLongestPatience{5000}; // while it counts as reachable
+constexpr Milliseconds kShortestFlight{100};
+constexpr Milliseconds kUnknownFlight{400}; // of a network that nobody has answered on yet
+constexpr Milliseconds kLongestFlight{2000};
 constexpr unsigned kMissesToOffline = 3;
 constexpr Milliseconds kSilenceToOffline{5000};
 constexpr Milliseconds kSoon{120000}; // of silence, during which it may well come back
@@ -18,10 +21,16 @@ constexpr Milliseconds kLatestInterval{30000};
 
 } // namespace
 
+void RoundTrip::add(Milliseconds sample)
+{
+    const auto ms = static_cast<unsigned>(std::clamp<std::int64_t>(sample.count(), 1, 60000));
+    m_ms = m_ms == 0 ? ms : (m_ms * 3 + ms) / 4;
+}
+
 Milliseconds Silence::patience(TimePoint now, Random& random) const
 {
     if (!m_offline) {
-        const Milliseconds known(2 * m_roundTripMs);
+        const Milliseconds known = 2 * m_roundTrip.time();
         return std::clamp(known, m_misses == 0 ? kFirstPatience : kNextPatience, kLongestPatience);
     }
     const Milliseconds silent = now - m_since;
@@ -36,10 +45,21 @@ Milliseconds Silence::patience(TimePoint now, Random& random) const
     return longest - Milliseconds(random.below(jitter + 1));
 }
 
+Milliseconds Silence::flight(const RoundTrip& ofAll) const
+{
+    if (m_misses > 0) {
+        return kShortestFlight;
+    }
+    if (!m_roundTrip.isKnown() && !ofAll.isKnown()) {
+        return kUnknownFlight;
+    }
+    const Milliseconds usual = m_roundTrip.isKnown() ? 4 * m_roundTrip.time() : 2 * ofAll.time();
+    return std::clamp(usual, kShortestFlight, kLongestFlight);
+}
+
 void Silence::answered(Milliseconds roundTrip)
 {
-    const auto ms = static_cast<unsigned>(std::clamp<std::int64_t>(roundTrip.count(), 0, 60000));
-    m_roundTripMs = m_roundTripMs == 0 ? ms : (m_roundTripMs * 3 + ms) / 4;
+    m_roundTrip.add(roundTrip);
     m_misses = 0;
     m_offline = false;
 }

@@ -5,6 +5,19 @@
 
 namespace tarn::engine {
 
+// RoundTrip is how long answers take, smoothed.
+class RoundTrip final
+{
+public:
+    void add(Milliseconds sample);
+    bool isKnown() const { return m_ms != 0; }
+    // 0 while it is not known, else at least 1.
+    Milliseconds time() const { return Milliseconds(m_ms); }
+
+private:
+    unsigned m_ms = 0;
+};
+
 // Silence keeps the score of one printer's unanswered requests: how patient to be, when it counts as
 // unreachable, and how seldom it is then asked.
 //
@@ -21,11 +34,18 @@ public:
     bool isOffline() const { return m_offline; }
     bool isSilent() const { return m_misses > 0; }
     unsigned misses() const { return m_misses; }
+    // It did not answer what it was asked last, or never anything: it may be dead.
+    bool isSuspect() const { return m_misses > 0 || !m_roundTrip.isKnown(); }
     // When the first of the unanswered requests was sent.
     TimePoint since() const { return m_since; }
 
     // How long to wait for the answer to a request that is sent now, before it is repeated.
     Milliseconds patience(TimePoint now, Random& random) const;
+
+    // How long an answer may well be on its way: for so long a request takes up room among those in flight.
+    // Of who missed the last one nothing is on its way, and many of them must not hold others up; who never
+    // answered is thought to take as long as all others do.
+    Milliseconds flight(const RoundTrip& ofAll) const;
 
     // The answer came, so long after the request was sent for the first time.
     void answered(Milliseconds roundTrip);
@@ -38,7 +58,7 @@ public:
 private:
     TimePoint m_since{};
     unsigned m_misses = 0;
-    unsigned m_roundTripMs = 0; // smoothed
+    RoundTrip m_roundTrip;
     bool m_offline = false;
 };
 

@@ -76,7 +76,7 @@ struct SnmpPeer
         false; // Waiting or Queued, and its dialogue is to begin the conversation when it is its turn
     bool unheard = false;  // the dialogue does not know of the present request, which repeats its last one
     bool sentOnce = false; // the present request has been on the network
-    bool countsSilent = false; // in flight on the account of the silent
+    bool countsSuspect = false; // in flight on the account of those that may be dead
 };
 
 } // namespace tarn::engine

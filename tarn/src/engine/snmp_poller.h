@@ -18,8 +18,10 @@ namespace tarn::engine {
 // SnmpPoller is the back-end "sm": it keeps the pictures of all its targets fresh over SNMP v1 and v2c.
 //
 // Invariants
-//  (1) One request at a time to one printer; at most kMostInFlight altogether, of which the silent printers
-//      have at most kMostSilentInFlight, so that a dead network segment holds nobody else up.
+//  (1) One request at a time to one printer; of printers that answer at most kMostAnsweringInFlight. Printers
+//  that
+//      may be dead (Silence::isSuspect) have a lane of their own with kMostSuspectsInFlight, each for a
+//      moment only: a segment that falls silent holds nobody else up.
 //  (2) A reply is found by source address and port together, in constant time, and then held against the
 //      one request that is open there; what does not match changes nothing.
 //  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
@@ -33,18 +35,17 @@ namespace tarn::engine {
 class SnmpPoller final : public Backend
 {
 public:
-    static constexpr std::size_t kMostInFlight = 256;
-    static constexpr std::size_t kMostSilentInFlight = 96;
+    static constexpr std::size_t kMostAnsweringInFlight = 256; // a socket's buffer may hold no more answers
+    static constexpr std::size_t kMostSuspectsInFlight = 128;
+    static constexpr std::size_t kMostInFlight = kMostAnsweringInFlight + kMostSuspectsInFlight;
     static constexpr std::size_t kThrong = 64;  // so many answers on their way may not wait for each other
     static constexpr std::size_t kStrays = 4;   // more that nobody asked for, in one run(), are a flood
     static constexpr Milliseconds kFlood{1000}; // for so long after that
     static constexpr unsigned kMostRequests = 400;
     static constexpr unsigned kMostSpoilt = 16; // malformed answers to one request that are decoded at all
     static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
-    static constexpr Milliseconds kFlight{2000};    // after that a request no longer counts as in flight
-    static constexpr Milliseconds kSilentFlight{1000};
-    static constexpr Milliseconds kSleep{10000}; // run() so late means that the machine slept
-    static constexpr unsigned kStartsPerMs = 3;  // many printers at once begin one after the other
+    static constexpr Milliseconds kSleep{10000};    // run() so late means that the machine slept
+    static constexpr unsigned kStartsPerMs = 3;     // many printers at once begin one after the other
     static constexpr Milliseconds kLongestSpread{5000};
 
     SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
@@ -58,12 +59,9 @@ public:
     void run() override;
     TimePoint nextDeadline() const override;
     int descriptor() const override { return m_port->descriptor(); }
-    bool isThronged() const override
-    {
-        return m_inFlight - m_silentInFlight > kThrong || m_now < m_floodedUntil;
-    }
+    bool isThronged() const override { return m_answeringInFlight > kThrong || m_now < m_floodedUntil; }
 
-    std::size_t inFlight() const { return m_inFlight; }
+    std::size_t inFlight() const { return m_answeringInFlight + m_suspectsInFlight; }
     const VerdictCounts& verdicts() const { return m_verdicts; }
 
 private:
@@ -103,7 +101,7 @@ private:
     // sending
     void keepQuestion(SnmpPeer& peer);
     void sendQueued();
-    bool sendSome(Queue& queue, std::size_t room);
+    bool sendSome(Queue& queue, Lane lane, std::size_t room);
     SnmpPeer* peerAt(const Endpoint& endpoint);
     void fetchQueued(const Queue& queue, std::size_t room);
     SnmpPeer* takeQueued(Queue& queue);
@@ -129,18 +127,19 @@ private:
 
     std::unordered_map<Endpoint, std::unique_ptr<SnmpPeer>, EndpointHash> m_peers;
     DeadlineHeap<SnmpPeer> m_deadlines;
-    Queue m_underway;    // of printers that answer, in the middle of a conversation
-    Queue m_queue;       // of printers that answer, with a conversation's first request
-    Queue m_silentQueue; // of the others
+    Queue m_underway; // of printers that answer, in the middle of a conversation
+    Queue m_queue;    // of printers that answer, with a conversation's first request
+    Queue m_suspects; // of those that may be dead
     QuestionPool m_questions;
     std::vector<SnmpPeer*> m_senders; // of the batch that is being received; null: nobody that is asked
     std::vector<SnmpPeer*> m_batch;
     std::vector<std::string> m_sameQuestions; // as they are sent, at their places in the batch
     std::vector<Datagram> m_datagrams;
     std::size_t m_unasked = 0; // datagrams of the present run() that answered nothing
-    std::size_t m_inFlight = 0;
-    std::size_t m_silentInFlight = 0;
-    TimePoint m_now{}; // of the present run()
+    std::size_t m_answeringInFlight = 0;
+    std::size_t m_suspectsInFlight = 0;
+    TimePoint m_now{};     // of the present run()
+    RoundTrip m_roundTrip; // of all printers
     Reopening m_reopening;
     TimePoint m_floodedUntil{};
     TimePoint m_nextStart{};

@@ -128,6 +128,7 @@ void SnmpPoller::heard(SnmpPeer& peer)
 {
     m_reopening.answered(m_now);
     peer.silence.answered(m_now - peer.firstSent);
+    m_roundTrip.add(m_now - peer.firstSent);
     dropRequest(peer);
     peer.target->markAnswered(m_now);
     publishSignOfLife(*peer.target, peer.liveliness, m_listener);
@@ -246,7 +247,7 @@ void SnmpPoller::enqueue(SnmpPeer& peer)
 {
     setPhase(peer, Phase::Queued);
     m_deadlines.remove(peer);
-    Queue& queue = peer.silence.isOffline() ? m_silentQueue : peer.requests > 1 ? m_underway : m_queue;
+    Queue& queue = peer.silence.isSuspect() ? m_suspects : peer.requests > 1 ? m_underway : m_queue;
     queue.push_back({peer.target->address().endpoint, ++peer.ticket});
 }
 
@@ -260,14 +261,12 @@ void SnmpPoller::dropRequest(SnmpPeer& peer)
 void SnmpPoller::setPhase(SnmpPeer& peer, Phase phase)
 {
     if (peer.phase == Phase::InFlight) {
-        --m_inFlight;
-        m_silentInFlight -= peer.countsSilent ? 1 : 0;
+        --(peer.countsSuspect ? m_suspectsInFlight : m_answeringInFlight);
     }
     peer.phase = phase;
     if (phase == Phase::InFlight) {
-        peer.countsSilent = peer.silence.isOffline();
-        ++m_inFlight;
-        m_silentInFlight += peer.countsSilent ? 1 : 0;
+        peer.countsSuspect = peer.silence.isSuspect();
+        ++(peer.countsSuspect ? m_suspectsInFlight : m_answeringInFlight);
     }
 }
 
@@ -277,15 +276,14 @@ void SnmpPoller::sendQueued()
 {
     m_sendAgainAt = kNever;
     for (Queue* const queue : {&m_underway, &m_queue}) {
-        while (!queue->empty() && m_inFlight < kMostInFlight) {
-            if (!sendSome(*queue, kMostInFlight - m_inFlight)) {
+        while (!queue->empty() && m_answeringInFlight < kMostAnsweringInFlight) {
+            if (!sendSome(*queue, Lane::Answering, kMostAnsweringInFlight - m_answeringInFlight)) {
                 return;
             }
         }
     }
-    while (!m_silentQueue.empty() && m_inFlight < kMostInFlight && m_silentInFlight < kMostSilentInFlight) {
-        if (!sendSome(m_silentQueue,
-                      std::min(kMostInFlight - m_inFlight, kMostSilentInFlight - m_silentInFlight))) {
+    while (!m_suspects.empty() && m_underway.empty() && m_suspectsInFlight < kMostSuspectsInFlight) {
+        if (!sendSome(m_suspects, Lane::Suspect, kMostSuspectsInFlight - m_suspectsInFlight)) {
             return;
         }
     }
@@ -329,7 +327,7 @@ const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t 
 }
 
 // One batch; false when the port had no room for all of it.
-bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
+bool SnmpPoller::sendSome(Queue& queue, Lane lane, std::size_t room)
 {
     m_batch.clear();
     m_datagrams.clear();
@@ -348,7 +346,7 @@ bool SnmpPoller::sendSome(Queue& queue, std::size_t room)
         m_datagrams.push_back({peer->target->address().endpoint,
                                {reinterpret_cast<const std::uint8_t*>(request.data()), request.size()}});
     }
-    const std::size_t sent = m_port->send(m_datagrams.data(), m_datagrams.size());
+    const std::size_t sent = m_port->send(lane, m_datagrams.data(), m_datagrams.size());
     for (std::size_t i = 0; i < sent; ++i) {
         markSent(*m_batch[i]);
     }
@@ -373,8 +371,7 @@ void SnmpPoller::markSent(SnmpPeer& peer)
     peer.log.sent(m_now);
     peer.spoilt = 0;
     peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
-    m_deadlines.schedule(peer,
-                         std::min(peer.repeatAt, m_now + (peer.countsSilent ? kSilentFlight : kFlight)));
+    m_deadlines.schedule(peer, std::min(peer.repeatAt, m_now + peer.silence.flight(m_roundTrip)));
 }
 
 // --- giving up ---

@@ -1,16 +1,29 @@
 #include "tarn/src/engine/udp_port.h"
 
 #include <arpa/inet.h>
+#include <sys/epoll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace tarn::engine {
 
 namespace {
 
-// Room for every answer that can be on its way at once; the system may grant less.
-constexpr int kReceiveBuffer = 1 << 20;
+// Room for every answer that can be on its way at once, and for what waits to be sent; the system may grant
+// less.
+constexpr int kBuffer = 1 << 20;
+
+int newSocket()
+{
+    const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (socket >= 0) {
+        ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &kBuffer, sizeof kBuffer);
+        ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kBuffer, sizeof kBuffer);
+    }
+    return socket;
+}
 
 bool wouldBlock(int error)
 {
@@ -38,31 +51,79 @@ UdpPort::~UdpPort()
 
 void UdpPort::close()
 {
-    if (m_fd >= 0) {
-        ::close(m_fd);
-        m_fd = -1;
+    for (const int socket : m_sockets) {
+        ::close(socket);
     }
+    m_sockets.clear();
+    if (m_epoll >= 0) {
+        ::close(m_epoll);
+        m_epoll = -1;
+    }
+    m_reading = 0;
 }
 
 bool UdpPort::reopen()
 {
-    close();
-    m_fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (m_fd < 0) {
+    const int socket =
+        newSocket(); // before the old ones go: where there is no descriptor left, they serve on
+    if (socket < 0) {
         return false;
     }
-    ::setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+    close();
+    m_sockets.push_back(socket);
     return true;
 }
 
-std::size_t UdpPort::send(const Datagram* batch, std::size_t count)
+// One more socket beside those that are there.
+bool UdpPort::openSocket()
 {
-    if (m_fd < 0) {
-        return count;
+    if (m_sockets.empty() || m_sockets.size() == kMostSockets) {
+        return m_sockets.empty() && reopen();
     }
+    if (m_epoll < 0) {
+        m_epoll = ::epoll_create1(EPOLL_CLOEXEC);
+        epoll_event event{EPOLLIN, {}};
+        if (m_epoll < 0 || ::epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_sockets.front(), &event) != 0) {
+            return false;
+        }
+    }
+    const int socket = newSocket();
+    epoll_event event{EPOLLIN, {}};
+    if (socket < 0 || ::epoll_ctl(m_epoll, EPOLL_CTL_ADD, socket, &event) != 0) {
+        if (socket >= 0) {
+            ::close(socket);
+        }
+        return false;
+    }
+    m_sockets.push_back(socket);
+    return true;
+}
+
+int UdpPort::descriptor() const
+{
+    return m_sockets.size() > 1 ? m_epoll : m_sockets.empty() ? -1 : m_sockets.front();
+}
+
+std::size_t UdpPort::send(Lane lane, const Datagram* batch, std::size_t count)
+{
+    std::size_t at = lane == Lane::Answering ? 0 : 1;
+    if (at >= m_sockets.size() && !openSocket() && m_sockets.empty()) {
+        return count; // lost, as on a network that is down
+    }
+    at = std::min(at, m_sockets.size() - 1);
+    std::size_t taken = sendBy(m_sockets[at], batch, count);
+    while (taken < count && (++at < m_sockets.size() || openSocket())) {
+        taken += sendBy(m_sockets[at], batch + taken, count - taken);
+    }
+    return taken;
+}
+
+// Until the socket is full.
+std::size_t UdpPort::sendBy(int socket, const Datagram* batch, std::size_t count)
+{
     std::size_t taken = 0;
     while (taken < count) {
-        const std::size_t chunk = count - taken < kBatch ? count - taken : kBatch;
+        const std::size_t chunk = std::min(count - taken, kBatch);
         for (std::size_t i = 0; i < chunk; ++i) {
             const Datagram& datagram = batch[taken + i];
             m_sendAddresses[i].sin_family = AF_INET;
@@ -76,7 +137,7 @@ std::size_t UdpPort::send(const Datagram* batch, std::size_t count)
             header.msg_iov = &m_sendVectors[i];
             header.msg_iovlen = 1;
         }
-        const int sent = ::sendmmsg(m_fd, m_sendHeaders.data(), static_cast<unsigned>(chunk), 0);
+        const int sent = ::sendmmsg(socket, m_sendHeaders.data(), static_cast<unsigned>(chunk), 0);
         if (sent > 0) {
             taken += static_cast<std::size_t>(sent);
         } else if (wouldBlock(errno)) {
@@ -103,21 +164,28 @@ void UdpPort::prepareReceive()
 const std::vector<Datagram>& UdpPort::receive()
 {
     m_received.clear();
-    if (m_fd < 0) {
-        return m_received;
-    }
-    prepareReceive();
-    const int got = ::recvmmsg(m_fd, m_receiveHeaders.data(), kBatch, MSG_DONTWAIT, nullptr);
-    for (int i = 0; i < got; ++i) {
-        const auto n = static_cast<std::size_t>(i);
-        const mmsghdr& header = m_receiveHeaders[n];
-        const sockaddr_in& from = m_receiveAddresses[n];
-        if ((header.msg_hdr.msg_flags & MSG_TRUNC) != 0 || from.sin_family != AF_INET) {
-            continue;
+    while (m_reading < m_sockets.size()) {
+        prepareReceive();
+        const int got =
+            ::recvmmsg(m_sockets[m_reading], m_receiveHeaders.data(), kBatch, MSG_DONTWAIT, nullptr);
+        if (got < static_cast<int>(kBatch)) {
+            ++m_reading; // nothing is left in this one
         }
-        const Endpoint peer{ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)};
-        m_received.push_back({peer, {m_buffers.get() + n * kLargestDatagram, header.msg_len}});
+        for (int i = 0; i < got; ++i) {
+            const auto n = static_cast<std::size_t>(i);
+            const mmsghdr& header = m_receiveHeaders[n];
+            const sockaddr_in& from = m_receiveAddresses[n];
+            if ((header.msg_hdr.msg_flags & MSG_TRUNC) != 0 || from.sin_family != AF_INET) {
+                continue;
+            }
+            const Endpoint peer{ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)};
+            m_received.push_back({peer, {m_buffers.get() + n * kLargestDatagram, header.msg_len}});
+        }
+        if (got > 0) {
+            return m_received;
+        }
     }
+    m_reading = 0;
     return m_received;
 }
 

@@ -249,8 +249,7 @@ void UsmPoller::put(Peer& peer)
     peer.lastPut = m_now;
     peer.log.sent(m_now);
     peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
-    m_deadlines.schedule(peer,
-                         std::min(peer.repeatAt, m_now + (peer.countsSilent ? kSilentFlight : kFlight)));
+    m_deadlines.schedule(peer, std::min(peer.repeatAt, m_now + peer.silence.flight(m_roundTrip)));
     const engine::PrinterAddress& address = peer.target->address();
     m_port->ask({address.endpoint, peer.ticket, address.user, peer.question});
 }
@@ -259,6 +258,7 @@ void UsmPoller::answered(Peer& peer, const snmp::Pdu& pdu)
 {
     m_reopening.answered(m_now);
     peer.silence.answered(m_now - peer.firstPut);
+    m_roundTrip.add(m_now - peer.firstPut);
     peer.ticket = 0;
     setPhase(peer, Phase::Resting);
     m_deadlines.remove(peer);

@@ -34,10 +34,8 @@ public:
     static constexpr std::size_t kMostSilentInFlight = 96;
     static constexpr unsigned kMostRequests = 400;
     static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
-    static constexpr Milliseconds kFlight{2000};    // after that a question no longer counts as in flight
-    static constexpr Milliseconds kSilentFlight{1000};
-    static constexpr Milliseconds kNoRoom{20};   // until the next look whether there is room
-    static constexpr Milliseconds kSleep{10000}; // run() so late means that the machine slept
+    static constexpr Milliseconds kNoRoom{20};      // until the next look whether there is room
+    static constexpr Milliseconds kSleep{10000};    // run() so late means that the machine slept
 
     UsmPoller(const Clock& clock, Random& random, std::unique_ptr<UsmPort> port,
               engine::BackendListener& listener, engine::DialogueFactory dialogues);
@@ -98,7 +96,8 @@ private:
     std::size_t m_inFlight = 0;
     std::size_t m_silentInFlight = 0;
     std::uint64_t m_lastTicket = 0;
-    TimePoint m_now{}; // of the present run()
+    TimePoint m_now{};             // of the present run()
+    engine::RoundTrip m_roundTrip; // of all printers
     engine::Reopening m_reopening;
 };
 

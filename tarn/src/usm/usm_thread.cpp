@@ -183,7 +183,7 @@ void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step ste
     if (!step.send.empty()) {
         const Datagram datagram{endpoint,
                                 {reinterpret_cast<const std::uint8_t*>(step.send.data()), step.send.size()}};
-        m_port->send(&datagram, 1); // without room it is lost, and repeated like any other
+        m_port->send(engine::Lane::Answering, &datagram, 1); // without room it is lost, and repeated like any other
     }
     if (step.complaint != nullptr) {
         complain(entry, endpoint, step.complaint);

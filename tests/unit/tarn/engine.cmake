@@ -6,11 +6,13 @@ kel_add_gtest(tarn_engine_test
             engine/fake_dialogue.cpp
             engine/hostile_network_test.cpp
             engine/lossy_network_test.cpp
+            engine/mass_silence_test.cpp
             engine/polling_scenarios_test.cpp
             engine/silence_scenarios_test.cpp
             engine/simulated_network.cpp
             engine/small_parts_test.cpp
             engine/target_test.cpp
+            engine/udp_port_test.cpp
     LIBS recorded_agent LONG_RUNNING)
 target_compile_definitions(tarn_engine_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 kel_add_gtest(tarn_usm_test

@@ -15,10 +15,12 @@ snmp::ByteView viewOf(const std::string& bytes)
 
 } // namespace
 
-std::size_t SimulatedPort::send(const Datagram* batch, std::size_t count)
+std::size_t SimulatedPort::send(Lane lane, const Datagram* batch, std::size_t count)
 {
-    const std::size_t taken = std::min(count, m_network.room);
+    const std::size_t taken =
+        std::min({count, m_network.room, lane == Lane::Suspect ? m_network.suspectRoom : SIZE_MAX});
     for (std::size_t i = 0; i < taken; ++i) {
+        m_network.lanes.push_back(lane);
         m_network.arrive(batch[i]);
     }
     return taken;

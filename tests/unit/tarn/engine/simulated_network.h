@@ -79,7 +79,7 @@ class SimulatedPort final : public DatagramPort
 {
 public:
     explicit SimulatedPort(SimulatedNetwork& network) : m_network(network) {}
-    std::size_t send(const Datagram* batch, std::size_t count) override;
+    std::size_t send(Lane lane, const Datagram* batch, std::size_t count) override;
     const std::vector<Datagram>& receive() override;
     bool reopen() override;
     int descriptor() const override { return -1; }
@@ -126,12 +126,14 @@ public:
     SeededRandom random;
     bool opensTargets = true;
     bool linkUp = true;
-    std::size_t room = SIZE_MAX; // datagrams that the port takes at once
+    std::size_t room = SIZE_MAX;        // datagrams that the port takes at once
+    std::size_t suspectRoom = SIZE_MAX; // the same in the lane of the suspects
     std::size_t reopened = 0;
     std::size_t mostInFlight = 0;
     std::size_t sends = 0;
     std::size_t accepted = 0; // answers that reached a dialogue
     std::vector<TimePoint> sendTimes;
+    std::vector<Lane> lanes; // of each that was sent
     std::vector<Publication> publications;
     std::vector<std::shared_ptr<Target>> targets;
     SnmpPoller poller;

@@ -145,6 +145,33 @@ TEST(Silence, OfflineIsSaidOnce)
     EXPECT_FALSE(silence.isSilent());
 }
 
+TEST(Silence, WhoNeverAnsweredOrMissedTheLastRequestIsSuspect)
+{
+    Silence silence;
+    EXPECT_TRUE(silence.isSuspect());
+    silence.answered(Milliseconds(0));
+    EXPECT_FALSE(silence.isSuspect());
+    silence.missed(kStart, kStart + Milliseconds(1000));
+    EXPECT_TRUE(silence.isSuspect());
+    silence.answered(Milliseconds(3));
+    EXPECT_FALSE(silence.isSuspect());
+}
+
+TEST(Silence, RequestCountsAsInFlightForAsLongAsAnAnswerIsLikely)
+{
+    RoundTrip ofAll;
+    Silence silence;
+    EXPECT_EQ(silence.flight(ofAll), Milliseconds(400)); // nobody has answered yet
+    ofAll.add(Milliseconds(300));
+    EXPECT_EQ(silence.flight(ofAll), Milliseconds(600)); // as the others
+    silence.answered(Milliseconds(50));
+    EXPECT_EQ(silence.flight(ofAll), Milliseconds(200));
+    silence.missed(kStart, kStart + Milliseconds(1000));
+    EXPECT_EQ(silence.flight(ofAll), Milliseconds(100)); // likely dead
+    silence.answered(Milliseconds(60000));
+    EXPECT_EQ(silence.flight(ofAll), Milliseconds(2000));
+}
+
 TEST(Silence, PatienceFollowsASlowPrinterButHasAnEnd)
 {
     SeededRandom random(3);
