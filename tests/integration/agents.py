@@ -169,11 +169,11 @@ class UsmSnmpd(Snmpd):
 
     def _answers(self):
         try:
-            return self.ask("snmpget", STATE)
+            return self.run("snmpget", STATE)
         except RuntimeError:
             return None
 
-    def ask(self, tool, *arguments):
+    def run(self, tool, *arguments):
         """Runs a Net-SNMP tool against it; its lines of output."""
         done = subprocess.run([tool, "-m", "", "-v3", "-l", "authNoPriv", "-u", "sha", "-a", "SHA", "-A", AUTH_PASSWORD, "-Onq",
                                "-t", "1", "-r", "3", f"{self.where}:{self.port}", *arguments],
@@ -183,7 +183,7 @@ class UsmSnmpd(Snmpd):
         return done.stdout.splitlines()
 
     def set(self, oid, kind, value):
-        self.ask("snmpset", oid, kind, str(value))
+        self.run("snmpset", oid, kind, str(value))
 
     def forget(self):
         """While it is not running: all that it kept, how often it booted above all."""
