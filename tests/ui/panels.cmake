@@ -2,6 +2,7 @@
 add_library(fake_registry OBJECT fake_registry.cpp)
 target_link_libraries(fake_registry PUBLIC kel_printer PRIVATE project_options)
 
+kel_add_qtest(test_shown_text SOURCES test_shown_text.cpp LIBS fake_registry kel_ui LABELS ui)
 kel_add_qtest(test_toner_widget SOURCES test_toner_widget.cpp LIBS fake_registry kel_ui LABELS ui)
 kel_add_qtest(test_monitor_page_form SOURCES test_monitor_page_form.cpp LIBS fake_registry kel_ui LABELS ui)
 kel_add_qtest(test_monitor_page SOURCES test_monitor_page.cpp LIBS fake_registry kel_ui LABELS ui)

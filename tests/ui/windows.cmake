@@ -8,6 +8,7 @@ foreach(
     test_main_window_status
     test_printer_list_page
     test_printer_list_page_status
+    test_printer_list_geometry
     test_printer_list_equivalence)
     kel_add_qtest(${name} SOURCES ${name}.cpp LIBS fake_registry kel_ui LABELS ui)
 endforeach()

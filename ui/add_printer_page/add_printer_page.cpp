@@ -8,6 +8,7 @@
 
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
+#include "ui/shown_text/shown_line_delegate.h"
 #include "ui/shown_text/shown_text.h"
 #include "ui_add_printer_page.h"
 

@@ -11,7 +11,7 @@
 #include "printer/printer_manager.h"
 #include "ui/add_printer_page/add_printer_page.h"
 #include "ui/png_icon/png_icon.h"
-#include "ui/shown_text/shown_text.h"
+#include "ui/shown_text/shown_line_delegate.h"
 #include "ui_printer_list_page.h"
 
 using morvik::kel::PrinterException;
@@ -32,8 +32,6 @@ PrinterListPage::PrinterListPage(QWidget* parent)
       m_grey(pngIcon(QStringLiteral(":/res/grey.png")))
 {
     ui->setupUi(this);
-    // Without it one changed icon measures every row again.
-    ui->listPrinter->setUniformItemSizes(true);
     ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
     m_rows.watch(ui->listPrinter);
 }

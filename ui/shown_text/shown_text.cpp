@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t longestLine = 4096;
+constexpr int longestLine = 4096;
 constexpr std::size_t longestItems = 256 * 1024;
 constexpr const char* separators = "-\n";
 
@@ -15,8 +15,8 @@ QString beginningOf(std::string_view utf8)
     std::size_t length = utf8.size();
     if (length > longestLine) {
         length = longestLine;
-        // Not through the middle of a character.
-        while (length > 0 && (static_cast<unsigned char>(utf8[length]) & 0xC0u) == 0x80u) {
+        // A character has at most three octets after its first; more of them in a row are none.
+        for (int back = 0; back < 3 && (static_cast<unsigned char>(utf8[length]) & 0xC0u) == 0x80u; ++back) {
             --length;
         }
     }
@@ -28,6 +28,13 @@ QString beginningOf(std::string_view utf8)
 QString shownLine(const std::string& utf8)
 {
     return beginningOf(utf8);
+}
+
+QString shownLine(const QString& text)
+{
+    const bool cutsPair = text.size() > longestLine && text[longestLine].isLowSurrogate() &&
+                          text[longestLine - 1].isHighSurrogate();
+    return text.left(cutsPair ? longestLine - 1 : longestLine);
 }
 
 QString shownItems(const std::string& utf8, int mostItems)
@@ -46,9 +53,4 @@ QString shownItems(const std::string& utf8, int mostItems)
         rest.remove_suffix(rest.size() - separator);
     }
     return lines.join(QLatin1Char('\n'));
-}
-
-QString ShownLineDelegate::displayText(const QVariant& value, const QLocale& locale) const
-{
-    return QStyledItemDelegate::displayText(value, locale).left(static_cast<int>(longestLine));
 }

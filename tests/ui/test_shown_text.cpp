@@ -1,0 +1,90 @@
+// How much of a text from outside a widget is given.
+#include <QtTest>
+
+#include "ui/shown_text/shown_text.h"
+
+class TestShownText : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void aLineOfTheLongestLengthIsWhole();
+    void noCharacterIsCutInItsOctets_data();
+    void noCharacterIsCutInItsOctets();
+    void noPairIsCut();
+    void octetsThatAreNoCharactersAreShownAllTheSame();
+    void theLastItemsAreShown();
+    void itemsEndWithTheOneThatPassesTheLimit();
+};
+
+namespace {
+
+constexpr int longest = 4096;
+
+} // namespace
+
+void TestShownText::aLineOfTheLongestLengthIsWhole()
+{
+    QCOMPARE(shownLine(std::string(longest, 'x')).size(), longest);
+    QCOMPARE(shownLine(std::string(longest + 1, 'x')).size(), longest);
+    QCOMPARE(shownLine(QString(longest, QLatin1Char('x'))).size(), longest);
+    QCOMPARE(shownLine(QString(longest + 1, QLatin1Char('x'))).size(), longest);
+}
+
+void TestShownText::noCharacterIsCutInItsOctets_data()
+{
+    QTest::addColumn<QString>("character");
+    QTest::newRow("two octets") << QStringLiteral("é");
+    QTest::newRow("three octets") << QStringLiteral("纸");
+    QTest::newRow("four octets") << QStringLiteral("🖨");
+}
+
+void TestShownText::noCharacterIsCutInItsOctets()
+{
+    QFETCH(QString, character);
+    const std::string utf8 = character.toStdString();
+    for (std::size_t before = 1; before < utf8.size(); ++before) {
+        const std::string head(longest - before, 'x');
+        QCOMPARE(shownLine(head + utf8), QString::fromStdString(head));
+    }
+    const std::string head(longest - utf8.size(), 'x');
+    QCOMPARE(shownLine(head + utf8 + "y"), QString::fromStdString(head + utf8));
+}
+
+void TestShownText::noPairIsCut()
+{
+    const QString pair = QStringLiteral("🖨");
+    QCOMPARE(pair.size(), 2);
+    const QString odd(longest - 1, QLatin1Char('x'));
+    const QString even(longest - 2, QLatin1Char('x'));
+    QCOMPARE(shownLine(odd + pair), odd);
+    QCOMPARE(shownLine(even + pair + pair), even + pair);
+}
+
+void TestShownText::octetsThatAreNoCharactersAreShownAllTheSame()
+{
+    QVERIFY(shownLine(std::string(longest + 10, '\x80')).size() >= longest - 3);
+}
+
+void TestShownText::theLastItemsAreShown()
+{
+    QCOMPARE(shownItems("a-b-c\nd", 3), QStringLiteral("b\nc\nd"));
+    QCOMPARE(shownItems("a-b", 3), QStringLiteral("a\nb"));
+}
+
+void TestShownText::itemsEndWithTheOneThatPassesTheLimit()
+{
+    std::string items;
+    for (int i = 0; i < 100; ++i) {
+        items += std::string(longest, 'x') + "-";
+    }
+    items += "last";
+    const QStringList shown = shownItems(items, 1000).split(QLatin1Char('\n'));
+    // 64 lines of 4096 units beside "last" are more than 256 Ki.
+    QCOMPARE(shown.size(), 65);
+    QCOMPARE(shown.last(), QStringLiteral("last"));
+    QCOMPARE(shown.first().size(), longest);
+}
+
+QTEST_GUILESS_MAIN(TestShownText)
+#include "test_shown_text.moc"

@@ -1,0 +1,46 @@
+#include "ui/shown_text/shown_line_delegate.h"
+
+#include <QAbstractItemView>
+#include <QEvent>
+
+#include "ui/shown_text/shown_text.h"
+
+ShownLineDelegate::ShownLineDelegate(QAbstractItemView* view)
+    : QStyledItemDelegate(view), m_view(view), m_metrics(view->fontMetrics())
+{
+    view->installEventFilter(this);
+}
+
+QString ShownLineDelegate::displayText(const QVariant& value, const QLocale& locale) const
+{
+    return shownLine(QStyledItemDelegate::displayText(value, locale));
+}
+
+QSize ShownLineDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
+{
+    if (option.fontMetrics != m_metrics || option.decorationSize != m_iconSize) {
+        m_sizes.clear();
+        m_metrics = option.fontMetrics;
+        m_iconSize = option.decorationSize;
+    }
+    const QString text = index.data().toString();
+    const auto known = m_sizes.constFind(text);
+    if (known != m_sizes.constEnd()) {
+        return *known;
+    }
+    if (m_sizes.size() >= 2 * index.model()->rowCount()) {
+        m_sizes.clear(); // texts that no row shows any more
+    }
+    return *m_sizes.insert(text, QStyledItemDelegate::sizeHint(option, index));
+}
+
+bool ShownLineDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched != m_view) {
+        return QStyledItemDelegate::eventFilter(watched, event);
+    }
+    if (event->type() == QEvent::StyleChange) {
+        m_sizes.clear();
+    }
+    return false;
+}
