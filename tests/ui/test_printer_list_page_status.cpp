@@ -18,6 +18,7 @@ private slots:
     void selectionReportsTheRoleNotTheText();
     void noSelectionReportsNothing();
     void exceptionEndsTheRefreshAndIsLogged();
+    void anErrorThatLastsIsLoggedOnce();
     void otherExceptionsLeaveTheSlotAndFreeTheMutex();
     void refreshWithinARefreshIsSkipped();
     void theMutexIsSharedByAllPages();
@@ -165,6 +166,27 @@ void TestPrinterListPageStatus::exceptionEndsTheRefreshAndIsLogged()
     fakeRegistry().printers = {printer("A")};
     page.refreshPrinterList();
     QCOMPARE(rows(page), QStringList({"A"}));
+}
+
+void TestPrinterListPageStatus::anErrorThatLastsIsLoggedOnce()
+{
+    PrinterListPage page(nullptr);
+    const MessageLog log;
+    fakeRegistry().printersFail = true;
+    for (int round = 0; round < 3; ++round) {
+        page.refreshPrinterList();
+    }
+    QCOMPARE(log.lines(QtDebugMsg), QStringList({"tarner error: 1"}));
+    // The same one once it was over, and another one.
+    fakeRegistry().printersFail = false;
+    page.refreshPrinterList();
+    fakeRegistry().printersFail = true;
+    page.refreshPrinterList();
+    QCOMPARE(log.lines(QtDebugMsg), QStringList({"tarner error: 1", "tarner error: 1"}));
+    fakeRegistry().onStart = [] { throw morvik::kel::PrinterNotFound; };
+    page.refreshPrinterList();
+    page.refreshPrinterList();
+    QCOMPARE(log.lines(QtDebugMsg), QStringList({"tarner error: 1", "tarner error: 1", "tarner error: 2"}));
 }
 
 void TestPrinterListPageStatus::otherExceptionsLeaveTheSlotAndFreeTheMutex()

@@ -68,8 +68,13 @@ void PrinterListPage::refreshPrinterList()
     try {
         PrinterManager::instance().start();
         snapshot = PrinterManager::instance().getPrinters();
+        m_lastError.reset();
     } catch (const PrinterException& error) {
-        qDebug() << "tarner error:" << static_cast<int>(error);
+        // Every two seconds the same would be written again.
+        if (m_lastError != error) {
+            qDebug() << "tarner error:" << static_cast<int>(error);
+        }
+        m_lastError = error;
         return;
     }
     if (!m_rows.areExactly(snapshot)) {

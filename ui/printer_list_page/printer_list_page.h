@@ -4,9 +4,11 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <optional>
 #include <vector>
 
 #include "printer/printer_context.h"
+#include "printer/printer_exception.h"
 #include "ui/printer_list_page/row_index.h"
 
 class AddPrinterPage;
@@ -57,4 +59,5 @@ private:
     QIcon m_green;
     QIcon m_grey;
     RowIndex m_rows;
+    std::optional<morvik::kel::PrinterException> m_lastError; // how the last refresh ended
 };
