@@ -255,29 +255,6 @@ TEST_F(Registry, ModelsComeFromTheLibrary)
     EXPECT_THAT(registry().getModels(), ElementsAre("A", "", "B"));
 }
 
-TEST_F(Registry, RefreshOfAnUnknownNameDoesNothing)
-{
-    EXPECT_NO_THROW(registry().refresh("nobody"));
-    EXPECT_THAT(tarnControl().calls(), IsEmpty());
-}
-
-TEST_F(Registry, RefreshGivesTheFirstStatusBeforeTheFirstRegularPoll)
-{
-    std::promise<PrinterContext> first;
-    std::atomic<int> callbacks{0};
-    registry().setCallback([&](PrinterContext context) {
-        if (++callbacks == 1)
-            first.set_value(context);
-    });
-    use({"refreshed"});
-    EXPECT_EQ(opens("refreshed"), 0); // the regular polls begin after two seconds
-    registry().refresh("refreshed");
-    std::future<PrinterContext> status = first.get_future();
-    ASSERT_EQ(status.wait_for(std::chrono::seconds(60)), std::future_status::ready);
-    EXPECT_EQ(status.get().state, 3);
-    EXPECT_TRUE(eventually([this] { return registry().getPrinter("refreshed").state == 3; }));
-}
-
 TEST_F(Registry, FailedPollShowsState2ToReadersWithoutACallback)
 {
     std::atomic<int> callbacks{0};
