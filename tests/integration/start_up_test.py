@@ -90,6 +90,16 @@ class StartUp(WindowCase):
         self.check_abort()
         self.assertIn("permissions", self.kel.log())
 
+    def test_the_window_has_no_maximise_button(self):
+        self.start()
+        window = self.visible_windows()[0]
+        said = subprocess.run(["xprop", "-id", window, "_MOTIF_WM_HINTS"], stdout=subprocess.PIPE, text=True).stdout
+        flags, functions, decorations = (int(word, 0) for word in said.split("=")[1].split(",")[:3])
+        self.assertEqual(flags & 3, 3, "functions and decorations are both given")
+        # Bits of the Motif hints: functions minimise 3, maximise 4, close 5; decorations minimise 5, maximise 6.
+        self.assertEqual(functions & 0b111000, 0b101000, said)
+        self.assertEqual(decorations & 0b1100000, 0b0100000, said)
+
     def test_closing_the_window_does_not_end_the_program(self):
         self.start()
         self.close_by_keys()

@@ -196,6 +196,31 @@ QByteArray callSlot(const QString& argument)
     return error("no such window");
 }
 
+QByteArray applicationFont(const QString& /*argument*/)
+{
+    const QFont font = QApplication::font();
+    return toJson(QJsonObject{{"family", font.family()},
+                              {"pointSize", font.pointSize()},
+                              {"weight", font.weight()},
+                              {"italic", font.italic()}});
+}
+
+QByteArray hasIcon(const QString& path)
+{
+    const auto imageOf = [](const QIcon& icon, QSize size) {
+        return icon.pixmap(size).toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    };
+    const QSize size = QImage(path).size();
+    const QImage shown = imageOf(QApplication::windowIcon(), size);
+    return !shown.isNull() && shown == imageOf(QIcon(path), size) ? "true" : "false";
+}
+
+QByteArray translated(const QString& argument)
+{
+    const QByteArray context = argument.section(QLatin1Char(' '), 0, 0).toUtf8();
+    return toJson(QCoreApplication::translate(context, argument.section(QLatin1Char(' '), 1).toUtf8()));
+}
+
 QByteArray latencyReport(const std::vector<long>& sortedUs)
 {
     if (sortedUs.empty()) {
@@ -298,10 +323,11 @@ void RemoteControl::answer(const QByteArray& line)
 QByteArray RemoteControl::execute(const QString& command, const QString& argument)
 {
     static const std::map<QString, std::function<QByteArray(const QString&)>> commands{
-        {"trigger", trigger},   {"click", click},      {"text", textOf},
-        {"type", typeInto},     {"shown", shown},      {"rows", rowsOf},
-        {"count", countOf},     {"select", selectRow}, {"windows", visibleWindows},
-        {"close", closeWindow}, {"call", callSlot},
+        {"trigger", trigger},   {"click", click},          {"text", textOf},
+        {"type", typeInto},     {"shown", shown},          {"rows", rowsOf},
+        {"count", countOf},     {"select", selectRow},     {"windows", visibleWindows},
+        {"close", closeWindow}, {"call", callSlot},        {"font", applicationFont},
+        {"icon", hasIcon},      {"translate", translated},
     };
     if (command == QLatin1String("ping")) {
         return "\"pong\"";

@@ -28,6 +28,9 @@ class QWidget;
 //   windows                  class names of the visible top-level windows
 //   close CLASS              closes the visible top-level window of that class
 //   call CLASS SLOT          calls a slot without arguments of the top-level window of that class
+//   font                     the application's font: {"family":..,"pointSize":..,"weight":..,"italic":..}
+//   icon RESOURCE            whether the application's window icon is that image
+//   translate CONTEXT TEXT   what Qt's text of that context is in the application's language
 //   latency-start            starts measuring how long events wait for the event loop
 //   latency-finish           {"count":..,"p50":..,"p99":..,"max":..} in microseconds
 //

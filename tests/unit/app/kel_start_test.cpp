@@ -102,6 +102,74 @@ TEST_F(KelStart, FileOfAKilledInstanceIsReused)
     EXPECT_TRUE(next.waitUntilRunning()) << next.output();
 }
 
+TEST_F(KelStart, QtsTextsAreChineseAndTheCorrectionsGoBeforeThem)
+{
+    KelProcess kel(m_folder);
+    ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
+    EXPECT_EQ(kel.ask("translate QPlatformTheme Cancel"), R"("取消")");
+    EXPECT_EQ(kel.ask("translate QComboBox Open the combo box selection popup"), R"("打开下拉列表")");
+    EXPECT_EQ(kel.ask("translate QLineEdit &Undo"), "\"撤销(&U)\""); // Qt's own is another
+}
+
+TEST_F(KelStart, WindowsHaveTheProgramsIcon)
+{
+    KelProcess kel(m_folder);
+    ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
+    EXPECT_EQ(kel.ask("icon :/res/start.png"), "true");
+    EXPECT_EQ(kel.ask("icon :/res/green.png"), "false");
+}
+
+TEST_F(KelStart, FontBesideTheProgramIsTheApplicationsAtElevenPointsAndNormalWeight)
+{
+    if (std::string(KEL_FONT).empty())
+        GTEST_SKIP() << "no Chinese font on this machine";
+    KelProcess kel(m_folder);
+    ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
+    const std::string font = kel.ask("font");
+    // Its name is Chinese where the language is.
+    EXPECT_THAT(font, ::testing::AnyOf(HasSubstr("\"WenQuanYi Zen Hei\""), HasSubstr("\"文泉驿正黑\"")));
+    EXPECT_THAT(font, HasSubstr("\"italic\":false,\"pointSize\":11,\"weight\":50"));
+}
+
+TEST_F(KelStart, WithoutThatFontTheDesktopsStays)
+{
+    fs::create_directories(m_folder + "/bin");
+    std::filesystem::copy_file(KEL_PROGRAM, m_folder + "/bin/kel");
+    fs::create_directories(m_folder + "/lib");
+    fs::create_symlink(KEL_LIB_DIR "/libtwheel.so", m_folder + "/lib/libtwheel.so");
+    std::ofstream(m_folder + "/bin/wqy-zenhei.ttf") << "no font";
+    KelProcess broken(m_folder, {}, m_folder + "/bin/kel");
+    ASSERT_TRUE(broken.waitUntilRunning()) << broken.output();
+    EXPECT_EQ(broken.ask("font").find(R"("pointSize":11,)"), std::string::npos);
+}
+
+TEST_F(KelStart, EditedModelShowsAfterARestart)
+{
+    const std::string before =
+        R"([{"ip":"192.168.1.20","manufacturer":"MORVIK","model":"X1","printerName":"office"}])";
+    const std::string after =
+        R"([{"ip":"192.168.1.21","manufacturer":"MORVIK","model":"X2","printerName":"office"}])";
+    writePrinters(before);
+    KelProcess first(m_folder);
+    ASSERT_TRUE(first.waitUntilRunning()) << first.output();
+    EXPECT_TRUE(eventually([&] { return first.ask("text lbPrinterModel") == R"("X1")"; }));
+    writePrinters(after.substr(0, after.size() - 1) +
+                  R"(,{"ip":"192.168.1.22","manufacturer":"MORVIK","model":"X3","printerName":"witness"}])");
+    // Once a new printer shows, the edited one was read with it.
+    ASSERT_TRUE(eventually([&] { return first.ask("count listPrinter") == "2"; }));
+    first.ask("select listPrinter 1");
+    EXPECT_EQ(first.ask("text lbPrinterModel"), R"("X3")");
+    first.ask("select listPrinter 0");
+    EXPECT_EQ(first.ask("text lbPrinterModel"), R"("X1")");
+    ASSERT_TRUE(first.quit());
+    EXPECT_TRUE(endsWith(first, 0));
+    KelProcess second(m_folder);
+    ASSERT_TRUE(second.waitUntilRunning()) << second.output();
+    ASSERT_TRUE(eventually([&] { return second.ask("count listPrinter") == "2"; }));
+    EXPECT_EQ(second.ask("text lbPrinterModel"), R"("X2")");
+    EXPECT_EQ(second.ask("text lbPrinterIP"), "\"网络连接(192.168.1.21)\"");
+}
+
 TEST_F(KelStart, ClosingTheWindowDoesNotEndTheProgram)
 {
     writePrinters(office);

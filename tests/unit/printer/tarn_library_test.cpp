@@ -51,8 +51,12 @@ TEST_F(TarnLibrary, EmptyVariableIsHonouredUnchanged)
 {
     const TarnDirVariable variable("");
     EXPECT_EQ(tarnLibraryDir(), "");
-    // So the file looked for is /libtarn.so, at the root; it is not there.
+    // So the file looked for is /libtarn.so, at the root; it is not there, as the loader's last words say.
+    dlerror();
     EXPECT_FALSE(loadTarnLibrary(tarnLibraryDir()));
+    const char* const said = dlerror();
+    ASSERT_NE(said, nullptr);
+    EXPECT_THAT(said, ::testing::StartsWith("/libtarn.so: "));
 }
 
 TEST_F(TarnLibrary, WithoutTheVariableItIsLibBesideTheProgramsDirectory)
