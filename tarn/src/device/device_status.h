@@ -26,7 +26,8 @@ enum class SupplyColor
     Magenta,
     Yellow,
     Red,
-    Other, // light cyan, light black, white ...; colorText says which
+    TriColor, // cyan, magenta and yellow in one cartridge
+    Other,    // light cyan, light black, white ...; colorText says which
 };
 
 enum class SupplyKind

@@ -64,13 +64,20 @@ const char* severityKeyword(Severity severity)
     return "other";
 }
 
+bool holds(const Supply& supply, SupplyColor color)
+{
+    const bool oneOfThree =
+        color == SupplyColor::Cyan || color == SupplyColor::Magenta || color == SupplyColor::Yellow;
+    return supply.color == color || (supply.color == SupplyColor::TriColor && oneOfThree);
+}
+
 // Of two supplies of one colour the emptier known one rules; one without a number counts only when none has
 // one.
 int tonerLevel(const DeviceStatus& status, SupplyColor color)
 {
     int level = noSuchSupply;
     for (const Supply& supply : status.supplies) {
-        if (supply.kind != SupplyKind::Toner || supply.color != color) {
+        if (supply.kind != SupplyKind::Toner || !holds(supply, color)) {
             continue;
         }
         const int own = supply.levelKind == LevelKind::Percent ? supply.percent : levelWithoutNumber;

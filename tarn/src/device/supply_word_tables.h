@@ -184,8 +184,42 @@ inline constexpr ColorWord colorWords[] = {
     {U"transparent", Match::Word, SupplyColor::Other, "clear"},
     {U"透明", Match::Anywhere, SupplyColor::Other, "clear"},
     {U"gloss", Match::Start, SupplyColor::Other, "gloss"},
-    {U"tricolor", Match::Start, SupplyColor::Other, "tri-color"},
-    {U"tri-color", Match::Start, SupplyColor::Other, "tri-color"},
+    {U"tricolor", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"tri-color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"tri color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"tricolour", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"tri-colour", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"tricouleur", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"three-color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"three color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"3-color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"3-farb", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"multi-color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"multi color", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"multicolor", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"multi-colour", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"multicolour", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"dreifarb", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"trois couleurs", Match::Word, SupplyColor::TriColor, nullptr},
+    {U"tres colores", Match::Word, SupplyColor::TriColor, nullptr},
+    {U"трехцвет", Match::Start, SupplyColor::TriColor, nullptr},
+    {U"三色", Match::Anywhere, SupplyColor::TriColor, nullptr},
+    {U"cmy", Match::Word, SupplyColor::TriColor, nullptr},
+};
+
+struct ColorfulWord
+{
+    const char32_t* word;
+    Match match;
+};
+
+// Of a cartridge of several colours, where nothing else says one.
+inline constexpr ColorfulWord colorfulWords[] = {
+    {U"color", Match::Word},    {U"colour", Match::Word},   {U"couleur", Match::Word},
+    {U"couleurs", Match::Word}, {U"farbe", Match::Word},    {U"farbig", Match::Word},
+    {U"colore", Match::Word},   {U"colores", Match::Word},  {U"kolor", Match::Start},
+    {U"цветн", Match::Start},   {U"彩色", Match::Anywhere}, {U"カラー", Match::Anywhere},
+    {U"컬러", Match::Anywhere},
 };
 
 struct Modifier

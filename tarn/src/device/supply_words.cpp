@@ -69,9 +69,31 @@ ColorSaid named(SupplyColor color)
     return ColorSaid{color, colorKeyword(color)};
 }
 
+// The colours that a text names together.
+class Together final
+{
+public:
+    void add(SupplyColor color)
+    {
+        m_cyan = m_cyan || color == SupplyColor::Cyan || color == SupplyColor::TriColor;
+        m_magenta = m_magenta || color == SupplyColor::Magenta || color == SupplyColor::TriColor;
+        m_yellow = m_yellow || color == SupplyColor::Yellow || color == SupplyColor::TriColor;
+        m_others = m_others || color == SupplyColor::Black || color == SupplyColor::Red ||
+                   color == SupplyColor::Other;
+    }
+    bool areThree() const { return m_cyan && m_magenta && m_yellow && !m_others; }
+
+private:
+    bool m_cyan = false;
+    bool m_magenta = false;
+    bool m_yellow = false;
+    bool m_others = false;
+};
+
 ColorSaid fromWords(std::u32string text)
 {
     ColorSaid said;
+    Together together;
     for (const ColorWord& row : colorWords) {
         const std::size_t at = findWord(text, row.word, row.match);
         if (at == std::u32string::npos) {
@@ -88,13 +110,23 @@ ColorSaid fromWords(std::u32string text)
                               std::string(modifier) + " " + base};
         }
         text.replace(at, length, length, U' ');
+        together.add(found.color);
         if (said.color == SupplyColor::None) {
             said = found;
         } else if (said.text != found.text) {
             said = ColorSaid{SupplyColor::Other, said.text + "+" + found.text};
         }
     }
-    return said;
+    return together.areThree() ? named(SupplyColor::TriColor) : said;
+}
+
+// "Color cartridge", beside a black one.
+ColorSaid fromFirstWord(const std::u32string& text)
+{
+    const bool colorful =
+        std::any_of(std::begin(colorfulWords), std::end(colorfulWords),
+                    [&](const auto& row) { return findWord(text, row.word, row.match) == 0; });
+    return colorful ? named(SupplyColor::TriColor) : ColorSaid{};
 }
 
 ColorSaid ofTag(std::u32string_view tag)
@@ -240,6 +272,9 @@ std::optional<SupplyKind> partOf(const std::u32string& text)
 ColorSaid colorFromDescription(const std::string& description)
 {
     const std::u32string text = folded(description);
+    if (const ColorSaid three = fromWords(text); three.color == SupplyColor::TriColor) {
+        return three; // their names may be joined by commas
+    }
     const std::size_t headEnd = text.find_first_of(U",;，；");
     ColorSaid said = fromPiece(text.substr(0, headEnd));
     if (said.color == SupplyColor::None && headEnd != std::u32string::npos) {
@@ -247,7 +282,7 @@ ColorSaid colorFromDescription(const std::string& description)
         said = fromWords(
             text.substr(headEnd + 1, tailEnd == std::u32string::npos ? tailEnd : tailEnd - headEnd - 1));
     }
-    return said;
+    return said.color == SupplyColor::None ? fromFirstWord(text) : said;
 }
 
 ColorSaid colorFromColorant(const std::string& value)
@@ -296,6 +331,8 @@ const char* colorKeyword(SupplyColor color)
         return "yellow";
     case SupplyColor::Red:
         return "red";
+    case SupplyColor::TriColor:
+        return "tri-color";
     case SupplyColor::Other:
         return "other";
     }
@@ -315,6 +352,8 @@ const char* colorText(SupplyColor color)
         return "黄色";
     case SupplyColor::Red:
         return "红色";
+    case SupplyColor::TriColor:
+        return "彩色";
     case SupplyColor::None:
     case SupplyColor::Other:
         break;

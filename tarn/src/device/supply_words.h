@@ -18,7 +18,8 @@ struct ColorSaid
 
 // The colour named by words in several languages, then by a tag ("[K]", "(BK)"), then by the last letter of a
 // part number ("TK-8527C"). The head of the description, before a comma or semicolon, is asked first: part
-// and serial numbers stand behind it. More than one colour (a three-colour cartridge) is Other; so is what is
+// and serial numbers stand behind it. Cyan, magenta and yellow together are TriColor, as is what begins with
+// "Color"; other sets of colours are Other; so is what is
 // lighter than one of the five, but matte and photo black are black. None when nothing says one.
 ColorSaid colorFromDescription(const std::string& description);
 

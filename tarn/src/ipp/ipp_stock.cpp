@@ -26,19 +26,21 @@ device::ColorSaid named(SupplyColor color)
     return {color, device::colorKeyword(color)};
 }
 
-// The channels of "#RRGGBB"; nothing for another text.
+// The channels of "RRGGBB", of "RGB", or of "RRGGBBAA"; nothing for another text.
 std::optional<std::array<int, 3>> channelsOf(std::string_view hex)
 {
     std::array<int, 3> channels{};
-    if (hex.size() != 7 || hex.front() != '#') {
+    const std::size_t digits = hex.size() == 3 ? 1 : 2;
+    if (hex.size() != 3 && hex.size() != 6 && hex.size() != 8) {
         return std::nullopt;
     }
     for (std::size_t i = 0; i < channels.size(); ++i) {
-        const char* const begin = hex.data() + 1 + 2 * i;
-        const std::from_chars_result end = std::from_chars(begin, begin + 2, channels[i], 16);
-        if (end.ec != std::errc() || end.ptr != begin + 2) {
+        const char* const begin = hex.data() + digits * i;
+        const std::from_chars_result end = std::from_chars(begin, begin + digits, channels[i], 16);
+        if (end.ec != std::errc() || end.ptr != begin + digits) {
             return std::nullopt;
         }
+        channels[i] *= digits == 1 ? 0x11 : 1;
     }
     return channels;
 }
@@ -76,15 +78,31 @@ device::ColorSaid colorFromChannels(const std::array<int, 3>& rgb, const std::st
     return {SupplyColor::Other, hex};
 }
 
-// marker-colors: "none", "#RRGGBB", or several of these joined for a cartridge of several colours.
-device::ColorSaid colorFromHex(const std::string& text)
+// marker-colors: "#RRGGBB", several of these joined for a cartridge of several colours, a name, or "none".
+device::ColorSaid colorOfMarker(const std::string& text)
 {
-    const std::optional<std::array<int, 3>> channels = channelsOf(text);
-    if (channels) {
-        return colorFromChannels(*channels, text);
+    if (text.find('#') == std::string::npos) {
+        return device::colorFromColorant(text);
     }
-    const bool several = text.size() > 7 && text.front() == '#' && text.find('#', 1) != std::string::npos;
-    return several ? device::ColorSaid{SupplyColor::Other, text} : device::ColorSaid();
+    std::vector<device::ColorSaid> said;
+    std::string_view rest = text;
+    while (!rest.empty() && said.size() < 8) {
+        rest.remove_prefix(std::min(rest.find_first_not_of("# ,;+"), rest.size()));
+        const std::string_view hex = rest.substr(0, rest.find_first_of("# ,;+"));
+        if (const std::optional<std::array<int, 3>> channels = channelsOf(hex)) {
+            said.push_back(colorFromChannels(*channels, '#' + std::string(hex)));
+        }
+        rest.remove_prefix(hex.size());
+    }
+    if (said.size() <= 1) {
+        return said.empty() ? device::ColorSaid() : said.front();
+    }
+    const auto has = [&](SupplyColor color) {
+        return std::any_of(said.begin(), said.end(), [&](const auto& one) { return one.color == color; });
+    };
+    const bool three =
+        said.size() == 3 && has(SupplyColor::Cyan) && has(SupplyColor::Magenta) && has(SupplyColor::Yellow);
+    return three ? named(SupplyColor::TriColor) : device::ColorSaid{SupplyColor::Other, text};
 }
 
 // What both ways of telling of a supply have in common.
@@ -129,8 +147,10 @@ Supply supplyFromKeys(const IppAttributes& attributes, std::size_t index)
     if (told.color.color == SupplyColor::None) {
         told.color = device::colorFromDescription(told.description);
     }
-    if (told.color.color == SupplyColor::None && colorant.empty()) { // else it says "no-color", "unknown"
-        told.color = colorFromHex(attributes.textAt("marker-colors", index));
+    const bool fits = attributes.count("marker-colors") == attributes.count("printer-supply");
+    if (told.color.color == SupplyColor::None && colorant.empty() &&
+        fits) { // else it says "no-color", "unknown"
+        told.color = colorOfMarker(attributes.textAt("marker-colors", index));
     }
     Supply supply = supplyOf(told);
     const std::optional<std::int64_t> level = keys.number("level");
@@ -186,7 +206,7 @@ Supply supplyFromMarker(const IppAttributes& attributes, const std::vector<std::
     told.type = attributes.textAt("marker-types", index);
     told.color = device::colorFromDescription(told.description);
     if (told.color.color == SupplyColor::None) {
-        told.color = colorFromHex(attributes.textAt("marker-colors", index));
+        told.color = colorOfMarker(attributes.textAt("marker-colors", index));
     }
     Supply supply = supplyOf(told);
     setLevel(supply, markerLevel(attributes, index, supply.receptacle));

@@ -61,7 +61,7 @@ struct LevelWord
 };
 constexpr LevelWord vstatusLevels[] = {
     {"KP", device::SupplyColor::Black, "black", "Black cartridge"},
-    {"CP", device::SupplyColor::Other, "tri-color", "Tri-color cartridge"},
+    {"CP", device::SupplyColor::TriColor, "tri-color", "Tri-color cartridge"},
 };
 
 void addAlert(DeviceStatus& picture, int code, const char* keyword, const char* text)

@@ -219,13 +219,43 @@ TEST(IppSupplies, ColoursOfMarkers)
     EXPECT_EQ(color("#C0C0C0"), "#C0C0C0 toner 5\nnone toner 5");
     EXPECT_EQ(color("#EC008C"), "magenta toner 5\nnone toner 5");
     EXPECT_EQ(color("#FF0000"), "red toner 5\nnone toner 5");
-    EXPECT_EQ(color("#00FFFF#FF00FF#FFFF00"), "#00FFFF#FF00FF#FFFF00 toner 5\nnone toner 5");
+    EXPECT_EQ(color("#00FFFF#FF00FF#FFFF00"), "tri-color toner 5\nnone toner 5");
+    EXPECT_EQ(color("#FFFF00,#00aeef,#EC008C"), "tri-color toner 5\nnone toner 5");
+    EXPECT_EQ(color("#00FFFF#FF00FF"), "#00FFFF#FF00FF toner 5\nnone toner 5");
+    EXPECT_EQ(color("#00FFFF#00FFFF#FF00FF#FFFF00"), "#00FFFF#00FFFF#FF00FF#FFFF00 toner 5\nnone toner 5");
+    EXPECT_EQ(color("#0FF"), "cyan toner 5\nnone toner 5");
+    EXPECT_EQ(color("#FF00FFFF"), "magenta toner 5\nnone toner 5");
+    EXPECT_EQ(color("Yellow"), "yellow toner 5\nnone toner 5");
+    EXPECT_EQ(color("tri-color"), "tri-color toner 5\nnone toner 5");
     EXPECT_EQ(color("#12345"), "none toner 5\nnone toner 5");
     EXPECT_EQ(color("#GG0000"), "none toner 5\nnone toner 5");
     EXPECT_EQ(suppliesOf("marker-names = Light Cyan|Black\nmarker-types = ink|ink\nmarker-levels = "
                          "5|6\nmarker-colors = #00FFFF|#000000"),
               "light cyan toner 5\nblack toner 6")
         << "the name says it more exactly";
+}
+
+TEST(IppSupplies, TriColourCartridgeStandsForItsThreeColours)
+{
+    for (const char* lines :
+         {"marker-colors = #00FFFF#FF00FF#FFFF00|#000000\nmarker-levels = 40|70\nmarker-types = ink|ink",
+          "marker-names = tri-color ink|black ink\nmarker-levels = 40|70\nmarker-types = ink|ink",
+          "marker-names = Color|Black\nmarker-levels = 40|70\nmarker-types = ink-cartridge|ink-cartridge",
+          "printer-supply = type=ink;level=40;colorantname=multi-color|type=ink;level=70;colorantname=black",
+          "printer-supply = type=ink;level=40|type=ink;level=70\n"
+          "printer-supply-description = Cyan, Magenta, Yellow cartridge|Black cartridge"}) {
+        const std::string info = infoDocument(pictureOf(lines));
+        EXPECT_NE(info.find(R"("CToner":"40","KToner":"70","MToner":"40","RToner":"-1","YToner":"40")"),
+                  std::string::npos)
+            << lines << '\n'
+            << info;
+    }
+}
+
+TEST(IppSupplies, ColoursOfAListThatDoesNotFitAreNotJoined)
+{
+    EXPECT_EQ(suppliesOf("printer-supply = type=toner;level=60|type=toner;level=20\nmarker-colors = #00FFFF"),
+              "none toner 60\nnone toner 20");
 }
 
 TEST(IppSupplies, NoColourIsNotThatOfItsPicture)

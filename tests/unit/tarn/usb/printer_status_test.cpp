@@ -93,7 +93,7 @@ TEST(UsbPrinterStatusTest, StatusKeysTellLevels)
     EXPECT_EQ(picture.supplies[0].color, device::SupplyColor::Black);
     EXPECT_EQ(picture.supplies[0].levelKind, device::LevelKind::Percent);
     EXPECT_EQ(picture.supplies[0].percent, 85);
-    EXPECT_EQ(picture.supplies[1].color, device::SupplyColor::Other);
+    EXPECT_EQ(picture.supplies[1].color, device::SupplyColor::TriColor);
     EXPECT_EQ(picture.supplies[1].percent, 7);
 }
 
