@@ -33,10 +33,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         values.insert(value);
     }
     for (const std::string& text : {id.manufacturer, id.model, id.description, id.commandSet, id.deviceClass,
-                                    id.serialNumber, id.uuid}) {
+                                    id.uuid}) {
         if (values.count(text) == 0) {
             std::abort();
         }
+    }
+    if (!id.serialNumber.empty() && !isTidy(id.serialNumber)) {
+        std::abort();
     }
     if (id.fields.size() > tarn::device::DeviceId::kMostFields) {
         std::abort();

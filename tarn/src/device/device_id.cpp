@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "tarn/src/device/serial_number.h"
 #include "tarn/src/device/text.h"
 
 namespace tarn::device {
@@ -57,7 +58,8 @@ std::string keyOf(std::string_view octets)
 
 void takeField(DeviceId& id, std::string_view field)
 {
-    const std::size_t colon = field.find(':');
+    std::size_t colon = field.find(':');
+    colon = colon == std::string_view::npos ? field.find('=') : colon;
     if (colon == std::string_view::npos) {
         return;
     }
@@ -68,25 +70,40 @@ void takeField(DeviceId& id, std::string_view field)
     }
 }
 
+// "Serial_Number", "S/N" and "SERIAL NUMBER" as one word.
+std::string plainKey(std::string_view key)
+{
+    std::string plain;
+    for (const char c : key) {
+        if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) {
+            plain.push_back(c);
+        }
+    }
+    return plain;
+}
+
 // The value of the first of the keys that is there.
 template <std::size_t count>
 std::string firstOf(const DeviceId& id, const char* const (&keys)[count])
 {
     for (const char* key : keys) {
-        if (const std::string_view value = id.value(key); !value.empty()) {
-            return std::string(value);
+        for (const auto& [said, value] : id.fields) {
+            if (plainKey(said) == key) {
+                return value;
+            }
         }
     }
     return {};
 }
 
-constexpr const char* manufacturerKeys[] = {"MFG", "MANUFACTURER", "MANUFACTURE", "MFR"};
-constexpr const char* modelKeys[] = {"MDL", "MODEL"};
+// As plainKey makes them.
+constexpr const char* manufacturerKeys[] = {"MFG", "MANUFACTURER", "MANUFACTURE", "MFR", "MAKE", "VENDOR"};
+constexpr const char* modelKeys[] = {"MDL", "MODEL", "MODELNAME"};
 constexpr const char* descriptionKeys[] = {"DES", "DESCRIPTION"};
-constexpr const char* commandSetKeys[] = {"CMD", "COMMAND SET", "COMMANDSET"};
+constexpr const char* commandSetKeys[] = {"CMD", "COMMANDSET"};
 constexpr const char* classKeys[] = {"CLS", "CLASS"};
-constexpr const char* serialNumberKeys[] = {"SN",  "SERN",          "SERIALNUMBER", "SERIAL",
-                                            "SER", "SERIAL NUMBER", "SERIALNO",     "SNUM"};
+constexpr const char* serialNumberKeys[] = {"SN",  "SERN", "SERIALNUMBER", "SERIAL",
+                                            "SER", "SERIALNO", "SNUM",     "SERNO"};
 constexpr const char* uuidKeys[] = {"UUID"};
 
 } // namespace
@@ -104,7 +121,7 @@ DeviceId parseDeviceId(std::string_view octets)
     text = text.substr(0, text.find('\0'));
     DeviceId id;
     while (!text.empty() && id.fields.size() < DeviceId::kMostFields) {
-        const std::size_t end = text.find(';');
+        const std::size_t end = text.find_first_of(";\r\n\""); // some frame it, or break lines instead
         takeField(id, text.substr(0, end));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
@@ -113,7 +130,7 @@ DeviceId parseDeviceId(std::string_view octets)
     id.description = firstOf(id, descriptionKeys);
     id.commandSet = firstOf(id, commandSetKeys);
     id.deviceClass = firstOf(id, classKeys);
-    id.serialNumber = firstOf(id, serialNumberKeys);
+    id.serialNumber = serialNumberFrom(firstOf(id, serialNumberKeys));
     id.uuid = firstOf(id, uuidKeys);
     return id;
 }

@@ -23,7 +23,7 @@ struct DeviceId
     std::string description;  // DES, DESCRIPTION
     std::string commandSet;   // CMD, COMMAND SET
     std::string deviceClass;  // CLS, CLASS
-    std::string serialNumber; // SN, SERN, SERIALNUMBER ...
+    std::string serialNumber; // SN, SERN, SERIALNUMBER ..., as serialNumberFrom makes it
     std::string uuid;
     // Everything that was said, in its order, keys in upper case: those above, status, and what a vendor
     // adds.
@@ -38,8 +38,8 @@ struct DeviceId
 // The text, with or without the two octets of length before it. The standard has them count everything, the
 // more significant one first; devices send them the other way round, wrong, or not at all. They are therefore
 // believed only where a field ends; failing that the text reaches to its first NUL. What is no
-// "key:value" is left out, a value may hold ':', of two equal keys the first that has a value counts. Never
-// fails.
+// "key:value" (or "key=value") is left out, a value may hold ':', of two equal keys the first that has a value
+// counts; quotes and line breaks end fields, too. Never fails.
 DeviceId parseDeviceId(std::string_view octets);
 
 } // namespace tarn::device

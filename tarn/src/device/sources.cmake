@@ -6,6 +6,7 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/make_and_model.cpp
     ${CMAKE_CURRENT_LIST_DIR}/picture_field.cpp
     ${CMAKE_CURRENT_LIST_DIR}/rendering.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/serial_number.cpp
     ${CMAKE_CURRENT_LIST_DIR}/state_words.cpp
     ${CMAKE_CURRENT_LIST_DIR}/supply_types.cpp
     ${CMAKE_CURRENT_LIST_DIR}/supply_words.cpp

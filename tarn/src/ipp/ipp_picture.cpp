@@ -6,6 +6,7 @@
 
 #include "tarn/src/device/device_id.h"
 #include "tarn/src/device/make_and_model.h"
+#include "tarn/src/device/serial_number.h"
 
 namespace tarn::ipp {
 
@@ -39,7 +40,7 @@ void buildIdentity(const IppAttributes& attributes, DeviceStatus& status)
     if (status.model.empty()) {
         status.model = device::makeAndModel(id);
     }
-    status.serialNumber = attributes.text("printer-serial-number");
+    status.serialNumber = device::serialNumberFrom(attributes.text("printer-serial-number"));
     if (status.serialNumber.empty()) {
         status.serialNumber = id.serialNumber;
     }

@@ -91,10 +91,6 @@ const WholeText wholeTexts[] = {
 };
 
 // Less their punctuation.
-const char* const noSerials[] = {"unknown",      "none",          "na",           "null",
-                                 "notavailable", "notapplicable", "notset",       "notsupported",
-                                 "undefined",    "unspecified",   "serialnumber", "serialno"};
-
 const char* const serialWords[] = {
     "serial number:", "serial no:", "serial:", "s/n:", "s/n ", "sn:", ";sn", "sn "};
 
@@ -299,18 +295,6 @@ std::string modelInDescription(const std::string& text)
         }
     }
     return std::string();
-}
-
-bool namesNoSerial(const std::string& text)
-{
-    std::string plain;
-    std::copy_if(text.begin(), text.end(), std::back_inserter(plain),
-                 [](char c) { return isAlnum(c) || static_cast<unsigned char>(c) >= 0x80; });
-    plain = lower(plain);
-    const bool placeholder = std::any_of(std::begin(noSerials), std::end(noSerials),
-                                         [&](const char* word) { return plain == word; });
-    const bool oneSign = std::all_of(plain.begin(), plain.end(), [&](char c) { return c == plain.front(); });
-    return placeholder || oneSign;
 }
 
 std::string serialInDescription(const std::string& text)

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "tarn/src/device/serial_number.h"
+
 namespace tarn::snmp {
 
 // What the texts in which printers name themselves say. They hold firmware, serial numbers and the names of
@@ -26,8 +28,7 @@ std::string cleanModel(const std::string& text, const std::string& serialNumber)
 // A model that sysDescr carries behind "PID:" or "Attached to"; empty when there is none.
 std::string modelInDescription(const std::string& text);
 
-// Whether a text that should hold a serial number holds a placeholder: "unknown", "XXXXXXXX", nothing.
-bool namesNoSerial(const std::string& text);
+using device::namesNoSerial;
 
 // A serial number that sysDescr carries behind "SN:", "S/N" and the like; empty when there is none.
 std::string serialInDescription(const std::string& text);

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "tarn/src/device/make_and_model.h"
+#include "tarn/src/device/serial_number.h"
 
 namespace tarn::usb {
 
@@ -45,7 +46,7 @@ PrinterIdentity identityOf(const UsbDevice& device, const device::DeviceId& id)
     }
     identity.description =
         firstOf(id.description, device::makeAndModel(identity.manufacturer, identity.model));
-    identity.serialNumber = firstOf(id.serialNumber, device.serialText);
+    identity.serialNumber = firstOf(id.serialNumber, device::serialNumberFrom(device.serialText));
     identity.uuid = id.uuid;
     return identity;
 }

@@ -66,13 +66,13 @@ TEST(DeviceIdTest, KeysHaveLongNamesAndAnyCase)
 {
     EXPECT_EQ(parseDeviceId("MANUFACTURE:Acme;MODEL:Jet;").manufacturer, "Acme");
     const DeviceId id = parseDeviceId("MANUFACTURER: Acme ;Model:Jet;command  set:PCL,PS;Description:A jet;"
-                                      "CLASS:PRINTER;SerialNumber:77;UUID:1-2;");
+                                      "CLASS:PRINTER;SerialNumber:78;UUID:1-2;");
     EXPECT_EQ(id.manufacturer, "Acme");
     EXPECT_EQ(id.model, "Jet");
     EXPECT_EQ(id.commandSet, "PCL,PS");
     EXPECT_EQ(id.description, "A jet");
     EXPECT_EQ(id.deviceClass, "PRINTER");
-    EXPECT_EQ(id.serialNumber, "77");
+    EXPECT_EQ(id.serialNumber, "78");
     EXPECT_EQ(id.uuid, "1-2");
 }
 
@@ -81,6 +81,30 @@ TEST(DeviceIdTest, SerialNumberHasManyKeys)
     for (const char* key : {"SN", "SERN", "SERIALNUMBER", "SERIAL", "SER", "Serial Number", "SERIALNO"}) {
         EXPECT_EQ(parseDeviceId("MFG:A;" + std::string(key) + ":X9;").serialNumber, "X9") << key;
     }
+}
+
+TEST(DeviceIdTest, KeysMayBeJoinedAnyWay)
+{
+    const DeviceId id = parseDeviceId(" Mfg : Acme;MODEL_NAME:Jet;S/N:A1;Command-Set:PCL;");
+    EXPECT_EQ(id.manufacturer, "Acme");
+    EXPECT_EQ(id.model, "Jet");
+    EXPECT_EQ(id.serialNumber, "A1");
+    EXPECT_EQ(id.commandSet, "PCL");
+    EXPECT_EQ(parseDeviceId("MFG=Acme;MDL=Jet").model, "Jet");
+    EXPECT_EQ(parseDeviceId("MDL:Jet=5;").model, "Jet=5");
+}
+
+TEST(DeviceIdTest, FrameAndLineBreaksEndFields)
+{
+    expectPlain("@PJL INFO ID\r\n\"MFG:Acme;MDL:Jet 5;SN:A1;\"\r\n\f");
+    expectPlain("MFG:Acme\r\nMDL:Jet 5\r\nSN:A1\r\n");
+}
+
+TEST(DeviceIdTest, SerialNumberIsDecodedAndPlaceholdersAreNone)
+{
+    EXPECT_EQ(parseDeviceId("MFG:A;SN:4C593331302D373712;").serialNumber, "LY310-77");
+    EXPECT_EQ(parseDeviceId("MFG:A;SN:4C593331302D373712;").value("SN"), "4C593331302D373712");
+    EXPECT_EQ(parseDeviceId("MFG:A;SN:unknown;").serialNumber, "");
 }
 
 TEST(DeviceIdTest, ValueMayHoldColons)

@@ -38,6 +38,13 @@ TEST(UsbPrinterIdentityTest, StringsFillWhatTheDeviceIdLeavesOut)
               (PrinterIdentity{"Acme Inc.", "Jet 5 series", "Acme Inc. Jet 5 series", "S9", ""}));
 }
 
+TEST(UsbPrinterIdentityTest, SerialNumberOfTheStringsIsDecodedToo)
+{
+    UsbDevice device = withStrings();
+    device.serialText = "4C593331302D373712";
+    EXPECT_EQ(identityOf(device, device::DeviceId()).serialNumber, "LY310-77");
+}
+
 TEST(UsbPrinterIdentityTest, WhoSaysNothingIsCalledByItsNumbers)
 {
     UsbDevice device;

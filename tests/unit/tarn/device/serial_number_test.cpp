@@ -1,0 +1,37 @@
+#include "tarn/src/device/serial_number.h"
+
+#include <gtest/gtest.h>
+
+namespace tarn::device {
+namespace {
+
+TEST(SerialNumberTest, HexTextOfASerialNumberIsDecoded)
+{
+    EXPECT_EQ(serialNumberFrom("4C593331302D3737"), "LY310-77");
+    EXPECT_EQ(serialNumberFrom("4c593331302d373712"), "LY310-77") << "a control octet at the end";
+    EXPECT_EQ(serialNumberFrom("4C593331302D37370000"), "LY310-77");
+}
+
+TEST(SerialNumberTest, WhatIsNoHexTextOfOneStays)
+{
+    for (const char* serial : {"LY310-77",
+                               "4C5933",             // too short to tell
+                               "4C593331302D373",    // odd
+                               "4C593331302D3777",   // a small letter
+                               "4C59120031302D3737", // a control octet in the middle
+                               "0123456789ABCDEF", "9876543210987654", "4C593331302D37GG"}) {
+        EXPECT_EQ(serialNumberFrom(serial), serial);
+    }
+    EXPECT_EQ(serialNumberFrom(" A 1 "), "A 1");
+}
+
+TEST(SerialNumberTest, PlaceholdersAreNone)
+{
+    for (const char* text : {"", "unknown", "N/A", "serial_number", "00000000", "XXXXXXXX", "(null)", "?",
+                             "30303030303030303030"}) {
+        EXPECT_EQ(serialNumberFrom(text), "") << text;
+    }
+}
+
+} // namespace
+} // namespace tarn::device
