@@ -5,6 +5,7 @@
 
 #include "tarn/src/device/supply_types.h"
 #include "tarn/src/device/supply_words.h"
+#include "tarn/src/device/text.h"
 #include "tarn/src/ipp/ipp_picture.h"
 #include "tarn/src/ipp/keyed_text.h"
 
@@ -114,14 +115,55 @@ struct Told
     bool receptacle = false;
 };
 
+// The standard's keyword in any case, joined or not, or its number.
+const device::SupplyType* typeOf(const std::string& said)
+{
+    std::int64_t number = 0;
+    const char* const end = said.data() + said.size();
+    if (const auto read = std::from_chars(said.data(), end, number); read.ec == std::errc() && read.ptr == end) {
+        return device::findSupplyType(number);
+    }
+    const std::string keyword = camelCase(said);
+    if (const device::SupplyType* const same = device::findSupplyType(keyword)) {
+        return same;
+    }
+    for (std::int64_t type = 1; const device::SupplyType* const row = device::findSupplyType(type); ++type) {
+        if (device::folded(row->keyword) == device::folded(keyword)) {
+            return row;
+        }
+    }
+    return nullptr;
+}
+
+bool saysReceptacle(const KeyedText& keys)
+{
+    constexpr int receptacleThatIsFilled = 4; // PrtMarkerSuppliesClassTC
+    return device::folded(camelCase(keys.text("class"))) == U"receptaclethatisfilled" ||
+           keys.number("class") == receptacleThatIsFilled;
+}
+
+bool saysPercent(const KeyedText& keys)
+{
+    const std::string unit = keys.text("unit");
+    return device::folded(unit) == U"percent" || unit == "%" || keys.number("unit") == unitPercent ||
+           keys.isPercentage("level");
+}
+
 Supply supplyOf(const Told& told)
 {
     Supply supply;
     supply.description = told.description;
     supply.color = told.color.color;
     supply.colorText = told.color.color == SupplyColor::None ? std::string() : told.color.text;
-    const device::SupplyType* const type = device::findSupplyType(camelCase(told.type));
-    supply.kind = device::kindOf(type, told.receptacle, supply);
+    const device::SupplyType* const type = typeOf(told.type);
+    if (type == nullptr) { // a type of their own names the thing all the same: "imaging-drum", "ink-tank"
+        Supply worded = supply;
+        worded.description += ' ' + told.type;
+        std::replace(worded.description.begin(), worded.description.end(), '-', ' ');
+        supply.kind = device::kindOf(type, told.receptacle, worded);
+    } else {
+        supply.kind = device::kindOf(type, told.receptacle, supply);
+    }
     supply.receptacle = told.receptacle || supply.kind == SupplyKind::Waste;
     supply.type = type == nullptr ? "unknown" : type->keyword;
     return supply;
@@ -141,7 +183,7 @@ Supply supplyFromKeys(const IppAttributes& attributes, std::size_t index)
     Told told;
     told.description = attributes.textAt("printer-supply-description", index);
     told.type = keys.text("type");
-    told.receptacle = keys.text("class") == "receptacleThatIsFilled";
+    told.receptacle = saysReceptacle(keys);
     const std::string colorant = keys.text("colorantname");
     told.color = device::colorFromColorant(colorant);
     if (told.color.color == SupplyColor::None) {
@@ -154,7 +196,7 @@ Supply supplyFromKeys(const IppAttributes& attributes, std::size_t index)
     }
     Supply supply = supplyOf(told);
     const std::optional<std::int64_t> level = keys.number("level");
-    const bool percent = keys.text("unit") == "percent";
+    const bool percent = saysPercent(keys);
     // Without unit and capacity a level that can be a percentage is one.
     const bool bare = !keys.number("maxcapacity") && keys.text("unit").empty() && level && *level <= 100;
     setLevel(supply, device::levelOf(level, keys.number("maxcapacity"),
@@ -245,6 +287,12 @@ std::vector<Supply> buildSupplies(const IppAttributes& attributes)
         supplies = std::move(markers);
     } else if (supplies.size() == markers.size()) {
         for (std::size_t i = 0; i < supplies.size(); ++i) {
+            const bool sameColor = supplies[i].color == markers[i].color ||
+                                   supplies[i].color == SupplyColor::None ||
+                                   markers[i].color == SupplyColor::None;
+            if (!sameColor) {
+                continue; // in another order
+            }
             if (supplies[i].levelKind == LevelKind::Unknown) {
                 setLevel(supplies[i], {markers[i].levelKind, markers[i].percent});
             }
@@ -272,7 +320,7 @@ std::vector<device::Tray> buildTrays(const IppAttributes& attributes)
         tray.capacity = keys.number("maxcapacity").value_or(-2);
         tray.unit = keys.text("unit");
         const device::Level level = device::levelOf(
-            tray.level, tray.capacity, tray.unit == "percent" ? std::optional(unitPercent) : std::nullopt);
+            tray.level, tray.capacity, saysPercent(keys) ? std::optional(unitPercent) : std::nullopt);
         tray.levelKind = level.kind;
         tray.percent = level.percent;
         tray.available = device::subUnitAvailable(keys.number("status"));

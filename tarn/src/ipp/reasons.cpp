@@ -1,6 +1,7 @@
 #include "tarn/src/ipp/reasons.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include "tarn/src/ipp/keyed_text.h"
@@ -21,7 +22,10 @@ const Reason reasons[] = {
     {"fuser-over-temp", 1002, nullptr, nullptr, E::None, true},
     {"fuser-under-temp", 1001, nullptr, nullptr, E::WarmUp, false},
     {"hibernate", 0, nullptr, nullptr, E::PowerSave, false},
+    {"hold-new-jobs", 0, "holdNewJobs", "新任务被保留", E::None, false},
     {"identify-printer-requested", 0, nullptr, nullptr, E::None, false},
+    {"ink-empty", 1102, nullptr, nullptr, E::SupplyEmpty, true},
+    {"ink-low", 1105, nullptr, nullptr, E::SupplyLow, false},
     {"input-tray-missing", 801, nullptr, nullptr, E::None, true},
     {"interlock-open", 5, nullptr, nullptr, E::None, true},
     {"interpreter-resource-unavailable", 1507, nullptr, nullptr, E::None, false},
@@ -44,6 +48,10 @@ const Reason reasons[] = {
     {"output-area-almost-full", 902, nullptr, nullptr, E::None, false},
     {"output-area-full", 903, nullptr, nullptr, E::None, true},
     {"output-tray-missing", 901, nullptr, nullptr, E::None, true},
+    {"paper-empty", 808, nullptr, nullptr, E::TrayEmpty, false},
+    {"paper-jam", 8, nullptr, nullptr, E::None, true},
+    {"paper-low", 807, nullptr, nullptr, E::PaperLow, false},
+    {"paper-out", 808, nullptr, nullptr, E::TrayEmpty, false},
     {"paused", 0, "paused", "已暂停", E::None, true},
     {"power-down", 504, nullptr, nullptr, E::None, true},
     {"resuming", 0, nullptr, nullptr, E::None, false},
@@ -110,7 +118,9 @@ const Ending endings[] = {
     {"-empty", 13},
     {"-full", 15},
     {"-jam", 8},
+    {"-open", 18},
     {"-low", 12},
+    {"-out", 13},
 };
 
 struct SuffixWord
@@ -139,6 +149,35 @@ std::string keywordOf(std::string text)
 bool endsWith(std::string_view text, std::string_view ending)
 {
     return text.size() > ending.size() && text.substr(text.size() - ending.size()) == ending;
+}
+
+// A sub-unit whose shortage has a code of its own.
+struct Shortage
+{
+    const char* subunit;
+    int almost; // almost empty
+    int empty;
+};
+
+constexpr Shortage shortages[] = {
+    {"toner", 1104, 1101},        {"ink", 1105, 1102},   {"ribbon", 1106, 1103},
+    {"marker-supply", 1104, 1101}, {"cartridge", 1104, 1101}, {"media", 807, 808},
+    {"paper", 807, 808},          {"input-tray", 807, 808}, {"media-tray", 807, 808},
+};
+
+// "cyan-ink" and "black-toner" are ink and toner.
+int codeOf(std::string_view subunit, int code)
+{
+    constexpr int almostEmpty = 12;
+    constexpr int empty = 13;
+    for (const Shortage& row : shortages) {
+        const std::string_view name = row.subunit;
+        const bool same = subunit == name || endsWith(subunit, '-' + std::string(name));
+        if (same && (code == almostEmpty || code == empty)) {
+            return code == empty ? row.empty : row.almost;
+        }
+    }
+    return code;
 }
 
 } // namespace
@@ -186,7 +225,8 @@ const device::AlertText* alertLike(std::string_view keyword)
     }
     for (const Ending& row : endings) {
         if (endsWith(keyword, row.ending)) {
-            return device::findAlertText(row.code);
+            const std::string_view subunit = keyword.substr(0, keyword.size() - std::strlen(row.ending));
+            return device::findAlertText(codeOf(subunit, row.code));
         }
     }
     return nullptr;

@@ -149,6 +149,18 @@ TEST(IppReasons, SeveralInOneValueInAnyCase)
               "coverOpen|markerTonerAlmostEmpty");
 }
 
+TEST(IppReasons, ShortagesOfANamedSubUnitAreThoseOfTheStandard)
+{
+    EXPECT_EQ(alertsOf("printer-state-reasons = cyan-ink-low-warning"), "markerInkAlmostEmpty");
+    EXPECT_TRUE(pictureOf("printer-state-reasons = cyan-ink-low-warning").tonerLow);
+    EXPECT_EQ(alertsOf("printer-state-reasons = black-toner-near-empty-warning"), "markerTonerAlmostEmpty");
+    EXPECT_EQ(alertsOf("printer-state-reasons = media-tray-empty-error"), "inputMediaSupplyEmpty");
+    EXPECT_TRUE(pictureOf("printer-state-reasons = media-tray-empty-error").paperOut);
+    EXPECT_EQ(alertsOf("printer-state-reasons = ink-empty"), "markerInkEmpty");
+    EXPECT_EQ(alertsOf("printer-state-reasons = tray-open-warning"), "subunitOpened");
+    EXPECT_EQ(alertsOf("printer-state-reasons = stapler-empty-warning"), "subunitEmpty");
+}
+
 TEST(IppReasons, StatesOfTheDevicesOwnAreNoAlerts)
 {
     EXPECT_EQ(alertsOf("printer-state-reasons = deep-sleep|ready-warning"), "");

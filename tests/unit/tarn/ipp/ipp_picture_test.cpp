@@ -119,6 +119,14 @@ TEST(IppPicture, IdentityFallsBackToTheDeviceId)
     EXPECT_EQ(status.serialNumber, "A-1");
 }
 
+TEST(IppPicture, SerialNumberMayBeHexTextOrAPlaceholder)
+{
+    EXPECT_EQ(pictureOf("printer-serial-number = \"4C593331302D373712\"").serialNumber, "LY310-77");
+    EXPECT_EQ(pictureOf("printer-device-id = MDL:C310;SN:4C593331302D373712;").serialNumber, "LY310-77");
+    EXPECT_EQ(pictureOf("printer-serial-number = unknown\nprinter-device-id = MDL:C310;SN:B-2;").serialNumber,
+              "B-2");
+}
+
 TEST(IppPicture, QueuesNamePrinterAndDriver)
 {
     EXPECT_EQ(pictureOf("printer-make-and-model = Lyra C310, driverless, cups-filters 1.28.17").model,
@@ -284,6 +292,24 @@ TEST(IppSupplies, BothWaysOfTellingComplementEachOther)
     EXPECT_EQ(suppliesOf("printer-supply = type=toner;colorantname=black\nmarker-levels = 80|90"),
               "black toner ?")
         << "lists that do not fit together are not joined";
+}
+
+TEST(IppSupplies, ListsInAnotherOrderAreNotJoined)
+{
+    EXPECT_EQ(suppliesOf("printer-supply = type=ink;colorantname=black|type=ink;colorantname=cyan\n"
+                         "marker-names = cyan ink|black ink\nmarker-levels = 10|90\nmarker-types = ink|ink"),
+              "black toner ?\ncyan toner ?");
+}
+
+TEST(IppSupplies, TypesClassesAndUnitsHoweverTheyAreWritten)
+{
+    EXPECT_EQ(suppliesOf("marker-types = TONER-CARTRIDGE|Waste_Toner|\"21\"|imaging-drum|ink-tank\n"
+                         "marker-levels = 1|2|3|4|5"),
+              "none toner 1\nnone waste 98 (receptacle)\nnone toner 3\nnone drum 4\nnone toner 5");
+    EXPECT_EQ(suppliesOf("printer-supply = type=other;class=4;level=30;unit=19;maxcapacity=-2|"
+                         "type=other;class=receptacle-that-is-filled;level=30;unit=Percent|"
+                         "type=ink;level=30%;maxcapacity=-2;colorantname=cyan"),
+              "none waste 30 (receptacle)\nnone waste 30 (receptacle)\ncyan toner 30");
 }
 
 TEST(IppTrays, LevelsNamesAndAvailability)
