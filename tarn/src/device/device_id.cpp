@@ -102,8 +102,8 @@ constexpr const char* modelKeys[] = {"MDL", "MODEL", "MODELNAME"};
 constexpr const char* descriptionKeys[] = {"DES", "DESCRIPTION"};
 constexpr const char* commandSetKeys[] = {"CMD", "COMMANDSET"};
 constexpr const char* classKeys[] = {"CLS", "CLASS"};
-constexpr const char* serialNumberKeys[] = {"SN",  "SERN", "SERIALNUMBER", "SERIAL",
-                                            "SER", "SERIALNO", "SNUM",     "SERNO"};
+constexpr const char* serialNumberKeys[] = {"SN",  "SERN",     "SERIALNUMBER", "SERIAL",
+                                            "SER", "SERIALNO", "SNUM",         "SERNO"};
 constexpr const char* uuidKeys[] = {"UUID"};
 
 } // namespace

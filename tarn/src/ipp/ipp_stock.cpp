@@ -120,7 +120,8 @@ const device::SupplyType* typeOf(const std::string& said)
 {
     std::int64_t number = 0;
     const char* const end = said.data() + said.size();
-    if (const auto read = std::from_chars(said.data(), end, number); read.ec == std::errc() && read.ptr == end) {
+    if (const auto read = std::from_chars(said.data(), end, number);
+        read.ec == std::errc() && read.ptr == end) {
         return device::findSupplyType(number);
     }
     const std::string keyword = camelCase(said);

@@ -160,9 +160,9 @@ struct Shortage
 };
 
 constexpr Shortage shortages[] = {
-    {"toner", 1104, 1101},        {"ink", 1105, 1102},   {"ribbon", 1106, 1103},
+    {"toner", 1104, 1101},         {"ink", 1105, 1102},       {"ribbon", 1106, 1103},
     {"marker-supply", 1104, 1101}, {"cartridge", 1104, 1101}, {"media", 807, 808},
-    {"paper", 807, 808},          {"input-tray", 807, 808}, {"media-tray", 807, 808},
+    {"paper", 807, 808},           {"input-tray", 807, 808},  {"media-tray", 807, 808},
 };
 
 // "cyan-ink" and "black-toner" are ink and toner.
