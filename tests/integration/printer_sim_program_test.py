@@ -149,16 +149,25 @@ class PrinterSim(unittest.TestCase):
         with tempfile.TemporaryDirectory() as directory:
             path = pathlib.Path(directory) / "broken.json"
             path.write_text('{\n  "model": "X",\n  "levle": 5\n}\n')
-            self.assertEqual(run(str(path)), (1, "", f'printer-sim: {path}:3: unknown member "levle"\n'))
+            self.assertEqual(run(str(path)), (66, "", f'printer-sim: {path}:3: unknown member "levle"\n'))
             path = pathlib.Path(directory) / "broken.snmprec"
             path.write_text("1.3.6.1|2|1\n1.3.6.2|2|x\n")
-            self.assertEqual(run(str(path)), (1, "", f'printer-sim: {path}:2: no number: "x"\n'))
+            self.assertEqual(run(str(path)), (66, "", f'printer-sim: {path}:2: no number: "x"\n'))
 
     def test_a_wrong_command_line_has_a_status_of_its_own(self):
         status, said, complaint = run("--speed", "9", str(DATA / "mono.json"))
-        self.assertEqual((status, said), (2, ""))
-        self.assertEqual(complaint, "printer-sim: unknown option --speed\nTry printer-sim --help.\n")
-        self.assertEqual(run()[0], 2)
+        self.assertEqual((status, said), (64, ""))
+        self.assertEqual(complaint, "printer-sim: unknown option: --speed; see printer-sim --help\n")
+        self.assertEqual(run()[0], 64)
+        self.assertEqual(run("/nonexistent/x.json")[0], 66)
+
+    def test_what_cannot_be_written_is_told(self):
+        for arguments in (["--help"], ["--version"], ["--port", str(PORT), "--web-port=0", self.colour("6.1")]):
+            with open("/dev/full", "w") as full:
+                done = subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=full,
+                                      stderr=subprocess.PIPE, text=True, timeout=30)
+            self.assertEqual((done.returncode, done.stderr),
+                             (74, "printer-sim: standard output: No space left on device\n"))
 
     def test_help_and_version(self):
         status, said, complaint = run("--help")

@@ -3,6 +3,8 @@
 #include <set>
 
 #include "tarn/src/base/files.h"
+#include "tools/common/file_error.h"
+#include "tools/common/option_table.h"
 #include "tools/printer-sim/recording.h"
 #include "tools/printer-sim/scenario.h"
 
@@ -23,14 +25,14 @@ std::shared_ptr<const PrinterKind> readKind(const std::string& file, FaultPlan& 
 {
     const tarn::FileText read = tarn::readFile(file, kMostFileBytes);
     if (read.error != tarn::ReadError::None)
-        throw std::runtime_error(
+        throw tools::FileError(
             file + (read.error == tarn::ReadError::Absent ? ": no such file" : ": cannot be read"));
     try {
         return kindOf(file, read.text, faults);
     } catch (const InputError& error) {
-        throw std::runtime_error(file +
-                                 (error.line() > 0 ? ":" + std::to_string(error.line()) : std::string()) +
-                                 ": " + error.what());
+        throw tools::FileError(file +
+                               (error.line() > 0 ? ":" + std::to_string(error.line()) : std::string()) +
+                               ": " + error.what());
     }
 }
 
@@ -62,9 +64,9 @@ std::vector<Printer> loadPrinters(const Options& options)
         address = source.address.value_or(address);
         for (std::uint32_t i = 0; i < source.count; ++i, ++address) {
             if ((address >> 24) != 127)
-                throw std::runtime_error("there are no addresses left in 127.0.0.0/8");
+                throw tools::UsageError("there are no addresses left in 127.0.0.0/8");
             if (!taken.insert(address).second)
-                throw std::runtime_error("two printers at " + addressText(address));
+                throw tools::UsageError("two printers at " + addressText(address));
             printers.emplace_back(kind, static_cast<std::uint32_t>(printers.size() + 1), address);
             printers.back().faults = faults;
         }

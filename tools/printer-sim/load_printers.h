@@ -12,8 +12,8 @@ namespace printersim {
 std::shared_ptr<const PrinterKind> kindOf(const std::string& fileName, const std::string& text,
                                           FaultPlan& faults);
 
-// The printers of the command line, their files read. Throws std::runtime_error, "FILE:LINE: REASON" where a
-// file is at fault.
+// The printers of the command line, their files read. Throws tools::FileError, "FILE:LINE: REASON", and
+// tools::UsageError where two printers were to have one address.
 std::vector<Printer> loadPrinters(const Options& options);
 
 } // namespace printersim

@@ -7,6 +7,10 @@
 #include <cstdio>
 #include <iostream>
 
+#include "tools/common/exit_status.h"
+#include "tools/common/file_error.h"
+#include "tools/common/option_table.h"
+#include "tools/common/standard_output.h"
 #include "tools/printer-sim/control.h"
 #include "tools/printer-sim/load_printers.h"
 #include "tools/printer-sim/web_page.h"
@@ -88,9 +92,10 @@ private:
     void announce()
     {
         const std::vector<Printer>& printers = m_simulation.printers();
-        std::cout << "ready: " << printers.size() << " printers at "
-                  << addressText(printers.front().address()) << " to "
-                  << addressText(printers.back().address()) << ", port " << m_options.port << std::endl;
+        tools::writeOut("ready: " + std::to_string(printers.size()) + " printers at " +
+                        addressText(printers.front().address()) + " to " +
+                        addressText(printers.back().address()) + ", port " + std::to_string(m_options.port) +
+                        '\n');
     }
 
     void receive(int socket)
@@ -133,7 +138,7 @@ private:
         }
         m_commands.append(buffer.data(), static_cast<std::size_t>(count));
         for (std::size_t end = m_commands.find('\n'); end != std::string::npos; end = m_commands.find('\n')) {
-            std::cout << runCommand(m_commands.substr(0, end), m_simulation, seconds()) << std::endl;
+            tools::writeOut(runCommand(m_commands.substr(0, end), m_simulation, seconds()) + '\n');
             m_commands.erase(0, end + 1);
         }
     }
@@ -153,26 +158,44 @@ private:
 
 } // namespace printersim
 
+namespace {
+
+int fail(const std::string& complaint, int status)
+{
+    std::cerr << "printer-sim: " << complaint << '\n';
+    return status;
+}
+
+int run(const printersim::Options& options)
+{
+    switch (options.action) {
+    case printersim::Options::Action::Help:
+        tools::writeOut(printersim::helpText());
+        break;
+    case printersim::Options::Action::Version:
+        tools::writeOut("printer-sim " KEL_VERSION "\n");
+        break;
+    case printersim::Options::Action::Run:
+        printersim::Program(options).run();
+        break;
+    }
+    return 0;
+}
+
+} // namespace
+
 int main(int argc, char** argv)
 {
     constexpr int kFailed = 1;
-    constexpr int kUsage = 2;
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
-    for (const std::string& argument : arguments) {
-        if (argument == "--help")
-            return std::fputs(printersim::helpText(), stdout) < 0 ? kFailed : 0;
-        if (argument == "--version")
-            return std::puts("printer-sim " KEL_VERSION) < 0 ? kFailed : 0;
-    }
     try {
-        const printersim::Options options = printersim::parseOptions(arguments);
-        printersim::Program(options).run();
-    } catch (const std::invalid_argument& error) {
-        std::cerr << "printer-sim: " << error.what() << "\nTry printer-sim --help.\n";
-        return kUsage;
+        return run(printersim::parseOptions(std::vector<std::string>(argv + 1, argv + argc)));
+    } catch (const tools::UsageError& error) {
+        return fail(std::string(error.what()) + "; see printer-sim --help", tools::kWrongUsage);
+    } catch (const tools::FileError& error) {
+        return fail(error.what(), tools::kNoInput);
+    } catch (const tools::WriteError& error) {
+        return fail(error.what(), tools::kWriteFailed);
     } catch (const std::exception& error) {
-        std::cerr << "printer-sim: " << error.what() << '\n';
-        return kFailed;
+        return fail(error.what(), kFailed);
     }
-    return 0;
 }

@@ -20,6 +20,14 @@ struct SourceArgument
 
 struct Options
 {
+    enum class Action
+    {
+        Run,
+        Help,
+        Version,
+    };
+
+    Action action = Action::Run;
     std::uint16_t port = 161;
     std::uint16_t webPort = 80;              // 0: no pages
     std::uint32_t firstAddress = 0x7F000002; // 127.0.0.2
@@ -31,9 +39,9 @@ struct Options
     std::vector<SourceArgument> sources;
 };
 
-// What the command line asks for. Throws std::invalid_argument with a text for the user.
+// What the command line asks for. Throws tools::UsageError.
 Options parseOptions(const std::vector<std::string>& arguments);
 
-const char* helpText();
+std::string helpText();
 
 } // namespace printersim

@@ -1,162 +1,204 @@
 #include "tools/tarn-status/options.h"
 
-#include <arpa/inet.h>
-#include <getopt.h>
-
 #include <cmath>
 #include <cstdlib>
 
+#include "tools/tarn-status/addresses.h"
+
 namespace tarnstatus {
 
-const char kHelp[] =
-    R"(Usage: tarn-status [OPTION]... ADDRESS...
-       tarn-status [OPTION]... --list FILE
-       tarn-status [OPTION]... --find NETWORK/24
-       tarn-status [OPTION]... --usb | --cups
-Show what printers say of themselves: state, alerts, supplies, trays, page counter.
-
-  -l, --list FILE       the printers of FILE, a printers.json
-  -f, --find NETWORK    the printers among the hosts of a network of at most 254 hosts (SNMP only)
-  -u, --usb             the printers attached by USB, alone or beside the others
-  -c, --cups            the queues that CUPS has, alone or beside the others
-  -j, --json            a JSON document instead of a table
-  -w, --watch[=SECONDS] again and again, every 2 seconds by default, until interrupted
-  -t, --timeout SECONDS how long to wait for printers that do not answer (default 6)
-  -h, --help            this text
-  -V, --version         the version
-
-Exit status: 0 all printers are fine, 1 one needs attention, 2 one cannot be reached (or none was found),
-3 wrong usage or a file that cannot be used.
-)";
+using tools::Option;
+using tools::OptionTable;
+using tools::UsageError;
 
 namespace {
 
 constexpr double kLongestSeconds = 86400;
+constexpr std::chrono::milliseconds kShortestInterval{100};
 
-Options usage(const std::string& complaint)
+constexpr char kUsage[] = R"(Usage: tarn-status [OPTION]... ADDRESS...
+       tarn-status [OPTION]... --list FILE
+       tarn-status [OPTION]... --find NETWORK/24
+       tarn-status [OPTION]... --usb | --cups
+       tarn-status --check-config[=FILE]
+Show what printers say of themselves: state, alerts, supplies, trays, page counter.
+ADDRESS is an IPv4 address or the name of a host.
+
+)";
+
+constexpr char kExitStatus[] = R"(
+Exit status: 0 all printers are fine, 1 one needs attention, 2 one cannot be reached (or none was found);
+64 wrong usage, 66 a file that cannot be used, 74 standard output that cannot be written.
+)";
+
+// Digits with at most one dot between them: no address looks like that.
+bool isNumber(const std::string& text)
 {
-    Options options;
-    options.action = Options::Action::Usage;
-    options.complaint = complaint;
-    return options;
+    return text.find_first_not_of("0123456789.") == std::string::npos &&
+           text.find_first_of("0123456789") != std::string::npos && text.find('.') == text.rfind('.');
 }
 
-bool parseSeconds(const char* text, std::chrono::milliseconds& out)
+std::chrono::milliseconds secondsOf(const std::string& text)
 {
     char* end = nullptr;
-    const double seconds = std::strtod(text, &end);
-    if (end == text || *end != '\0' || !std::isfinite(seconds) || seconds < 0 || seconds > kLongestSeconds) {
-        return false;
+    const double seconds = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds < 0 || seconds > kLongestSeconds) {
+        throw UsageError("not a number of seconds");
     }
-    out = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
-    return true;
+    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
 }
 
-// Applies one option; false when its argument is wrong.
-bool apply(int option, const char* argument, Options& options)
+std::string filled(const std::string& argument)
 {
-    switch (option) {
-    case 'l':
-        options.listFile = argument;
-        return *argument != '\0';
-    case 'f':
-        options.network = argument;
-        return !hostsOf(argument).empty();
-    case 'u':
-        options.usb = true;
-        return true;
-    case 'c':
-        options.cups = true;
-        return true;
-    case 'j':
-        options.json = true;
-        return true;
-    case 'w':
-        options.watch = true;
-        return argument == nullptr ||
-               (parseSeconds(argument, options.interval) && options.interval.count() >= 100);
-    case 't':
-        return parseSeconds(argument, options.timeout);
-    case 'h':
-        options.action = Options::Action::Help;
-        return true;
-    case 'V':
-        options.action = Options::Action::Version;
-        return true;
-    default:
-        return false;
+    if (argument.empty()) {
+        throw UsageError("not the name of a file");
     }
+    return argument;
+}
+
+void takeInterval(const std::string& argument, Options& options)
+{
+    options.watch = true;
+    if (!argument.empty()) {
+        options.interval = secondsOf(argument);
+        if (options.interval < kShortestInterval) {
+            throw UsageError("not 0.1 seconds at least");
+        }
+    }
+}
+
+void takeNetwork(const std::string& argument, Options& options)
+{
+    if (hostsOf(argument).empty()) {
+        throw UsageError("no IPv4 network of 24 to 32 bits, such as 192.168.1.0/24");
+    }
+    options.network = argument;
+}
+
+void takeFormat(const std::string& argument, Options& options)
+{
+    options.format = findFormat(argument);
+    if (options.format == nullptr) {
+        throw UsageError("not one of " + formatNames(", "));
+    }
+}
+
+std::vector<Option> printerOptions(Options& o)
+{
+    using Kind = Option::Argument;
+    return {
+        {'l', "list", Kind::Needed, "FILE", "the printers of FILE, a printers.json",
+         [&o](const std::string& value) { o.listFile = filled(value); }},
+        {'f', "find", Kind::Needed, "NETWORK",
+         "the printers among the hosts of a network of at most 254 hosts (SNMP only)",
+         [&o](const std::string& value) { takeNetwork(value, o); }},
+        {'u', "usb", Kind::None, "", "the printers attached by USB, alone or beside the others",
+         [&o](const std::string&) { o.usb = true; }},
+        {'c', "cups", Kind::None, "", "the queues that CUPS has, alone or beside the others",
+         [&o](const std::string&) { o.cups = true; }},
+    };
+}
+
+std::vector<Option> outputOptions(Options& o)
+{
+    using Kind = Option::Argument;
+    return {
+        {'F', "format", Kind::Needed, "FORMAT", formatHelp(),
+         [&o](const std::string& value) { takeFormat(value, o); }},
+        {'j', "json", Kind::None, "", "the same as --format json",
+         [&o](const std::string&) { takeFormat("json", o); }},
+        {'w', "watch", Kind::Optional, "SECONDS",
+         "again and again, every 2 seconds by default, until interrupted",
+         [&o](const std::string& value) { takeInterval(value, o); }, isNumber},
+        {'t', "timeout", Kind::Needed, "SECONDS",
+         "how long to wait for printers that do not answer (default 6)",
+         [&o](const std::string& value) { o.timeout = secondsOf(value); }},
+        {'W', "warning", Kind::Needed, "LIST", "for nagios: what is a warning (toner=20,state=attention)",
+         [&o](const std::string& value) { o.warning.take(value); }},
+        {'C', "critical", Kind::Needed, "LIST", "for nagios: what is critical (toner=5,state=offline)",
+         [&o](const std::string& value) { o.critical.take(value); }},
+    };
+}
+
+std::vector<Option> otherOptions(Options& o)
+{
+    using Kind = Option::Argument;
+    return {
+        {0, "check-config", Kind::Optional, "FILE",
+         "say what is wrong in the configuration file that the library\nreads, or in FILE, one line each",
+         [&o](const std::string& value) {
+             o.action = Options::Action::CheckConfig;
+             o.configFile = value;
+         }},
+        {'h', "help", Kind::None, "", "this text",
+         [&o](const std::string&) { o.action = Options::Action::Help; }, nullptr, true},
+        {'V', "version", Kind::None, "", "the version",
+         [&o](const std::string&) { o.action = Options::Action::Version; }, nullptr, true},
+    };
+}
+
+OptionTable tableFor(Options& options)
+{
+    std::vector<Option> rows = printerOptions(options);
+    for (const auto& group : {outputOptions(options), otherOptions(options)}) {
+        rows.insert(rows.end(), group.begin(), group.end());
+    }
+    return OptionTable(std::move(rows));
+}
+
+void checkAddresses(const std::vector<std::string>& addresses)
+{
+    for (const std::string& address : addresses) {
+        switch (kindOfAddress(address)) {
+        case AddressKind::Ipv4:
+        case AddressKind::HostName:
+            break;
+        case AddressKind::Digits:
+            throw UsageError("no IPv4 address: " + address);
+        case AddressKind::Ipv6:
+            throw UsageError("IPv6 is not spoken: " + address);
+        case AddressKind::Other:
+            throw UsageError("neither an IPv4 address nor the name of a host: " + address);
+        }
+    }
+}
+
+void check(const Options& options)
+{
+    if (options.action != Options::Action::Show) {
+        return;
+    }
+    const int ways = (options.addresses.empty() ? 0 : 1) + (options.listFile.empty() ? 0 : 1) +
+                     (options.network.empty() ? 0 : 1);
+    if (ways == 0 && !options.usb && !options.cups) {
+        throw UsageError("no printer named");
+    }
+    if (ways > 1) {
+        throw UsageError("addresses, --list and --find exclude each other");
+    }
+    if (options.watch && !options.format->isForWatching) {
+        throw UsageError(std::string("--watch and --format ") + options.format->name + " exclude each other");
+    }
+    checkAddresses(options.addresses);
 }
 
 } // namespace
 
-Options parseOptions(int argc, char** argv)
+Options parseOptions(const std::vector<std::string>& arguments)
 {
-    static const option known[] = {
-        {"list", required_argument, nullptr, 'l'},    {"find", required_argument, nullptr, 'f'},
-        {"usb", no_argument, nullptr, 'u'},           {"cups", no_argument, nullptr, 'c'},
-        {"json", no_argument, nullptr, 'j'},          {"watch", optional_argument, nullptr, 'w'},
-        {"timeout", required_argument, nullptr, 't'}, {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'V'},       {nullptr, 0, nullptr, 0}};
     Options options;
-    optind = 0; // tests parse more than once
-    opterr = 0;
-    for (int found = 0; (found = getopt_long(argc, argv, ":l:f:ucjw::t:hV", known, nullptr)) != -1;) {
-        if (found == '?') {
-            return usage(std::string("unknown option: ") + argv[optind - 1]);
-        }
-        if (found == ':') {
-            return usage(std::string("argument missing: ") + argv[optind - 1]);
-        }
-        if (!apply(found, optarg, options)) {
-            return usage(std::string("wrong argument of -") + static_cast<char>(found) + ": " + optarg);
-        }
-        if (options.action != Options::Action::Show) {
-            return options;
-        }
-    }
-    options.addresses.assign(argv + optind, argv + argc);
-    const int ways = (options.addresses.empty() ? 0 : 1) + (options.listFile.empty() ? 0 : 1) +
-                     (options.network.empty() ? 0 : 1);
-    if (ways > 1 || (ways == 0 && !options.usb && !options.cups)) {
-        return usage(ways == 0 ? "no printer named" : "addresses, --list and --find exclude each other");
-    }
-    for (const std::string& address : options.addresses) {
-        if (address.find_first_not_of("0123456789.") != std::string::npos) {
-            return usage("no IPv4 address: " + address);
-        }
-    }
+    options.format = findFormat("table");
+    options.warning = {20, std::nullopt, Thresholds::State::Attention};
+    options.critical = {5, std::nullopt, Thresholds::State::Offline};
+    options.addresses = tableFor(options).parse(arguments);
+    check(options);
     return options;
 }
 
-std::vector<std::string> hostsOf(const std::string& network)
+std::string helpText()
 {
-    const std::size_t slash = network.find('/');
-    in_addr parsed{};
-    if (inet_pton(AF_INET, network.substr(0, slash).c_str(), &parsed) != 1) {
-        return {};
-    }
-    unsigned bits = 24;
-    if (slash != std::string::npos) {
-        const std::string text = network.substr(slash + 1);
-        if (text.size() != 2 || text.find_first_not_of("0123456789") != std::string::npos) {
-            return {};
-        }
-        bits = static_cast<unsigned>(std::atoi(text.c_str()));
-    }
-    if (bits < 24 || bits > 32) {
-        return {};
-    }
-    const std::uint32_t size = 1u << (32 - bits);
-    const std::uint32_t first = ntohl(parsed.s_addr) & ~(size - 1);
-    const std::uint32_t edge = size > 2 ? 1 : 0; // the network's own and its broadcast address
-    std::vector<std::string> hosts;
-    for (std::uint32_t i = edge; i < size - edge; ++i) {
-        const in_addr host{htonl(first + i)};
-        char text[INET_ADDRSTRLEN];
-        hosts.emplace_back(inet_ntop(AF_INET, &host, text, sizeof text));
-    }
-    return hosts;
+    Options unused;
+    return kUsage + tableFor(unused).help() + kExitStatus;
 }
 
 } // namespace tarnstatus

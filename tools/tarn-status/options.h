@@ -1,9 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <string>
 #include <vector>
+
+#include "tools/common/option_table.h"
+#include "tools/tarn-status/formats/format.h"
+#include "tools/tarn-status/thresholds.h"
 
 namespace tarnstatus {
 
@@ -13,30 +16,29 @@ struct Options
     enum class Action
     {
         Show,
+        CheckConfig,
         Help,
         Version,
-        Usage, // the command line is wrong; complaint says how
     };
 
     Action action = Action::Show;
-    std::string complaint;
     std::vector<std::string> addresses;
     std::string listFile;
-    std::string network; // of --find
+    std::string network;    // of --find
+    std::string configFile; // of --check-config; empty: the one that the library reads
     bool usb = false;
     bool cups = false;
-    bool json = false;
+    const FormatKind* format = nullptr; // never null after parsing
     bool watch = false;
     std::chrono::milliseconds interval{2000};
     std::chrono::milliseconds timeout{6000};
+    Thresholds warning;
+    Thresholds critical;
 };
 
-Options parseOptions(int argc, char** argv);
+// Throws tools::UsageError.
+Options parseOptions(const std::vector<std::string>& arguments);
 
-// The hosts of a network written as address/bits, bits from 24 to 32, without its own and its broadcast
-// address; of a plain address the 254 hosts around it. Empty when the text is no such network.
-std::vector<std::string> hostsOf(const std::string& network);
-
-extern const char kHelp[];
+std::string helpText();
 
 } // namespace tarnstatus

@@ -1,6 +1,8 @@
 #include "tools/tarn-status/printer_access.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -9,6 +11,7 @@
 #include <json/writer.h>
 
 #include "tarn/tarn.h"
+#include "tools/common/file_error.h"
 
 namespace tarnstatus {
 
@@ -154,7 +157,9 @@ std::vector<NamedPrinter> PrinterAccess::discovered() const
     const Json::Value list = parsed(text);
     tarn_freePrinterList(&text);
     for (Json::ArrayIndex i = static_cast<Json::ArrayIndex>(m_printers.size()); i < list.size(); ++i) {
-        printers.push_back({list[i]["printerName"].asString(), list[i]["ip"].asString()});
+        printers.push_back(
+            {list[i]["printerName"].asString(), list[i]["ip"].asString(),
+             list[i]["isUsbPrinter"] == true ? NamedPrinter::Origin::Usb : NamedPrinter::Origin::Cups});
     }
     return printers;
 }
@@ -167,13 +172,17 @@ std::string PrinterAccess::version()
 std::vector<NamedPrinter> printersOf(const std::string& file)
 {
     std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw tools::FileError(file + ": " + std::strerror(errno));
+    }
     std::ostringstream text;
-    if (!stream || !(text << stream.rdbuf())) {
-        throw AccessError(file + " cannot be read");
+    text << stream.rdbuf();
+    if (stream.bad() || text.fail()) { // a directory, or nothing in it
+        throw tools::FileError(file + " cannot be read");
     }
     const Json::Value root = parsed(text.str());
     if (!root.isArray()) {
-        throw AccessError(file + " is no list of printers");
+        throw tools::FileError(file + " is no list of printers");
     }
     std::vector<NamedPrinter> printers;
     for (const Json::Value& entry : root) {

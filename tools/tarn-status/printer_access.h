@@ -13,8 +13,16 @@ namespace tarnstatus {
 // A printer to show.
 struct NamedPrinter
 {
+    enum class Origin
+    {
+        Named, // on the command line or in a list, or found in a network
+        Usb,
+        Cups,
+    };
+
     std::string name;
     std::string ip;
+    Origin origin = Origin::Named;
 };
 
 // What the library said of one printer.
@@ -76,7 +84,7 @@ private:
     std::vector<NamedPrinter> m_printers;
 };
 
-// The printers of a printers.json. Throws AccessError when it cannot be used.
+// The printers of a printers.json. Throws tools::FileError when it cannot be used.
 std::vector<NamedPrinter> printersOf(const std::string& file);
 
 } // namespace tarnstatus

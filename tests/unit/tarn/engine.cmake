@@ -37,4 +37,6 @@ target_compile_definitions(tarn_unload_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:
 target_include_directories(tarn_unload_test PRIVATE "$<TARGET_PROPERTY:tarn,INTERFACE_INCLUDE_DIRECTORIES>")
 set_target_properties(tarn_unload_test PROPERTIES ENABLE_EXPORTS ON) # so that the library makes its objects with the test's operators
 add_dependencies(tarn_unload_test tarn)
-kel_add_gtest(tarn_status_test SOURCES status/tarn_status_test.cpp LIBS tarn_status_core)
+kel_add_gtest(tarn_status_test
+    SOURCES status/command_line_test.cpp status/formats_test.cpp status/words_test.cpp
+    LIBS tarn_status_core tarn_core)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/common/option_table.h"
 #include "tools/printer-sim/load_printers.h"
 
 namespace printersim {
@@ -11,7 +12,7 @@ std::string refusal(const std::vector<std::string>& arguments)
 {
     try {
         parseOptions(arguments);
-    } catch (const std::invalid_argument& error) {
+    } catch (const tools::UsageError& error) {
         return error.what();
     }
     return "accepted";
@@ -61,14 +62,34 @@ TEST(Options, ASourceMayHaveAnAddressAndACount)
 TEST(Options, WrongOnesAreExplained)
 {
     EXPECT_EQ(refusal({}), "no scenario and no recording named");
-    EXPECT_EQ(refusal({"--fast", "x"}), "unknown option --fast");
-    EXPECT_EQ(refusal({"x", "--port"}), "--port needs a value");
-    EXPECT_EQ(refusal({"x", "--port", "0"}), "--port must be a number from 1 to 65535, not \"0\"");
-    EXPECT_EQ(refusal({"x", "--address=10.0.0.1"}), "\"10.0.0.1\" is no address of 127.0.0.0/8");
-    EXPECT_EQ(refusal({"x@10.0.0.1"}), "\"10.0.0.1\" is no address of 127.0.0.0/8");
-    EXPECT_EQ(refusal({"x*0"}), "the count behind * must be a number from 1 to 100000, not \"0\"");
-    EXPECT_EQ(refusal({"@127.0.0.1"}), "no file in \"@127.0.0.1\"");
-    EXPECT_EQ(refusal({"x", "--faults=loss"}), "unknown fault \"loss\"");
+    EXPECT_EQ(refusal({"--fast", "x"}), "unknown option: --fast");
+    EXPECT_EQ(refusal({"-x"}), "unknown option: -x");
+    EXPECT_EQ(refusal({"x", "--port"}), "argument missing: --port");
+    EXPECT_EQ(refusal({"x", "--control=yes"}), "--control takes no argument");
+    EXPECT_EQ(refusal({"x", "--port", "0"}), "--port \"0\": not a number from 1 to 65535");
+    EXPECT_EQ(refusal({"x", "--address=10.0.0.1"}), "--address \"10.0.0.1\": no address of 127.0.0.0/8");
+    EXPECT_EQ(refusal({"x@10.0.0.1"}), "\"x@10.0.0.1\": no address of 127.0.0.0/8");
+    EXPECT_EQ(refusal({"x*0"}), "\"x*0\": not a number from 1 to 100000");
+    EXPECT_EQ(refusal({"@127.0.0.1"}), "\"@127.0.0.1\": no file");
+    EXPECT_EQ(refusal({"x", "--faults=loss"}), "--faults \"loss\": unknown fault \"loss\"");
+}
+
+TEST(Options, MayBeShortenedAndEndWithTwoDashes)
+{
+    EXPECT_EQ(parseOptions({"x", "--comm=a"}).agent.readCommunity, "a");
+    EXPECT_EQ(refusal({"x", "--web=1", "--w=1"}), "unknown option: --w=1") << "two begin like that";
+    const Options options = parseOptions({"--", "--port"});
+    ASSERT_EQ(options.sources.size(), 1U);
+    EXPECT_EQ(options.sources[0].file, "--port");
+    EXPECT_EQ(parseOptions({"--help", "--fast"}).action, Options::Action::Help);
+}
+
+TEST(Options, HelpNamesEachOfThem)
+{
+    for (const char* name : {"port", "web-port", "address", "community", "write-community", "v1-only",
+                             "max-size", "faults", "seed", "one-socket", "control", "help", "version"}) {
+        EXPECT_NE(helpText().find(std::string("--") + name), std::string::npos) << name;
+    }
 }
 
 TEST(LoadPrinters, GivesEachPrinterTheNextAddress)

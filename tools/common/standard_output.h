@@ -1,0 +1,18 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace tools {
+
+// Standard output does not take what is written; what() says why, for the user.
+class WriteError final : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Writes all of it at once, without a buffer of ours. Throws WriteError.
+void writeOut(const std::string& text);
+
+} // namespace tools

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace tarnstatus {
+
+// "2026-11-22T13:36:29.412Z", RFC 3339.
+std::string rfc3339(std::chrono::system_clock::time_point time);
+
+} // namespace tarnstatus
