@@ -8,6 +8,8 @@ kel_add_fuzz(fuzz_tarn_options SOURCES tarn_options_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/tarn_options)
 kel_add_fuzz(fuzz_reply_gate SOURCES reply_gate_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_gate)
+kel_add_fuzz(fuzz_message_readers SOURCES message_readers_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_gate ${CMAKE_CURRENT_SOURCE_DIR}/corpus/snmp_reply)
 kel_add_fuzz(fuzz_usm_message SOURCES usm_message_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/usm_message)
 foreach(target fuzz_usm_message fuzz_usm_message_replay) # either, see kel_add_fuzz()

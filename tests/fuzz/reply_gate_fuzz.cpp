@@ -13,8 +13,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using tarn::engine::examineReply;
     using tarn::engine::Verdict;
     const tarn::snmp::ByteView bytes{data, size};
-    examineReply(bytes, {tarn::snmp::Version::V2c, "public", 7});
-    tarn::engine::digestOf(bytes);
+    const tarn::snmp::MessageHead head = tarn::snmp::readHead(bytes);
+    examineReply(head, {tarn::snmp::Version::V2c, "public", 7});
+    tarn::engine::digestOf(head);
     std::string copy(reinterpret_cast<const char*>(data), size);
     if (tarn::engine::replaceRequestId(copy, tarn::engine::kLeastRequestId) && copy.size() != size) {
         std::abort();
@@ -24,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     const Verdict verdict =
-        examineReply(bytes, {message->version, message->community, message->pdu.requestId});
+        examineReply(head, {message->version, message->community, message->pdu.requestId});
     const bool response = message->pdu.type == tarn::snmp::PduType::Response;
     if (verdict != (response ? Verdict::Accepted : Verdict::NotAResponse)) {
         std::abort();

@@ -13,7 +13,7 @@ public:
     void accept(const snmp::Pdu& response) override { m_session.accept(response); }
     bool noAnswer() override { return m_session.noAnswer(); }
     bool asksTheSame() const override { return m_session.asksTheSame(); }
-    bool hearAgain(snmp::ByteView message, const device::KeptPicture& published) override
+    bool hearAgain(const snmp::MessageHead& message, const device::KeptPicture& published) override
     {
         return m_session.hearAgain(message, published);
     }

@@ -22,7 +22,7 @@ public:
     virtual bool noAnswer() = 0;
     // A dialogue without a quick way says false twice, and is asked and answered in the ordinary one.
     virtual bool asksTheSame() const { return false; }
-    virtual bool hearAgain(snmp::ByteView, const device::KeptPicture&) { return false; }
+    virtual bool hearAgain(const snmp::MessageHead&, const device::KeptPicture&) { return false; }
     virtual snmp::ReadOutcome outcome() const = 0;
     virtual std::shared_ptr<const device::DeviceStatus> status() const = 0;
     virtual void rest() = 0;

@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "tarn/src/engine/ber_view.h"
-
 namespace tarn::engine {
 
 namespace {
@@ -31,71 +29,55 @@ std::uint64_t mixed(std::uint64_t hash, const std::uint8_t* data, std::size_t si
     return hash != kNoAnswer ? hash : 1;
 }
 
-// The contents of the PDU of a message.
-std::optional<ByteView> pduOf(ByteView message)
-{
-    std::optional<BerElement> whole = takeElement(message);
-    if (!whole || whole->tag != kBerSequence || !takeElement(whole->body) || !takeElement(whole->body)) {
-        return std::nullopt;
-    }
-    const std::optional<BerElement> pdu = takeElement(whole->body);
-    return pdu ? std::optional(pdu->body) : std::nullopt;
-}
-
-// The value of the first variable; rest is what follows the request id in the PDU.
-std::optional<BerElement> firstValue(ByteView rest)
-{
-    if (!takeElement(rest) || !takeElement(rest)) { // error-status, error-index
-        return std::nullopt;
-    }
-    std::optional<BerElement> list = takeElement(rest);
-    std::optional<BerElement> first = list ? takeElement(list->body) : std::nullopt;
-    if (!first || !takeElement(first->body)) {
-        return std::nullopt;
-    }
-    return takeElement(first->body);
-}
-
 } // namespace
 
-std::optional<ReplyDigest> digestOf(ByteView message)
+std::optional<ReplyDigest> digestOf(const snmp::MessageHead& head)
 {
-    std::optional<ByteView> pdu = pduOf(message);
-    if (!pdu || !takeElement(*pdu)) {
+    const std::optional<snmp::Binding> first = snmp::firstBinding(head);
+    if (!first) {
         return std::nullopt;
     }
-    const std::optional<BerElement> value = firstValue(*pdu);
-    if (!value) {
-        return std::nullopt;
-    }
-    const std::uint8_t* const end = message.data + message.size;
+    const ByteView& said = head.behindRequestId;
     ReplyDigest digest;
-    if (value->tag == kBerTimeTicks) {
-        digest.upTime = integerOf(*value).value_or(-1);
+    if (first->type == snmp::ValueType::TimeTicks) {
+        digest.upTime = snmp::numberIn(*first).value_or(-1);
     }
     if (digest.upTime < 0) {
-        digest.hash = mixed(0, pdu->data, static_cast<std::size_t>(end - pdu->data));
+        digest.hash = mixed(0, said.data, said.size);
         return digest;
     }
-    const std::uint8_t* const after = value->body.data + value->body.size;
-    digest.hash = mixed(0, pdu->data, static_cast<std::size_t>(value->body.data - pdu->data));
+    const std::uint8_t* const end = said.data + said.size;
+    const std::uint8_t* const after = first->content.data + first->content.size;
+    digest.hash = mixed(0, said.data, static_cast<std::size_t>(first->content.data - said.data));
     digest.hash = mixed(digest.hash, after, static_cast<std::size_t>(end - after));
     return digest;
 }
 
+std::uint32_t placeOfRequestId(const std::string& message)
+{
+    const snmp::MessageHead head =
+        snmp::readHead({reinterpret_cast<const std::uint8_t*>(message.data()), message.size()});
+    const ByteView& id = head.requestIdContent;
+    if (!head.isWhole() || id.size != 4) {
+        return 0;
+    }
+    return static_cast<std::uint32_t>(reinterpret_cast<const char*>(id.data) - message.data());
+}
+
+void putRequestId(std::string& message, std::uint32_t place, std::int32_t id)
+{
+    for (std::size_t i = 0; i < 4; ++i) {
+        message[place + i] = static_cast<char>(static_cast<std::uint32_t>(id) >> (24 - 8 * i));
+    }
+}
+
 bool replaceRequestId(std::string& message, std::int32_t id)
 {
-    std::optional<ByteView> pdu =
-        pduOf({reinterpret_cast<const std::uint8_t*>(message.data()), message.size()});
-    const std::optional<BerElement> old = pdu ? takeElement(*pdu) : std::nullopt;
-    if (!old || old->tag != kBerInteger || old->body.size != 4 || id < kLeastRequestId) {
-        return false;
+    const std::uint32_t place = id < kLeastRequestId ? 0 : placeOfRequestId(message);
+    if (place != 0) {
+        putRequestId(message, place, id);
     }
-    const auto at = static_cast<std::size_t>(reinterpret_cast<const char*>(old->body.data) - message.data());
-    for (std::size_t i = 0; i < 4; ++i) {
-        message[at + i] = static_cast<char>(static_cast<std::uint32_t>(id) >> (24 - 8 * i));
-    }
-    return true;
+    return place != 0;
 }
 
 } // namespace tarn::engine

@@ -25,12 +25,16 @@ struct ReplyDigest
     }
 };
 
-// Of a message that passed the gate. Nothing when its bytes do not go as far as the first variable.
-std::optional<ReplyDigest> digestOf(snmp::ByteView message);
+// Of a message that passed the gate. Nothing when it has no first variable.
+std::optional<ReplyDigest> digestOf(const snmp::MessageHead& head);
 
 // Puts the id into an encoded request whose id takes four octets, as all from kLeastRequestId on do. False,
 // and nothing changes, when it is not such a request.
 bool replaceRequestId(std::string& message, std::int32_t id);
 constexpr std::int32_t kLeastRequestId = 0x40000000;
+// The same in two steps, of which the first is needed once for many messages that are alike. 0: no such
+// request.
+std::uint32_t placeOfRequestId(const std::string& message);
+void putRequestId(std::string& message, std::uint32_t place, std::int32_t id);
 
 } // namespace tarn::engine

@@ -1,54 +1,34 @@
 #include "tarn/src/engine/reply_gate.h"
 
-#include <optional>
-
-#include "tarn/src/engine/ber_view.h"
-
 namespace tarn::engine {
 
-namespace {
+using snmp::MessageHead;
 
-std::optional<std::int64_t> takeInteger(snmp::ByteView& view)
+Verdict examineReply(const MessageHead& head, const ExpectedReply& expected)
 {
-    const std::optional<BerElement> element = takeElement(view);
-    return element && element->tag == kBerInteger ? integerOf(*element) : std::nullopt;
-}
-
-} // namespace
-
-Verdict examineReply(snmp::ByteView bytes, const ExpectedReply& expected)
-{
-    std::optional<BerElement> message = takeElement(bytes);
-    if (!message || message->tag != kBerSequence) {
+    if (head.read < MessageHead::Part::Version) {
         return Verdict::Malformed;
     }
-    const std::optional<std::int64_t> version = takeInteger(message->body);
-    if (!version) {
-        return Verdict::Malformed;
-    }
-    if (*version != static_cast<std::int64_t>(expected.version)) {
+    if (head.version != static_cast<std::int64_t>(expected.version)) {
         return Verdict::WrongVersion;
     }
-    const std::optional<BerElement> community = takeElement(message->body);
-    if (!community || community->tag != kBerOctetString) {
+    if (head.read < MessageHead::Part::Community) {
         return Verdict::Malformed;
     }
-    const std::string_view said(reinterpret_cast<const char*>(community->body.data), community->body.size);
+    const std::string_view said(reinterpret_cast<const char*>(head.community.data), head.community.size);
     if (said != expected.community) {
         return Verdict::WrongCommunity;
     }
-    std::optional<BerElement> pdu = takeElement(message->body);
-    if (!pdu) {
+    if (head.read < MessageHead::Part::Type) {
         return Verdict::Malformed;
     }
-    if (pdu->tag != static_cast<std::uint8_t>(snmp::PduType::Response)) {
+    if (head.type != static_cast<std::uint8_t>(snmp::PduType::Response)) {
         return Verdict::NotAResponse;
     }
-    const std::optional<std::int64_t> id = takeInteger(pdu->body);
-    if (!id) {
+    if (!head.isWhole()) {
         return Verdict::Malformed;
     }
-    return *id == expected.requestId ? Verdict::Accepted : Verdict::WrongId;
+    return head.requestId == expected.requestId ? Verdict::Accepted : Verdict::WrongId;
 }
 
 } // namespace tarn::engine

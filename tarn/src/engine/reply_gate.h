@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/message_head.h"
 #include "tarn/src/snmp/pdu.h"
 
 namespace tarn::engine {
@@ -35,8 +35,7 @@ struct ExpectedReply
     std::int32_t requestId = 0;
 };
 
-// The rungs from Malformed on. Reads only the head of the message, bounded by the view: what is accepted may
-// still turn out to be malformed behind it.
-Verdict examineReply(snmp::ByteView bytes, const ExpectedReply& expected);
+// The rungs from Malformed on. What is accepted may still turn out to be malformed behind its head.
+Verdict examineReply(const snmp::MessageHead& head, const ExpectedReply& expected);
 
 } // namespace tarn::engine

@@ -63,9 +63,10 @@ struct SnmpPeer
     std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
     ReplyDigest sameAnswer;
     std::int32_t requestId = 0;
-    std::uint32_t ticket = 0; // of its place in the queue; an older one is void
-    unsigned requests = 0;    // of the conversation so far
-    unsigned spoilt = 0;      // malformed answers to the present request, since it was last sent
+    std::uint32_t ticket = 0;         // of its place in the queue; an older one is void
+    std::uint32_t requestIdPlace = 0; // in question
+    unsigned requests = 0;            // of the conversation so far
+    unsigned spoilt = 0;              // malformed answers to the present request, since it was last sent
     snmp::Version version = snmp::Version::V2c;
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;

@@ -76,9 +76,10 @@ private:
     void receiveAll();
     void findSenders(const std::vector<Datagram>& batch);
     void examine(const Datagram& datagram, SnmpPeer* sender);
-    bool deliver(SnmpPeer& peer, snmp::ByteView bytes);
+    bool deliver(SnmpPeer& peer, const snmp::MessageHead& head);
     void heard(SnmpPeer& peer);
-    bool deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest, snmp::ByteView bytes);
+    bool deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
+                        const snmp::MessageHead& head);
     bool informDialogue(SnmpPeer& peer);
 
     // conversations

@@ -76,12 +76,12 @@ void SnmpPoller::examine(const Datagram& datagram, SnmpPeer* sender)
         SnmpPeer& peer = *sender;
         verdict = Verdict::NothingAsked;
         if (peer.requestId != 0 && peer.sentOnce && peer.spoilt < kMostSpoilt) {
-            verdict = examineReply(datagram.bytes,
-                                   {peer.version, *peer.target->address().community, peer.requestId});
-        }
-        if (verdict == Verdict::Accepted && !deliver(peer, datagram.bytes)) {
-            verdict = Verdict::Malformed;
-            ++peer.spoilt;
+            const snmp::MessageHead head = snmp::readHead(datagram.bytes);
+            verdict = examineReply(head, {peer.version, *peer.target->address().community, peer.requestId});
+            if (verdict == Verdict::Accepted && !deliver(peer, head)) {
+                verdict = Verdict::Malformed;
+                ++peer.spoilt;
+            }
         }
     }
     m_unasked += verdict == Verdict::Accepted ? 0 : 1;
@@ -92,14 +92,14 @@ void SnmpPoller::examine(const Datagram& datagram, SnmpPeer* sender)
 }
 
 // False, and the request stays open, when the message turns out to be malformed behind its head.
-bool SnmpPoller::deliver(SnmpPeer& peer, snmp::ByteView bytes)
+bool SnmpPoller::deliver(SnmpPeer& peer, const snmp::MessageHead& head)
 {
-    const std::optional<ReplyDigest> digest = peer.kind == ReadKind::Fast ? digestOf(bytes) : std::nullopt;
-    if (peer.unheard && deliverUnheard(peer, digest, bytes)) {
+    const std::optional<ReplyDigest> digest = peer.kind == ReadKind::Fast ? digestOf(head) : std::nullopt;
+    if (peer.unheard && deliverUnheard(peer, digest, head)) {
         return true;
     }
-    const std::optional<snmp::Message> message = snmp::decodeMessage(bytes);
-    if (!message) {
+    const std::optional<snmp::Pdu> pdu = snmp::decodePdu(head);
+    if (!pdu) {
         return false;
     }
     if (peer.knowledge == VersionKnowledge::Probing && peer.version == Version::V1) {
@@ -114,7 +114,7 @@ bool SnmpPoller::deliver(SnmpPeer& peer, snmp::ByteView bytes)
     if (peer.unheard && !informDialogue(peer)) {
         return true; // it asks something else by now, and that is on its way
     }
-    peer.dialogue->accept(message->pdu);
+    peer.dialogue->accept(*pdu);
     if (digest && peer.requests == 1) {
         peer.sameAnswer = *digest;
         keepQuestion(peer);
@@ -137,7 +137,7 @@ void SnmpPoller::heard(SnmpPeer& peer)
 // The answer to a question that the dialogue was not told of. False when it says something that the dialogue
 // must hear. A restart is seen here, as the dialogue's own last time since start may be long ago.
 bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
-                                snmp::ByteView bytes)
+                                const snmp::MessageHead& head)
 {
     if (!digest) {
         return false;
@@ -145,12 +145,12 @@ bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>
     const bool restarted = digest->upTime >= 0 && digest->upTime < peer.sameAnswer.upTime;
     snmp::ReadOutcome outcome = snmp::ReadOutcome::Unchanged;
     if (restarted) {
-        if (!digest->saysTheSame(peer.sameAnswer) && !snmp::decodeMessage(bytes)) {
+        if (!digest->saysTheSame(peer.sameAnswer) && !snmp::decodePdu(head)) {
             return false;
         }
         outcome = snmp::ReadOutcome::Restarted;
     } else if (!digest->saysTheSame(peer.sameAnswer)) {
-        if (!peer.dialogue->hearAgain(bytes, peer.target->keptPictureBy(Way::Snmp))) {
+        if (!peer.dialogue->hearAgain(head, peer.target->keptPictureBy(Way::Snmp))) {
             return false;
         }
         outcome = peer.dialogue->outcome();
@@ -221,7 +221,11 @@ void SnmpPoller::keepQuestion(SnmpPeer& peer)
 {
     std::string question;
     question.swap(peer.request);
-    peer.sameQuestion = replaceRequestId(question, kLeastRequestId);
+    peer.requestIdPlace = placeOfRequestId(question);
+    peer.sameQuestion = peer.requestIdPlace != 0;
+    if (peer.sameQuestion) {
+        putRequestId(question, peer.requestIdPlace, kLeastRequestId);
+    }
     peer.question = peer.sameQuestion ? m_questions.shared(std::move(question)) : nullptr;
 }
 
@@ -322,7 +326,7 @@ const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t 
     m_sameQuestions.resize(kSendBatch);
     std::string& bytes = m_sameQuestions[place];
     bytes = *peer.question;
-    replaceRequestId(bytes, peer.requestId); // it took one when it was kept
+    putRequestId(bytes, peer.requestIdPlace, peer.requestId);
     return bytes;
 }
 

@@ -5,16 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "tarn/src/snmp/ber.h"
+#include "tarn/src/snmp/message_head.h"
 #include "tarn/src/snmp/pdu.h"
 
 namespace tarn::snmp {
-
-// A view of bytes that came from, or go to, the network.
-struct ByteView
-{
-    const std::uint8_t* data = nullptr;
-    std::size_t size = 0;
-};
 
 // The BER encoding of a v1 or v2c message (RFC 1157, RFC 3416, X.690 restricted as RFC 3417 section 8 says).
 std::string encodeMessage(const Message& message);
@@ -26,11 +21,13 @@ constexpr std::size_t maxVarbinds = 1024;
 
 // The message, or nothing when the bytes are no whole, well-formed v1/v2c message. Never reads past the view,
 // never allocates more than a small multiple of its size. Accepted beyond the letter of the standard, because
-// agents send it: long-form and non-minimal lengths, integers with redundant leading octets, Counter32 and
-// its like with the sign bit set and no leading zero, an empty object identifier (0.0), octets after the
-// message. Refused: indefinite lengths, integers of no octet or of more than 64 bits, identifiers of more
-// than 128 sub-identifiers or with one above 32 bits, more than maxVarbinds bindings, traps and v3.
+// agents send it: what MessageHead takes, also behind the head; Counter32 and its like with the sign bit set
+// and no leading zero; an empty object identifier (0.0). Refused: indefinite lengths, integers of no octet or
+// of more than 64 bits, identifiers of more than 128 sub-identifiers or with one above 32 bits, more than
+// maxVarbinds bindings, traps and v3.
 std::optional<Message> decodeMessage(ByteView bytes);
+// The same of a message whose head was read.
+std::optional<Pdu> decodePdu(const MessageHead& head);
 
 // One binding of an answer as it arrived, where it arrived.
 struct Binding
@@ -40,9 +37,12 @@ struct Binding
     ByteView content;
 };
 
+// The first binding; nothing where there is none, or where it is malformed around its name and value.
+std::optional<Binding> firstBinding(const MessageHead& head);
+
 // The bindings of an answer without an error, as many as there are, none of them copied or looked into. Zero
 // when it is no such answer, is malformed around its bindings, or has none or more than most of them.
-std::size_t takeBindings(ByteView answer, Binding* bindings, std::size_t most);
+std::size_t takeBindings(const MessageHead& answer, Binding* bindings, std::size_t most);
 
 // Whether decodeMessage() would take it.
 bool isWellFormed(const Binding& binding);

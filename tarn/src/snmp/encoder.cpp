@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "tarn/src/snmp/ber_tags.h"
 #include "tarn/src/snmp/codec.h"
 
 namespace tarn::snmp {
@@ -134,22 +133,24 @@ void writeText(Writer& out, std::uint8_t tag, std::string_view text)
     out.head(tag, before);
 }
 
-void writeBase128(Writer& out, std::uint64_t number)
+void writeSubIdentifier(Writer& out, std::uint64_t number)
 {
-    out.octet(number & 0x7F);
-    for (number >>= 7; number > 0; number >>= 7) {
-        out.octet(0x80 | (number & 0x7F));
+    if (number < 0x80) {
+        out.octet(number);
+        return;
     }
+    std::uint8_t octets[maxBase128];
+    out.octets({reinterpret_cast<const char*>(octets), writeBase128(number, octets)});
 }
 
 void writeOidContent(Writer& out, const Oid& oid)
 {
     for (std::size_t i = oid.size(); i > 2; --i) {
-        writeBase128(out, oid[i - 1]);
+        writeSubIdentifier(out, oid[i - 1]);
     }
     const std::uint64_t first = oid.empty() ? 0 : oid[0];
     const std::uint64_t second = oid.size() < 2 ? 0 : oid[1];
-    writeBase128(out, first * 40 + second);
+    writeSubIdentifier(out, first * 40 + second);
 }
 
 void writeOid(Writer& out, const Oid& oid)

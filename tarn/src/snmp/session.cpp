@@ -158,7 +158,7 @@ bool Session::noAnswer()
     return m_impl->noAnswer();
 }
 
-bool Session::hearAgain(ByteView message, const device::KeptPicture& published)
+bool Session::hearAgain(const MessageHead& message, const device::KeptPicture& published)
 {
     return m_impl->hearAgain(message, published);
 }

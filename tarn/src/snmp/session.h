@@ -59,10 +59,10 @@ public:
     // conversations. A Full one in between need not change that.
     bool asksTheSame() const;
     // For whoever has asked that again without beginning a conversation: takes the accepted answer, a
-    // message, as a conversation of its own, outcome() included. published is the last picture. False, and
-    // nothing changes, when the answer says more than that known numbers moved, or is malformed: the same
+    // message's head, as a conversation of its own, outcome() included. published is the last picture. False,
+    // and nothing changes, when the answer says more than that known numbers moved, or is malformed: the same
     // question begun, and the answer accepted, in the ordinary way finds out what.
-    bool hearAgain(ByteView message, const device::KeptPicture& published);
+    bool hearAgain(const MessageHead& message, const device::KeptPicture& published);
     // The outcome of the conversation that has just ended.
     ReadOutcome outcome() const;
     // The last whole picture; null before the first.

@@ -45,13 +45,7 @@ public:
     Name child(std::uint32_t part) const
     {
         Name name = *this;
-        for (int shift = 28; shift >= 0; shift -= 7) {
-            const std::uint32_t rest = part >> shift;
-            if (rest > 0 || shift == 0) {
-                name.m_octets[name.m_size++] =
-                    static_cast<std::uint8_t>((rest & 0x7F) | (shift == 0 ? 0u : 0x80u));
-            }
-        }
+        name.m_size += writeBase128(part, name.m_octets.data() + name.m_size);
         return name;
     }
     bool is(ByteView name) const { return name.size == m_size && starts(name); }
@@ -71,24 +65,14 @@ bool isException(ValueType type)
            type == ValueType::EndOfMibView;
 }
 
-// Whether each sub-identifier takes the fewest octets: only such names can be compared as they stand.
-bool isMinimal(ByteView name)
-{
-    bool begins = true;
-    for (std::size_t i = 0; i < name.size; ++i) {
-        if (begins && name.data[i] == 0x80) {
-            return false;
-        }
-        begins = name.data[i] < 0x80;
-    }
-    return true;
-}
-
 // The bindings of an answer, taken one after another as they are expected.
 class Answer final
 {
 public:
-    explicit Answer(ByteView message) : m_left(takeBindings(message, m_bindings.data(), mostBindings)) {}
+    explicit Answer(const MessageHead& message)
+        : m_left(takeBindings(message, m_bindings.data(), mostBindings))
+    {
+    }
 
     // The instance of a number, or of a text, that has one.
     bool takeCell(const Name& name, ColumnKind kind, std::uint32_t row, ColumnData& cell)
@@ -106,7 +90,7 @@ public:
     bool takeEnd(const Name& prefix)
     {
         const Binding* const binding = next();
-        return binding != nullptr && isWellFormed(*binding) && isMinimal(binding->name) &&
+        return binding != nullptr && isWellFormed(*binding) && isMinimalOid(binding->name) &&
                (isException(binding->type) || !prefix.starts(binding->name));
     }
     // The rest says nothing, but has to be a message's.
@@ -170,7 +154,7 @@ bool takeRows(Answer& answer, Id id, std::uint32_t printer, const ColumnData& kn
 } // namespace
 
 // What finishFast() does, of an answer that gives it nothing to think about.
-bool Session::Impl::hearAgain(ByteView message, const device::KeptPicture& published)
+bool Session::Impl::hearAgain(const MessageHead& message, const device::KeptPicture& published)
 {
     if (m_stage != Stage::Idle || !m_oneFast || !m_pictureDigest || published.digest() != *m_pictureDigest) {
         return false;

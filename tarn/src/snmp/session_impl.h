@@ -27,7 +27,7 @@ public:
     std::optional<Pdu> nextRequest();
     void accept(const Pdu& response);
     bool noAnswer();
-    bool hearAgain(ByteView message, const device::KeptPicture& published);
+    bool hearAgain(const MessageHead& message, const device::KeptPicture& published);
     bool asksTheSame() const { return m_oneFast; }
     ReadOutcome outcome() const { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const;

@@ -208,7 +208,7 @@ std::string response(std::int32_t id)
 
 Verdict examine(const std::string& bytes, std::int32_t id)
 {
-    return examineReply({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()},
+    return examineReply(snmp::readHead({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}),
                         {snmp::Version::V2c, "public", id});
 }
 
@@ -224,13 +224,25 @@ TEST(ReplyGate, TakesLengthsThatAreLongerThanNeeded)
 {
     const std::string plain = response(7);
     ASSERT_LT(static_cast<unsigned char>(plain[1]), 0x80);
-    for (const unsigned octets : {1u, 2u, 4u}) {
+    for (const unsigned octets : {1u, 2u, 4u, 5u, 126u}) {
         std::string bytes = plain.substr(0, 1);
         bytes += static_cast<char>(0x80 | octets);
         bytes.append(octets - 1, '\0');
         bytes += plain.substr(1);
         EXPECT_EQ(examine(bytes, 7), Verdict::Accepted) << octets;
     }
+}
+
+TEST(ReplyGate, TakesIntegersThatAreLongerThanNeeded)
+{
+    std::string bytes = response(7);
+    const std::string version("\x02\x01\x01", 3);
+    ASSERT_EQ(bytes.substr(2, 3), version);
+    bytes.replace(2, 3, std::string("\x02\x0a\0\0\0\0\0\0\0\0\0\x01", 12));
+    bytes[1] = static_cast<char>(bytes[1] + 9);
+    EXPECT_EQ(examine(bytes, 7), Verdict::Accepted);
+    EXPECT_EQ(examine(bytes, 8), Verdict::WrongId);
+    ASSERT_TRUE(snmp::decodeMessage({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}));
 }
 
 TEST(ReplyGate, RefusesIndefiniteAndAbsurdLengths)
@@ -257,8 +269,8 @@ TEST(ReplyGate, NeverReadsPastTheEndWhateverTheBytes)
         }
         // On the heap and exactly as long as it says: a sanitizer sees every byte too far.
         const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());
-        accepted += examineReply({exact.data(), exact.size()}, {snmp::Version::V2c, "public", 7}) ==
-                    Verdict::Accepted;
+        accepted += examineReply(snmp::readHead({exact.data(), exact.size()}),
+                                 {snmp::Version::V2c, "public", 7}) == Verdict::Accepted;
     }
     EXPECT_GT(accepted, 0u);
     EXPECT_LT(accepted, 20000u);
@@ -281,7 +293,7 @@ std::string answerOf(std::int32_t id, std::int64_t upTime, const std::string& te
 
 std::optional<ReplyDigest> digest(const std::string& bytes)
 {
-    return digestOf({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    return digestOf(snmp::readHead({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}));
 }
 
 TEST(ReplyDigest, IdAndTimeSinceStartMakeNoDifference)

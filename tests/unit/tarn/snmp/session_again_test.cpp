@@ -76,7 +76,7 @@ protected:
     bool hear() { return hear(answer()); }
     bool hear(const std::string& bytes)
     {
-        const bool heard = known.session.hearAgain(viewOf(bytes), known.published);
+        const bool heard = known.session.hearAgain(readHead(viewOf(bytes)), known.published);
         known.remember();
         return heard;
     }
@@ -150,7 +150,7 @@ TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForCutAndSpoiltMessages)
 TEST_F(AnAnswerHeardAgain, NeedsThePictureThatItsSessionMade)
 {
     const std::string bytes = answer();
-    EXPECT_FALSE(known.session.hearAgain(viewOf(bytes), KeptPicture()));
+    EXPECT_FALSE(known.session.hearAgain(readHead(viewOf(bytes)), KeptPicture()));
     known.session.begin(ReadKind::Full);
     known.session.accept(agent.answer(*known.session.nextRequest()));
     ASSERT_TRUE(known.session.nextRequest());
@@ -263,7 +263,7 @@ bool stepOfBoth(Known& ordinary, Known& quick, RecordedAgent& agent, std::mt1993
     spoil(answer, random);
     const std::string bytes = encoded(answer);
     const std::optional<Message> message = decodeMessage(viewOf(bytes));
-    const bool heard = quick.session.hearAgain(viewOf(bytes), quick.published);
+    const bool heard = quick.session.hearAgain(readHead(viewOf(bytes)), quick.published);
     EXPECT_TRUE(message || !heard);
     if (!message) {
         return false;
