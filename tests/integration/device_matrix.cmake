@@ -20,6 +20,6 @@ set(device_matrix_ipp --ipp)
 set(device_matrix_ipp_ignoring --ipp --ignoring)
 foreach(server snmpsim sim ipp ipp_ignoring)
     add_test(NAME device_matrix_${server} COMMAND device_matrix ${device_matrix_${server}} --brief)
-    set_tests_properties(device_matrix_${server} PROPERTIES LABELS integration TIMEOUT 300 SKIP_RETURN_CODE 77
+    set_tests_properties(device_matrix_${server} PROPERTIES LABELS "integration;recordings" TIMEOUT 300 SKIP_RETURN_CODE 77
                                                             RESOURCE_LOCK device_matrix_port)
 endforeach()
