@@ -4,9 +4,9 @@
 // loading it costs a hundred milliseconds and fifty megabytes at every start. A user's own choice of
 // QT_XCB_GL_INTEGRATION is left alone.
 //
-// The plugin makes its choice with the first native window. After that this object must go: what the program
-// starts, a browser above all, inherits the environment and does want GL.
-// Threading: only while no other thread reads the environment.
+// The plugin makes its choice with the first native window, and this object lives around its creation only:
+// what the program starts, a browser or the session's bus daemon above all, inherits the environment, and
+// does want GL. Threading: the GUI thread, while no other one reads the environment but through Qt.
 class NoGlStack final
 {
 public:

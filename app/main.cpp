@@ -1,7 +1,9 @@
+#include <QDBusConnection>
 #include <QDebug>
-#include <QFile>
 #include <QFont>
 #include <QFontDatabase>
+#include <QGuiApplication>
+#include <QIcon>
 #include <QMetaType>
 #include <QTimer>
 #include <QTranslator>
@@ -9,15 +11,11 @@
 #include <functional>
 #include <optional>
 
-#include "app/fonts_ahead.h"
 #include "app/gl_choice.h"
 #include "app/instance_lock.h"
 #include "app/kel_application.h"
-#include "app/session_bus_ahead.h"
-#include "app/settle.h"
 #include "printer/printer_manager.h"
 #include "ui/main_window/main_window.h"
-#include "ui/png_icon/png_icon.h"
 
 using morvik::kel::PrinterManager;
 
@@ -26,8 +24,6 @@ namespace {
 constexpr const char* lockPath = "/tmp/kel.lock";
 constexpr int refreshPeriodMs = 2000;
 constexpr int fontPointSize = 11;
-// By then the first statuses are shown, and their characters drawn.
-constexpr int settledAfterMs = 10000;
 
 void installTranslation(QTranslator& translator, const QString& file)
 {
@@ -48,6 +44,16 @@ void useFont(const QString& path)
     QApplication::setFont(font);
 }
 
+// The first to ask Qt for the desktop's session bus, menu bar and tray icon, would do so in the window's
+// constructor. Where there is none the connection starts one, and a bus daemon hands its environment on to
+// all that it starts: it must not find NoGlStack's variable there. Only where the windows are X windows:
+// elsewhere Qt may never ask for the bus.
+void connectToSessionBus()
+{
+    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+        QDBusConnection::sessionBus(); // Qt keeps the connection
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -57,11 +63,7 @@ int main(int argc, char** argv)
         qDebug() << "kel.lock cannot be locked.";
         return -1;
     }
-    std::optional<NoGlStack> noGl(std::in_place);
-    FontsAhead fonts;
     KelApplication application(argc, argv);
-    SessionBusAhead bus;
-    fonts.fillList();
     QApplication::setQuitOnLastWindowClosed(false); // the program lives on in the tray
     qRegisterMetaType<PrinterContext>("PrinterContext");
 
@@ -69,14 +71,13 @@ int main(int argc, char** argv)
     installTranslation(qtTexts, QStringLiteral(":/qt_zh_CN.qm"));
     QTranslator widgetTexts;
     installTranslation(widgetTexts, QStringLiteral(":/widgets.qm"));
-    QApplication::setWindowIcon(pngIcon(QStringLiteral(":/res/start.png")));
-    const QString fontPath = QCoreApplication::applicationDirPath() + QStringLiteral("/wqy-zenhei.ttf");
-    fonts.wait();
-    useFont(fontPath);
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/res/start.png")));
+    useFont(QCoreApplication::applicationDirPath() + QStringLiteral("/wqy-zenhei.ttf"));
 
+    connectToSessionBus();
+    std::optional<NoGlStack> noGl(std::in_place);
     MainWindow window;
-    bus.wait();
-    window.winId(); // the first native window: from here on the choice is made
+    window.winId(); // a native window, where there is no tray icon the first: the choice is made
     noGl.reset();
     PrinterManager& registry = PrinterManager::instance();
     registry.setCallback(std::bind(&MainWindow::updatePrinterStatus, &window, std::placeholders::_1));
@@ -85,8 +86,6 @@ int main(int argc, char** argv)
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, &window, &MainWindow::sigUpdatePrinters);
     timer.start(refreshPeriodMs);
-    QTimer::singleShot(settledAfterMs, &window,
-                       [&fontPath] { settleMemory(QFile::encodeName(fontPath).toStdString()); });
 
     const int result = QApplication::exec();
     timer.stop();

@@ -6,8 +6,6 @@
 #include <QStandardPaths>
 #include <QString>
 
-#include <malloc.h>
-
 #include "twheel/task_scheduler.h"
 
 // The resource compiler's output is a unit of its own, with an initialiser of its own that might run later.
@@ -24,15 +22,6 @@ static void unregisterResources()
 namespace morvik::kel {
 
 namespace {
-
-// A heap grows by this much at a time. With malloc's own step the start grows its heaps eighty times, and
-// each time the other threads' page faults wait. Pages that nobody touches cost nothing.
-constexpr int heapStep = 1 << 20;
-
-struct Heap
-{
-    Heap() { mallopt(M_TOP_PAD, heapStep); }
-};
 
 struct Resources
 {
@@ -53,7 +42,6 @@ std::string printersPath()
         .toStdString();
 }
 
-const Heap heap;
 const Resources resources;
 
 } // namespace

@@ -74,10 +74,17 @@ class ProcessFigures:
         return total
 
     def resident_mib(self):
+        return self._status_bytes("VmRSS") / 2**20
+
+    def anonymous_mb(self):
+        """What is resident and of no file: heaps, stacks, and pages of files that were written to."""
+        return self._status_bytes("RssAnon") / 1e6
+
+    def _status_bytes(self, field):
         for line in (self.root / "status").read_text().splitlines():
-            if line.startswith("VmRSS:"):
-                return int(line.split()[1]) / 1024
-        raise RuntimeError("no VmRSS")
+            if line.startswith(f"{field}:"):
+                return int(line.split()[1]) * 1024
+        raise RuntimeError(f"no {field}")
 
     def over(self, seconds):
         """(CPU in percent of a core, context switches a second) over the next seconds."""

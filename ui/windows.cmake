@@ -5,7 +5,6 @@ target_sources(
         main_window/main_window.h
         main_window/main_window.cpp
         main_window/main_window.ui
-        png_icon/png_icon.h
         printer_list_page/printer_list_page.h
         printer_list_page/printer_list_page.cpp
         printer_list_page/printer_list_page.ui

@@ -4,9 +4,12 @@
 Environment: KEL_BUILD (a build tree). Programs needed: Xvfb, openbox, trayer, dbus-daemon, xwininfo.
 """
 
+import contextlib
 import json
+import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -149,6 +152,39 @@ class Desktop(unittest.TestCase):
             self.assertEqual(address, "http://127.0.0.1")
             self.assertEqual([line for line in environment if line.startswith("QT_XCB_GL")], [])
             self.end(kel)
+
+    def test_a_session_bus_that_is_started_meanwhile_gets_the_environment_that_the_program_was_given(self):
+        mark = f"KEL_STARTED_BY={self.directory}"
+        with x_server() as display:
+            kel = self.kel(display, KEL_STARTED_BY=str(self.directory))
+            kel.environment.pop("DBUS_SESSION_BUS_ADDRESS", None)
+            kel.start()
+            bus = wait_for(lambda: self.started("dbus-daemon", mark), 20, "the session bus that was started")
+            self.addCleanup(os.kill, bus, signal.SIGTERM)
+            environment = pathlib.Path(f"/proc/{bus}/environ").read_text().split("\0")
+            self.assertEqual([line for line in environment if line.startswith("QT_XCB_GL")], [])
+            libraries = pathlib.Path(f"/proc/{kel.process.pid}/maps").read_text()
+            self.assertFalse("swrast_dri" in libraries or "libGLX_mesa" in libraries, "no GL driver is loaded")
+            self.end(kel)
+
+    def test_without_x_windows_no_session_bus_is_started(self):
+        with x_server() as display:
+            kel = Kel(BUILD, self.directory, LIBRARY, dict(DISPLAY=display, KEL_STARTED_BY=str(self.directory)))
+            kel.environment.pop("DBUS_SESSION_BUS_ADDRESS", None)
+            self.addCleanup(kel.kill)
+            kel.start()
+            self.assertIsNone(self.started("dbus-daemon", f"KEL_STARTED_BY={self.directory}"))
+            self.end(kel)
+
+    @staticmethod
+    def started(name, mark):
+        """The process of that name that has the mark in its environment, or None."""
+        for process in pathlib.Path("/proc").iterdir():
+            with contextlib.suppress(OSError):
+                if process.name.isdigit() and (process / "comm").read_text().strip() == name and \
+                        mark in (process / "environ").read_bytes().decode(errors="replace").split("\0"):
+                    return int(process.name)
+        return None
 
 
 if __name__ == "__main__":

@@ -9,7 +9,6 @@
 #include <QSystemTrayIcon>
 
 #include "ui/monitor_page/monitor_page.h"
-#include "ui/png_icon/png_icon.h"
 #include "ui/printer_list_page/printer_list_page.h"
 #include "ui_main_window.h"
 
@@ -65,7 +64,7 @@ void MainWindow::createActionsAndTray()
         Qt::DirectConnection);
 
     auto* trayIcon = new QSystemTrayIcon(this);
-    trayIcon->setIcon(pngIcon(QStringLiteral(":/res/start.png")));
+    trayIcon->setIcon(QIcon(QStringLiteral(":/res/start.png")));
     trayIcon->setToolTip(displayName());
     trayIcon->setContextMenu(trayMenu);
     trayIcon->setVisible(true);

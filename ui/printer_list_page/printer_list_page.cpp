@@ -10,7 +10,6 @@
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
 #include "ui/add_printer_page/add_printer_page.h"
-#include "ui/png_icon/png_icon.h"
 #include "ui/shown_text/shown_line_delegate.h"
 #include "ui_printer_list_page.h"
 
@@ -28,8 +27,8 @@ QBasicMutex g_refreshMutex;
 } // namespace
 
 PrinterListPage::PrinterListPage(QWidget* parent)
-    : QWidget(parent), ui(new Ui::printerListPage), m_green(pngIcon(QStringLiteral(":/res/green.png"))),
-      m_grey(pngIcon(QStringLiteral(":/res/grey.png")))
+    : QWidget(parent), ui(new Ui::printerListPage), m_green(QStringLiteral(":/res/green.png")),
+      m_grey(QStringLiteral(":/res/grey.png"))
 {
     ui->setupUi(this);
     ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
