@@ -3,7 +3,8 @@
 // libtarn: access to printers.
 //
 // The library keeps a picture of every printer that was named to it, refreshed by a thread of its own. Every
-// function answers from memory: none waits for the network, with one bounded exception (tarn_setPrinterList).
+// function answers from memory: none waits for the network, with one bounded exception (tarn_setPrinterList),
+// nor for files, with two (tarn_init, which reads the configuration, and the first list or models, bounded).
 //
 // Texts are NUL-terminated UTF-8, structured data is JSON text. Every int that is returned is 0 (TARN_OK) or
 // one of the TARN_E_... codes below; a function that fails leaves its output untouched unless it says
@@ -50,8 +51,10 @@ TARN_API int tarn_init(void);
 
 // Stops the library: ends every thread of the library (within 2 s) and forgets everything, the texts of
 // tarn_getModels included. Handles that are open stay readable, with what they pinned, until they are closed.
-// Without tarn_init before: changes nothing and succeeds. tarn_init may follow.
-// Returns TARN_OK.
+// Without tarn_init before: changes nothing and succeeds. tarn_init may follow. Where the remembered
+// identities lie on a file system that stalls, the one thread that writes them is left behind after that
+// time, and the library then stays loaded, whoever unloads it, to the end of the process; the thread uses
+// nothing of the program's, and ends when the file system answers. Returns TARN_OK.
 TARN_API int tarn_destroy(void);
 
 // Gives back a text of tarn_getVersion, tarn_getSerialNumber, tarn_getStateMessage or tarn_getInfo, and sets
@@ -138,9 +141,10 @@ TARN_API int tarn_setOptions(const char* optionsJson);
 // and "ip" (missing or of another type: ""), or null for none. It replaces the list before. "ip" is a dotted
 // IPv4 address, octets in decimal, leading zeros allowed; a printer whose address is none stays listed and
 // cannot be reached. When it names addresses that the library never met, the call waits until all of them
-// have answered, but at most 250 ms; it waits for an address only once, whether that answers or not. Returns
-// TARN_OK, TARN_E_ARGUMENT (NULL), TARN_E_NOT_READY, TARN_E_DISABLED, TARN_E_DOCUMENT (nothing changes; more
-// than 64 MiB is refused as well), TARN_E_MEMORY.
+// have answered, but at most 250 ms; it waits for an address only once, whether that answers or not. The
+// first call, or that of tarn_getModels, also waits for the file of remembered identities, at most 250 ms.
+// Returns TARN_OK, TARN_E_ARGUMENT (NULL), TARN_E_NOT_READY, TARN_E_DISABLED, TARN_E_DOCUMENT (nothing
+// changes; more than 64 MiB is refused as well), TARN_E_MEMORY.
 TARN_API int tarn_setPrinterList(const char* printerListJson);
 
 #ifdef __cplusplus

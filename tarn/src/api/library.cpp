@@ -1,6 +1,5 @@
 #include "tarn/src/api/library.h"
 
-#include "tarn/src/base/files.h"
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/src/ipp/ipp_backends.h"
@@ -23,6 +22,8 @@ constexpr const char kIppBackend[] = "ipp";
 constexpr std::size_t kLargestCache = 64u << 20;
 // New identities are collected for so long before the cache is written.
 constexpr Milliseconds kSaveDelay{3000};
+// A file system that does not stall has done its work by then, however long the engine took to end.
+constexpr Milliseconds kShortestWrite{100};
 
 std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
 {
@@ -56,7 +57,7 @@ Library::Parts Library::realParts()
 
 Library::Library(Parts parts)
     : m_clock(std::move(parts.clock)), m_random(std::move(parts.random)), m_config(std::move(parts.config)),
-      m_cachePath(std::move(parts.cachePath)),
+      m_hasCacheFile(!parts.cachePath.empty()), m_cacheFile(std::move(parts.cachePath), kLargestCache),
       m_roster(m_index,
                std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
       m_engine(*m_clock, *this)
@@ -80,6 +81,7 @@ bool Library::start()
 
 void Library::stop()
 {
+    const auto began = std::chrono::steady_clock::now();
     {
         const MutexLock lock(m_mutex);
         if (m_stopped) {
@@ -89,7 +91,12 @@ void Library::stop()
     }
     m_meeting.notifyAll();
     m_engine.stop();
-    saveCache();
+    {
+        const MutexLock lock(m_mutex);
+        saveCache();
+    }
+    const auto now = std::chrono::steady_clock::now();
+    m_cacheFile.stop(std::max(began + kLongestStop, now + kShortestWrite));
 }
 
 int Library::setOptions(std::string_view text)
@@ -104,6 +111,7 @@ int Library::setOptions(std::string_view text)
 
 int Library::setPrinterList(std::string_view text)
 {
+    bool readsCache = false;
     {
         const MutexLock lock(m_mutex);
         m_exchanged = true;
@@ -114,16 +122,19 @@ int Library::setPrinterList(std::string_view text)
         if (m_roster.isNamedBy(text)) {
             return TARN_OK;
         }
+        readsCache = orderCacheFile(); // while the list is parsed
     }
     std::optional<std::vector<ListedPrinter>> printers = catalog::parsePrinterList(text);
     if (!printers) {
         return TARN_E_DOCUMENT;
     }
+    if (readsCache) {
+        awaitCacheFile();
+    }
     const MutexLock lock(m_mutex);
     if (m_stopped) {
         return TARN_E_NOT_READY;
     }
-    loadCache();
     const auto makeTarget = [this](std::uint32_t address)
                                 TARN_REQUIRES(m_mutex) { return newTarget(address); };
     for (TargetPtr& gone : m_roster.name(text, std::move(*printers), makeTarget)) {
@@ -206,8 +217,15 @@ std::string Library::printerList()
 
 char* Library::models()
 {
+    bool readsCache = false;
+    {
+        const MutexLock lock(m_mutex);
+        readsCache = orderCacheFile();
+    }
+    if (readsCache) {
+        awaitCacheFile();
+    }
     const MutexLock lock(m_mutex);
-    loadCache();
     return m_modelTexts.document(m_cache.models());
 }
 
@@ -225,27 +243,49 @@ int Library::open(std::string_view name, OpenedPrinter& out)
     return isKnown ? TARN_OK : TARN_E_UNKNOWN;
 }
 
-void Library::loadCache()
+// True when the file is on its way by this call's order.
+bool Library::orderCacheFile()
 {
-    if (m_cacheLoaded || !m_options.usesCache || m_cachePath.empty()) {
-        return;
+    if (m_cacheFileState == CacheFile::Unread && m_options.usesCache && m_hasCacheFile &&
+        m_cacheFile.read()) {
+        m_cacheFileState = CacheFile::Ordered;
+        return true;
     }
-    m_cacheLoaded = true;
-    m_cache.parse(readFile(m_cachePath, kLargestCache).text);
+    return false;
 }
 
-void Library::saveCache()
+void Library::awaitCacheFile()
 {
-    std::string text;
-    {
-        const MutexLock lock(m_mutex);
-        m_saveAt = kNever;
-        if (!m_cache.isDirty() || !m_options.usesCache || m_cachePath.empty()) {
-            return;
-        }
-        text = m_cache.text();
+    m_cacheFile.awaitText(std::chrono::steady_clock::now() + kReadPatience);
+    const MutexLock lock(m_mutex);
+    takeCacheFile();
+}
+
+void Library::takeCacheFile()
+{
+    if (m_cacheFileState != CacheFile::Ordered) {
+        return;
     }
-    replaceFile(m_cachePath, text);
+    if (const std::optional<std::string> text = m_cacheFile.takeText()) {
+        m_cacheFileState = CacheFile::Read;
+        m_cache.parse(*text);
+        m_roster.identitiesChanged();
+    }
+}
+
+// False when that must be tried again.
+bool Library::saveCache()
+{
+    if (!m_cache.isDirty() || !m_options.usesCache || !m_hasCacheFile) {
+        return true;
+    }
+    orderCacheFile();
+    takeCacheFile();
+    if (m_cacheFileState != CacheFile::Read || !m_cacheFile.replace(m_cache.text())) {
+        return false;
+    }
+    m_cache.markSaved();
+    return true;
 }
 
 void Library::targetChanged(Target& target)
@@ -268,16 +308,12 @@ void Library::rosterChanged(engine::Discovery discovery, std::vector<DiscoveredP
 
 TimePoint Library::housekeeping(TimePoint now)
 {
-    TimePoint saveAt = kNever;
-    {
-        const MutexLock lock(m_mutex);
-        saveAt = m_saveAt;
+    const MutexLock lock(m_mutex);
+    takeCacheFile();
+    if (m_saveAt <= now) {
+        m_saveAt = saveCache() ? kNever : now + kSaveDelay;
     }
-    if (saveAt <= now) {
-        saveCache();
-        return kNever;
-    }
-    return saveAt;
+    return m_saveAt;
 }
 
 } // namespace tarn::api

@@ -12,6 +12,7 @@
 #include "tarn/src/api/printer_index.h"
 #include "tarn/src/api/roster.h"
 #include "tarn/src/base/clock.h"
+#include "tarn/src/base/file_keeper.h"
 #include "tarn/src/base/mutex.h"
 #include "tarn/src/base/random.h"
 #include "tarn/src/catalog/config.h"
@@ -35,9 +36,10 @@ struct OpenedPrinter
 // Invariants
 //  (1) Each target of the roster's own is watched by the engine, unless the options switched that off when
 //      its address was named.
+//  (2) The cache file is not replaced before it was read: what it holds would be lost.
 // Threading: any thread. Lock order: m_mutex before the index's gate before a target's own lock; the engine's
 // thread takes m_mutex only when a printer's identity may have changed. Nothing is read from or written to
-// the network or a file under the index's gate; the cache file is read once under m_mutex.
+// the network or a file under any of them.
 class Library final : public engine::EngineListener
 {
 public:
@@ -76,23 +78,37 @@ public:
 
     // For all addresses never met before together, in the first list that names them.
     static constexpr Milliseconds kFirstMeeting{250};
+    // For the cache file, once; what comes later is taken over when it comes.
+    static constexpr Milliseconds kReadPatience{250};
+    // For everything that stop() waits for.
+    static constexpr Milliseconds kLongestStop{1800};
 
 private:
-    void loadCache() TARN_REQUIRES(m_mutex);
+    enum class CacheFile
+    {
+        Unread,
+        Ordered,
+        Read,
+    };
+
+    bool orderCacheFile() TARN_REQUIRES(m_mutex);
+    void awaitCacheFile() TARN_EXCLUDES(m_mutex);
+    void takeCacheFile() TARN_REQUIRES(m_mutex);
     TargetPtr newTarget(std::uint32_t address) TARN_REQUIRES(m_mutex);
     void orderDiscoveries() TARN_REQUIRES(m_mutex);
     void orderDiscovery(engine::Discovery discovery, bool on) TARN_REQUIRES(m_mutex);
     void awaitFirstMeeting() TARN_REQUIRES(m_mutex);
     void rememberIdentity(engine::Target& target) TARN_REQUIRES(m_mutex);
-    void saveCache() TARN_EXCLUDES(m_mutex);
+    bool saveCache() TARN_REQUIRES(m_mutex);
 
     // constant after construction
     const std::unique_ptr<Clock> m_clock;
     const std::unique_ptr<Random> m_random; // the engine's thread's
     const catalog::Config m_config;
-    const std::string m_cachePath;
+    const bool m_hasCacheFile;
 
     PrinterIndex m_index;
+    FileKeeper m_cacheFile;
 
     Mutex m_mutex;
     Condition m_meeting; // a target was met, or the library stops
@@ -103,7 +119,7 @@ private:
     Roster m_roster TARN_GUARDED_BY(m_mutex);
     ModelTexts m_modelTexts TARN_GUARDED_BY(m_mutex);
     catalog::IdentityCache m_cache TARN_GUARDED_BY(m_mutex);
-    bool m_cacheLoaded TARN_GUARDED_BY(m_mutex) = false;
+    CacheFile m_cacheFileState TARN_GUARDED_BY(m_mutex) = CacheFile::Unread;
     TimePoint m_saveAt TARN_GUARDED_BY(m_mutex) = kNever;
 
     engine::Engine m_engine; // last: its thread ends before anything else goes

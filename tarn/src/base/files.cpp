@@ -1,12 +1,15 @@
 #include "tarn/src/base/files.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace tarn {
 
@@ -45,6 +48,14 @@ bool writeAll(int fd, std::string_view text)
         text.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+constexpr std::string_view kTemporarySuffix = ".XXXXXX"; // as mkostemp() wants it
+
+bool isTemporaryOf(std::string_view name, std::string_view file)
+{
+    return name.size() == file.size() + kTemporarySuffix.size() && name.substr(0, file.size()) == file &&
+           name[file.size()] == '.';
 }
 
 bool makeDirectories(const std::string& directory)
@@ -96,16 +107,42 @@ bool replaceFile(const std::string& path, std::string_view text)
     if (slash == std::string::npos || slash == 0 || !makeDirectories(path.substr(0, slash))) {
         return false;
     }
-    std::string temporary = path + ".XXXXXX";
+    std::string temporary = path;
+    temporary += kTemporarySuffix;
     Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (file.get() < 0) {
         return false;
     }
+    ::flock(file.get(), LOCK_EX | LOCK_NB); // somebody lives who writes it; see removeLeftovers()
     if (writeAll(file.get(), text) && file.reset() && std::rename(temporary.c_str(), path.c_str()) == 0) {
         return true;
     }
     ::unlink(temporary.c_str());
     return false;
+}
+
+bool removeLeftovers(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return false;
+    }
+    const std::string directory = path.substr(0, slash + 1);
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(directory.c_str()), ::closedir);
+    if (!entries) {
+        return false;
+    }
+    while (const dirent* const entry = ::readdir(entries.get())) {
+        if (!isTemporaryOf(entry->d_name, std::string_view(path).substr(slash + 1))) {
+            continue;
+        }
+        const std::string leftover = directory + entry->d_name;
+        const Descriptor file(::open(leftover.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+        if (file.get() >= 0 && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+            ::unlink(leftover.c_str());
+        }
+    }
+    return true;
 }
 
 std::string xdgDirectory(const char* variable, const char* fallback)

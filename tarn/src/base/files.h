@@ -25,8 +25,13 @@ struct FileText
 FileText readFile(const std::string& path, std::size_t maxBytes);
 
 // Replaces the file in one step (a temporary file beside it, then a rename), making its directory where
-// missing. A reader sees the old or the new text, never a mixture. False when nothing was replaced.
+// missing. A reader sees the old or the new text, never a mixture. False when nothing was replaced, which may
+// be because another process took the temporary file for a leftover: the next try succeeds.
 bool replaceFile(const std::string& path, std::string_view text);
+
+// Removes what writers that were killed in replaceFile() left beside the file; what one that lives is writing
+// stays. False when the directory cannot be read.
+bool removeLeftovers(const std::string& path);
 
 // $XDG_<variable>, when it holds an absolute path, else $HOME + fallback; empty when HOME is not set either.
 std::string xdgDirectory(const char* variable, const char* fallback);

@@ -34,21 +34,20 @@ const Identity* IdentityCache::find(std::uint32_t address) const
 
 bool IdentityCache::remember(std::uint32_t address, const Identity& identity)
 {
-    const auto found = m_identities.find(address);
-    if (found == m_identities.end()) {
-        if (m_identities.size() >= kMostEntries) {
-            return false;
-        }
-        m_identities.emplace(address, identity);
-    } else {
-        if (found->second == identity || (identity.model.empty() && !found->second.model.empty())) {
-            return false;
-        }
-        found->second = identity;
+    const Identity* const known = find(address);
+    if (known == nullptr ? m_identities.size() >= kMostEntries
+                         : *known == identity || (identity.model.empty() && !known->model.empty())) {
+        return false;
     }
-    rememberModel(identity.model);
+    store(address, identity);
     m_dirty = true;
     return true;
+}
+
+void IdentityCache::store(std::uint32_t address, const Identity& identity)
+{
+    m_identities.insert_or_assign(address, identity);
+    rememberModel(identity.model);
 }
 
 void IdentityCache::rememberModel(const std::string& model)
@@ -74,16 +73,18 @@ bool IdentityCache::parse(std::string_view text)
         for (const std::string& key : printers.getMemberNames()) {
             if (const std::optional<std::uint32_t> address = engine::parseIpv4(key)) {
                 const Json::Value& entry = printers[key];
-                remember(*address, {textMember(entry, "model"), textMember(entry, "serial"),
-                                    textMember(entry, "description")});
+                const Identity* const known = find(*address);
+                if (known == nullptr ? m_identities.size() < kMostEntries : known->model.empty()) {
+                    store(*address, {textMember(entry, "model"), textMember(entry, "serial"),
+                                     textMember(entry, "description")});
+                }
             }
         }
     }
-    m_dirty = false;
     return true;
 }
 
-std::string IdentityCache::text()
+std::string IdentityCache::text() const
 {
     std::string out = "{\"format\":" + std::to_string(kFormat) + ",\"models\":[";
     for (const std::string& model : m_models) {
@@ -98,7 +99,6 @@ std::string IdentityCache::text()
         appendIdentity(out, address, identity);
     }
     out += "\n}}\n";
-    m_dirty = false;
     return out;
 }
 

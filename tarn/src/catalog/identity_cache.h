@@ -41,19 +41,21 @@ public:
     bool remember(std::uint32_t address, const Identity& identity);
     const std::vector<std::string>& models() const { return m_models; }
 
-    // True since the last text() or parse() something new is remembered.
+    // Something was remembered since the last markSaved().
     bool isDirty() const { return m_dirty; }
+    void markSaved() { m_dirty = false; }
     // Grows with each new model.
     std::size_t modelCount() const { return m_models.size(); }
 
-    // Adds what the text holds; false when it is none of ours.
+    // Adds what the text holds of addresses of which nothing is known yet; false when it is none of ours.
     bool parse(std::string_view text);
-    std::string text();
+    std::string text() const;
 
     // $XDG_CACHE_HOME/tarn/identities.json; empty where there is no such place.
     static std::string defaultPath();
 
 private:
+    void store(std::uint32_t address, const Identity& identity);
     void rememberModel(const std::string& model);
 
     std::map<std::uint32_t, Identity> m_identities;

@@ -1,4 +1,5 @@
-kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp base/inbox_test.cpp LIBS tarn_core)
+kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp base/file_keeper_test.cpp base/inbox_test.cpp
+    support/stalled_rename.cpp LIBS tarn_core)
 kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
     SOURCES engine/conversation_test.cpp
@@ -27,6 +28,7 @@ target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE
 target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
     SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/roster_test.cpp engine/fake_dialogue.cpp
+            support/stalled_rename.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)
 target_compile_definitions(tarn_abi_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"
@@ -37,6 +39,11 @@ target_compile_definitions(tarn_unload_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:
 target_include_directories(tarn_unload_test PRIVATE "$<TARGET_PROPERTY:tarn,INTERFACE_INCLUDE_DIRECTORIES>")
 set_target_properties(tarn_unload_test PROPERTIES ENABLE_EXPORTS ON) # so that the library makes its objects with the test's operators
 add_dependencies(tarn_unload_test tarn)
+kel_add_gtest(tarn_stalled_home_test SOURCES api/stalled_home_test.cpp support/stalled_rename.cpp LIBS ${CMAKE_DL_LIBS})
+target_compile_definitions(tarn_stalled_home_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>")
+target_include_directories(tarn_stalled_home_test PRIVATE "$<TARGET_PROPERTY:tarn,INTERFACE_INCLUDE_DIRECTORIES>")
+set_target_properties(tarn_stalled_home_test PROPERTIES ENABLE_EXPORTS ON) # so that the library renames with the test's rename()
+add_dependencies(tarn_stalled_home_test tarn)
 kel_add_gtest(tarn_status_test
     SOURCES status/command_line_test.cpp status/formats_test.cpp status/words_test.cpp
     LIBS tarn_status_core tarn_core)

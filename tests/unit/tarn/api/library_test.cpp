@@ -12,6 +12,7 @@
 #include "tests/unit/tarn/api/loopback_agent.h"
 #include "tests/unit/tarn/engine/fake_dialogue.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/support/stalled_rename.h"
 
 namespace tarn::api {
 namespace {
@@ -257,6 +258,23 @@ TEST_F(LibraryTest, CacheThatIsSwitchedOffIsNeitherReadNorWritten)
         ASSERT_TRUE(eventually([&] { return modelIn(*library, 0) == "new"; }));
     }
     EXPECT_EQ(scratch.read("cache/tarn/identities.json"), before);
+}
+
+TEST_F(LibraryTest, PrintersAreAskedWhileTheHomeDirectoryStallsAndStopDoesNotWaitForIt)
+{
+    LoopbackAgent agent("127.42.1.12", "before");
+    const auto library = start(portOf("127.42.1.12", agent));
+    test::StalledRename stall;
+    library->setPrinterList(R"([{"printerName":"a","ip":"127.42.1.12"}])");
+    ASSERT_TRUE(stall.awaitVictim()); // the identity is being saved
+    agent.say("after");
+    EXPECT_TRUE(eventually([&] { return modelIn(*library, 0) == "after"; }));
+    library->stop();
+    EXPECT_TRUE(stall.hasVictim());
+    EXPECT_EQ(scratch.read("cache/tarn/identities.json"), "");
+    stall.release();
+    EXPECT_TRUE(eventually(
+        [&] { return scratch.read("cache/tarn/identities.json").find("before") != std::string::npos; }));
 }
 
 TEST_F(LibraryTest, BrokenCacheIsNoCache)

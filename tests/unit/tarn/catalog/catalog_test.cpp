@@ -239,10 +239,10 @@ TEST(IdentityCache, ComesBackFromItsText)
     EXPECT_TRUE(cache.remember(*parseIpv4("10.0.0.1"), {"Laser 5\"x\\", "S-1", "彩色\n二"}));
     EXPECT_TRUE(cache.remember(*parseIpv4("10.0.0.2"), {}));
     EXPECT_TRUE(cache.isDirty());
-    const std::string text = cache.text();
+    cache.markSaved();
     EXPECT_FALSE(cache.isDirty());
     IdentityCache again;
-    ASSERT_TRUE(again.parse(text));
+    ASSERT_TRUE(again.parse(cache.text()));
     EXPECT_FALSE(again.isDirty());
     ASSERT_NE(again.find(*parseIpv4("10.0.0.1")), nullptr);
     EXPECT_EQ(*again.find(*parseIpv4("10.0.0.1")), (Identity{"Laser 5\"x\\", "S-1", "彩色\n二"}));
@@ -260,6 +260,22 @@ TEST(IdentityCache, PrinterThatIsOffIsStillThatPrinter)
     EXPECT_FALSE(cache.remember(1, {"A", "1", "a"}));
     EXPECT_TRUE(cache.remember(1, {"B", "2", "b"})); // exchanged for another
     EXPECT_EQ(cache.find(1)->model, "B");
+}
+
+TEST(IdentityCache, FileThatIsReadLateTellsOnlyOfAddressesOfWhichNothingIsKnown)
+{
+    IdentityCache before;
+    before.remember(1, {"A", "1", "a"});
+    before.remember(2, {"B", "2", "b"});
+    before.remember(3, {"C", "3", "c"});
+    IdentityCache cache;
+    cache.remember(1, {"New", "9", "n"});
+    cache.remember(2, {}); // silent
+    ASSERT_TRUE(cache.parse(before.text()));
+    EXPECT_EQ(cache.find(1)->model, "New");
+    EXPECT_EQ(cache.find(2)->model, "B");
+    EXPECT_EQ(cache.find(3)->model, "C");
+    EXPECT_TRUE(cache.isDirty()); // the file does not hold the new one
 }
 
 TEST(IdentityCache, ModelsAreKeptInTheOrderOfMeetingThoughTheirPrintersGo)

@@ -1,0 +1,204 @@
+#include "tarn/src/base/file_keeper.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tarn/src/base/files.h"
+#include "tarn/src/base/mutex.h"
+#include "tarn/src/base/worker_thread.h"
+
+namespace tarn {
+
+struct FileKeeper::State
+{
+    State(std::string file, std::size_t most, Milliseconds retry)
+        : path(std::move(file)), mostBytes(most), firstRetry(retry), retryAfter(retry)
+    {
+    }
+
+    bool doNext() TARN_EXCLUDES(mutex);
+    void readNow() TARN_EXCLUDES(mutex);
+    void writeNow(std::string text) TARN_EXCLUDES(mutex);
+    void awaitRetry() TARN_REQUIRES(mutex);
+
+    const std::string path;
+    const std::size_t mostBytes;
+    const Milliseconds firstRetry;
+
+    // the thread's
+    Milliseconds retryAfter;
+    bool hasTidied = false;
+
+    Mutex mutex;
+    Condition changed;
+    bool isRunning TARN_GUARDED_BY(mutex) = false;
+    bool isStopping TARN_GUARDED_BY(mutex) = false;
+    bool wantsRead TARN_GUARDED_BY(mutex) = false;
+    std::optional<std::string> read TARN_GUARDED_BY(mutex);
+    std::optional<std::string> toWrite TARN_GUARDED_BY(mutex);
+    bool hasFailed TARN_GUARDED_BY(mutex) = false; // toWrite did, and waits to be tried again
+};
+
+namespace {
+
+// False where function says so or finds no memory.
+template <typename Function>
+bool attempt(Function function) noexcept
+{
+    try {
+        return function();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+} // namespace
+
+// False when there is nothing to do any more.
+bool FileKeeper::State::doNext()
+{
+    std::optional<std::string> text;
+    bool reads = false;
+    {
+        const MutexLock lock(mutex);
+        if (hasFailed) {
+            awaitRetry();
+        }
+        reads = std::exchange(wantsRead, false);
+        if (!reads) {
+            text.swap(toWrite);
+        }
+        if (!reads && !text) {
+            isRunning = false;
+            changed.notifyAll(); // under the lock: whoever sees it may end the object
+            return false;
+        }
+    }
+    if (!hasTidied) {
+        hasTidied = attempt([this] { return removeLeftovers(path); });
+    }
+    if (reads) {
+        readNow();
+    } else {
+        writeNow(std::move(*text));
+    }
+    return true;
+}
+
+void FileKeeper::State::awaitRetry()
+{
+    const Deadline until = std::chrono::steady_clock::now() + retryAfter;
+    retryAfter = std::min(2 * retryAfter, kLongestRetry);
+    while (hasFailed && !isStopping && changed.waitUntil(mutex, until)) {
+    }
+    hasFailed = false;
+}
+
+void FileKeeper::State::readNow()
+{
+    std::string text; // also of a file that there is no memory for
+    attempt([&] { return !(text = readFile(path, mostBytes).text).empty(); });
+    const MutexLock lock(mutex);
+    read = std::move(text);
+    changed.notifyAll();
+}
+
+void FileKeeper::State::writeNow(std::string text)
+{
+    const bool isWritten = attempt([&] { return replaceFile(path, text); });
+    const MutexLock lock(mutex);
+    if (isWritten) {
+        retryAfter = firstRetry;
+    } else if (!toWrite && !isStopping) {
+        toWrite = std::move(text);
+        hasFailed = true;
+    }
+}
+
+FileKeeper::FileKeeper(std::string path, std::size_t mostBytes, Milliseconds firstRetry)
+    : m_state(std::make_shared<State>(std::move(path), mostBytes, firstRetry))
+{
+}
+
+FileKeeper::~FileKeeper()
+{
+    stop(std::chrono::steady_clock::now());
+}
+
+// Under the state's mutex.
+bool FileKeeper::ensureThread()
+{
+    if (m_state->isStopping || !m_library.isHeld()) {
+        return false;
+    }
+    if (m_state->isRunning) {
+        return true;
+    }
+    if (m_thread.joinable()) {
+        m_thread.join(); // it has let go of the mutex for the last time
+    }
+    m_thread = workerThread("tarn-files", [state = m_state] {
+        while (state->doNext()) {
+        }
+    });
+    m_state->isRunning = m_thread.joinable();
+    return m_state->isRunning;
+}
+
+bool FileKeeper::read()
+{
+    const MutexLock lock(m_state->mutex);
+    m_state->wantsRead = true;
+    m_state->wantsRead = ensureThread();
+    return m_state->wantsRead;
+}
+
+bool FileKeeper::awaitText(Deadline deadline)
+{
+    const MutexLock lock(m_state->mutex);
+    while (!m_state->read && !m_state->isStopping && m_state->changed.waitUntil(m_state->mutex, deadline)) {
+    }
+    return m_state->read.has_value();
+}
+
+std::optional<std::string> FileKeeper::takeText()
+{
+    const MutexLock lock(m_state->mutex);
+    return std::exchange(m_state->read, std::nullopt);
+}
+
+bool FileKeeper::replace(std::string text)
+{
+    const MutexLock lock(m_state->mutex);
+    if (!ensureThread()) {
+        return false;
+    }
+    m_state->toWrite = std::move(text);
+    m_state->hasFailed = false; // a newer text does not wait
+    m_state->changed.notifyAll();
+    return true;
+}
+
+bool FileKeeper::stop(Deadline deadline)
+{
+    const MutexLock lock(m_state->mutex);
+    m_state->isStopping = true;
+    m_state->changed.notifyAll();
+    while (m_thread.joinable() && m_state->isRunning &&
+           m_state->changed.waitUntil(m_state->mutex, deadline)) {
+    }
+    if (m_state->isRunning) {
+        if (m_thread.joinable()) {
+            m_thread.detach();
+            m_library.keepForever();
+        }
+        return false;
+    }
+    if (m_thread.joinable()) {
+        m_thread.join(); // it has let go of the mutex for the last time
+    }
+    m_library.giveBack();
+    return true;
+}
+
+} // namespace tarn

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/base/library_reference.h"
+
+namespace tarn {
+
+// FileKeeper reads and replaces one file in a thread of its own, "tarn-files", so that a file system that
+// stalls holds nobody up for longer than he is ready to wait. The thread exists only while there is something
+// to do.
+//
+// Invariants
+//  (1) One read or write is under way at a time, in the order given; of texts that wait to be written only
+//  the
+//      newest is.
+//  (2) A text that could not be written is tried again after a while, and that while doubles, until it is
+//      written, a newer one takes its place, or stop().
+//  (3) After stop() the thread has ended, or is in a call of the system that does not return. It then owns
+//  all
+//      that it still touches, and the library stays loaded for it.
+//  (4) What writers that were killed left beside the file is removed before the first read or write.
+// Threading: any thread, but stop() and the destructor are the owner's, within a call of the host. No
+// function waits for the file system, except for as long as it is told to.
+class FileKeeper final
+{
+public:
+    using Deadline = std::chrono::steady_clock::time_point;
+    static constexpr Milliseconds kFirstRetry{30000};
+    static constexpr Milliseconds kLongestRetry{600000};
+
+    FileKeeper(std::string path, std::size_t mostBytes, Milliseconds firstRetry = kFirstRetry);
+    // stop() without patience.
+    ~FileKeeper();
+    FileKeeper(const FileKeeper&) = delete;
+    FileKeeper& operator=(const FileKeeper&) = delete;
+
+    // Orders the file to be read. False, and nothing is ordered, when the system gives no thread or after
+    // stop().
+    [[nodiscard]] bool read();
+    // Waits until the file that was ordered is there. False when it is not until then.
+    bool awaitText(Deadline deadline);
+    // What was read, once; empty when there is no such file or it cannot be read. Nothing while it is not
+    // there.
+    std::optional<std::string> takeText();
+    // Orders the file to be replaced. False as for read().
+    [[nodiscard]] bool replace(std::string text);
+
+    // Gives what is still to be written one last try, and until the deadline to succeed. False when the
+    // thread had to be left behind.
+    bool stop(Deadline deadline);
+
+private:
+    struct State;
+    [[nodiscard]] bool ensureThread();
+
+    const std::shared_ptr<State> m_state; // the thread's as well
+    LibraryReference m_library;
+    std::thread m_thread; // guarded by the state's mutex
+};
+
+} // namespace tarn

@@ -1,0 +1,192 @@
+#include "tarn/src/base/file_keeper.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tarn/src/base/files.h"
+#include "tests/support/eventually.h"
+#include "tests/support/own_threads.h"
+#include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/support/stalled_rename.h"
+
+namespace tarn {
+namespace {
+
+using kel_test::eventually;
+
+FileKeeper::Deadline inAMinute()
+{
+    return std::chrono::steady_clock::now() + std::chrono::minutes(1);
+}
+
+FileKeeper::Deadline now()
+{
+    return std::chrono::steady_clock::now();
+}
+
+class FileKeeperTest : public testing::Test
+{
+protected:
+    FileKeeper keeper(Milliseconds retry = FileKeeper::kFirstRetry)
+    {
+        return {scratch.path("dir/file"), 1000, retry};
+    }
+    std::size_t entries() const
+    {
+        return static_cast<std::size_t>(
+            std::distance(std::filesystem::directory_iterator(scratch.path("dir")), {}));
+    }
+
+    test::ScratchDirectory scratch;
+};
+
+TEST_F(FileKeeperTest, HandsOverWhatIsThereOnceAndAnAbsentFileAsAnEmptyOne)
+{
+    FileKeeper files = keeper();
+    EXPECT_FALSE(files.takeText().has_value()); // nobody ordered it
+    ASSERT_TRUE(files.read());
+    ASSERT_TRUE(files.awaitText(inAMinute()));
+    EXPECT_EQ(files.takeText(), std::string());
+    EXPECT_FALSE(files.takeText().has_value());
+    scratch.write("dir/file", "text");
+    ASSERT_TRUE(files.read());
+    ASSERT_TRUE(files.awaitText(inAMinute()));
+    EXPECT_EQ(files.takeText(), "text");
+}
+
+TEST_F(FileKeeperTest, ThreadEndsWhenThereIsNothingToDoAndComesBackWhenThereIs)
+{
+    FileKeeper files = keeper();
+    EXPECT_EQ(kel_test::ownThreads("tarn-files"), 0);
+    for (const char* text : {"one", "two"}) {
+        ASSERT_TRUE(files.replace(text));
+        EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == text; }));
+        EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
+    }
+    EXPECT_TRUE(files.stop(inAMinute()));
+}
+
+TEST_F(FileKeeperTest, StopWaitsForWhatIsStillToBeWrittenAndThenNothingIsTaken)
+{
+    FileKeeper files = keeper();
+    ASSERT_TRUE(files.replace("last"));
+    EXPECT_TRUE(files.stop(inAMinute()));
+    EXPECT_EQ(scratch.read("dir/file"), "last");
+    EXPECT_FALSE(files.replace("later"));
+    EXPECT_FALSE(files.read());
+    EXPECT_FALSE(files.awaitText(inAMinute()));
+    EXPECT_TRUE(files.stop(inAMinute()));
+}
+
+TEST_F(FileKeeperTest, StalledFileSystemHoldsNobodyUp)
+{
+    test::StalledRename stall;
+    FileKeeper files = keeper();
+    ASSERT_TRUE(files.replace("one"));
+    ASSERT_TRUE(stall.awaitVictim());
+    EXPECT_TRUE(files.replace("two")); // these return, though nothing is written
+    EXPECT_TRUE(files.replace("three"));
+    EXPECT_TRUE(files.read());
+    EXPECT_FALSE(files.awaitText(now()));
+    stall.release();
+    EXPECT_TRUE(files.stop(inAMinute()));
+    EXPECT_EQ(scratch.read("dir/file"), "three");
+    EXPECT_EQ(entries(), 1U);
+}
+
+TEST_F(FileKeeperTest, ThreadThatIsHeldUpIsLeftBehindAndFinishesOnItsOwn)
+{
+    test::StalledRename stall;
+    {
+        FileKeeper files = keeper();
+        ASSERT_TRUE(files.replace("late"));
+        ASSERT_TRUE(stall.awaitVictim());
+        EXPECT_FALSE(files.stop(now()));
+        EXPECT_FALSE(files.stop(now()));
+    }
+    EXPECT_TRUE(stall.hasVictim());
+    stall.release();
+    EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "late"; }));
+    EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
+}
+
+TEST_F(FileKeeperTest, WhatCouldNotBeWrittenIsTriedAgainUntilItIs)
+{
+    scratch.write("dir", "a file where the directory should be");
+    FileKeeper files = keeper(Milliseconds(1));
+    ASSERT_TRUE(files.replace("text"));
+    EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 1; }));
+    std::filesystem::remove(scratch.path("dir"));
+    EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "text"; }));
+    EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
+}
+
+TEST_F(FileKeeperTest, ANewerTextDoesNotWaitForTheNextTryOfAnOlderOneAndStopDoesNeither)
+{
+    scratch.write("dir", "a file where the directory should be");
+    FileKeeper files = keeper(std::chrono::hours(1));
+    ASSERT_TRUE(files.replace("old"));
+    // Time to fail in; on a machine that needs longer the test shows less.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::filesystem::remove(scratch.path("dir"));
+    ASSERT_TRUE(files.replace("new"));
+    EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "new"; }));
+    std::filesystem::remove_all(scratch.path("dir"));
+    scratch.write("dir", "a file again");
+    ASSERT_TRUE(files.replace("last"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::filesystem::remove(scratch.path("dir"));
+    EXPECT_TRUE(files.stop(inAMinute()));
+    EXPECT_EQ(scratch.read("dir/file"), "last");
+}
+
+TEST_F(FileKeeperTest, LeftoversOfKilledWritersGoAtTheNextStartAndThoseOfLiveOnesStay)
+{
+    scratch.write("dir/file.Ab12Cd", "half a t");
+    scratch.write("dir/file.Live12", "being written");
+    for (const char* other :
+         {"dir/file", "dir/file.journal", "dir/file.longer7", "dir/other.Ab12Cd", "dir/file_Ab12Cd"}) {
+        scratch.write(other, "another's");
+    }
+    std::filesystem::create_directory(scratch.path("dir/file.Direct"));
+    ASSERT_EQ(::mkfifo(scratch.path("dir/file.aFifo1").c_str(), 0600), 0);
+    const int live = ::open(scratch.path("dir/file.Live12").c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(::flock(live, LOCK_EX | LOCK_NB), 0);
+    FileKeeper files = keeper();
+    ASSERT_TRUE(files.read());
+    ASSERT_TRUE(files.awaitText(inAMinute()));
+    EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.Ab12Cd")));
+    EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.aFifo1"))); // did not hold it up
+    EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.Live12")));
+    EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.Direct")));
+    EXPECT_EQ(entries(), 7U);
+    ::close(live);
+}
+
+// What one of two processes takes for a leftover is tried again by the other.
+TEST_F(FileKeeperTest, WriterHoldsALockThatTellsItFromALeftover)
+{
+    scratch.write("dir/file", "old");
+    const std::string big(50u << 20, 'x');
+    std::atomic<bool> done{false};
+    int failures = 0;
+    std::thread cleaner([&] {
+        while (!done) {
+            removeLeftovers(scratch.path("dir/file"));
+        }
+    });
+    for (int i = 0; i < 3; ++i) {
+        failures += replaceFile(scratch.path("dir/file"), big) ? 0 : 1;
+    }
+    done = true;
+    cleaner.join();
+    EXPECT_LT(failures, 3);
+    EXPECT_EQ(entries(), 1U);
+}
+
+} // namespace
+} // namespace tarn
