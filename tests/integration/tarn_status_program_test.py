@@ -104,6 +104,11 @@ class CommandLine(Case):
                 status, _, complaint = self.run_tool(*arguments, stdout=full)
             self.assertEqual((status, complaint), (74, "tarn-status: standard output: No space left on device\n"), arguments)
 
+    def test_a_closed_output_is_told_and_no_socket_takes_its_place(self):
+        done = subprocess.run(["sh", "-c", f'exec "{PROGRAM}" "$@" >&-', "sh", "--json", GOOD], env=self.environment,
+                              stderr=subprocess.PIPE, cwd=self.directory, timeout=60, text=True)
+        self.assertEqual((done.returncode, done.stderr), (74, "tarn-status: standard output: Bad file descriptor\n"))
+
     def test_what_is_not_found_is_told(self):
         empty = str(self.directory / "nothing")
         for arguments, complaint in (
@@ -374,6 +379,14 @@ class Terminal(Case):
         self.stop()
         self.start(24, 80, "--watch=0.1", GOOD, NO_COLOR="")
         wait_for(lambda: self.look() and re.search(rb"\033\[[\d;]*m", self.raw), 30, "colours: an empty NO_COLOR says nothing")
+
+    def test_lines_for_programs_are_never_cut_nor_drawn_over(self):
+        for name in ("json", "csv"):
+            self.start(24, 40, "--watch=0.1", "--format", name, GOOD)
+            wait_for(lambda: self.look() and self.raw.count(GOOD.encode()) >= 6, 30, "three looks")
+            self.assertNotIn(b"\033", self.raw)
+            self.assertIn(b"Orion C4000", self.raw)
+            self.stop()
 
     def test_a_dumb_terminal_gets_no_escape_sequence(self):
         for term in ("dumb", ""):

@@ -1,5 +1,6 @@
 #include "tools/common/standard_output.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -7,6 +8,17 @@
 #include <cstring>
 
 namespace tools {
+
+void reserveStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) == -1) {
+            // The lowest that is free is that one. Opened the wrong way round, so that its use is an error.
+            const int opened = ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+            static_cast<void>(opened);
+        }
+    }
+}
 
 void writeOut(const std::string& text)
 {

@@ -187,6 +187,7 @@ int run(const printersim::Options& options)
 int main(int argc, char** argv)
 {
     constexpr int kFailed = 1;
+    tools::reserveStandardDescriptors();
     try {
         return run(printersim::parseOptions(std::vector<std::string>(argv + 1, argv + argc)));
     } catch (const tools::UsageError& error) {

@@ -41,6 +41,7 @@ int fail(const char* complaint, int status)
 int main(int argc, char** argv)
 {
     constexpr int kFailed = 70; // EX_SOFTWARE: the library refuses
+    tools::reserveStandardDescriptors();
     try {
         return run(parseOptions(std::vector<std::string>(argv + 1, argv + argc)));
     } catch (const tools::UsageError& error) {

@@ -154,7 +154,8 @@ class Printout final
 {
 public:
     explicit Printout(const Options& options)
-        : m_terminal(terminalOfOutput()), m_language(languageOfEnvironment()), m_watching(options.watch)
+        : m_terminal(terminalOfOutput()), m_language(languageOfEnvironment()),
+          m_isInPlace(options.watch && options.format->isForPeople && m_terminal.isClever)
     {
         FormatSettings settings;
         settings.colour = m_terminal.colour;
@@ -169,7 +170,7 @@ public:
     {
         m_last = std::move(look);
         const std::string text = m_format->render(m_last);
-        if (!m_watching || !m_terminal.isClever) {
+        if (!m_isInPlace) {
             tools::writeOut(text);
             return;
         }
@@ -183,7 +184,7 @@ public:
 private:
     const Terminal m_terminal;
     const Language m_language;
-    const bool m_watching;
+    const bool m_isInPlace;
     std::unique_ptr<Format> m_format;
     Look m_last;
     bool m_isFirst = true;

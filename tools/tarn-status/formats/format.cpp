@@ -10,12 +10,12 @@ namespace tarnstatus {
 namespace {
 
 const FormatKind kFormats[] = {
-    {"table", "for people, the default", true, makeTable},
-    {"brief", "one line a printer, for people", true, makeBrief},
-    {"json", "one JSON document; with --watch one a line", true, makeJson},
-    {"csv", "one row a printer below one row of names", true, makeCsv},
-    {"prometheus", "metrics, for a collector of text files", false, makePrometheus},
-    {"nagios", "one line with its exit status, for a plugin's caller", false, makeNagios},
+    {"table", "for people, the default", true, true, makeTable},
+    {"brief", "one line a printer, for people", true, true, makeBrief},
+    {"json", "one JSON document; with --watch one a line", true, false, makeJson},
+    {"csv", "one row a printer below one row of names", true, false, makeCsv},
+    {"prometheus", "metrics, for a collector of text files", false, false, makePrometheus},
+    {"nagios", "one line with its exit status, for a plugin's caller", false, false, makeNagios},
 };
 
 } // namespace

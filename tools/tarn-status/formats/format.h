@@ -45,6 +45,7 @@ struct FormatKind
     const char* name;
     const char* help;
     bool isForWatching; // false: its readers take one look a run
+    bool isForPeople;   // on a terminal a look takes the place of the last
     std::unique_ptr<Format> (*make)(const FormatSettings& settings);
 };
 
