@@ -6,8 +6,6 @@ using snmp::ReadOutcome;
 
 namespace {
 
-// So many misses may mean that the answer does not get through for its size.
-constexpr unsigned kMissesToAskForLess = 2;
 // After so long a silence in the middle of a first meeting it may be another device that answers at last.
 constexpr Milliseconds kMeetAnew{60000};
 
@@ -54,8 +52,7 @@ AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Dialogue
     if (isHalfMet && now - silence.since() >= kMeetAnew) {
         return AfterMiss::ReadIdentity;
     }
-    const bool mayBeTooMuch = silence.misses() == kMissesToAskForLess || missed.becameOffline;
-    return mayBeTooMuch && dialogue.noAnswer() ? AfterMiss::AskForLess : AfterMiss::Repeat;
+    return dialogue.noAnswer(silence.misses()) ? AfterMiss::AskForLess : AfterMiss::Repeat;
 }
 
 } // namespace tarn::engine

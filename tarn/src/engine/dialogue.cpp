@@ -11,7 +11,7 @@ public:
     void begin(snmp::ReadKind kind) override { m_session.begin(kind); }
     std::optional<snmp::Pdu> nextRequest() override { return m_session.nextRequest(); }
     void accept(const snmp::Pdu& response) override { m_session.accept(response); }
-    bool noAnswer() override { return m_session.noAnswer(); }
+    bool noAnswer(unsigned misses) override { return m_session.noAnswer(misses); }
     bool asksTheSame() const override { return m_session.asksTheSame(); }
     bool hearAgain(const snmp::MessageHead& message, const device::KeptPicture& published) override
     {

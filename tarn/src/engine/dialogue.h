@@ -19,7 +19,7 @@ public:
     virtual void begin(snmp::ReadKind kind) = 0;
     virtual std::optional<snmp::Pdu> nextRequest() = 0;
     virtual void accept(const snmp::Pdu& response) = 0;
-    virtual bool noAnswer() = 0;
+    virtual bool noAnswer(unsigned misses) = 0;
     // A dialogue without a quick way says false twice, and is asked and answered in the ordinary one.
     virtual bool asksTheSame() const { return false; }
     virtual bool hearAgain(const snmp::MessageHead&, const device::KeptPicture&) { return false; }

@@ -8,7 +8,20 @@ namespace {
 
 constexpr int requestsPerConversation = 200;
 constexpr int smallResults = 8;
-constexpr int longestGap = 60; // whole readings: an hour's
+constexpr unsigned missesToDoubt = 2; // of a large request, unless it is on trial
+constexpr int longestGap = 60;        // whole readings: an hour's
+
+// Bindings that the answer is asked to hold.
+std::size_t sizeOf(const Pdu& request)
+{
+    if (request.type != PduType::GetBulkRequest) {
+        return request.varbinds.size();
+    }
+    const auto single = static_cast<std::size_t>(std::max(request.errorStatus, 0));
+    const auto repetitions = static_cast<std::size_t>(std::max(request.errorIndex, 0));
+    const std::size_t count = request.varbinds.size();
+    return count <= single ? count : single + (count - single) * repetitions;
+}
 
 } // namespace
 
@@ -42,10 +55,13 @@ void RequestSizing::beginConversation(bool wholeReading)
         m_bulk.wholeReadingBegins();
         m_large.wholeReadingBegins();
     }
-    m_probe = Probe::None; // whatever was being found out, the conversation was given up for another reason
+    if (m_probe != Probe::LargeAgain) {
+        m_probe =
+            Probe::None; // whatever was being found out, the conversation was given up for another reason
+    }
     m_normal.bulk = m_version != Version::V1 && !m_bulk.isSuspended();
     m_limits.requestsLeft = requestsPerConversation;
-    m_answeredAny = m_answeredBulk = m_answeredLarge = false;
+    m_answeredBulk = m_answeredLarge = false;
     m_askedBulk = m_askedLarge = false;
     apply();
 }
@@ -54,11 +70,11 @@ void RequestSizing::asked(const Pdu& request)
 {
     m_askedBulk = request.type == PduType::GetBulkRequest;
     m_askedLarge = m_askedBulk || request.varbinds.size() > smallResults;
+    m_askedSize = sizeOf(request);
 }
 
 void RequestSizing::answered()
 {
-    m_answeredAny = true;
     m_answeredBulk = m_answeredBulk || m_askedBulk;
     m_answeredLarge = m_answeredLarge || m_askedLarge;
     if (!isSmall()) {
@@ -72,25 +88,25 @@ void RequestSizing::answered()
     } else if (m_probe == Probe::SmallConfirm) {
         m_large.failed();
         m_probe = Probe::None;
-    } else if (m_askedLarge) {
+    } else if (m_askedSize >= m_unansweredSize) {
         m_probe = Probe::None; // it was the network
     }
     apply();
 }
 
-bool RequestSizing::unanswered()
+bool RequestSizing::unanswered(unsigned misses)
 {
     if (m_probe == Probe::Small || m_probe == Probe::SmallConfirm) { // small ones, too: it went away
         m_probe = Probe::None;
         apply();
         return false;
     }
-    // A conversation whose first request stays unanswered says that nobody is there. On trial, too, but there
-    // the large request comes first, and must not make a device look silent that only cannot hold it.
-    if (!m_askedLarge || isSmall() || !(m_answeredAny || m_large.isOnTrial())) {
+    const unsigned enough = m_large.isOnTrial() ? 1 : missesToDoubt;
+    if (!m_askedLarge || misses != enough) {
         return false;
     }
     m_probe = m_probe == Probe::LargeAgain || m_large.isOnTrial() ? Probe::SmallConfirm : Probe::Small;
+    m_unansweredSize = m_askedSize;
     apply();
     return true;
 }

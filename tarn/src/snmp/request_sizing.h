@@ -63,8 +63,9 @@ public:
     void asked(const Pdu& request);
     // The request that was asked last, after the readers took the answer.
     void answered();
-    // The same stays unanswered, though it was repeated. True when limits() are smaller now.
-    bool unanswered();
+    // The same has stayed unanswered so many times in a row, with those before it. True when limits() are
+    // smaller now.
+    bool unanswered(unsigned misses);
     void endConversation(bool wholeReading);
 
 private:
@@ -72,7 +73,7 @@ private:
     {
         None,
         Small,        // a large request stayed unanswered: is a small one answered?
-        LargeAgain,   // it was: is a large one?
+        LargeAgain,   // it was: is one as large as that which was not? Perhaps in a later conversation only
         SmallConfirm, // it was not either: is a small one?
     };
 
@@ -87,13 +88,14 @@ private:
     Retrial m_bulk;
     Retrial m_large;
     Probe m_probe = Probe::None;
+    std::size_t m_unansweredSize = 0; // bindings asked for by the request that began the probe
     // of the conversation
-    bool m_answeredAny = false;
     bool m_answeredBulk = false;
     bool m_answeredLarge = false;
     // of the last request
     bool m_askedBulk = false;
     bool m_askedLarge = false;
+    std::size_t m_askedSize = 0;
 };
 
 } // namespace tarn::snmp

@@ -57,9 +57,9 @@ void Session::Impl::accept(const Pdu& response)
     m_sizing.answered();
 }
 
-bool Session::Impl::noAnswer()
+bool Session::Impl::noAnswer(unsigned misses)
 {
-    return m_stage != Stage::Idle && m_sizing.unanswered();
+    return m_stage != Stage::Idle && m_sizing.unanswered(misses);
 }
 
 void Session::Impl::enter(Stage stage)
@@ -153,9 +153,9 @@ void Session::accept(const Pdu& response)
     m_impl->accept(response);
 }
 
-bool Session::noAnswer()
+bool Session::noAnswer(unsigned misses)
 {
-    return m_impl->noAnswer();
+    return m_impl->noAnswer(misses);
 }
 
 bool Session::hearAgain(const MessageHead& message, const device::KeptPicture& published)

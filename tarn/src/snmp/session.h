@@ -52,9 +52,9 @@ public:
     std::optional<Pdu> nextRequest();
     // Takes the accepted answer to the last request.
     void accept(const Pdu& response);
-    // To be called when the last request stays unanswered though it was repeated. True: nextRequest() asks
-    // for less in its place. False: it is to be repeated further. See RequestSizing.
-    bool noAnswer();
+    // To be called at each time that the last request stays unanswered; misses: in a row, this one included.
+    // True: nextRequest() asks for less in its place. False: it is to be repeated. See RequestSizing.
+    bool noAnswer(unsigned misses);
     // Whether the last Fast conversation took one request and the next would begin with the same: between two
     // conversations. A Full one in between need not change that.
     bool asksTheSame() const;

@@ -26,7 +26,7 @@ public:
     void begin(ReadKind kind);
     std::optional<Pdu> nextRequest();
     void accept(const Pdu& response);
-    bool noAnswer();
+    bool noAnswer(unsigned misses);
     bool hearAgain(const MessageHead& message, const device::KeptPicture& published);
     bool asksTheSame() const { return m_oneFast; }
     ReadOutcome outcome() const { return m_outcome; }

@@ -48,7 +48,10 @@ public:
         }
     }
 
-    bool noAnswer() override { return m_answered && !std::exchange(m_careful, true); }
+    bool noAnswer(unsigned misses) override
+    {
+        return misses == 2 && m_answered && !std::exchange(m_careful, true);
+    }
 
     ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }

@@ -36,10 +36,11 @@ protected:
         sizing.asked(request);
         sizing.answered();
     }
+    // The request and its repetition stay unanswered, unless the first miss was enough.
     bool miss(const Pdu& request)
     {
         sizing.asked(request);
-        return sizing.unanswered();
+        return sizing.unanswered(1) || sizing.unanswered(2);
     }
     bool isSmall() const { return sizing.limits().maxResults <= 8 && !sizing.limits().bulk; }
     // A whole reading of a device that drops what is large. True where it was tried.
@@ -102,6 +103,33 @@ TEST_F(Sizing, TheSmallOneAnsweredWhereTheLargeOneFailedAgainIsEvidence)
     EXPECT_FALSE(isSmall()) << "the next whole reading tries again";
 }
 
+// Small as the rest may be, what is not as large as the one that failed says nothing about it.
+TEST_F(Sizing, OnlyALargeOneOfItsSizeRefutesTheSuspicion)
+{
+    Pdu middle;
+    middle.varbinds.resize(12);
+    Pdu whole;
+    whole.varbinds.resize(48);
+    sizing.beginConversation(true);
+    EXPECT_TRUE(miss(whole));
+    answer(small());
+    answer(middle);
+    sizing.endConversation(true);
+    sizing.beginConversation(false);
+    answer(middle);
+    sizing.endConversation(false);
+    sizing.beginConversation(true);
+    EXPECT_TRUE(miss(whole)) << "in the next whole reading";
+    answer(small());
+    EXPECT_TRUE(isSmall());
+    sizing.endConversation(true);
+    sizing.beginConversation(true);
+    answer(whole);
+    sizing.endConversation(true);
+    sizing.beginConversation(true);
+    EXPECT_FALSE(isSmall());
+}
+
 TEST_F(Sizing, TrialsGetRarerAsTheyFailAndNoRarerThanAnHour)
 {
     readingWithoutLarge();
@@ -122,9 +150,12 @@ TEST_F(Sizing, TrialsGetRarerAsTheyFailAndNoRarerThanAnHour)
 
 TEST_F(Sizing, OnTrialOneFailureOfTheFirstRequestIsEnough)
 {
+    sizing.asked(large());
+    EXPECT_FALSE(sizing.unanswered(1)) << "the network may have lost it";
     readingWithoutLarge();
     sizing.beginConversation(true);
-    EXPECT_TRUE(miss(large())) << "it must not become unreachable by the trial";
+    sizing.asked(large());
+    EXPECT_TRUE(sizing.unanswered(1)) << "it must not become unreachable by the trial";
     answer(small());
     EXPECT_TRUE(isSmall());
 }
@@ -145,7 +176,9 @@ TEST_F(Sizing, ATrialEndsWellOnlyWithTheWholeReading)
 TEST_F(Sizing, WhoWentAwayCountsAsNothing)
 {
     sizing.beginConversation(true);
-    EXPECT_FALSE(miss(large())) << "nothing was answered";
+    EXPECT_TRUE(miss(large())) << "it may be too much from the beginning";
+    EXPECT_FALSE(miss(small())) << "nobody is there";
+    EXPECT_FALSE(isSmall());
     answer(small());
     EXPECT_TRUE(miss(large()));
     answer(small());

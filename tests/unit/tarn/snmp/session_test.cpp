@@ -273,7 +273,7 @@ TEST_P(ASession, GetsSmallerAfterSilence)
     int refused = 0; // the large ones are dropped
     while (std::optional<Pdu> request = session.nextRequest()) {
         if (request->type == PduType::GetBulkRequest || request->varbinds.size() > 8) {
-            ASSERT_TRUE(session.noAnswer());
+            ASSERT_TRUE(session.noAnswer(2));
             ++refused;
             continue;
         }
@@ -290,7 +290,7 @@ TEST_P(ASession, NeedsNoCarefulnessForADeviceThatWasSimplyOff)
 {
     session.begin(ReadKind::Identity);
     ASSERT_TRUE(session.nextRequest());
-    EXPECT_FALSE(session.noAnswer()); // nothing at all was answered
+    EXPECT_FALSE(session.noAnswer(2)); // what was asked was small
     EXPECT_EQ(read(ReadKind::Identity), ReadOutcome::Changed);
     EXPECT_LE(requests, GetParam() == Version::V1 ? 25 : 8);
 }
