@@ -175,7 +175,7 @@ class Ipp(unittest.TestCase):
                           for queue in seen], [("office", True, 3, "Lyra by the window", "hall")])
         self.assertEqual((seen[0]["source"], seen[0]["sources"]["state"]), ("cups", "cups"))
         self.assertEqual(seen[0]["model"], "", "a queue without a driver names no model")
-        scheduler.run("cupsdisable", "office")
+        scheduler.run("/usr/sbin/cupsdisable", "office")
         seen = queues()
         self.assertEqual((seen[0]["state"], seen[0]["summary"], self.alerts(seen[0])), (1, "需要处理", {"paused"}))
         scheduler.stop()

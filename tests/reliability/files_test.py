@@ -117,7 +117,7 @@ class PrinterList(Scratch):
         kel.printers_json.parent.mkdir(parents=True)
         if not private_tmp.mount_small(kel.printers_json.parent, 64):
             self.skipTest("no file system of our own to fill")
-        self.addCleanup(subprocess.run, ["umount", "-l", str(kel.printers_json.parent)])
+        self.addCleanup(private_tmp.unmount, kel.printers_json.parent)
         kel.printers_json.write_text(GOOD_LIST)
         with open(kel.printers_json.parent / "filler", "wb", buffering=0) as filler:
             try:

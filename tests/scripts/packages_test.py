@@ -22,6 +22,7 @@ from debian_packages import closure, has_lists, owners
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PLACES = "/usr/bin /bin /usr/sbin /sbin /usr/libexec".split()
+ROOTS = ("/usr/sbin/", "/sbin/")  # not where the shell of an ordinary user looks
 PATTERNS = {
     "program": [place + "/{}" for place in PLACES],
     "maybe": [place + "/{}" for place in PLACES],
@@ -40,6 +41,7 @@ EXCEPTIONS = {
 # What scripts/setup is asked for by whoever runs them; everything else belongs to the tests.
 PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh": "demo", "scripts/setup": "demo",
             "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh"}
+BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree")
 BENCH = ("scripts/bench",)  # measures on a prepared machine; says itself what it misses
 
 
@@ -120,6 +122,8 @@ def complaint(kind, name, path, have):
         # Libraries that tests want to be missing have such names; what the product loads must be there.
         absent_on_purpose = kind == "library" and path.startswith("tests/")
         return None if kind == "maybe" or absent_on_purpose else f"{path}: the {kind} {name} is not here"
+    if kind == "program" and path not in BY_ROOT and "sbin" not in text_of(path) and all(p.startswith(ROOTS) for p in where):
+        return f"{path}: the program {name} is where only root's shell looks"
     packages = set().union(*(owners(each) for each in where))
     if packages & have:
         return None
@@ -159,6 +163,10 @@ class Packages(unittest.TestCase):
         for package, name in brought.items():
             self.assertIn(f"{name} comes with {package}, which is not in the list", said)
         self.assertIn("scripts/demo.sh: the program Xvfb", said)
+
+    def test_a_program_of_roots_is_named_with_its_path(self):
+        found = {"scripts/setup": {("program", "cupsdisable")}}
+        self.assertIn("only root's shell looks", complaints(found, self.closures)[0])
 
     def test_every_exception_is_still_one(self):
         self.assertEqual([(path, name) for path, name in EXCEPTIONS
