@@ -1,24 +1,33 @@
 #!/usr/bin/python3
 """The program ends cleanly at any moment, whatever its access library does and whatever is open.
 
-Environment: KEL_BUILD (a build tree), KEL_EXIT_RUNS (starts and quits; default 8), KEL_SEED (default: the time).
+Environment: KEL_BUILD (a build tree), KEL_EXIT_RUNS (starts and quits; default 8), KEL_EXIT_HOSTS (those with the real
+library; default 4), KEL_SEED (default: the time).
 """
 
+import json
 import os
 import pathlib
 import random
+import subprocess
 import sys
 import tempfile
 import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "integration"))
+import agents  # noqa: E402
+import ipp_printers  # noqa: E402
 from desktop import x_server  # noqa: E402
+from harness import Simulator  # noqa: E402
 from junit_unittest import main  # noqa: E402
 from kel_driver import wait_for  # noqa: E402
-from scripted_kel import ScriptedKel, alone, network_printers  # noqa: E402
+from scripted_kel import ALARMS, BUILD, ROOT, ScriptedKel, alone, network_printers  # noqa: E402
+from usb_bus import UsbBus  # noqa: E402
 
 RUNS = int(os.environ.get("KEL_EXIT_RUNS", "8"))
+HOSTS = int(os.environ.get("KEL_EXIT_HOSTS", "4"))
 SEED = int(os.environ.get("KEL_SEED", str(int(time.time()))))
 
 
@@ -91,6 +100,73 @@ class Exit(unittest.TestCase):
         # Qt itself leaves with exit(1) when the server goes away; a signal would be a crash of ours.
         self.assertEqual(kel.wait_end(60), 1, kel.log_tail())
         self.assertEqual(kel.alarms(), [])
+
+
+class RealLibrary(unittest.TestCase):
+    """A program that stops and unloads the real library in the destructor of a static object, while printers of every
+    kind are being asked."""
+
+    SNMP_PORT, IPPS_PORT = 16385, 16386
+    SNMP = [f"127.43.31.{i}" for i in range(1, 21)]
+    USM = [f"127.43.32.{i}" for i in range(1, 61)]  # enough of them that one is being asked at any moment
+    USB = ["Lyra Jet 5 L1", "Lyra Jet 5 L2"]
+
+    @classmethod
+    def setUpClass(cls):
+        scratch = tempfile.TemporaryDirectory(prefix="kel-exit-")
+        cls.addClassCleanup(scratch.cleanup)
+        cls.directory = pathlib.Path(scratch.name)
+        simulator = Simulator(cls.SNMP_PORT, f"{ROOT}/tests/data/colour.json@{cls.SNMP[0]}*{len(cls.SNMP)}")
+        cls.addClassCleanup(simulator.stop)
+        snmpd = agents.UsmSnmpd(cls.directory / "snmpd", cls.USM[0], cls.SNMP_PORT, more=cls.USM[1:]).start()
+        cls.addClassCleanup(snmpd.stop)
+        snmpd.set(agents.STATE, "i", 4)  # a printer that prints is asked every second
+        ipps = ipp_printers.EvePrinter(cls.directory / "eve", cls.IPPS_PORT, ipp_printers.MARKERS).start()
+        cls.addClassCleanup(ipps.stop)
+        cls.bus = UsbBus(BUILD, cls.directory)
+        cls.addClassCleanup(cls.bus.close)
+        for port, name in enumerate(cls.USB, 1):
+            cls.bus.plug(name[-2:], port=port, status="0x18", id=f"MFG:Lyra;MDL:Jet 5;CMD:PCL;SN:{name[-2:]};")
+        (cls.directory / "tarn.json").write_text(json.dumps({
+            "default": {"port": cls.SNMP_PORT, "ipp": "off"}, "users": agents.users_for_tarn(),
+            "addresses": dict({where: {"version": "3", "user": "sha256aes", "ipp": "off"} for where in cls.USM},
+                              **{"127.0.0.1": {"port": 9, "ipp": "ipps", "ippPort": cls.IPPS_PORT}})}))
+        (cls.directory / "tarn.json").chmod(0o600)
+        cls.printers = {f"printer {where}": where for where in [*cls.SNMP, *cls.USM, "127.0.0.1"]}
+
+    def live(self, chance, log, pause_ms, *more):
+        """One life, until every printer can be reached and a moment longer; its exit status."""
+        host = BUILD / "tests" / "exiting_host"
+        printers = [{"printerName": name, "ip": where} for name, where in self.printers.items()]
+        # A leak is no crash, and the sanitizer has no time to look for one when threads are under way.
+        with subprocess.Popen(
+                [host, BUILD / "lib" / "libtarn.so", json.dumps(printers), '{"enable_backends": "sm|smusb"}',
+                 str(pause_ms), *more],
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=log, text=True,
+                env=dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"), HOME=str(self.directory),
+                         XDG_CACHE_HOME=str(self.directory), SNMPCONFPATH=str(self.directory),
+                         ASAN_OPTIONS="detect_leaks=0", **self.bus.environment(host))) as process:
+            expected = set(self.printers) | set(self.USB)
+            seen = next((line for line in process.stdout if set(json.loads(line)) >= expected), "")
+            time.sleep(chance.uniform(0, 1))
+            process.stdin.close()
+            rest = process.stdout.read()
+            status = process.wait(60)
+        self.assertTrue(seen, "the host ended before it had read all printers")
+        return status, rest.splitlines()[-1:]
+
+    def test_ends_cleanly_with_every_way_to_printers_under_way(self):
+        chance = random.Random(SEED)
+        print(f"seed {SEED}, {HOSTS} runs with the real library")
+        for turn in range(HOSTS):
+            pause = 1000 if turn == 0 else chance.choice([0, 200, 1000])
+            first = ["openssl-first"] if turn % 2 else []
+            with self.subTest(turn=turn, pause=pause, first=first), open(self.directory / "log", "w+") as log:
+                status, last = self.live(chance, log, pause, *first)
+                log.seek(0)
+                said = log.read()
+                self.assertEqual((status, last), (0, ["unloaded"]), said)
+                self.assertFalse(any(alarm in said for alarm in ALARMS), said)
 
 
 if __name__ == "__main__":

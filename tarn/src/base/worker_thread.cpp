@@ -2,12 +2,15 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <csignal>
-#include <system_error>
+#include <exception>
 
 namespace tarn {
 
 namespace {
+
+std::atomic<int> running{0};
 
 class SignalsBlocked final
 {
@@ -33,12 +36,22 @@ std::thread workerThread(const char* name, std::function<void()> work)
     std::thread thread;
     try {
         const SignalsBlocked blocked; // the new thread inherits the mask
-        thread = std::thread(std::move(work));
-    } catch (const std::system_error&) {
+        ++running;
+        thread = std::thread([work = std::move(work)] {
+            work();
+            --running;
+        });
+    } catch (const std::exception&) {
+        --running;
         return thread;
     }
     pthread_setname_np(thread.native_handle(), name);
     return thread;
+}
+
+int workersRunning()
+{
+    return running;
 }
 
 } // namespace tarn

@@ -52,7 +52,7 @@ void Config::parse(const std::string& text, ConfigComplaints& complaints)
         complaints.add(root ? "no JSON object" : why);
         return;
     }
-    static const std::vector<std::string> kKeys = {"default", "addresses", "users"};
+    const std::vector<std::string> kKeys = {"default", "addresses", "users"};
     for (const std::string& key : root->getMemberNames()) {
         if (std::find(kKeys.begin(), kKeys.end(), key) == kKeys.end()) {
             complaints.add((*root)[key], {},

@@ -1,10 +1,12 @@
 #include "tarn/src/engine/target.h"
 
+#include "tarn/src/base/immortal.h"
+
 namespace tarn::engine {
 
 namespace {
 
-const device::KeptPicture kNothing;
+const Immortal<device::KeptPicture> kNothing;
 
 std::size_t placeOf(Way way)
 {
@@ -70,7 +72,7 @@ const device::KeptPicture& Target::keptPictureBy(Way way) const
         return (*m_reports)[placeOf(way)].picture;
     }
     const MutexLock lock(m_mutex);
-    return m_snapshot->way == way || m_snapshot->way == Way::None ? m_snapshot->picture : kNothing;
+    return m_snapshot->way == way || m_snapshot->way == Way::None ? m_snapshot->picture : *kNothing;
 }
 
 device::DeviceStatus Target::pictureBy(Way way) const

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "tarn/src/base/immortal.h"
 #include "tarn/src/device/text.h"
 #include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_shape.h"
@@ -150,9 +151,9 @@ void IppAttributes::add(std::string_view name, IppValue value)
 
 const std::vector<IppValue>& IppAttributes::values(const char* name) const
 {
-    static const std::vector<IppValue> none;
+    static const Immortal<std::vector<IppValue>> none;
     const auto found = m_values.find(name);
-    return found == m_values.end() ? none : found->second;
+    return found == m_values.end() ? *none : found->second;
 }
 
 std::optional<std::int64_t> IppAttributes::number(const char* name) const

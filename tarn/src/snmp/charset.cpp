@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "tarn/src/base/immortal.h"
 #include "tarn/src/device/text.h"
 
 namespace tarn::snmp {
@@ -97,8 +98,8 @@ private:
 
 std::optional<std::string> convert(const std::string& octets, const char* from)
 {
-    static Converters converters;
-    return converters.convert(octets, from);
+    static const Immortal<Converters> converters;
+    return converters->convert(octets, from);
 }
 
 bool isAscii(const std::string& octets)

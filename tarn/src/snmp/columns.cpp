@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tarn/src/base/immortal.h"
 #include "tarn/src/snmp/codec.h"
 
 namespace tarn::snmp {
@@ -85,34 +86,32 @@ const ColumnSpec& specOf(ColumnId id)
 
 namespace {
 
-// Made while the library is loaded. A function's own static would be made by the engine's thread, later than
-// the program's objects, and at the program's end die before the one that stops that thread.
-const std::vector<Oid> columnOids = [] {
+const Immortal<std::vector<Oid>> columnOids([] {
     std::vector<Oid> made;
     for (const ColumnSpec& spec : specs) {
         made.push_back(parseOid(spec.oid));
     }
     return made;
-}();
-const std::vector<std::string> encodedColumnOids = [] {
+}());
+const Immortal<std::vector<std::string>> encodedColumnOids([] {
     std::vector<std::string> made;
-    for (const Oid& oid : columnOids) {
+    for (const Oid& oid : *columnOids) {
         made.push_back(encodeOid(oid));
     }
     return made;
-}();
-const ColumnData untouchedColumn;
+}());
+const Immortal<ColumnData> untouchedColumn;
 
 } // namespace
 
 const Oid& oidOf(ColumnId id)
 {
-    return columnOids[static_cast<std::size_t>(id)];
+    return (*columnOids)[static_cast<std::size_t>(id)];
 }
 
 const std::string& encodedOidOf(ColumnId id)
 {
-    return encodedColumnOids[static_cast<std::size_t>(id)];
+    return (*encodedColumnOids)[static_cast<std::size_t>(id)];
 }
 
 Oid parseOid(const char* dotted)
@@ -200,7 +199,7 @@ ColumnData& PrinterTables::operator[](ColumnId id)
 const ColumnData& PrinterTables::operator[](ColumnId id) const
 {
     const std::uint8_t place = m_places[static_cast<std::size_t>(id)];
-    return place == 0 ? untouchedColumn : m_columns[place - 1u];
+    return place == 0 ? *untouchedColumn : m_columns[place - 1u];
 }
 
 void PrinterTables::clear()

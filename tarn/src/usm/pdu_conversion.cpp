@@ -169,20 +169,20 @@ Value valueOf(const netsnmp_variable_list& variable)
 
 } // namespace
 
-netsnmp_pdu* toNetSnmp(const NetSnmpLibrary& library, const snmp::Pdu& pdu)
+OwnedPdu toNetSnmp(const NetSnmpLibrary& library, const snmp::Pdu& pdu)
 {
-    netsnmp_pdu* const out = library.createPdu(static_cast<int>(pdu.type));
-    if (out == nullptr) {
-        return nullptr;
+    OwnedPdu out(library.createPdu(static_cast<int>(pdu.type)), library.freePdu);
+    if (!out) {
+        return out;
     }
     out->version = SNMP_VERSION_3;
     out->reqid = pdu.requestId;
     out->errstat = pdu.errorStatus;
     out->errindex = pdu.errorIndex;
     for (const snmp::Varbind& varbind : pdu.varbinds) {
-        if (!addVariable(library, out, varbind)) {
-            library.freePdu(out);
-            return nullptr;
+        if (!addVariable(library, out.get(), varbind)) {
+            out.reset();
+            break;
         }
     }
     return out;

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <memory>
+
 #include "tarn/src/snmp/pdu.h"
 #include "tarn/src/usm/net_snmp_library.h"
 
 namespace tarn::usm {
 
-// The request as Net-SNMP wants it; freePdu() ends it. Null without memory, or when a value is none that a
-// request or response can have.
-netsnmp_pdu* toNetSnmp(const NetSnmpLibrary& library, const snmp::Pdu& pdu);
+using OwnedPdu = std::unique_ptr<netsnmp_pdu, decltype(&::snmp_free_pdu)>;
+
+// The request as Net-SNMP wants it. Null without memory, or when a value is none that a request or response
+// can have.
+OwnedPdu toNetSnmp(const NetSnmpLibrary& library, const snmp::Pdu& pdu);
 
 // What Net-SNMP read, at most maxBindings variable bindings of it. Values of a type that snmp::Value does not
 // know become Null.

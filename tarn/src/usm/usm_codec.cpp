@@ -71,9 +71,8 @@ public:
         : m_library(library), m_id(engine.id), m_name(keys.name), m_authProtocol(keys.authProtocol),
           m_privProtocol(keys.privProtocol), m_authKey(engine.authKey), m_privKey(engine.privKey)
     {
-        static const std::vector<oid> none = {1, 3, 6, 1, 6, 3, 10, 1, 2, 1}; // usmNoPrivProtocol
         if (m_privProtocol.empty()) {
-            m_privProtocol = none;
+            m_privProtocol = {1, 3, 6, 1, 6, 3, 10, 1, 2, 1}; // usmNoPrivProtocol
         }
         m_user.engineID = reinterpret_cast<u_char*>(m_id.data());
         m_user.engineIDLen = m_id.size();
@@ -94,7 +93,11 @@ public:
         m_library.setEngineTime(bytesOf(m_id), sizeOf(m_id), engine.boots,
                                 engine.time + static_cast<std::uint32_t>(passed), engine.isAuthentic);
     }
-    ~Loan() { m_library.removeUser(&m_user); }
+    ~Loan()
+    {
+        m_library.freeEngineTimes();
+        m_library.removeUser(&m_user);
+    }
     Loan(const Loan&) = delete;
     Loan& operator=(const Loan&) = delete;
 
@@ -132,8 +135,8 @@ std::string UsmCodec::probe(UsmIds ids) const
 {
     snmp::Pdu empty;
     empty.requestId = ids.request;
-    netsnmp_pdu* const pdu = toNetSnmp(*m_library, empty);
-    if (pdu == nullptr) {
+    const OwnedPdu pdu = toNetSnmp(*m_library, empty);
+    if (!pdu) {
         return {};
     }
     pdu->msgid = ids.message;
@@ -141,15 +144,15 @@ std::string UsmCodec::probe(UsmIds ids) const
     pdu->securityLevel = SNMP_SEC_LEVEL_NOAUTH;
     pdu->securityName = ::strdup("");
     pdu->contextName = ::strdup("");
-    return build(pdu);
+    return build(*pdu);
 }
 
 std::string UsmCodec::request(const UsmKeys& keys, const UsmEngine& engine, snmp::Pdu request,
                               std::int32_t messageId, TimePoint now) const
 {
     const Loan loan(*m_library, keys, engine, now);
-    netsnmp_pdu* const pdu = toNetSnmp(*m_library, request);
-    if (pdu == nullptr) {
+    const OwnedPdu pdu = toNetSnmp(*m_library, request);
+    if (!pdu) {
         return {};
     }
     pdu->msgid = messageId;
@@ -164,49 +167,42 @@ std::string UsmCodec::request(const UsmKeys& keys, const UsmEngine& engine, snmp
         std::memcpy(pdu->securityEngineID, engine.id.data(), engine.id.size());
         pdu->securityEngineIDLen = engine.id.size();
     }
-    std::string message = build(pdu);
-    m_library->freeEngineTimes();
-    return message;
+    return build(*pdu);
 }
 
-// Ends the PDU.
-std::string UsmCodec::build(netsnmp_pdu* pdu) const
+std::string UsmCodec::build(netsnmp_pdu& pdu) const
 {
     netsnmp_session session = sessionTemplate();
-    std::string message;
     std::size_t room = kFirstBuffer; // Net-SNMP makes it larger where it is not enough
     std::size_t length = 0;
     auto* buffer = static_cast<u_char*>(std::malloc(room));
-    if (buffer != nullptr && pdu->securityName != nullptr && pdu->contextName != nullptr &&
-        m_library->build(&buffer, &room, &length, &session, pdu) == SNMPERR_SUCCESS && length <= room) {
-        message.assign(reinterpret_cast<const char*>(buffer) + room - length, length);
-    }
-    std::free(buffer);
-    m_library->freePdu(pdu);
-    return message;
+    const bool isBuilt = buffer != nullptr && pdu.securityName != nullptr && pdu.contextName != nullptr &&
+                         m_library->build(&buffer, &room, &length, &session, &pdu) == SNMPERR_SUCCESS &&
+                         length <= room;
+    const std::unique_ptr<u_char, decltype(&std::free)> owned(buffer, &std::free);
+    return isBuilt ? std::string(reinterpret_cast<const char*>(buffer) + room - length, length)
+                   : std::string();
 }
 
 UsmMessage UsmCodec::read(snmp::ByteView bytes, const UsmKeys& keys, UsmEngine* engine, TimePoint now) const
 {
     UsmMessage message;
-    netsnmp_pdu* const pdu =
-        bytes.size <= kLargestMessage ? m_library->createPdu(SNMP_MSG_RESPONSE) : nullptr;
-    if (pdu == nullptr) {
+    const OwnedPdu pdu(bytes.size <= kLargestMessage ? m_library->createPdu(SNMP_MSG_RESPONSE) : nullptr,
+                       m_library->freePdu);
+    if (!pdu) {
         return message;
     }
     netsnmp_session session = sessionTemplate();
     const Loan loan(*m_library, keys, engine != nullptr ? *engine : message.engine, now);
     Bytes copy(bytes.data, bytes.data + bytes.size); // decrypted in place
     std::size_t length = copy.size();
-    const int error = m_library->parse(pdu, copy.data(), &length, nullptr, &session);
+    const int error = m_library->parse(pdu.get(), copy.data(), &length, nullptr, &session);
     message.ids = {static_cast<std::int32_t>(pdu->msgid), static_cast<std::int32_t>(pdu->reqid)};
     if (error == SNMPERR_USM_NOTINTIMEWINDOW) {
         message.kind = UsmMessage::Kind::OutOfTime; // found out after its authenticity
     } else if (error == SNMPERR_SUCCESS) {
         take(*pdu, keys, engine, now, message);
     }
-    m_library->freePdu(pdu);
-    m_library->freeEngineTimes();
     return message;
 }
 

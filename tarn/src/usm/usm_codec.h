@@ -120,7 +120,7 @@ private:
                                       std::string& privPassword, std::string& why) const;
     std::unique_ptr<UsmKeys> describeSnmpConf(std::string& authPassword, std::string& privPassword,
                                               std::string& why) const;
-    std::string build(snmp_pdu* pdu) const;
+    std::string build(snmp_pdu& pdu) const;
     void take(snmp_pdu& pdu, const UsmKeys& keys, UsmEngine* engine, TimePoint now,
               UsmMessage& message) const;
 

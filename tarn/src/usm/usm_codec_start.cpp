@@ -1,4 +1,7 @@
 // Starting and ending Net-SNMP, and the keys of its users.
+#include <array>
+
+#include "tarn/src/base/exit_hook.h"
 #include "tarn/src/usm/net_snmp_library.h"
 #include "tarn/src/usm/usm_codec.h"
 
@@ -10,11 +13,16 @@ namespace {
 
 constexpr char kAppType[] = "snmp"; // only snmp.conf is read
 
-const std::vector<oid> kMd5 = {1, 3, 6, 1, 6, 3, 10, 1, 1, 2};
-const std::vector<oid> kSha = {1, 3, 6, 1, 6, 3, 10, 1, 1, 3};
-const std::vector<oid> kSha256 = {1, 3, 6, 1, 6, 3, 10, 1, 1, 5};
-const std::vector<oid> kAes = {1, 3, 6, 1, 6, 3, 10, 1, 2, 4};
-const std::vector<oid> kDes = {1, 3, 6, 1, 6, 3, 10, 1, 2, 2};
+constexpr std::array<oid, 10> kMd5 = {1, 3, 6, 1, 6, 3, 10, 1, 1, 2};
+constexpr std::array<oid, 10> kSha = {1, 3, 6, 1, 6, 3, 10, 1, 1, 3};
+constexpr std::array<oid, 10> kSha256 = {1, 3, 6, 1, 6, 3, 10, 1, 1, 5};
+constexpr std::array<oid, 10> kAes = {1, 3, 6, 1, 6, 3, 10, 1, 2, 4};
+constexpr std::array<oid, 10> kDes = {1, 3, 6, 1, 6, 3, 10, 1, 2, 2};
+
+std::vector<oid> named(const std::array<oid, 10>& protocol)
+{
+    return {protocol.begin(), protocol.end()};
+}
 
 } // namespace
 
@@ -23,6 +31,10 @@ std::unique_ptr<UsmCodec> UsmCodec::start(const char* soname, std::string& why)
     auto library = std::make_unique<NetSnmpLibrary>(soname);
     if (!library->isUsable()) {
         why = library->complaint();
+        return nullptr;
+    }
+    if (!ExitHook::arm()) {
+        why = "the program ends";
         return nullptr;
     }
     return std::unique_ptr<UsmCodec>(new UsmCodec(std::move(library)));
@@ -72,12 +84,12 @@ std::unique_ptr<UsmKeys> UsmCodec::describe(const UsmUser& user, std::string& au
     auto keys = std::make_unique<UsmKeys>();
     keys->name = user.name;
     keys->context = user.context;
-    keys->authProtocol = user.auth == UsmUser::Auth::Md5   ? kMd5
-                         : user.auth == UsmUser::Auth::Sha ? kSha
-                                                           : kSha256;
+    keys->authProtocol = named(user.auth == UsmUser::Auth::Md5   ? kMd5
+                               : user.auth == UsmUser::Auth::Sha ? kSha
+                                                                 : kSha256);
     authPassword = user.authPassword;
     if (user.isPrivate) {
-        keys->privProtocol = kAes;
+        keys->privProtocol = named(kAes);
         privPassword = user.privPassword;
     }
     return keys;
@@ -113,7 +125,7 @@ std::unique_ptr<UsmKeys> UsmCodec::describeSnmpConf(std::string& authPassword, s
         privPassword = text(NETSNMP_DS_LIB_PRIVPASSPHRASE, NETSNMP_DS_LIB_PASSPHRASE);
         const oid* const priv = m_library->defaultPriv(&length);
         keys->privProtocol.assign(priv, priv + length);
-        if (keys->privProtocol != kAes && keys->privProtocol != kDes) {
+        if (keys->privProtocol != named(kAes) && keys->privProtocol != named(kDes)) {
             why = "the defPrivType of snmp.conf is not supported here";
             return nullptr;
         }

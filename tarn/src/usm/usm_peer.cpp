@@ -35,9 +35,9 @@ UsmIds UsmPeer::newIds()
 UsmPeer::Step UsmPeer::ask(std::uint64_t ticket, const snmp::Pdu& pdu, TimePoint now)
 {
     if (!m_isOpen || m_ticket != ticket) {
+        m_pdu = pdu; // first: without memory nothing is open
         m_ticket = ticket;
         m_isOpen = true;
-        m_pdu = pdu;
         m_request = newIds();
         m_probe = newIds();
         m_asked = 0;

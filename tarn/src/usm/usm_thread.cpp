@@ -27,6 +27,7 @@ UsmThread::UsmThread(const Clock& clock, const char* soname) : m_clock(clock), m
 
 UsmThread::~UsmThread()
 {
+    leave();
     if (m_thread.joinable()) {
         m_orders.close();
         m_thread.join();
@@ -36,10 +37,26 @@ UsmThread::~UsmThread()
 // False when the system gives no thread or no descriptor now; the next question tries again.
 bool UsmThread::start()
 {
-    if (!m_thread.joinable() && m_orders.open() && m_answers.open()) {
-        m_thread = workerThread("tarn-usm", [this] { loop(); });
+    if (m_thread.joinable()) {
+        return true;
     }
-    return m_thread.joinable();
+    const MutexLock lock(m_mutex);
+    if (!m_exiting && m_orders.open() && m_answers.open()) {
+        m_thread = workerThread("tarn-usm", [this] { loop(); });
+        m_running = m_thread.joinable();
+    }
+    return m_running;
+}
+
+void UsmThread::processExits(std::chrono::steady_clock::time_point until)
+{
+    const MutexLock lock(m_mutex);
+    m_exiting = true;
+    if (m_running) {
+        m_orders.close();
+    }
+    while (m_running && m_ended.waitUntil(m_mutex, until)) {
+    }
 }
 
 void UsmThread::ask(UsmQuestion question)
@@ -79,19 +96,9 @@ std::vector<UsmAnswer> UsmThread::take()
 void UsmThread::loop()
 {
     std::vector<Order> orders;
-    bool isBegun = false;
     while (m_orders.take(orders)) {
         try {
-            if (!isBegun) {
-                begin();
-                isBegun = true;
-            }
-            if (m_codec) {
-                for (const Order& order : orders) {
-                    carryOut(order);
-                }
-                receiveAll();
-            }
+            work(orders);
             pollfd waits[] = {{m_orders.descriptor(), POLLIN, 0},
                               {m_port ? m_port->descriptor() : -1, POLLIN, 0}};
             ::poll(waits, 2, -1);
@@ -103,16 +110,53 @@ void UsmThread::loop()
     m_entries.clear();
     m_port.reset();
     m_codec.reset();
+    const MutexLock lock(m_mutex);
+    m_running = false;
+    m_ended.notifyAll();
 }
 
+void UsmThread::work(const std::vector<Order>& orders)
+{
+    if (!m_codec && m_clock.now() >= m_beginAt) {
+        begin();
+    }
+    if (!m_codec) {
+        return;
+    }
+    for (const Order& order : orders) {
+        try {
+            carryOut(order);
+        } catch (const std::exception&) { // a question that got lost, as others do on the network
+        }
+    }
+    receiveAll();
+}
+
+// Loads Net-SNMP and lets it read its snmp.conf, for which there must be descriptors.
 void UsmThread::begin()
 {
-    m_port = std::make_unique<engine::UdpPort>();
+    m_beginAt = m_clock.now() + kTryAgain;
+    auto port = std::make_unique<engine::UdpPort>();
+    {
+        WakeupFd spare;
+        if (port->descriptor() < 0 || !spare.open()) {
+            return failToBegin("the system gives no descriptor");
+        }
+    }
     std::string why;
-    m_codec = UsmCodec::start(m_soname.c_str(), why);
-    if (!m_codec) {
-        m_port.reset();
-        std::fprintf(stderr, "tarn: printers that are to be asked in version 3 stay unreachable: %s\n",
+    std::unique_ptr<UsmCodec> codec = UsmCodec::start(m_soname.c_str(), why);
+    if (!codec) {
+        return failToBegin(why);
+    }
+    m_port = std::move(port);
+    m_codec = std::move(codec);
+}
+
+void UsmThread::failToBegin(const std::string& why)
+{
+    if (!m_complained) {
+        m_complained = true;
+        std::fprintf(stderr, "tarn: printers that are to be asked in version 3 cannot be reached: %s\n",
                      why.c_str());
     }
 }
@@ -135,30 +179,26 @@ void UsmThread::carryOut(const Order& order)
 void UsmThread::speak(const UsmQuestion& question)
 {
     Entry& entry = m_entries[question.endpoint];
-    if (entry.user != question.user) {
+    if (!entry.peer || entry.user != question.user) {
+        const Keys& keys = keysOf(question.user);
+        entry.peer = keys.keys ? std::make_unique<UsmPeer>(*m_codec, m_random, keys.keys) : nullptr;
         entry.user = question.user;
-        entry.peer.reset();
-        if (const std::shared_ptr<const UsmKeys> keys = keysOf(question.user)) {
-            entry.peer = std::make_unique<UsmPeer>(*m_codec, m_random, keys);
+        if (!entry.peer) {
+            return complain(entry, question.endpoint, keys.whyNot);
         }
     }
-    if (entry.peer) {
-        follow(entry, question.endpoint, entry.peer->ask(question.ticket, question.pdu, m_clock.now()));
-    } else {
-        complain(entry, question.endpoint, m_keys[question.user].second);
-    }
+    follow(entry, question.endpoint, entry.peer->ask(question.ticket, question.pdu, m_clock.now()));
 }
 
-std::shared_ptr<const UsmKeys> UsmThread::keysOf(const UserPtr& user)
+const UsmThread::Keys& UsmThread::keysOf(const UserPtr& user)
 {
-    const auto found = m_keys.find(user);
-    if (found != m_keys.end()) {
-        return found->second.first;
+    Keys& known = m_keys[user];
+    const TimePoint now = m_clock.now();
+    if (!known.keys && (known.whyNot.empty() || now - known.triedAt >= kTryAgain)) {
+        known.triedAt = now;
+        known.keys = m_codec->keysOf(*user, known.whyNot);
     }
-    std::string why;
-    std::shared_ptr<const UsmKeys> keys = m_codec->keysOf(*user, why);
-    m_keys[user] = {keys, why};
-    return keys;
+    return known;
 }
 
 void UsmThread::receiveAll()
@@ -183,7 +223,8 @@ void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step ste
     if (!step.send.empty()) {
         const Datagram datagram{endpoint,
                                 {reinterpret_cast<const std::uint8_t*>(step.send.data()), step.send.size()}};
-        m_port->send(engine::Lane::Answering, &datagram, 1); // without room it is lost, and repeated like any other
+        m_port->send(engine::Lane::Answering, &datagram,
+                     1); // without room it is lost, and repeated like any other
     }
     if (step.complaint != nullptr) {
         complain(entry, endpoint, step.complaint);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tarn/src/base/clock.h"
+#include "tarn/src/base/exit_hook.h"
 #include "tarn/src/base/inbox.h"
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/datagram_port.h"
@@ -23,11 +24,15 @@ namespace tarn::usm {
 // Invariants
 //  (1) What comes in is held against the peer of its source address and port, and against nobody else.
 //  (2) Nothing is said twice within kSaidAgain of one address for one reason, and never a password.
+//  (3) Only success is remembered: without the library, a descriptor or keys, the next question after
+//      kTryAgain tries again.
+//  (4) When the process exits the thread ends before OpenSSL does, which Net-SNMP uses; nobody is asked then.
 // Threading: the functions of UsmPort by one thread. Ownership: borrows the clock; owns the rest.
-class UsmThread final : public UsmPort
+class UsmThread final : public UsmPort, private ExitHook
 {
 public:
     static constexpr Milliseconds kSaidAgain{600000};
+    static constexpr Milliseconds kTryAgain{5000};
 
     UsmThread(const Clock& clock, const char* soname);
     ~UsmThread() override;
@@ -60,14 +65,24 @@ private:
         std::vector<std::pair<std::string, TimePoint>> said;
     };
 
-    bool start();
-    void loop();
+    struct Keys
+    {
+        std::shared_ptr<const UsmKeys> keys;
+        std::string whyNot;
+        TimePoint triedAt{};
+    };
+
+    bool start() TARN_EXCLUDES(m_mutex);
+    void processExits(std::chrono::steady_clock::time_point until) override TARN_EXCLUDES(m_mutex);
+    void loop() TARN_EXCLUDES(m_mutex);
+    void work(const std::vector<Order>& orders);
     void begin();
+    void failToBegin(const std::string& why);
     void carryOut(const Order& order);
     void speak(const UsmQuestion& question);
     void receiveAll();
     void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step);
-    std::shared_ptr<const UsmKeys> keysOf(const UserPtr& user);
+    const Keys& keysOf(const UserPtr& user);
     void complain(Entry& entry, const engine::Endpoint& endpoint, const std::string& what);
 
     // constant after construction
@@ -82,7 +97,14 @@ private:
     std::unique_ptr<UsmCodec> m_codec;
     std::unique_ptr<engine::DatagramPort> m_port;
     std::unordered_map<engine::Endpoint, Entry, engine::EndpointHash> m_entries;
-    std::unordered_map<UserPtr, std::pair<std::shared_ptr<const UsmKeys>, std::string>> m_keys; // or why not
+    std::unordered_map<UserPtr, Keys> m_keys;
+    TimePoint m_beginAt{};
+    bool m_complained = false; // that it cannot begin
+
+    Mutex m_mutex;
+    Condition m_ended;
+    bool m_running TARN_GUARDED_BY(m_mutex) = false;
+    bool m_exiting TARN_GUARDED_BY(m_mutex) = false;
 
     Inbox<Order> m_orders;
     Inbox<UsmAnswer> m_answers;

@@ -47,3 +47,7 @@ add_dependencies(tarn_stalled_home_test tarn)
 kel_add_gtest(tarn_status_test
     SOURCES status/command_line_test.cpp status/formats_test.cpp status/words_test.cpp
     LIBS tarn_status_core tarn_core)
+# What a thread uses must not be destroyed when the process exits: see tarn/src/base/immortal.h.
+add_test(NAME tarn_no_exit_destructors COMMAND sh -c "nm -A '$<TARGET_FILE:tarn_core>' >'${KEL_REPORT_DIR}/tarn_core.nm' 2>&1 || exit 2
+    ! grep '__cxa_atexit' '${KEL_REPORT_DIR}/tarn_core.nm'")
+set_tests_properties(tarn_no_exit_destructors PROPERTIES LABELS unit)

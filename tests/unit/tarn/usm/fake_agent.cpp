@@ -63,12 +63,12 @@ std::string FakeAgent::protectedReport(unsigned number, UsmIds ids, TimePoint no
 
 std::string FakeAgent::bareResponse(UsmIds ids) const
 {
-    return bare(toNetSnmp(m_library, textPdu("forged")), ids);
+    return bare(toNetSnmp(m_library, textPdu("forged")).release(), ids);
 }
 
 std::string FakeAgent::report(unsigned number, UsmIds ids) const
 {
-    return bare(toNetSnmp(m_library, reportPdu(number)), ids);
+    return bare(toNetSnmp(m_library, reportPdu(number)).release(), ids);
 }
 
 std::string FakeAgent::bare(netsnmp_pdu* pdu, UsmIds ids) const

@@ -103,11 +103,10 @@ TEST_F(UsmCodecTest, EveryKindOfValueGoesThereAndBack)
         pdu.varbinds.push_back(
             {{1, 3, 6, 1, 2, 1, 1, static_cast<std::uint32_t>(pdu.varbinds.size())}, value});
     }
-    netsnmp_pdu* const raw = toNetSnmp(library, pdu);
+    const OwnedPdu raw = toNetSnmp(library, pdu);
     ASSERT_NE(raw, nullptr);
     const snmp::Pdu back = fromNetSnmp(*raw, 1000);
     EXPECT_EQ(fromNetSnmp(*raw, 3).varbinds.size(), 3u);
-    library.freePdu(raw);
     EXPECT_EQ(back.type, pdu.type);
     EXPECT_EQ(back.requestId, 77);
     EXPECT_EQ(back.errorStatus, 2);

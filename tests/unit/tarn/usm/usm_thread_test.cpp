@@ -1,11 +1,17 @@
 #include "tarn/src/usm/usm_thread.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "tarn/src/usm/net_snmp_library.h"
+#include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
@@ -46,6 +52,52 @@ std::string saidWithin(UsmThread& thread, int lines)
     return said;
 }
 
+// Captured stderr is a file; to look at its size takes no descriptor.
+bool hasSaidSomething()
+{
+    struct stat file
+    {
+    };
+    std::fflush(stderr);
+    return ::fstat(STDERR_FILENO, &file) == 0 && file.st_size > 0;
+}
+
+class MovedClock final : public Clock
+{
+public:
+    TimePoint now() const override { return TimePoint(Milliseconds(m_ms)); }
+    void pass(Milliseconds time) { m_ms += time.count(); }
+
+private:
+    std::atomic<std::int64_t> m_ms{1000000};
+};
+
+// The port of a printer that listens.
+class Agent final
+{
+public:
+    explicit Agent(std::uint32_t address) : m_fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in place{};
+        place.sin_family = AF_INET;
+        place.sin_addr.s_addr = htonl(address);
+        place.sin_port = htons(16399);
+        EXPECT_EQ(::bind(m_fd, reinterpret_cast<const sockaddr*>(&place), sizeof place), 0);
+    }
+    ~Agent() { ::close(m_fd); }
+    Agent(const Agent&) = delete;
+    Agent& operator=(const Agent&) = delete;
+
+    bool isAsked(Milliseconds within) const
+    {
+        pollfd waits{m_fd, POLLIN, 0};
+        return ::poll(&waits, 1, static_cast<int>(within.count())) == 1;
+    }
+
+private:
+    const int m_fd;
+};
+
 } // namespace
 
 TEST(UsmThreadTest, BeginsWithTheFirstQuestion)
@@ -81,6 +133,28 @@ TEST(UsmThreadTest, BeginsWithALaterQuestionWhereTheFirstFoundNoDescriptors)
     EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 0);
     thread.ask(question(0x7F2B0901, user("authpass12")));
     EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 1);
+}
+
+TEST(UsmThreadTest, BeginsLaterWhereTheThreadFoundNoDescriptorForItsSocket)
+{
+    MovedClock clock;
+    const test::ScratchDirectory scratch;
+    const test::ScopedVariable path("SNMPCONFPATH", scratch.path(""));
+    const Agent agent(0x7F2B0903); // 127.43.9.3
+    testing::internal::CaptureStderr();
+    UsmThread thread(clock, NetSnmpLibrary::kSoname);
+    const auto mon = user("authpass12");
+    {
+        const test::NoDescriptors none(2); // those by which threads are woken
+        thread.ask(question(0x7F2B0903, mon));
+        EXPECT_TRUE(kel_test::eventually(&hasSaidSomething));
+    }
+    EXPECT_FALSE(agent.isAsked(Milliseconds(0)));
+    clock.pass(UsmThread::kTryAgain);
+    thread.ask(question(0x7F2B0903, mon));
+    EXPECT_TRUE(agent.isAsked(Milliseconds(20000)));
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
 }
 
 TEST(UsmThreadTest, WithoutTheLibraryOneLineIsSaidAndNothingIsAnswered)
