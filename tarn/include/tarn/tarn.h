@@ -120,9 +120,11 @@ TARN_API int tarn_getStateMessage(void* handle, char** out);
 TARN_API int tarn_getInfo(void* handle, char** out);
 
 // The models: a JSON array of objects with the member "model", first the entry that stands for detection,
-// then every model met so far, in this and earlier runs. *out belongs to the library and is valid until
-// tarn_destroy: it is NOT handed back. Returns TARN_OK, TARN_E_ARGUMENT (out NULL), TARN_E_NOT_READY,
-// TARN_E_MEMORY.
+// then every model that a printer met in this or an earlier run was last known by, in the order of meeting.
+// An address that keeps telling another model is followed for 16 changes, and so are its "model" and
+// "description" of the list. *out belongs to the library and is valid until tarn_destroy: it is NOT handed
+// back. Once texts of earlier calls have 16 MiB together, the last one stays the answer. Returns TARN_OK,
+// TARN_E_ARGUMENT (out NULL), TARN_E_NOT_READY, TARN_E_MEMORY.
 TARN_API int tarn_getModels(char** out);
 
 // Options, a JSON object. Known members, each taken only where it has the type shown, the others ignored:

@@ -226,7 +226,7 @@ char* Library::models()
         awaitCacheFile();
     }
     const MutexLock lock(m_mutex);
-    return m_modelTexts.document(m_cache.models());
+    return m_modelTexts.document(m_cache.models(), m_cache.modelsRevision());
 }
 
 int Library::open(std::string_view name, OpenedPrinter& out)

@@ -18,9 +18,9 @@ ModelTexts::~ModelTexts()
     }
 }
 
-char* ModelTexts::document(const std::vector<std::string>& models)
+char* ModelTexts::document(const std::vector<std::string>& models, std::uint64_t revision)
 {
-    if (!m_texts.empty() && m_count == models.size()) {
+    if (!m_texts.empty() && (m_revision == revision || m_retired + m_size > kMostRetired)) {
         return m_texts.back();
     }
     std::string out = "[{";
@@ -34,7 +34,9 @@ char* ModelTexts::document(const std::vector<std::string>& models)
     char* const text = newInternedText(out);
     if (text != nullptr) {
         m_texts.push_back(text);
-        m_count = models.size();
+        m_retired += m_size;
+        m_size = out.size();
+        m_revision = revision;
     }
     return text;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "tarn/src/base/files.h"
-#include "tarn/src/base/json_input.h"
 #include "tarn/src/base/json_text.h"
 #include "tarn/src/engine/endpoint.h"
 
@@ -28,34 +27,73 @@ void appendIdentity(std::string& out, std::uint32_t address, const Identity& ide
 
 const Identity* IdentityCache::find(std::uint32_t address) const
 {
-    const auto found = m_identities.find(address);
-    return found == m_identities.end() ? nullptr : &found->second;
+    const auto found = m_entries.find(address);
+    return found == m_entries.end() ? nullptr : &found->second.identity;
 }
 
 bool IdentityCache::remember(std::uint32_t address, const Identity& identity)
 {
-    const Identity* const known = find(address);
-    if (known == nullptr ? m_identities.size() >= kMostEntries
-                         : *known == identity || (identity.model.empty() && !known->model.empty())) {
-        return false;
+    const auto found = m_entries.find(address);
+    if (found == m_entries.end()) {
+        if (m_entries.size() >= kMostEntries) {
+            return false;
+        }
+        store(m_entries[address], identity);
+    } else {
+        Entry& entry = found->second;
+        const bool isOff = identity.model.empty() && !entry.identity.model.empty();
+        if (entry.identity == identity || isOff || entry.changes >= kMostChanges) {
+            return false;
+        }
+        ++entry.changes;
+        store(entry, identity);
     }
-    store(address, identity);
     m_dirty = true;
     return true;
 }
 
-void IdentityCache::store(std::uint32_t address, const Identity& identity)
+void IdentityCache::store(Entry& entry, const Identity& identity)
 {
-    m_identities.insert_or_assign(address, identity);
-    rememberModel(identity.model);
+    if (entry.identity.model != identity.model) {
+        useModel(identity.model);
+        dropModel(entry.identity.model);
+    }
+    entry.identity = identity;
 }
 
-void IdentityCache::rememberModel(const std::string& model)
+void IdentityCache::useModel(const std::string& model)
 {
-    const bool known = std::find(m_models.begin(), m_models.end(), model) != m_models.end();
-    if (!model.empty() && !known && m_models.size() < kMostEntries) {
+    if (!model.empty() && ++m_modelUses[model] == 1) {
         m_models.push_back(model);
+        ++m_modelsRevision;
     }
+}
+
+void IdentityCache::dropModel(const std::string& model)
+{
+    const auto found = m_modelUses.find(model);
+    if (found != m_modelUses.end() && --found->second == 0) {
+        m_models.erase(std::find(m_models.begin(), m_models.end(), model));
+        m_modelUses.erase(found);
+        ++m_modelsRevision;
+    }
+}
+
+// The models from that one on stand in the order of a file, those that it leaves out after the others.
+void IdentityCache::orderModels(std::size_t from, const Json::Value& order)
+{
+    std::unordered_map<std::string, std::size_t> places;
+    for (const Json::Value& model : order) {
+        places.emplace(model.isString() ? model.asString() : std::string(), places.size());
+    }
+    const auto placeOf = [&](const std::string& model) {
+        const auto found = places.find(model);
+        return found == places.end() ? places.size() : found->second;
+    };
+    const auto begin = m_models.begin() + static_cast<std::ptrdiff_t>(from);
+    std::stable_sort(begin, m_models.end(), [&](const std::string& left, const std::string& right) {
+        return placeOf(left) < placeOf(right);
+    });
 }
 
 bool IdentityCache::parse(std::string_view text)
@@ -64,24 +102,27 @@ bool IdentityCache::parse(std::string_view text)
     if (!root || !root->isObject() || (*root)["format"] != Json::Value(kFormat)) {
         return false;
     }
-    if (const Json::Value& models = (*root)["models"]; models.isArray()) {
-        for (const Json::Value& model : models) {
-            rememberModel(model.isString() ? model.asString() : std::string());
-        }
-    }
+    const std::size_t known = m_models.size();
     if (const Json::Value& printers = (*root)["printers"]; printers.isObject()) {
         for (const std::string& key : printers.getMemberNames()) {
             if (const std::optional<std::uint32_t> address = engine::parseIpv4(key)) {
-                const Json::Value& entry = printers[key];
-                const Identity* const known = find(*address);
-                if (known == nullptr ? m_identities.size() < kMostEntries : known->model.empty()) {
-                    store(*address, {textMember(entry, "model"), textMember(entry, "serial"),
-                                     textMember(entry, "description")});
-                }
+                parseEntry(*address, printers[key]);
             }
         }
     }
+    if (const Json::Value& models = (*root)["models"]; models.isArray()) {
+        orderModels(known, models);
+    }
     return true;
+}
+
+void IdentityCache::parseEntry(std::uint32_t address, const Json::Value& value)
+{
+    const auto known = m_entries.find(address);
+    if (known == m_entries.end() ? m_entries.size() < kMostEntries : known->second.identity.model.empty()) {
+        store(m_entries[address],
+              {textMember(value, "model"), textMember(value, "serial"), textMember(value, "description")});
+    }
 }
 
 std::string IdentityCache::text() const
@@ -94,9 +135,9 @@ std::string IdentityCache::text() const
         appendJsonString(out, model);
     }
     out += "],\n\"printers\":{";
-    for (const auto& [address, identity] : m_identities) {
+    for (const auto& [address, entry] : m_entries) {
         out += out.back() == '{' ? "\n" : ",\n";
-        appendIdentity(out, address, identity);
+        appendIdentity(out, address, entry.identity);
     }
     out += "\n}}\n";
     return out;

@@ -274,7 +274,7 @@ TEST_F(LibraryTest, PrintersAreAskedWhileTheHomeDirectoryStallsAndStopDoesNotWai
     EXPECT_EQ(scratch.read("cache/tarn/identities.json"), "");
     stall.release();
     EXPECT_TRUE(eventually(
-        [&] { return scratch.read("cache/tarn/identities.json").find("before") != std::string::npos; }));
+        [&] { return scratch.read("cache/tarn/identities.json").find("after") != std::string::npos; }));
 }
 
 TEST_F(LibraryTest, BrokenCacheIsNoCache)

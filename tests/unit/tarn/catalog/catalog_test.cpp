@@ -278,14 +278,44 @@ TEST(IdentityCache, FileThatIsReadLateTellsOnlyOfAddressesOfWhichNothingIsKnown)
     EXPECT_TRUE(cache.isDirty()); // the file does not hold the new one
 }
 
-TEST(IdentityCache, ModelsAreKeptInTheOrderOfMeetingThoughTheirPrintersGo)
+TEST(IdentityCache, ModelsAreThoseThatAnIdentityNamesInTheOrderOfMeeting)
 {
     IdentityCache cache;
     cache.remember(1, {"B", "", ""});
     cache.remember(2, {"A", "", ""});
     cache.remember(3, {"B", "", ""});
+    const std::uint64_t before = cache.modelsRevision();
+    cache.remember(3, {"B", "serial", ""});
+    EXPECT_EQ(cache.modelsRevision(), before);
     cache.remember(1, {"C", "", ""});
-    EXPECT_EQ(cache.models(), (std::vector<std::string>{"B", "A", "C"}));
+    EXPECT_EQ(cache.models(), (std::vector<std::string>{"B", "A", "C"})); // 3 is still a B
+    EXPECT_NE(cache.modelsRevision(), before);
+    cache.remember(3, {"A", "", ""});
+    EXPECT_EQ(cache.models(), (std::vector<std::string>{"A", "C"}));
+    IdentityCache again; // the next start, in the same order
+    again.remember(9, {"C", "", ""});
+    ASSERT_TRUE(again.parse(cache.text()));
+    EXPECT_EQ(again.models(), (std::vector<std::string>{"C", "A"}));
+    IdentityCache fresh;
+    ASSERT_TRUE(fresh.parse(cache.text()));
+    EXPECT_EQ(fresh.models(), cache.models());
+}
+
+TEST(IdentityCache, PrinterThatKeepsChangingItsNameIsFollowedForAWhileOnly)
+{
+    IdentityCache cache;
+    cache.remember(1, {"first", "", ""});
+    for (unsigned i = 0; i < IdentityCache::kMostChanges; ++i) {
+        EXPECT_TRUE(cache.remember(1, {"evil " + std::to_string(i), "", ""}));
+    }
+    const std::string last = cache.find(1)->model;
+    EXPECT_FALSE(cache.remember(1, {"once too often", "", ""}));
+    EXPECT_EQ(cache.find(1)->model, last);
+    EXPECT_EQ(cache.models(), std::vector<std::string>{last});
+    EXPECT_TRUE(cache.remember(2, {"another", "", ""})); // a limit of the address, not of all
+    IdentityCache next;
+    ASSERT_TRUE(next.parse(cache.text()));
+    EXPECT_TRUE(next.remember(1, {"after the next start", "", ""}));
 }
 
 TEST(IdentityCache, ForeignAndBrokenTextsAreNone)
@@ -298,7 +328,7 @@ TEST(IdentityCache, ForeignAndBrokenTextsAreNone)
     IdentityCache cache;
     EXPECT_TRUE(cache.parse(
         R"({"format":1,"models":[1,"A",null,"A"],"printers":{"x":{},"1.2.3.4":5,"1.2.3.5":[]}})"));
-    EXPECT_EQ(cache.models(), std::vector<std::string>{"A"});
+    EXPECT_TRUE(cache.models().empty()); // nobody is an A
     EXPECT_NE(cache.find(*parseIpv4("1.2.3.4")), nullptr);
 }
 
