@@ -64,6 +64,7 @@ int main(int argc, char** argv)
         return -1;
     }
     KelApplication application(argc, argv);
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.morvik.Kel"));
     QApplication::setQuitOnLastWindowClosed(false); // the program lives on in the tray
     qRegisterMetaType<PrinterContext>("PrinterContext");
 

@@ -39,6 +39,7 @@ class Kel:
 
     def __init__(self, build, directory, library_dir=None, extra=None):
         self.build = pathlib.Path(build).resolve()
+        self.program = self.build / "bin" / "kel"
         self.directory = pathlib.Path(directory).resolve()
         self.directory.mkdir(parents=True, exist_ok=True)
         self.socket_path = self.directory / "remote.sock"
@@ -89,7 +90,7 @@ class Kel:
         if environment.get("QT_QPA_PLATFORM") == "xcb":
             environment = without_strict_strings(environment)
         with open(self.log_path, "ab") as log:
-            self.process = subprocess.Popen([str(self.build / "bin" / "kel")], env=environment, stdin=subprocess.DEVNULL,
+            self.process = subprocess.Popen([str(self.program)], env=environment, stdin=subprocess.DEVNULL,
                                             stdout=log, stderr=log, cwd=self.directory)
 
     def _connected_or_dead(self):

@@ -17,7 +17,8 @@ _OK = 0
 _OPEN_DETAIL = 1
 _CODES = {1: "a wrong argument", 2: "the library is not running", 3: "no such printer", 4: "a document that it does not take",
           5: "out of memory", 6: "the system refused a thread or a socket", 7: "switched off"}
-_SONAME = "libtarn.so"
+_FILE = "libtarn.so"
+_SONAME = _FILE + ".0"
 # Beside this package where it is installed with the program, then where the program is.
 _PLACES = (pathlib.Path(__file__).resolve().parent.parent.parent / "lib", pathlib.Path("/usr/lib/kel/lib"))
 
@@ -34,10 +35,10 @@ def _load() -> ctypes.CDLL:
     """From TARN_DIR where that is set, else from beside the package, else from where the dynamic linker looks."""
     directory = os.environ.get("TARN_DIR")
     if directory is not None:
-        return ctypes.CDLL(os.path.join(directory, _SONAME))
+        return ctypes.CDLL(os.path.join(directory, _FILE))
     for place in _PLACES:
-        if (place / _SONAME).exists():
-            return ctypes.CDLL(str(place / _SONAME))
+        if (place / _FILE).exists():
+            return ctypes.CDLL(str(place / _FILE))
     return ctypes.CDLL(_SONAME)
 
 

@@ -1,0 +1,40 @@
+# cmake -D BUILD_DIR=<build tree> -D "OWN=<directory>..." -P Uninstall.cmake: removes what was installed from a build tree
+# last, by the lists that installing leaves there, and of the directories below a prefix that are ours alone those that are
+# empty then. DESTDIR counts as it does for installing.
+file(GLOB manifests ${BUILD_DIR}/install_manifest*.txt)
+if(NOT manifests)
+    message(FATAL_ERROR "Nothing was installed from ${BUILD_DIR}.")
+endif()
+
+separate_arguments(OWN)
+set(roots)
+foreach(manifest IN LISTS manifests)
+    file(STRINGS ${manifest} files)
+    foreach(file IN LISTS files)
+        file(REMOVE $ENV{DESTDIR}${file})
+        foreach(own IN LISTS OWN)
+            if(file MATCHES "^(.*/${own})/")
+                list(APPEND roots $ENV{DESTDIR}${CMAKE_MATCH_1})
+            endif()
+        endforeach()
+    endforeach()
+    file(REMOVE ${manifest})
+endforeach()
+
+list(REMOVE_DUPLICATES roots)
+foreach(root IN LISTS roots)
+    file(GLOB_RECURSE inside LIST_DIRECTORIES true ${root}/*)
+    foreach(path IN LISTS inside)
+        if(path MATCHES "/__pycache__$") # Python's own, made since
+            file(REMOVE_RECURSE ${path})
+        endif()
+    endforeach()
+    list(APPEND inside ${root})
+    list(SORT inside ORDER DESCENDING) # what is inside first
+    foreach(path IN LISTS inside)
+        file(GLOB left LIST_DIRECTORIES true ${path}/*)
+        if(IS_DIRECTORY ${path} AND NOT IS_SYMLINK ${path} AND NOT left)
+            file(REMOVE_RECURSE ${path})
+        endif()
+    endforeach()
+endforeach()
