@@ -32,6 +32,11 @@ def address(tail):
     return f"{NETWORK}.{tail}"
 
 
+def own_address(tail):
+    """One that no other process of these tests has, that of another checkout neither: own_address(1)."""
+    return f"127.{100 + os.getpid() // 250 % 100}.{1 + os.getpid() % 250}.{tail}"
+
+
 def wait_for(condition, seconds, what):
     """The first true value of condition(); AssertionError when there was none in that time."""
     limit = time.monotonic() + seconds

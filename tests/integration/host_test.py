@@ -10,10 +10,10 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import BUILD, DATA, ROOT, Simulator, address, main
+from harness import BUILD, DATA, ROOT, Simulator, main, own_address
 
 PORT = 16375
-GOOD, AWAY = address("75.1"), address("75.9")
+GOOD, AWAY = own_address(1), own_address(9)
 EXAMPLE = ROOT / "docs" / "examples" / "states.c"
 HOST = ROOT / "tests" / "integration" / "host" / "host.c"
 STRICT = ["-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror"]

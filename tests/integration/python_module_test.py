@@ -13,11 +13,11 @@ import tempfile
 import threading
 import unittest
 
-from harness import BUILD, DATA, ROOT, Simulator, address, main
+from harness import BUILD, DATA, ROOT, Simulator, main, own_address
 
 MODULE = ROOT / "tarn" / "python"
 PORT = 16373
-GOOD, LOW, AWAY = address("73.1"), address("73.2"), address("73.9")
+GOOD, LOW, AWAY = own_address(1), own_address(2), own_address(9)
 LEVEL = "1.3.6.1.2.1.43.11.1.1.9.1.1"
 
 # What the sanitizers report at the end of the interpreter is the interpreter's; the library is loaded into a program without

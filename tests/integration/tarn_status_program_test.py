@@ -24,11 +24,11 @@ import jsonschema
 import pyte
 from prometheus_client.parser import text_string_to_metric_families
 
-from harness import BUILD, DATA, ROOT, Simulator, address, end, main, wait_for
+from harness import BUILD, DATA, ROOT, Simulator, address, end, main, own_address, wait_for
 
 PORT = 16371
 PROGRAM = str(BUILD / "bin" / "tarn-status")
-GOOD, LOW, AWAY = address("71.1"), address("71.2"), address("71.9")
+GOOD, LOW, AWAY = own_address(1), own_address(2), own_address(9)
 MANUAL = (ROOT / "docs" / "tarn-status.1").read_text()
 CHINESE = re.compile("[\u4e00-\u9fff]")
 
