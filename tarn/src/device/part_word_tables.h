@@ -1,20 +1,12 @@
 #pragma once
 
-// Within supply_words.cpp only: the words for parts and materials, as data. All are folded, see foldCase. A
-// row is here because a device, or the vocabulary of its panel's language, uses the word.
-
-#include <cstdint>
+// Within supply_words.cpp and tests only: the words for parts and materials, as data. All are folded, see
+// foldCase. A row is here because a device, or the vocabulary of its panel's language, uses the word.
 
 #include "tarn/src/device/device_status.h"
+#include "tarn/src/device/word_search.h"
 
 namespace tarn::device {
-
-enum class Match : std::uint8_t
-{
-    Word,     // between characters that are no letters
-    Start,    // begins a word: languages that inflect or compound
-    Anywhere, // scripts that write no blanks
-};
 
 struct PartWord
 {

@@ -10,4 +10,5 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/state_words.cpp
     ${CMAKE_CURRENT_LIST_DIR}/supply_types.cpp
     ${CMAKE_CURRENT_LIST_DIR}/supply_words.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/text.cpp)
+    ${CMAKE_CURRENT_LIST_DIR}/text.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/word_search.cpp)

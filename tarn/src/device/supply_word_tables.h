@@ -1,8 +1,8 @@
 #pragma once
 
-// Within supply_words.cpp only: the words by which devices name the colours of their supplies, as data. All
-// are folded, see foldCase. A row is here because a device, or the vocabulary of its panel's language, uses
-// the word.
+// Within supply_words.cpp and tests only: the words by which devices name the colours of their supplies, as
+// data. All are folded, see foldCase. A row is here because a device, or the vocabulary of its panel's
+// language, uses the word.
 
 #include "tarn/src/device/device_status.h"
 #include "tarn/src/device/part_word_tables.h"

@@ -1,39 +1,26 @@
 #include "tarn/src/device/supply_words.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <iterator>
 #include <vector>
 
 #include "tarn/src/device/part_word_tables.h"
 #include "tarn/src/device/supply_word_tables.h"
 #include "tarn/src/device/text.h"
+#include "tarn/src/device/word_search.h"
 
 namespace tarn::device {
 
 namespace {
 
-bool isLetter(char32_t point)
-{
-    return (point >= U'a' && point <= U'z') || (point >= 0xDF && point <= 0x24F) ||
-           (point >= 0x370 && point <= 0x52F);
-}
+constexpr WordIndex colorIndex(colorWords);
+constexpr WordIndex partIndex(partWords);
+constexpr WordIndex tonerIndex(tonerWords);
+constexpr WordIndex otherMaterialIndex(otherMaterialWords);
 
 std::size_t lengthOf(const char32_t* word)
 {
     return std::char_traits<char32_t>::length(word);
-}
-
-std::size_t findWord(const std::u32string& text, const char32_t* word, Match match)
-{
-    for (std::size_t at = text.find(word); at != std::u32string::npos; at = text.find(word, at + 1)) {
-        const std::size_t end = at + lengthOf(word);
-        const bool startsWord = at == 0 || !isLetter(text[at - 1]);
-        const bool endsWord = end == text.size() || !isLetter(text[end]);
-        if (match == Match::Anywhere || (startsWord && (match == Match::Start || endsWord))) {
-            return at;
-        }
-    }
-    return std::u32string::npos;
 }
 
 bool isFiller(char32_t point)
@@ -94,7 +81,9 @@ ColorSaid fromWords(std::u32string text)
 {
     ColorSaid said;
     Together together;
-    for (const ColorWord& row : colorWords) {
+    RowSet rows = colorIndex.rowsIn(text); // no word begins with the blanks put below
+    for (std::size_t i = rows.takeFirst(); i < std::size(colorWords); i = rows.takeFirst()) {
+        const ColorWord& row = colorWords[i];
         const std::size_t at = findWord(text, row.word, row.match);
         if (at == std::u32string::npos) {
             continue;
@@ -209,17 +198,27 @@ std::vector<std::u32string> tokensOf(const std::u32string& text)
     return tokens;
 }
 
-template <std::size_t N>
-bool anyOf(const std::u32string& text, const MaterialWord (&words)[N])
+// The first row of a table whose word the text has; nullptr when none is.
+template <typename Row, std::size_t N>
+const Row* firstIn(const std::u32string& text, const Row (&table)[N], const WordIndex<N>& index)
 {
-    return std::any_of(std::begin(words), std::end(words), [&](const MaterialWord& row) {
-        return findWord(text, row.word, row.match) != std::u32string::npos;
-    });
+    RowSet<N> rows = index.rowsIn(text);
+    for (std::size_t i = rows.takeFirst(); i < N; i = rows.takeFirst()) {
+        if (findWord(text, table[i].word, table[i].match) != std::u32string::npos) {
+            return &table[i];
+        }
+    }
+    return nullptr;
+}
+
+bool namesToner(const std::u32string& text)
+{
+    return firstIn(text, tonerWords, tonerIndex) != nullptr;
 }
 
 bool namesMaterial(const std::u32string& text)
 {
-    return anyOf(text, tonerWords) || anyOf(text, otherMaterialWords);
+    return namesToner(text) || firstIn(text, otherMaterialWords, otherMaterialIndex) != nullptr;
 }
 
 // A letter alone at the end ("Toner K") or before the material ("K Toner"), then part numbers.
@@ -243,28 +242,21 @@ ColorSaid fromTokens(const std::u32string& text)
     return ColorSaid{};
 }
 
-ColorSaid fromPiece(const std::u32string& text)
+ColorSaid fromTagOrTokens(const std::u32string& text)
 {
-    ColorSaid said = fromWords(text);
-    if (said.color == SupplyColor::None) {
-        said = fromTag(text);
-    }
+    const ColorSaid said = fromTag(text);
     return said.color == SupplyColor::None ? fromTokens(text) : said;
 }
 
 std::optional<SupplyKind> partOf(const std::u32string& text)
 {
-    for (const PartWord& row : partWords) {
-        if (findWord(text, row.word, row.match) == std::u32string::npos) {
-            continue;
-        }
-        // A drum that is sold with its toner ("Drum/Toner Cartridge") shows the toner's level.
-        if ((row.kind == SupplyKind::Drum || row.kind == SupplyKind::Other) && anyOf(text, tonerWords)) {
-            return std::nullopt;
-        }
-        return row.kind;
+    const PartWord* const part = firstIn(text, partWords, partIndex);
+    if (part == nullptr) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    // A drum that is sold with its toner ("Drum/Toner Cartridge") shows the toner's level.
+    const bool soldWithToner = part->kind == SupplyKind::Drum || part->kind == SupplyKind::Other;
+    return soldWithToner && namesToner(text) ? std::nullopt : std::optional(part->kind);
 }
 
 } // namespace
@@ -272,11 +264,18 @@ std::optional<SupplyKind> partOf(const std::u32string& text)
 ColorSaid colorFromDescription(const std::string& description)
 {
     const std::u32string text = folded(description);
-    if (const ColorSaid three = fromWords(text); three.color == SupplyColor::TriColor) {
-        return three; // their names may be joined by commas
+    ColorSaid said = fromWords(text);
+    if (said.color == SupplyColor::TriColor) {
+        return said; // the names of three may be joined by commas
     }
     const std::size_t headEnd = text.find_first_of(U",;，；");
-    ColorSaid said = fromPiece(text.substr(0, headEnd));
+    const std::u32string head = text.substr(0, headEnd);
+    if (headEnd != std::u32string::npos) {
+        said = fromWords(head);
+    }
+    if (said.color == SupplyColor::None) {
+        said = fromTagOrTokens(head);
+    }
     if (said.color == SupplyColor::None && headEnd != std::u32string::npos) {
         const std::size_t tailEnd = text.find_first_of(U";；", headEnd + 1);
         said = fromWords(

@@ -4,7 +4,7 @@ foreach(suite
         snmp/charset snmp/codec snmp/identity_words snmp/kept_tables snmp/picture snmp/quirks snmp/readers
         snmp/request_sizing snmp/session snmp/session_again
         device/alert_texts device/device_id device/kept_picture device/make_and_model
-        device/rendering device/serial_number device/state_words device/supply_words)
+        device/rendering device/serial_number device/state_words device/supply_words device/word_search)
     string(REPLACE "/" "_" name ${suite})
     kel_add_gtest(tarn_${name}_test
         SOURCES ${suite}_test.cpp

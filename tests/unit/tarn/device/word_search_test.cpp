@@ -1,0 +1,124 @@
+#include "tarn/src/device/word_search.h"
+
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <vector>
+
+#include "tarn/src/device/part_word_tables.h"
+#include "tarn/src/device/supply_word_tables.h"
+
+namespace tarn::device {
+namespace {
+
+struct Row
+{
+    const char32_t* word;
+};
+
+constexpr Row rows[] = {{U"black"}, {U"青"}, {U"cyan"}, {U"blau"}, {U"cyaan"}, {U"tri color"}};
+constexpr WordIndex index(rows);
+
+std::vector<std::size_t> rowsIn(const std::u32string& text)
+{
+    RowSet set = index.rowsIn(text);
+    std::vector<std::size_t> found;
+    for (std::size_t row = set.takeFirst(); row < std::size(rows); row = set.takeFirst()) {
+        found.push_back(row);
+    }
+    return found;
+}
+
+using Rows = std::vector<std::size_t>;
+
+TEST(WordIndex, FindsRowsByTheirFirstTwoCharacters)
+{
+    EXPECT_EQ(rowsIn(U"black"), (Rows{0, 3}));
+    EXPECT_EQ(rowsIn(U"xcy"), (Rows{2, 4}));
+    EXPECT_EQ(rowsIn(U"a tri"), (Rows{5}));
+    EXPECT_EQ(rowsIn(U"b lack"), Rows{});
+    EXPECT_EQ(rowsIn(U"c"), Rows{});
+    EXPECT_EQ(rowsIn(U""), Rows{});
+}
+
+TEST(WordIndex, FindsAWordOfOneCharacterAnywhere)
+{
+    EXPECT_EQ(rowsIn(U"青"), (Rows{1}));
+    EXPECT_EQ(rowsIn(U"x青色"), (Rows{1}));
+}
+
+TEST(WordIndex, TakesCharactersForNoOthersOfTheirList)
+{
+    static_assert((U'b' + 0x4E00) % 128 == U'b' % 128); // found in the same list
+    EXPECT_EQ(rowsIn({U'b' + 0x4E00, U'l'}), Rows{});
+    EXPECT_EQ(rowsIn({U'b', U'l' + 0x100}), Rows{});
+}
+
+TEST(WordIndex, HandsRowsInTheTablesOrder)
+{
+    EXPECT_EQ(rowsIn(U"tri cyan 青 black"), (Rows{0, 1, 2, 3, 4, 5}));
+}
+
+template <typename Table, std::size_t N>
+void expectEachFound(const Table (&table)[N])
+{
+    static const WordIndex<N> wordIndex(table);
+    for (std::size_t row = 0; row < N; ++row) {
+        SCOPED_TRACE(row);
+        const std::u32string text = U"x1 " + std::u32string(table[row].word) + U" 1x";
+        EXPECT_EQ(findWord(text, table[row].word, Match::Word), 3u);
+        RowSet<N> set = wordIndex.rowsIn(text);
+        std::size_t found = set.takeFirst();
+        while (found < row) {
+            found = set.takeFirst();
+        }
+        EXPECT_EQ(found, row);
+    }
+}
+
+TEST(WordIndex, FindsEachRowOfAllTables)
+{
+    expectEachFound(colorWords);
+    expectEachFound(partWords);
+    expectEachFound(tonerWords);
+    expectEachFound(otherMaterialWords);
+}
+
+// Blanks take the place of the colours that were found, while the rows that can follow are known before.
+template <typename Table, std::size_t N>
+void expectNoEarlyBlank(const Table (&table)[N])
+{
+    for (const Table& row : table) {
+        EXPECT_NE(row.word[0], U' ');
+        EXPECT_NE(row.word[1], U' ');
+    }
+}
+
+TEST(WordTables, HoldNoWordThatABlankPutIntoATextCouldBegin)
+{
+    expectNoEarlyBlank(colorWords);
+}
+
+TEST(RowSet, HoldsRowsBeyondItsFirstWord)
+{
+    RowSet<130> set;
+    EXPECT_EQ(set.takeFirst(), 130u);
+    for (const std::size_t row : {129, 63, 64, 0}) {
+        set.add(row);
+    }
+    for (const std::size_t row : {0, 63, 64, 129, 130}) {
+        EXPECT_EQ(set.takeFirst(), row);
+    }
+}
+
+TEST(FindWord, LooksAtWhatStandsBesideAWord)
+{
+    const std::u32string text = U"blackish black";
+    EXPECT_EQ(findWord(text, U"black", Match::Word), 9u);
+    EXPECT_EQ(findWord(text, U"black", Match::Start), 0u);
+    EXPECT_EQ(findWord(text, U"lack", Match::Start), std::u32string::npos);
+    EXPECT_EQ(findWord(text, U"lack", Match::Anywhere), 1u);
+}
+
+} // namespace
+} // namespace tarn::device
