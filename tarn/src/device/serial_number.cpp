@@ -87,7 +87,10 @@ bool namesNoSerial(const std::string& text)
     const bool placeholder = std::any_of(std::begin(noSerials), std::end(noSerials),
                                          [&](const char* word) { return plain == word; });
     const bool oneSign = std::all_of(plain.begin(), plain.end(), [&](char c) { return c == plain.front(); });
-    return placeholder || oneSign;
+    // 11 may be the eleventh of a series; 0 or 1111 is nobody's number.
+    const bool shortNumber =
+        !plain.empty() && isDigit(plain.front()) && (plain.size() == 2 || plain.size() == 3);
+    return placeholder || (oneSign && !shortNumber);
 }
 
 } // namespace tarn::device

@@ -98,11 +98,13 @@ TEST(IdentityWords, FindTheSerialNumberInADescription)
 
 TEST(IdentityWords, KnowPlaceholdersOfSerialNumbers)
 {
-    for (const char* text :
-         {"", "XXXXXXXX", "0000000000", "unknown", "N/A", "None", "serial_number", "Serial Number", "--"}) {
+    for (const char* text : {"", "XXXXXXXX", "XX", "0", "0000000000", "1111", "unknown", "N/A", "None",
+                             "serial_number", "Serial Number", "--"}) {
         EXPECT_TRUE(namesNoSerial(text)) << text;
     }
-    EXPECT_FALSE(namesNoSerial("AA8W246177521"));
+    for (const char* text : {"AA8W246177521", "00", "11", "333"}) {
+        EXPECT_FALSE(namesNoSerial(text)) << text;
+    }
 }
 
 TEST(IdentityWords, FindTheModelBehindAWordForIt)
