@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <utility>
 
 #include "printer/json_text.h"
@@ -80,6 +81,15 @@ std::vector<PrinterContext> parsePrinters(const std::string& text)
 
 PrinterStore::PrinterStore(std::string path) : m_path(std::move(path)), m_journalPath(m_path + ".journal") {}
 
+// What is locked to keep other processes out.
+StoreFile PrinterStore::lockFile() const
+{
+    StoreFile own = StoreFile::open(m_path + ".lock", O_RDONLY | O_CREAT | O_NOFOLLOW, 0600);
+    if (own.isOpen() && own.isRegular())
+        return own;
+    return StoreFile::open(m_path, O_RDONLY);
+}
+
 void PrinterStore::ensureFileExists() const
 {
     const fs::path path = pathOf(m_path);
@@ -90,7 +100,8 @@ void PrinterStore::ensureFileExists() const
         return;
     // Not truncated: another process may have created and filled it since we looked.
     const StoreFile file = StoreFile::open(m_path, O_WRONLY | O_CREAT, 0666);
-    if (!file.isOpen() || !file.lock(LOCK_EX, savePatience))
+    const StoreFile lock = lockFile();
+    if (!file.isOpen() || !lock.lock(LOCK_EX, savePatience))
         return;
     if (file.isEmpty() && !file.replaceContent("[]"))
         return;
@@ -102,7 +113,8 @@ bool PrinterStore::readStored(std::string& text) const
     const StoreFile file = StoreFile::open(m_path, O_RDONLY);
     if (!file.isOpen() || !file.isRegular())
         return false;
-    if (!file.lock(LOCK_SH, loadPatience) && m_hasLoaded) {
+    const StoreFile lock = lockFile();
+    if (!lock.lock(LOCK_SH, m_hasLoaded ? loadPatience : savePatience) && m_hasLoaded) {
         text = m_text; // somebody is saving: what we know is better than half a file
         return true;
     }
@@ -136,8 +148,8 @@ bool PrinterStore::completeInterruptedSave(std::string& text) const
 {
     const StoreFile writable = StoreFile::open(m_path, O_WRONLY);
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
-    const StoreFile& locked = writable.isOpen() ? writable : readable;
-    if (!locked.lock(LOCK_EX, loadPatience) || !readable.readAll(text))
+    const StoreFile lock = lockFile();
+    if (!lock.lock(LOCK_EX, loadPatience) || !readable.readAll(text))
         return false;
     settleJournal(writable, text);
     return true;
@@ -175,6 +187,21 @@ PrinterStore::Journal PrinterStore::writeJournal(const std::string& text) const
     return Journal::Written;
 }
 
+// A list that another one replaces can be had back by hand. That it cannot be kept is no reason not to save.
+void PrinterStore::keepPrevious(const StoreFile& file, const std::string& old, const std::string& text) const
+{
+    if (old == text || parsePrinters(old).empty())
+        return;
+    const std::string previous = m_path + ".previous";
+    const std::string fresh = previous + ".new"; // what a killed save left of it is written over
+    const StoreFile copy = StoreFile::open(fresh, O_WRONLY | O_CREAT | O_NOFOLLOW, 0600);
+    if (!copy.isOpen() || !copy.isRegular())
+        return;
+    // The folder is synced with the journal that follows.
+    if (!copy.replaceContent(old) || !copy.takeModeOf(file) || ::rename(fresh.c_str(), previous.c_str()) != 0)
+        ::unlink(fresh.c_str());
+}
+
 void PrinterStore::writeInPlace(const StoreFile& file, const std::string& text, const std::string* old,
                                 bool journalled) const
 {
@@ -197,13 +224,16 @@ void PrinterStore::save(const std::vector<PrinterContext>& list)
     ensureFileExists();
     const std::string text = networkPrintersText(list);
     const StoreFile file = StoreFile::open(m_path, O_WRONLY);
-    if (!file.isOpen() || !file.lock(LOCK_EX, savePatience))
+    const StoreFile lock = lockFile();
+    if (!file.isOpen() || !lock.lock(LOCK_EX, savePatience))
         throwStoreError(m_path);
     std::string old;
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
     const bool hasOld = readable.isOpen() && readable.isRegular() && readable.readAll(old);
     if (hasOld)
         settleJournal(file, old);
+    if (hasOld)
+        keepPrevious(file, old, text);
     const Journal journal = writeJournal(text);
     if (journal == Journal::Failed)
         throwStoreError(m_path);

@@ -21,7 +21,11 @@ class StoreFile;
 //  (2) The journal exists only during a save. One that is met at another time is what a killed save left: it
 //      completes printers.json when, and only when, that is not whole; then it goes.
 //  (3) Outside of a save printers.json is touched only to create it and to complete an interrupted save.
-// Threading: one thread at a time. Other processes are kept out by flock() on printers.json.
+//  (4) printers.json.previous holds the last list that had printers and was replaced by another one, whole.
+// Threading: one thread at a time. Other processes are kept out by flock() on printers.json.lock, which
+// nobody but the user can open: printers.json itself is open to everybody (mode 0777, kept on purpose), and
+// whoever held a lock on that could keep the user from saving. Where no such file can be made, the lock is on
+// printers.json.
 class PrinterStore final
 {
 public:
@@ -48,11 +52,13 @@ private:
         Failed
     };
 
+    StoreFile lockFile() const;
     void ensureFileExists() const;
     bool readStored(std::string& text) const;
     bool completeInterruptedSave(std::string& text) const;
     void settleJournal(const StoreFile& file, std::string& text) const;
     Journal writeJournal(const std::string& text) const;
+    void keepPrevious(const StoreFile& file, const std::string& old, const std::string& text) const;
     void writeInPlace(const StoreFile& file, const std::string& text, const std::string* old,
                       bool journalled) const;
     void remember(const std::string& text);

@@ -45,6 +45,12 @@ bool StoreFile::isEmpty() const
     return ::fstat(m_descriptor, &data) == 0 && data.st_size == 0;
 }
 
+bool StoreFile::takeModeOf(const StoreFile& other) const
+{
+    struct stat data = {};
+    return ::fstat(other.m_descriptor, &data) == 0 && ::fchmod(m_descriptor, data.st_mode & 07777) == 0;
+}
+
 bool StoreFile::lock(int operation, std::chrono::milliseconds patience) const
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;
@@ -55,7 +61,9 @@ bool StoreFile::lock(int operation, std::chrono::milliseconds patience) const
             errno = EWOULDBLOCK;
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        // Short beside the pause between two saves of one program, or a busy one would never be met between
+        // them.
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
     return true;
 }

@@ -96,6 +96,8 @@ protected:
         return content.str();
     }
     std::string journal() const { return m_path + ".journal"; }
+    std::string lockPath() const { return m_path + ".lock"; }
+    std::string previous() const { return m_path + ".previous"; }
     std::vector<PrinterContext> load() const { return PrinterStore(m_path).load(); }
     std::string names() const
     {
@@ -325,11 +327,87 @@ TEST_F(PrinterStoreTest, SavingShorterTextLeavesNothingOfTheLongerOne)
     EXPECT_EQ(read(), text("b"));
 }
 
-TEST_F(PrinterStoreTest, SavingLeavesNoJournalAndNoOtherFile)
+TEST_F(PrinterStoreTest, SavingLeavesTheListItsLockAndTheListBefore)
 {
+    const auto entries = [&] {
+        std::set<std::string> found;
+        for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(m_path).parent_path()))
+            found.insert(entry.path().filename().string());
+        return found;
+    };
     save({printer("office")});
-    EXPECT_EQ(std::distance(fs::directory_iterator(fs::path(m_path).parent_path()), fs::directory_iterator()),
-              1);
+    EXPECT_EQ(entries(), (std::set<std::string>{"printers.json", "printers.json.lock"}));
+    save({printer("other")});
+    EXPECT_EQ(entries(),
+              (std::set<std::string>{"printers.json", "printers.json.lock", "printers.json.previous"}));
+}
+
+TEST_F(PrinterStoreTest, LastListThatHadPrintersIsKeptBesideTheOneThatReplacedIt)
+{
+    save({printer("a"), printer("b")});
+    const std::string both = read();
+    EXPECT_FALSE(fs::exists(previous())); // an empty list was replaced
+    save({});
+    EXPECT_EQ(readFrom(previous()), both);
+    save({});
+    save({printer("c")});
+    EXPECT_EQ(readFrom(previous()), both); // lists without printers are not kept
+    save({printer("c")});
+    EXPECT_EQ(readFrom(previous()), both); // nor is one that nothing replaced
+    save({printer("d")});
+    EXPECT_EQ(readFrom(previous()), text("c"));
+}
+
+TEST_F(PrinterStoreTest, ListBeforeHasTheModeOfTheListAndIsReplacedWhole)
+{
+    save({printer("a")});
+    ASSERT_EQ(::chmod(m_path.c_str(), 0640), 0);
+    save({printer("b")});
+    EXPECT_EQ(status(previous()).st_mode & 07777, 0640u);
+    const ino_t inode = status(previous()).st_ino;
+    writeTo(previous() + ".new", "what a killed save left, longer than what comes");
+    save({printer("c")});
+    EXPECT_EQ(readFrom(previous()), text("b"));
+    EXPECT_NE(status(previous()).st_ino, inode); // by a rename
+    EXPECT_FALSE(fs::exists(previous() + ".new"));
+}
+
+TEST_F(PrinterStoreTest, ListBeforeThatCannotBeKeptIsNoReasonNotToSave)
+{
+    save({printer("a")});
+    fs::create_directory(previous());
+    save({printer("b")});
+    EXPECT_EQ(read(), text("b"));
+    EXPECT_FALSE(fs::exists(previous() + ".new"));
+}
+
+// Everybody may open the list, and lock it; that must not keep its owner from anything.
+TEST_F(PrinterStoreTest, LockOnTheListItselfStallsNeitherLoadingNorSaving)
+{
+    save({printer("a")});
+    const int other = ::open(m_path.c_str(), O_RDWR);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    PrinterStore store(m_path);
+    ASSERT_THAT(store.load(), SizeIs(1));
+    store.save({printer("b")});
+    EXPECT_EQ(read(), text("b"));
+    ASSERT_THAT(store.load(), SizeIs(1));
+    EXPECT_EQ(store.load()[0].printerName, "b"); // not what it knew before
+    ::close(other);
+    EXPECT_EQ(status(lockPath()).st_mode & 07777, 0600u); // nobody else can do it to this one
+}
+
+TEST_F(PrinterStoreTest, LockNameTakenByALinkOrADirectoryIsNotUsed)
+{
+    const std::string precious = (m_dir / "precious").string();
+    fs::create_directories(fs::path(m_path).parent_path());
+    fs::create_symlink(precious, lockPath());
+    save({printer("a")});
+    EXPECT_FALSE(fs::exists(precious));
+    fs::remove(lockPath());
+    fs::create_directory(lockPath());
+    save({printer("b")});
+    EXPECT_EQ(read(), text("b"));
 }
 
 TEST_F(PrinterStoreTest, DirectoryThatCannotBeCreatedThrows)
@@ -431,9 +509,9 @@ TEST_F(PrinterStoreTest, LoadingWaitsForAnotherProgramsSaveRatherThanReadHalfOfI
     save({printer("known")});
     PrinterStore store(m_path);
     store.load();
-    const int other = ::open(m_path.c_str(), O_RDWR);
+    const int other = ::open(lockPath().c_str(), O_RDWR);
     ASSERT_EQ(::flock(other, LOCK_EX), 0);
-    ASSERT_EQ(::ftruncate(other, 0), 0); // the other program is in the middle of its save
+    ASSERT_EQ(::truncate(m_path.c_str(), 0), 0); // the other program is in the middle of its save
     ASSERT_THAT(store.load(), SizeIs(1));
     EXPECT_EQ(store.load()[0].printerName, "known");
     ::close(other);
