@@ -198,13 +198,13 @@ void Library::rememberIdentity(Target& target)
         return; // found, not named: its back-end knows it again
     }
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
-    target.rememberedIdentity = snapshot->identity;
     const device::DeviceStatus picture = snapshot->picture.unpacked();
     if (m_cache.remember(target.address().endpoint.address,
                          {picture.model, picture.serialNumber, picture.description})) {
         m_roster.identitiesChanged();
         m_saveAt = std::min(m_saveAt, m_clock->now() + kSaveDelay);
     }
+    target.rememberedIdentity = snapshot->identity; // unless memory ran out
 }
 
 std::string Library::printerList()

@@ -54,19 +54,25 @@ bool IdentityCache::remember(std::uint32_t address, const Identity& identity)
 
 void IdentityCache::store(Entry& entry, const Identity& identity)
 {
+    Identity fresh(identity); // what takes memory comes first
     if (entry.identity.model != identity.model) {
         useModel(identity.model);
         dropModel(entry.identity.model);
     }
-    entry.identity = identity;
+    entry.identity = std::move(fresh);
 }
 
 void IdentityCache::useModel(const std::string& model)
 {
-    if (!model.empty() && ++m_modelUses[model] == 1) {
+    if (model.empty()) {
+        return;
+    }
+    auto& uses = m_modelUses[model];
+    if (uses == 0) {
         m_models.push_back(model);
         ++m_modelsRevision;
     }
+    ++uses;
 }
 
 void IdentityCache::dropModel(const std::string& model)

@@ -25,6 +25,11 @@ Liveliness publish(Target& target, const Dialogue& dialogue, ReadOutcome outcome
     return livelinessOf(status.get());
 }
 
+bool isToBeCalledSilent(const Target& target, const Silence& silence)
+{
+    return silence.isOffline() && (target.answers(Way::Snmp) || !target.isMet());
+}
+
 void publishSilence(Target& target, BackendListener& listener)
 {
     target.reportSilent(Way::Snmp);

@@ -17,6 +17,8 @@ namespace tarn::engine {
 // of the picture that was handed on before; returns that of the present one.
 Liveliness publish(Target& target, const Dialogue& dialogue, snmp::ReadOutcome outcome, Liveliness liveliness,
                    BackendListener& listener);
+// Whether the printer is silent and nobody was told so, or not successfully.
+bool isToBeCalledSilent(const Target& target, const Silence& silence);
 // Hands on that nothing is heard of the printer.
 void publishSilence(Target& target, BackendListener& listener);
 // An answer has come. Who was away is back at the first one, with the last good picture until the

@@ -17,6 +17,7 @@ namespace tarn::engine {
 // Invariants
 //  (1) m_entries[i].item->heapSlot == i, and none is due before its parent, the one at (i - 1) / kBranches.
 //  (2) An item that is in no heap has heapSlot kOutside.
+//  (3) Only makeRoomFor() takes memory, as long as no more items are in the heap than it was told of.
 // Threading: one thread. Ownership: borrows the items, which leave the heap before they die.
 template <typename Item>
 class DeadlineHeap final
@@ -28,12 +29,19 @@ public:
     Item* front() const { return m_entries.front().item; }
     TimePoint nextDeadline() const { return m_entries.empty() ? kNever : m_entries.front().deadline; }
 
+    void makeRoomFor(std::size_t items)
+    {
+        if (items > m_entries.capacity()) {
+            m_entries.reserve(std::max(items, 2 * m_entries.capacity()));
+        }
+    }
+
     // Puts the item in, or moves it to its new deadline.
     void schedule(Item& item, TimePoint deadline)
     {
         if (item.heapSlot == kOutside) {
-            item.heapSlot = m_entries.size();
             m_entries.emplace_back();
+            item.heapSlot = m_entries.size() - 1;
         }
         place({deadline, &item}, item.heapSlot);
     }

@@ -15,7 +15,6 @@ namespace {
 
 // Longest sleep: bounds what a clock that jumps can do to us.
 constexpr Milliseconds kLongestSleep{60000};
-constexpr int kAfterFailure = 100; // ms
 
 } // namespace
 
@@ -33,6 +32,7 @@ void Engine::addBackend(std::unique_ptr<Backend> backend)
 
 bool Engine::start()
 {
+    m_descriptors.reserve(m_backends.size() + 1);
     m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_wakeFd < 0) {
         return false;
@@ -60,6 +60,7 @@ void Engine::stop()
     ::close(m_wakeFd);
     m_wakeFd = -1;
     m_backends.clear();
+    m_taken.clear();
     const MutexLock lock(m_mutex);
     m_orders.clear();
 }
@@ -119,14 +120,22 @@ void Engine::signal() const
 void Engine::loop()
 {
     while (takeOrders()) {
-        try {
-            sleepUntil(runOnce());
-        } catch (const std::exception&) { // out of memory: the next round may find some
-            ::poll(nullptr, 0, kAfterFailure);
-        }
+        const TimePoint next = carryOutAll();
+        sleepUntil(std::min(next, runOnce()));
     }
     for (const auto& backend : m_backends) {
-        backend->endSoon();
+        attempt([&] { return backend->endSoon(), kNever; });
+    }
+}
+
+// Returns what the work does: when it is to be done again.
+template <typename Work>
+TimePoint Engine::attempt(const Work& work)
+{
+    try {
+        return work();
+    } catch (const std::exception&) { // out of memory: some may be found later
+        return m_clock.now() + kAfterFailure;
     }
 }
 
@@ -135,49 +144,54 @@ TimePoint Engine::runOnce()
 {
     TimePoint next = kNever;
     for (const auto& backend : m_backends) {
-        backend->run();
-        next = std::min(next, backend->nextDeadline());
+        next = std::min(next, attempt([&] { return backend->run(), backend->nextDeadline(); }));
     }
-    return std::min(next, m_listener.housekeeping(m_clock.now()));
+    return std::min(next, attempt([&] { return m_listener.housekeeping(m_clock.now()); }));
 }
 
 // False when the engine is to end.
 bool Engine::takeOrders()
 {
-    std::vector<Order> orders;
-    {
-        const MutexLock lock(m_mutex);
-        if (m_stopping) {
-            return false;
-        }
-        orders.swap(m_orders);
+    const MutexLock lock(m_mutex);
+    if (m_taken.empty() && !m_stopping) {
+        m_taken.swap(m_orders);
     }
-    for (const Order& order : orders) {
-        carryOut(order);
-    }
-    return true;
+    return !m_stopping;
 }
 
-void Engine::carryOut(const Order& order)
+// Returns when to go on with what is left of them.
+TimePoint Engine::carryOutAll()
 {
-    for (const auto& backend : m_backends) {
-        switch (order.verb) {
-        case Verb::Watch:
-            if (order.backend == backend->name()) {
-                backend->watch(order.target);
+    return attempt([this] {
+        for (; m_nextOrder < m_taken.size(); ++m_nextOrder, m_nextBackend = 0) {
+            for (; m_nextBackend < m_backends.size(); ++m_nextBackend) {
+                carryOut(m_taken[m_nextOrder], *m_backends[m_nextBackend]);
             }
-            break;
-        case Verb::Unwatch:
-            backend->unwatch(*order.target);
-            break;
-        case Verb::Wake:
-            backend->wake(*order.target);
-            break;
-        case Verb::Discover:
-        case Verb::DiscoverNoMore:
-            backend->discover(order.discovery, order.verb == Verb::Discover);
-            break;
         }
+        m_taken.clear();
+        m_nextOrder = 0;
+        return kNever;
+    });
+}
+
+void Engine::carryOut(const Order& order, Backend& backend)
+{
+    switch (order.verb) {
+    case Verb::Watch:
+        if (order.backend == backend.name()) {
+            backend.watch(order.target);
+        }
+        break;
+    case Verb::Unwatch:
+        backend.unwatch(*order.target);
+        break;
+    case Verb::Wake:
+        backend.wake(*order.target);
+        break;
+    case Verb::Discover:
+    case Verb::DiscoverNoMore:
+        backend.discover(order.discovery, order.verb == Verb::Discover);
+        break;
     }
 }
 
@@ -191,7 +205,8 @@ void Engine::sleepUntil(TimePoint deadline)
 {
     // poll() rather than epoll: a handful of descriptors, of which a back-end may exchange its own at any
     // time.
-    std::vector<pollfd> descriptors{{m_wakeFd, POLLIN, 0}};
+    m_descriptors.clear();
+    m_descriptors.push_back({m_wakeFd, POLLIN, 0});
     const TimePoint now = m_clock.now();
     const TimePoint rested = m_breath.woke(now);
     if (rested > now && !isThronged()) {
@@ -199,14 +214,14 @@ void Engine::sleepUntil(TimePoint deadline)
     } else {
         for (const auto& backend : m_backends) {
             if (backend->descriptor() >= 0) {
-                descriptors.push_back({backend->descriptor(), POLLIN, 0});
+                m_descriptors.push_back({backend->descriptor(), POLLIN, 0});
             }
         }
     }
     Milliseconds timeout = deadline == kNever ? kLongestSleep : std::min(deadline - now, kLongestSleep);
     timeout = std::max(timeout, Milliseconds(0));
-    ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));
-    if ((descriptors[0].revents & POLLIN) != 0) {
+    ::poll(m_descriptors.data(), m_descriptors.size(), static_cast<int>(timeout.count()));
+    if ((m_descriptors[0].revents & POLLIN) != 0) {
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t got = ::read(m_wakeFd, &count, sizeof count);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <poll.h>
+
 #include <memory>
 #include <string>
 #include <thread>
@@ -29,7 +31,9 @@ public:
 //  (2) What other threads order wakes it at once; answers and deadlines may gather for Breath::kPause.
 //  (3) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
 //  (4) After stop() no thread of the engine runs, and no target is watched.
-//  (5) Every back-end hears of what any of them reports, before the listener does.
+//  (5) No exception leaves the thread. Who threw, for lack of memory, is tried again kAfterFailure later, an
+//      order before those behind it, a back-end beside the others.
+//  (6) Every back-end hears of what any of them reports, before the listener does.
 // Threading: start() and stop() by the owner; those of BackendListener by the back-ends; the others from any
 // thread. Ownership: owns the back-ends, whose listener it is; borrows clock and listener, which must outlive
 // it.
@@ -40,6 +44,8 @@ public:
     ~Engine() override;
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
+
+    static constexpr Milliseconds kAfterFailure{100};
 
     // Before start().
     void addBackend(std::unique_ptr<Backend> backend);
@@ -77,8 +83,11 @@ private:
     void give(Order order) TARN_EXCLUDES(m_mutex);
     void loop() TARN_EXCLUDES(m_mutex);
     TimePoint runOnce();
+    template <typename Work>
+    TimePoint attempt(const Work& work);
     bool takeOrders() TARN_EXCLUDES(m_mutex);
-    void carryOut(const Order& order);
+    TimePoint carryOutAll();
+    static void carryOut(const Order& order, Backend& backend);
     void sleepUntil(TimePoint deadline);
     bool isThronged() const;
     void signal() const TARN_REQUIRES(m_mutex);
@@ -90,7 +99,12 @@ private:
     int m_wakeFd = -1;
     std::thread m_thread;
 
-    Breath m_breath; // the engine's thread only
+    // the engine's thread only
+    Breath m_breath;
+    std::vector<Order> m_taken;        // not yet carried out by everybody
+    std::size_t m_nextOrder = 0;       // of them
+    std::size_t m_nextBackend = 0;     // that it is for
+    std::vector<pollfd> m_descriptors; // with room for all back-ends
 
     Mutex m_mutex;
     std::vector<Order> m_orders TARN_GUARDED_BY(m_mutex);

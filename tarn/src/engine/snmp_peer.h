@@ -41,7 +41,8 @@ enum class VersionKnowledge : std::uint8_t
 //  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent. Its
 //      bytes are those of request or, while unheard, of question. A conversation that is yet to begin has
 //      none.
-//  (2) At most one request at a time: a repetition is the same bytes again.
+//  (2) At most one request at a time: a repetition is the same bytes again, but for the number of one to a
+//      printer that is offline.
 //  (3) While sameQuestion holds, question is a whole Fast conversation, and an answer of the digest
 //      sameAnswer to it changes nothing. Where the tables were read since, sameAnswer is no answer's.
 struct SnmpPeer

@@ -22,19 +22,20 @@ void SnmpPoller::watch(std::shared_ptr<Target> target)
     if (address.version == VersionChoice::V3) {
         return; // another back-end's
     }
-    auto& place = m_peers[address.endpoint];
-    if (place) {
-        unwatch(*place->target);
-    }
-    auto& peer = m_peers[address.endpoint];
-    peer = std::make_unique<SnmpPeer>();
-    peer->target = std::move(target);
+    auto peer = std::make_unique<SnmpPeer>();
     peer->cadence.disperse(m_random);
     if (address.version != VersionChoice::Auto) {
         peer->knowledge = VersionKnowledge::Settled;
     }
     useVersion(*peer, address.version == VersionChoice::V1 ? Version::V1 : Version::V2c);
-    m_deadlines.schedule(*peer, nextStart());
+    m_deadlines.makeRoomFor(m_peers.size() + 1);
+    auto& place = m_peers[address.endpoint];
+    if (place) {
+        leave(*place);
+    }
+    peer->target = std::move(target);
+    place = std::move(peer);
+    m_deadlines.schedule(*place, nextStart());
 }
 
 void SnmpPoller::unwatch(const Target& target)
@@ -43,10 +44,15 @@ void SnmpPoller::unwatch(const Target& target)
     if (found == m_peers.end() || found->second->target.get() != &target) {
         return;
     }
-    SnmpPeer& peer = *found->second;
+    leave(*found->second);
+    m_peers.erase(found);
+}
+
+// The peer is about to go.
+void SnmpPoller::leave(SnmpPeer& peer)
+{
     setPhase(peer, Phase::Aside);
     m_deadlines.remove(peer);
-    m_peers.erase(found);
 }
 
 void SnmpPoller::wake(const Target& target)
@@ -117,7 +123,7 @@ void SnmpPoller::runDeadlines()
     while (!m_deadlines.empty() && m_deadlines.nextDeadline() <= m_now) {
         SnmpPeer& peer = *m_deadlines.front();
         m_deadlines.remove(peer);
-        deadlinePassed(peer);
+        attempt(peer, [&] { return deadlinePassed(peer), true; });
     }
 }
 
@@ -169,6 +175,9 @@ void SnmpPoller::beginConversation(SnmpPeer& peer, ReadKind kind)
 bool SnmpPoller::openConversation(SnmpPeer& peer)
 {
     peer.yetToBegin = false;
+    if (!peer.dialogue) {
+        peer.dialogue = m_dialogues(peer.version);
+    }
     peer.dialogue->begin(peer.kind);
     if (std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest()) {
         prepare(peer, std::move(*pdu));
@@ -224,9 +233,9 @@ void SnmpPoller::rest(SnmpPeer& peer)
 
 void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
 {
+    peer.dialogue = m_dialogues(version);
     peer.version = version;
     peer.sameQuestion = false;
-    peer.dialogue = m_dialogues(version);
     peer.liveliness = Liveliness::NoPicture;
 }
 
@@ -237,12 +246,26 @@ bool SnmpPoller::switchVersion(SnmpPeer& peer)
         return false;
     }
     if (peer.knowledge == VersionKnowledge::Trial) {
-        peer.knowledge = VersionKnowledge::Settled; // awake, and silent to v2c
         useVersion(peer, Version::V1);
+        peer.knowledge = VersionKnowledge::Settled; // awake, and silent to v2c
     } else {
         useVersion(peer, peer.version == Version::V2c ? Version::V1 : Version::V2c);
     }
     return true;
+}
+
+// --- without memory ---
+
+// What the printer was being asked is void, and what its dialogue knows may be half of something.
+void SnmpPoller::startOver(SnmpPeer& peer)
+{
+    dropRequest(peer);
+    peer.dialogue.reset();
+    peer.liveliness = Liveliness::NoPicture;
+    peer.sameQuestion = false;
+    peer.unheard = false;
+    peer.yetToBegin = false;
+    m_deadlines.schedule(peer, m_now + kAfterFailure);
 }
 
 } // namespace tarn::engine

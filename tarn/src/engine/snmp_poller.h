@@ -30,6 +30,8 @@ namespace tarn::engine {
 //  (5) A conversation begins when those under way need no room any more: of ten thousand printers met at
 //      once a few hundred are half read at any time, not all of them.
 //  (6) A conversation ends after at most kMostRequests requests, whatever the answers are.
+//  (7) A peer that is not Aside has a place in a queue or a deadline, whatever throws: one whose turn ends
+//      without memory begins anew kAfterFailure later, and a request leaves its queue when it is sent.
 // Threading: engine thread only.
 // Ownership: owns the port; borrows clock, randomness and listener, which must outlive it.
 class SnmpPoller final : public Backend
@@ -43,9 +45,10 @@ public:
     static constexpr Milliseconds kFlood{1000}; // for so long after that
     static constexpr unsigned kMostRequests = 400;
     static constexpr unsigned kMostSpoilt = 16; // malformed answers to one request that are decoded at all
-    static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
-    static constexpr Milliseconds kSleep{10000};    // run() so late means that the machine slept
-    static constexpr unsigned kStartsPerMs = 3;     // many printers at once begin one after the other
+    static constexpr Milliseconds kUnopened{60000};    // nobody opened it for so long: it is not asked
+    static constexpr Milliseconds kSleep{10000};       // run() so late means that the machine slept
+    static constexpr Milliseconds kAfterFailure{1000}; // memory ran out in the printer's turn
+    static constexpr unsigned kStartsPerMs = 3;        // many printers at once begin one after the other
     static constexpr Milliseconds kLongestSpread{5000};
 
     SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
@@ -71,6 +74,11 @@ private:
         std::uint32_t ticket;
     };
     using Queue = std::deque<Place>;
+    struct Queued
+    {
+        SnmpPeer* peer;
+        std::size_t place; // in its queue
+    };
 
     // receiving
     void receiveAll();
@@ -105,19 +113,27 @@ private:
     bool sendSome(Queue& queue, Lane lane, std::size_t room);
     SnmpPeer* peerAt(const Endpoint& endpoint);
     void fetchQueued(const Queue& queue, std::size_t room);
-    SnmpPeer* takeQueued(Queue& queue);
+    SnmpPeer* waitingAt(const Place& place);
+    bool addToBatch(SnmpPeer& peer, std::size_t place);
     const std::string& presentRequest(const SnmpPeer& peer, std::size_t place);
     void markSent(SnmpPeer& peer);
 
     // deadlines
     void runDeadlines();
+    void leave(SnmpPeer& peer);
     void deadlinePassed(SnmpPeer& peer);
     void missed(SnmpPeer& peer);
+    void renumber(SnmpPeer& peer);
     bool putAside(SnmpPeer& peer);
     bool switchVersion(SnmpPeer& peer);
     void useVersion(SnmpPeer& peer, snmp::Version version);
     void reopenWhenAllIsSilent(const SnmpPeer& peer);
     TimePoint nextStart();
+
+    // without memory
+    template <typename Work>
+    bool attempt(SnmpPeer& peer, const Work& work);
+    void startOver(SnmpPeer& peer);
 
     // constant after construction
     const Clock& m_clock;
@@ -133,7 +149,7 @@ private:
     Queue m_suspects; // of those that may be dead
     QuestionPool m_questions;
     std::vector<SnmpPeer*> m_senders; // of the batch that is being received; null: nobody that is asked
-    std::vector<SnmpPeer*> m_batch;
+    std::vector<Queued> m_batch;
     std::vector<std::string> m_sameQuestions; // as they are sent, at their places in the batch
     std::vector<Datagram> m_datagrams;
     std::size_t m_unasked = 0; // datagrams of the present run() that answered nothing
@@ -148,5 +164,17 @@ private:
     unsigned m_startsInThisMs = 0;
     VerdictCounts m_verdicts{};
 };
+
+// What the work returned; true without memory.
+template <typename Work>
+bool SnmpPoller::attempt(SnmpPeer& peer, const Work& work)
+{
+    try {
+        return work();
+    } catch (const std::exception&) {
+        startOver(peer);
+        return true;
+    }
+}
 
 } // namespace tarn::engine

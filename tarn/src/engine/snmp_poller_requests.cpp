@@ -78,7 +78,7 @@ void SnmpPoller::examine(const Datagram& datagram, SnmpPeer* sender)
         if (peer.requestId != 0 && peer.sentOnce && peer.spoilt < kMostSpoilt) {
             const snmp::MessageHead head = snmp::readHead(datagram.bytes);
             verdict = examineReply(head, {peer.version, *peer.target->address().community, peer.requestId});
-            if (verdict == Verdict::Accepted && !deliver(peer, head)) {
+            if (verdict == Verdict::Accepted && !attempt(peer, [&] { return deliver(peer, head); })) {
                 verdict = Verdict::Malformed;
                 ++peer.spoilt;
             }
@@ -104,8 +104,8 @@ bool SnmpPoller::deliver(SnmpPeer& peer, const snmp::MessageHead& head)
     }
     if (peer.knowledge == VersionKnowledge::Probing && peer.version == Version::V1) {
         heard(peer);
-        peer.knowledge = VersionKnowledge::Trial;
         useVersion(peer, Version::V2c);
+        peer.knowledge = VersionKnowledge::Trial;
         beginConversation(peer, ReadKind::Identity);
         return true;
     }
@@ -249,10 +249,11 @@ void SnmpPoller::enqueueInTurn(SnmpPeer& peer)
 
 void SnmpPoller::enqueue(SnmpPeer& peer)
 {
+    Queue& queue = peer.silence.isSuspect() ? m_suspects : peer.requests > 1 ? m_underway : m_queue;
+    queue.push_back({peer.target->address().endpoint, peer.ticket + 1});
+    ++peer.ticket;
     setPhase(peer, Phase::Queued);
     m_deadlines.remove(peer);
-    Queue& queue = peer.silence.isSuspect() ? m_suspects : peer.requests > 1 ? m_underway : m_queue;
-    queue.push_back({peer.target->address().endpoint, ++peer.ticket});
 }
 
 void SnmpPoller::dropRequest(SnmpPeer& peer)
@@ -303,18 +304,11 @@ void SnmpPoller::fetchQueued(const Queue& queue, std::size_t room)
     }
 }
 
-// The next peer that really waits in the queue; null when none is left.
-SnmpPeer* SnmpPoller::takeQueued(Queue& queue)
+// Null when nobody waits there any more.
+SnmpPeer* SnmpPoller::waitingAt(const Place& place)
 {
-    while (!queue.empty()) {
-        const Place place = queue.front();
-        queue.pop_front();
-        SnmpPeer* const peer = peerAt(place.endpoint);
-        if (peer != nullptr && peer->phase == Phase::Queued && peer->ticket == place.ticket) {
-            return peer;
-        }
-    }
-    return nullptr;
+    SnmpPeer* const peer = peerAt(place.endpoint);
+    return peer != nullptr && peer->phase == Phase::Queued && peer->ticket == place.ticket ? peer : nullptr;
 }
 
 // The bytes to be sent, valid for the length of a batch; place: in it.
@@ -330,38 +324,43 @@ const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t 
     return bytes;
 }
 
-// One batch; false when the port had no room for all of it.
+bool SnmpPoller::addToBatch(SnmpPeer& peer, std::size_t place)
+{
+    if (peer.yetToBegin && !openConversation(peer)) {
+        return false;
+    }
+    const std::string& request = presentRequest(peer, m_batch.size());
+    m_batch.push_back({&peer, place});
+    m_datagrams.push_back({peer.target->address().endpoint,
+                           {reinterpret_cast<const std::uint8_t*>(request.data()), request.size()}});
+    return true;
+}
+
+// One batch; false when the port had no room for all of it. Places leave the queue behind the sending.
 bool SnmpPoller::sendSome(Queue& queue, Lane lane, std::size_t room)
 {
     m_batch.clear();
+    m_batch.reserve(kSendBatch);
     m_datagrams.clear();
+    m_datagrams.reserve(kSendBatch);
     room = std::min(room, kSendBatch);
     fetchQueued(queue, room);
-    while (m_batch.size() < room) {
-        SnmpPeer* const peer = takeQueued(queue);
-        if (peer == nullptr) {
-            break;
+    std::size_t done = 0; // places
+    for (; done < queue.size() && m_batch.size() < room; ++done) {
+        if (SnmpPeer* const peer = waitingAt(queue[done])) {
+            attempt(*peer, [&] { return addToBatch(*peer, done); });
         }
-        if (peer->yetToBegin && !openConversation(*peer)) {
-            continue;
-        }
-        const std::string& request = presentRequest(*peer, m_batch.size());
-        m_batch.push_back(peer);
-        m_datagrams.push_back({peer->target->address().endpoint,
-                               {reinterpret_cast<const std::uint8_t*>(request.data()), request.size()}});
     }
     const std::size_t sent = m_port->send(lane, m_datagrams.data(), m_datagrams.size());
     for (std::size_t i = 0; i < sent; ++i) {
-        markSent(*m_batch[i]);
-    }
-    for (std::size_t i = m_batch.size(); i > sent; --i) {
-        queue.push_front({m_batch[i - 1]->target->address().endpoint, m_batch[i - 1]->ticket});
+        markSent(*m_batch[i].peer);
     }
     if (sent < m_batch.size()) {
+        done = m_batch[sent].place;
         m_sendAgainAt = m_now + kSendAgain;
-        return false;
     }
-    return true;
+    queue.erase(queue.begin(), queue.begin() + static_cast<Queue::difference_type>(done));
+    return sent == m_batch.size();
 }
 
 void SnmpPoller::markSent(SnmpPeer& peer)
@@ -383,7 +382,7 @@ void SnmpPoller::markSent(SnmpPeer& peer)
 void SnmpPoller::missed(SnmpPeer& peer)
 {
     const bool becameOffline = peer.silence.missed(peer.lastSent, m_now);
-    if (becameOffline) {
+    if (isToBeCalledSilent(*peer.target, peer.silence)) {
         publishSilence(*peer.target, m_listener);
     }
     reopenWhenAllIsSilent(peer);
@@ -395,6 +394,9 @@ void SnmpPoller::missed(SnmpPeer& peer)
     }
     switch (afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.dialogue, m_now)) {
     case AfterMiss::Repeat:
+        if (peer.silence.isOffline()) {
+            renumber(peer);
+        }
         return enqueue(peer);
     case AfterMiss::AskForLess:
         return proceed(peer);
@@ -402,6 +404,16 @@ void SnmpPoller::missed(SnmpPeer& peer)
         return beginConversation(peer, ReadKind::Fast);
     case AfterMiss::ReadIdentity:
         return beginConversation(peer, ReadKind::Identity);
+    }
+}
+
+// A number that is asked with for hours could be learnt, and answered, by whoever comes to the address.
+void SnmpPoller::renumber(SnmpPeer& peer)
+{
+    const std::int32_t id = newRequestId();
+    if (peer.unheard || replaceRequestId(peer.request, id)) {
+        peer.requestId = id;
+        peer.sentOnce = false;
     }
 }
 

@@ -19,11 +19,12 @@ std::size_t placeOf(Way way)
 Target::Reports& Target::reports()
 {
     if (!m_reports) {
-        m_reports = std::make_unique<Reports>();
+        auto made = std::make_unique<Reports>();
         const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
         if (snapshot->way != Way::None) {
-            (*m_reports)[placeOf(snapshot->way)] = {snapshot->picture, snapshot->online, true};
+            (*made)[placeOf(snapshot->way)] = {snapshot->picture, snapshot->online, true};
         }
+        m_reports = std::move(made);
     }
     return *m_reports;
 }
@@ -37,22 +38,21 @@ void Target::report(Way way, const device::DeviceStatus& picture)
             return;
         }
     }
-    reports()[placeOf(way)] = {device::KeptPicture(picture), true, true};
-    publishReports();
+    exchangeReport(way, {device::KeptPicture(picture), true, true});
 }
 
 void Target::reportKnown(Way way, const device::DeviceStatus& picture)
 {
-    reports()[placeOf(way)] = {device::KeptPicture(picture), false, true};
-    publishReports();
+    exchangeReport(way, {device::KeptPicture(picture), false, true});
 }
 
 void Target::reportSilent(Way way)
 {
     const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
     if (m_reports) {
-        (*m_reports)[placeOf(way)].answers = false;
-        publishReports();
+        Report report = (*m_reports)[placeOf(way)];
+        report.answers = false;
+        exchangeReport(way, std::move(report));
     } else if (snapshot->way == way || snapshot->way == Way::None) {
         publish(offlineSnapshot(*snapshot));
     }
@@ -78,6 +78,19 @@ const device::KeptPicture& Target::keptPictureBy(Way way) const
 device::DeviceStatus Target::pictureBy(Way way) const
 {
     return keptPictureBy(way).unpacked();
+}
+
+// What is not published counts as not reported.
+void Target::exchangeReport(Way way, Report report)
+{
+    Report& place = reports()[placeOf(way)];
+    std::swap(place, report);
+    try {
+        publishReports();
+    } catch (...) {
+        std::swap(place, report);
+        throw;
+    }
 }
 
 void Target::publishReports()

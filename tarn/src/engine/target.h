@@ -57,7 +57,8 @@ struct PrinterAddress
 // Invariants
 //  (1) snapshot() is never null.
 //  (2) Whoever opens a target that a back-end has put aside is told so exactly once, by markOpened().
-//  (3) Without m_reports no more than one way has reported a picture: that of the snapshot.
+//  (3) A report is published whole or, without memory, leaves everything as it was.
+//  (4) Without m_reports no more than one way has reported a picture: that of the snapshot.
 // Threading: any thread, but where a function says engine.
 class Target final
 {
@@ -140,6 +141,7 @@ private:
     using Reports = std::array<Report, kWayCount>;
 
     Reports& reports();
+    void exchangeReport(Way way, Report report);
     void publishReports();
     void publish(std::shared_ptr<const Snapshot> snapshot)
     {

@@ -38,6 +38,7 @@ UdpPort::UdpPort()
       m_sendAddresses(kBatch)
 {
     m_received.reserve(kBatch);
+    m_sockets.reserve(kMostSockets);
     for (std::size_t i = 0; i < kBatch; ++i) {
         m_receiveVectors[i] = {m_buffers.get() + i * kLargestDatagram, kLargestDatagram};
     }

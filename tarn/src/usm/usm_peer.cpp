@@ -32,15 +32,18 @@ UsmIds UsmPeer::newIds()
     return {id(), id()};
 }
 
-UsmPeer::Step UsmPeer::ask(std::uint64_t ticket, const snmp::Pdu& pdu, TimePoint now)
+UsmPeer::Step UsmPeer::ask(const UsmQuestion& question, TimePoint now)
 {
-    if (!m_isOpen || m_ticket != ticket) {
-        m_pdu = pdu; // first: without memory nothing is open
-        m_ticket = ticket;
+    const bool isNew = !m_isOpen || m_ticket != question.ticket;
+    if (isNew) {
+        m_pdu = question.pdu; // first: without memory nothing is open
+        m_ticket = question.ticket;
         m_isOpen = true;
+        m_asked = 0;
+    }
+    if (isNew || question.isToAbsent) {
         m_request = newIds();
         m_probe = newIds();
-        m_asked = 0;
     }
     ++m_asked;
     m_steps = 0;

@@ -20,7 +20,8 @@ namespace tarn::usm {
 //      next.
 //  (3) One question put once leads to at most kMostSteps messages of ours, and to at most kMostRead of
 //      theirs being looked into.
-//  (4) Repetitions bear the numbers of what they repeat: a late answer to the first is an answer.
+//  (4) Repetitions bear the numbers of what they repeat: a late answer to the first is an answer. Those to an
+//      absent printer do not: what is open for long could be answered by whoever saw it.
 // Threading: one thread. Ownership: borrows codec and randomness.
 class UsmPeer final
 {
@@ -41,7 +42,7 @@ public:
     {
     }
 
-    Step ask(std::uint64_t ticket, const snmp::Pdu& pdu, TimePoint now);
+    Step ask(const UsmQuestion& question, TimePoint now);
     Step receive(snmp::ByteView bytes, TimePoint now);
 
     std::uint64_t ticket() const { return m_ticket; }

@@ -53,16 +53,17 @@ void UsmPoller::watch(std::shared_ptr<Target> target)
         engine::publishSilence(*target, m_listener);
         return;
     }
+    auto peer = std::make_unique<Peer>();
+    peer->cadence.disperse(m_random);
+    m_deadlines.makeRoomFor(m_peers.size() + 1);
     auto& place = m_peers[target->address().endpoint];
     if (place) {
+        m_port->forget(target->address().endpoint);
         setPhase(*place, Phase::Aside);
         m_deadlines.remove(*place);
-        m_port->forget(target->address().endpoint);
     }
-    place = std::make_unique<Peer>();
-    place->target = std::move(target);
-    place->dialogue = m_dialogues(snmp::Version::V2c); // whose questions those of version 3 are
-    place->cadence.disperse(m_random);
+    peer->target = std::move(target);
+    place = std::move(peer);
     m_deadlines.schedule(*place, m_now);
 }
 
@@ -76,10 +77,10 @@ void UsmPoller::unwatch(const Target& target)
 {
     if (Peer* const peer = find(target)) {
         const engine::Endpoint endpoint = target.address().endpoint;
+        m_port->forget(endpoint);
         setPhase(*peer, Phase::Aside);
         m_deadlines.remove(*peer);
         m_peers.erase(endpoint);
-        m_port->forget(endpoint);
     }
 }
 
@@ -121,13 +122,14 @@ void UsmPoller::run()
     for (const UsmAnswer& answer : m_port->take()) {
         const auto found = m_peers.find(answer.endpoint);
         if (found != m_peers.end() && found->second->ticket == answer.ticket) {
-            answered(*found->second, answer.pdu);
+            Peer& peer = *found->second;
+            attempt(peer, [&] { answered(peer, answer.pdu); });
         }
     }
     while (!m_deadlines.empty() && m_deadlines.nextDeadline() <= m_now) {
         Peer& peer = *m_deadlines.front();
         m_deadlines.remove(peer);
-        deadlinePassed(peer);
+        attempt(peer, [&] { deadlinePassed(peer); });
     }
 }
 
@@ -214,6 +216,9 @@ void UsmPoller::begin(Peer& peer, ReadKind kind)
     peer.kind = kind;
     peer.requests = 0;
     peer.conversationStart = m_now;
+    if (!peer.dialogue) {
+        peer.dialogue = m_dialogues(snmp::Version::V2c); // whose questions those of version 3 are
+    }
     peer.dialogue->begin(kind);
     proceed(peer);
 }
@@ -251,7 +256,7 @@ void UsmPoller::put(Peer& peer)
     peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
     m_deadlines.schedule(peer, std::min(peer.repeatAt, m_now + peer.silence.flight(m_roundTrip)));
     const engine::PrinterAddress& address = peer.target->address();
-    m_port->ask({address.endpoint, peer.ticket, address.user, peer.question});
+    m_port->ask({address.endpoint, peer.ticket, address.user, peer.question, peer.silence.isOffline()});
 }
 
 void UsmPoller::answered(Peer& peer, const snmp::Pdu& pdu)
@@ -303,12 +308,32 @@ void UsmPoller::rest(Peer& peer)
     m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));
 }
 
+template <typename Work>
+void UsmPoller::attempt(Peer& peer, const Work& work)
+{
+    try {
+        work();
+    } catch (const std::exception&) {
+        startOver(peer);
+    }
+}
+
+// What the printer was being asked is void, and what its dialogue knows may be half of something.
+void UsmPoller::startOver(Peer& peer)
+{
+    peer.ticket = 0;
+    setPhase(peer, Phase::Resting);
+    peer.dialogue.reset();
+    peer.liveliness = Liveliness::NoPicture;
+    m_deadlines.schedule(peer, m_now + kAfterFailure);
+}
+
 // --- silence ---
 
 void UsmPoller::missed(Peer& peer)
 {
     const bool becameOffline = peer.silence.missed(peer.lastPut, m_now);
-    if (becameOffline) {
+    if (engine::isToBeCalledSilent(*peer.target, peer.silence)) {
         engine::publishSilence(*peer.target, m_listener);
     }
     reopenWhenAllIsSilent(peer);

@@ -26,6 +26,8 @@ namespace tarn::usm {
 //  (2) A question ends in exactly one way: answered, given up, or dropped with its target. An answer to any
 //      but the present one changes nothing.
 //  (3) A conversation ends after at most kMostRequests questions, whatever the answers are.
+//  (4) A peer that is not Aside has a deadline, whatever throws: one whose turn ends without memory begins
+//      anew kAfterFailure later.
 // Threading: engine thread only. Ownership: owns the port; borrows clock, randomness and listener.
 class UsmPoller final : public engine::Backend
 {
@@ -33,9 +35,10 @@ public:
     static constexpr std::size_t kMostInFlight = 128;
     static constexpr std::size_t kMostSilentInFlight = 96;
     static constexpr unsigned kMostRequests = 400;
-    static constexpr Milliseconds kUnopened{60000}; // nobody opened it for so long: it is not asked
-    static constexpr Milliseconds kNoRoom{20};      // until the next look whether there is room
-    static constexpr Milliseconds kSleep{10000};    // run() so late means that the machine slept
+    static constexpr Milliseconds kUnopened{60000};    // nobody opened it for so long: it is not asked
+    static constexpr Milliseconds kNoRoom{20};         // until the next look whether there is room
+    static constexpr Milliseconds kAfterFailure{1000}; // memory ran out in the printer's turn
+    static constexpr Milliseconds kSleep{10000};       // run() so late means that the machine slept
 
     UsmPoller(const Clock& clock, Random& random, std::unique_ptr<UsmPort> port,
               engine::BackendListener& listener, engine::DialogueFactory dialogues);
@@ -79,6 +82,11 @@ private:
     void proceed(Peer& peer);
     void ended(Peer& peer, snmp::ReadOutcome outcome);
     void rest(Peer& peer);
+
+    // without memory
+    template <typename Work>
+    void attempt(Peer& peer, const Work& work);
+    void startOver(Peer& peer);
 
     // silence
     void missed(Peer& peer);

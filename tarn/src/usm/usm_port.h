@@ -15,7 +15,8 @@ struct UsmQuestion
     engine::Endpoint endpoint;
     std::uint64_t ticket = 0; // the asker's
     std::shared_ptr<const engine::UsmUser> user;
-    snmp::Pdu pdu; // its request id does not matter
+    snmp::Pdu pdu;           // its request id does not matter
+    bool isToAbsent = false; // of the question before, of the same ticket, no late answer is expected
 };
 
 struct UsmAnswer

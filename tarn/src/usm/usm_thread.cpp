@@ -187,7 +187,7 @@ void UsmThread::speak(const UsmQuestion& question)
             return complain(entry, question.endpoint, keys.whyNot);
         }
     }
-    follow(entry, question.endpoint, entry.peer->ask(question.ticket, question.pdu, m_clock.now()));
+    follow(entry, question.endpoint, entry.peer->ask(question, m_clock.now()));
 }
 
 const UsmThread::Keys& UsmThread::keysOf(const UserPtr& user)

@@ -16,6 +16,10 @@ kel_add_gtest(tarn_engine_test
             engine/udp_port_test.cpp
     LIBS recorded_agent LONG_RUNNING)
 target_compile_definitions(tarn_engine_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
+# By itself, since it replaces the program's operators new and delete.
+kel_add_gtest(tarn_short_memory_test
+    SOURCES engine/fake_dialogue.cpp engine/short_memory_test.cpp engine/simulated_network.cpp support/short_memory.cpp
+    LIBS tarn_core)
 kel_add_gtest(tarn_usm_test
     SOURCES engine/fake_dialogue.cpp
             usm/fake_agent.cpp

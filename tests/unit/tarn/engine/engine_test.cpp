@@ -7,7 +7,12 @@
 
 #include <atomic>
 #include <chrono>
+#include <new>
+#include <string>
 #include <thread>
+#include <vector>
+
+#include "tests/support/eventually.h"
 
 namespace tarn::engine::test {
 namespace {
@@ -165,6 +170,69 @@ TEST(Engine, ItsBackendsAreToldOfTheEndOnceBeforeTheyGo)
         running.chatterbox->told = &told;
     }
     EXPECT_EQ(told, 1);
+}
+
+// Out of memory now and then: at each second thing that it is told to do.
+class Forgetful final : public Backend
+{
+public:
+    Forgetful(std::vector<std::string>& done, std::atomic<int>& runs) : m_done(done), m_runs(runs) {}
+    const char* name() const override { return "forgetful"; }
+    void watch(std::shared_ptr<Target>) override { attempt("watch"); }
+    void unwatch(const Target&) override { attempt("unwatch"); }
+    void wake(const Target&) override { attempt("wake"); }
+    void networkChanged() override {}
+    void discover(Discovery, bool on) override { attempt(on ? "discover" : "discover no more"); }
+    void endSoon() override { attempt("end soon"); }
+    void run() override
+    {
+        ++m_runs;
+        throw std::bad_alloc();
+    }
+    TimePoint nextDeadline() const override { return kNever; }
+    int descriptor() const override { return -1; }
+
+private:
+    void attempt(const char* what)
+    {
+        m_throws = !m_throws;
+        if (m_throws) {
+            throw std::bad_alloc();
+        }
+        m_done.emplace_back(what);
+    }
+
+    bool m_throws = false;
+    std::vector<std::string>& m_done; // the engine's thread's, until that has ended
+    std::atomic<int>& m_runs;
+};
+
+TEST(Engine, WithoutMemoryNoOrderIsLostOrDoneTwiceAndTheOthersGoOn)
+{
+    const BootClock clock;
+    Deaf listener;
+    std::vector<std::string> first;
+    std::vector<std::string> second;
+    std::atomic<int> firstRuns{0};
+    std::atomic<int> secondRuns{0};
+    Engine engine(clock, listener);
+    engine.addBackend(std::make_unique<Forgetful>(first, firstRuns));
+    engine.addBackend(std::make_unique<Forgetful>(second, secondRuns));
+    ASSERT_TRUE(engine.start());
+    const auto target = std::make_shared<Target>(PrinterAddress{}, unmetSnapshot({}), clock.now());
+    engine.watch("forgetful", target);
+    engine.wake(target);
+    engine.discover(Discovery::Usb, true);
+    engine.discover(Discovery::Usb, false);
+    engine.unwatch(target);
+    // Each order has failed twice: the last one is carried out when nobody keeps its target any more.
+    EXPECT_TRUE(kel_test::eventually([&] { return target.use_count() == 1; }));
+    engine.stop();
+    const std::vector<std::string> all{"watch", "wake", "discover", "discover no more", "unwatch"};
+    EXPECT_EQ(first, all);
+    EXPECT_EQ(second, all);
+    EXPECT_GE(firstRuns, 1);
+    EXPECT_GE(secondRuns, firstRuns) << "though the one before it throws";
 }
 
 } // namespace

@@ -134,6 +134,30 @@ TEST(Polling, LostRequestIsRepeatedWithTheSameIdAndCostsNoState)
     EXPECT_EQ(network.publications.size(), 1u);
 }
 
+TEST(Polling, EachRepetitionToAnOfflinePrinterBearsANumberOfItsOwn)
+{
+    for (const bool wasMet : {false, true}) {
+        SimulatedNetwork network;
+        network.agent(1).answers = wasMet;
+        const auto target = network.add(1);
+        network.pass(seconds(60));
+        network.agent(1).answers = false;
+        network.pass(seconds(20));
+        ASSERT_FALSE(target->snapshot()->online);
+        network.agent(1).requests.clear();
+        network.pass(minutes(30));
+        std::set<std::int32_t> ids;
+        for (const SeenRequest& request : network.agent(1).requests) {
+            ids.insert(request.message.pdu.requestId);
+        }
+        EXPECT_GT(ids.size(), 50u);
+        EXPECT_EQ(ids.size(), network.agent(1).requests.size());
+        network.agent(1).answers = true;
+        network.pass(seconds(40));
+        EXPECT_TRUE(target->snapshot()->online);
+    }
+}
+
 TEST(Polling, LossOfEverySecondDatagramNeverMakesAPrinterFlap)
 {
     SimulatedNetwork network;

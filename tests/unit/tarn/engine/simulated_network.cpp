@@ -135,7 +135,7 @@ void SimulatedNetwork::inject(Endpoint from, const std::vector<std::string>& bod
 
 void SimulatedNetwork::runPoller()
 {
-    poller.run();
+    runs(poller);
     mostInFlight = std::max(mostInFlight, poller.inFlight());
 }
 
@@ -165,6 +165,13 @@ void SimulatedNetwork::pass(Milliseconds time)
         }
         runPoller();
     }
+}
+
+bool SimulatedNetwork::announced(std::uint32_t number) const
+{
+    const auto last = std::find_if(publications.rbegin(), publications.rend(),
+                                   [&](const Publication& one) { return one.who == endpointOf(number); });
+    return last != publications.rend() && last->online;
 }
 
 std::size_t SimulatedNetwork::requestsSince(std::uint32_t number, TimePoint since)

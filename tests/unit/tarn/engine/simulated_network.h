@@ -113,6 +113,8 @@ public:
     // The answer of an agent to a request, as it would be sent; empty: none.
     std::string answerTo(const Agent& agent, const SeenRequest& request) const;
 
+    // Whether the listener was told last that the printer can be reached.
+    bool announced(std::uint32_t number) const;
     std::size_t requestsSince(std::uint32_t number, TimePoint since);
     std::uint64_t count(Verdict verdict) const
     {
@@ -124,6 +126,7 @@ public:
 
     SimulatedClock clock;
     SeededRandom random;
+    std::function<void(SnmpPoller&)> runs = [](SnmpPoller& running) { running.run(); };
     bool opensTargets = true;
     bool linkUp = true;
     std::size_t room = SIZE_MAX;        // datagrams that the port takes at once

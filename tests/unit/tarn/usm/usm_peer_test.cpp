@@ -53,11 +53,15 @@ protected:
         const UsmMessage message = m_codec->read(view(request), *m_keys, &engine, m_now);
         return {FakeAgent::messageIdOf(request), message.ids.request};
     }
+    UsmQuestion question(std::uint64_t ticket, bool isToAbsent = false) const
+    {
+        return {{}, ticket, nullptr, m_pdu, isToAbsent};
+    }
     UsmPeer::Step receive(const std::string& bytes) { return m_peer->receive(view(bytes), m_now); }
     // From nothing to the first request.
     std::string discover(std::uint64_t ticket)
     {
-        const UsmPeer::Step probe = m_peer->ask(ticket, m_pdu, m_now);
+        const UsmPeer::Step probe = m_peer->ask(question(ticket), m_now);
         EXPECT_TRUE(FakeAgent::isProbe(probe.send));
         return receive(m_agent->report(kUnknownEngines, {FakeAgent::messageIdOf(probe.send), 0})).send;
     }
@@ -83,7 +87,7 @@ TEST_F(UsmPeerTest, FindsTheEngineOnceAndAsks)
     const UsmPeer::Step answered = receive(m_agent->response(idsOf(request), m_now, "ready"));
     ASSERT_TRUE(answered.answer);
     EXPECT_EQ(answered.answer->varbinds.at(0).value.bytes, "ready");
-    EXPECT_FALSE(FakeAgent::isProbe(m_peer->ask(2, m_pdu, m_now).send)) << "the engine is known";
+    EXPECT_FALSE(FakeAgent::isProbe(m_peer->ask(question(2), m_now).send)) << "the engine is known";
 }
 
 TEST_F(UsmPeerTest, TakesNoAnswerThatIsNotToItsQuestion)
@@ -136,7 +140,7 @@ TEST_F(UsmPeerTest, AnAgentWhoseClockWentBackIsFoundAgain)
     ASSERT_TRUE(receive(m_agent->response(idsOf(discover(1)), m_now)).answer);
     m_agent->engine.boots = 1;
     m_agent->engine.time = 2;
-    const UsmIds ids = idsOf(m_peer->ask(2, m_pdu, m_now).send);
+    const UsmIds ids = idsOf(m_peer->ask(question(2), m_now).send);
     const UsmPeer::Step probe = receive(m_agent->protectedReport(kNotInTimeWindows, ids, m_now));
     ASSERT_TRUE(FakeAgent::isProbe(probe.send));
     const UsmPeer::Step again =
@@ -147,7 +151,7 @@ TEST_F(UsmPeerTest, AnAgentWhoseClockWentBackIsFoundAgain)
 TEST_F(UsmPeerTest, AnAgentThatWasExchangedIsFoundAgain)
 {
     ASSERT_TRUE(receive(m_agent->response(idsOf(discover(1)), m_now)).answer);
-    const UsmIds ids = idsOf(m_peer->ask(2, m_pdu, m_now).send);
+    const UsmIds ids = idsOf(m_peer->ask(question(2), m_now).send);
     m_agent = std::make_unique<FakeAgent>(*m_codec, m_keys, "engine-9");
     const UsmPeer::Step probe = receive(m_agent->report(kUnknownEngines, ids));
     ASSERT_TRUE(FakeAgent::isProbe(probe.send));
@@ -159,16 +163,28 @@ TEST_F(UsmPeerTest, AnAgentThatWasExchangedIsFoundAgain)
 TEST_F(UsmPeerTest, ALateAnswerToTheFirstMessageIsAnAnswer)
 {
     const std::string first = discover(1);
-    const std::string second = m_peer->ask(1, m_pdu, m_now + Milliseconds(1000)).send;
+    const std::string second = m_peer->ask(question(1), m_now + Milliseconds(1000)).send;
     EXPECT_EQ(FakeAgent::messageIdOf(first), FakeAgent::messageIdOf(second));
-    EXPECT_TRUE(FakeAgent::isProbe(m_peer->ask(1, m_pdu, m_now + Milliseconds(3000)).send))
+    EXPECT_TRUE(FakeAgent::isProbe(m_peer->ask(question(1), m_now + Milliseconds(3000)).send))
         << "silent for long, it may be another";
     EXPECT_TRUE(receive(m_agent->response(idsOf(first), m_now)).answer);
 }
 
+TEST_F(UsmPeerTest, RepetitionsToAnAbsentPrinterBearNumbersOfTheirOwn)
+{
+    const UsmIds first = idsOf(discover(1));
+    const UsmIds second = idsOf(m_peer->ask(question(1, true), m_now + Milliseconds(1000)).send);
+    EXPECT_NE(first.message, second.message);
+    EXPECT_NE(first.request, second.request);
+    EXPECT_FALSE(receive(m_agent->response(first, m_now)).answer);
+    EXPECT_TRUE(FakeAgent::isProbe(m_peer->ask(question(1, true), m_now + Milliseconds(3000)).send));
+    const UsmIds last = idsOf(m_peer->ask(question(1, true), m_now + Milliseconds(6000)).send);
+    EXPECT_TRUE(receive(m_agent->response(last, m_now)).answer);
+}
+
 TEST_F(UsmPeerTest, AnEngineThatIsNoneIsNotAsked)
 {
-    const UsmPeer::Step probe = m_peer->ask(1, m_pdu, m_now);
+    const UsmPeer::Step probe = m_peer->ask(question(1), m_now);
     const std::int32_t id = FakeAgent::messageIdOf(probe.send);
     m_agent->engine.id = "four";
     EXPECT_TRUE(receive(m_agent->report(kUnknownEngines, {id, 0})).send.empty());
@@ -187,7 +203,7 @@ TEST_F(UsmPeerTest, ReportsWithoutEndLeadToAFewMessagesOnly)
     EXPECT_LE(sent, UsmPeer::kMostSteps);
     EXPECT_FALSE(receive(m_agent->response(ids, m_now)).answer)
         << "too much was read: until it is asked again";
-    EXPECT_FALSE(m_peer->ask(1, m_pdu, m_now).send.empty());
+    EXPECT_FALSE(m_peer->ask(question(1), m_now).send.empty());
     EXPECT_TRUE(receive(m_agent->response(ids, m_now)).answer);
 }
 

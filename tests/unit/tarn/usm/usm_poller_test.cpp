@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <new>
 #include <optional>
 #include <set>
 
@@ -41,7 +42,11 @@ public:
     {
     public:
         explicit Port(World& world) : m_world(world) {}
-        void ask(UsmQuestion question) override { m_world.arrive(question); }
+        void ask(UsmQuestion question) override
+        {
+            m_world.takeMemory();
+            m_world.arrive(question);
+        }
         void forget(Endpoint endpoint) override { m_world.forgotten.push_back(endpoint); }
         void reopen() override { ++m_world.reopened; }
         std::vector<UsmAnswer> take() override
@@ -117,7 +122,18 @@ public:
     }
     static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
 
-    void targetChanged(Target&) override { ++changes; }
+    // While it is short, one in three does not get it.
+    void takeMemory()
+    {
+        if (isMemoryShort && ++m_taken % 3 == 0) {
+            throw std::bad_alloc();
+        }
+    }
+    void targetChanged(Target&) override
+    {
+        takeMemory();
+        ++changes;
+    }
     void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override {}
 
     engine::test::SimulatedClock clock;
@@ -131,16 +147,49 @@ public:
     std::size_t answered = 0;
     std::size_t changes = 0;
     std::size_t mostInFlight = 0;
+    bool isMemoryShort = false;
     const engine::DialogueFactory dialogues;
     UsmPoller poller;
 
     explicit World(engine::DialogueFactory talk = engine::test::fakeDialogues())
-        : dialogues(std::move(talk)), poller(clock, random, std::make_unique<Port>(*this), *this, dialogues)
+        : dialogues([this, make = std::move(talk)](snmp::Version version) {
+              takeMemory();
+              return make(version);
+          }),
+          poller(clock, random, std::make_unique<Port>(*this), *this, dialogues)
     {
     }
+
+private:
+    unsigned m_taken = 0;
 };
 
 } // namespace
+
+TEST(UsmPolling, WithoutMemoryForAWhileAllIsAsBeforeTenSecondsLater)
+{
+    World world;
+    for (std::uint32_t i = 0; i < 30; ++i) {
+        world.add(i);
+    }
+    world.pass(Milliseconds(120000));
+    for (std::uint32_t i = 0; i < 30; ++i) {
+        world.agents[i].answers = i % 5 != 0;
+        world.agents[i].says = i % 2 == 0 ? "alert" : "printing";
+    }
+    world.isMemoryShort = true;
+    world.pass(Milliseconds(8000));
+    world.isMemoryShort = false;
+    world.pass(Milliseconds(10000));
+    for (std::uint32_t i = 0; i < 30; ++i) {
+        const Target& target = *world.targets[i];
+        EXPECT_EQ(target.snapshot()->online, world.agents[i].answers) << i;
+        if (world.agents[i].answers) {
+            EXPECT_EQ(World::modelOf(target), world.agents[i].says) << i;
+            EXPECT_LE(world.age(target), Milliseconds(6000)) << i;
+        }
+    }
+}
 
 TEST(UsmPolling, OnlyWhatIsToBeAskedInVersion3)
 {
