@@ -24,6 +24,12 @@
 // XDG_CONFIG_HOME, XDG_CACHE_HOME, HOME, TARN_IPP_USB_DIR (where ipp-usb keeps its state files, default
 // /var/ipp-usb/dev). Identities of printers are kept in $XDG_CACHE_HOME/tarn/.
 
+// Printers that the configuration has asked in SNMP version 3 are asked by Net-SNMP, which keeps one state for
+// the whole process, without locks. A program that uses Net-SNMP itself must name no such printers.
+//
+// At exit: tarn_destroy may be called from the destructor of a static object, behind OpenSSL's exit handler.
+// From exit() on, printers over SNMP version 3 and IPP may not be asked any more.
+
 #ifdef __cplusplus
 extern "C" {
 #endif
