@@ -217,14 +217,13 @@ std::string Library::printerList()
 
 char* Library::models()
 {
-    bool readsCache = false;
     {
         const MutexLock lock(m_mutex);
-        readsCache = orderCacheFile();
+        if (!orderCacheFile()) {
+            return m_modelTexts.document(m_cache.models(), m_cache.modelsRevision());
+        }
     }
-    if (readsCache) {
-        awaitCacheFile();
-    }
+    awaitCacheFile();
     const MutexLock lock(m_mutex);
     return m_modelTexts.document(m_cache.models(), m_cache.modelsRevision());
 }
