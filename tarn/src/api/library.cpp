@@ -3,6 +3,7 @@
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/src/ipp/ipp_backends.h"
+#include "tarn/src/ipp/ipp_transport.h"
 #include "tarn/src/usb/usb_backend.h"
 #include "tarn/src/usm/usm_backend.h"
 #include "tarn/tarn.h"
@@ -36,10 +37,21 @@ std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
     return engine::unmetSnapshot(picture);
 }
 
-std::unique_ptr<engine::Backend> usbPrinters(const Clock& clock, Random& /*random*/,
-                                             engine::BackendListener& listener)
+// What asks over IPP shares one transport.
+std::vector<Library::BackendMaker> backendsBesideSnmp()
 {
-    return std::make_unique<usb::UsbBackend>(clock, listener, usb::UsbBackend::realParts());
+    const auto transport = ipp::IppTransport::make();
+    return {[transport](const Clock& clock, Random& random, engine::BackendListener& listener) {
+                return ipp::makeIppPoller(clock, random, listener, *transport);
+            },
+            [transport](const Clock& clock, Random& /*random*/, engine::BackendListener& listener) {
+                return ipp::makeCupsQueues(clock, listener, *transport);
+            },
+            [transport](const Clock& clock, Random& /*random*/, engine::BackendListener& listener) {
+                return std::make_unique<usb::UsbBackend>(clock, listener,
+                                                         usb::UsbBackend::realParts(transport));
+            },
+            usm::makeBackend};
 }
 
 } // namespace
@@ -52,7 +64,7 @@ Library::Parts Library::realParts()
             engine::sessionDialogues(),
             catalog::Config::load(),
             catalog::IdentityCache::defaultPath(),
-            {ipp::makeIppPoller, ipp::makeCupsQueues, usbPrinters, usm::makeBackend}};
+            backendsBesideSnmp()};
 }
 
 Library::Library(Parts parts)

@@ -6,8 +6,8 @@
 
 namespace tarn::ipp {
 
-// CupsLibrary is what is used of libcups: HTTP, TLS, and the encoding of IPP. It is opened when it is first
-// needed, see docs/decisions/0001.
+// CupsLibrary is what is used of libcups: the encoding of IPP, and where the scheduler is. It is opened when
+// it is first needed, see docs/decisions/0001.
 //
 // Threading: immutable once made; the functions may be called from any thread.
 struct CupsLibrary
@@ -15,25 +15,11 @@ struct CupsLibrary
     // The library of that name. When it cannot be used, complaint says why and the functions are null.
     explicit CupsLibrary(const char* soname);
 
-    // The system's, opened by the first call. Null, with one line on stderr by the first call, where it is
-    // missing.
+    // The system's. Null, with one line on stderr by the first call, where it is missing.
     static const CupsLibrary* system();
 
     std::string complaint;
 
-    decltype(::httpInitialize)* initialize = nullptr;
-    decltype(::httpConnect2)* connect = nullptr;
-    decltype(::httpClose)* close = nullptr;
-    decltype(::httpGetAddress)* peerAddress = nullptr;
-    decltype(::httpSetTimeout)* setTimeout = nullptr;
-    decltype(::httpClearFields)* clearFields = nullptr;
-    decltype(::httpSetField)* setField = nullptr;
-    decltype(::httpSetLength)* setLength = nullptr;
-    decltype(::httpPost)* post = nullptr;
-    decltype(::httpWrite2)* write = nullptr;
-    decltype(::httpFlushWrite)* flushWrite = nullptr;
-    decltype(::httpUpdate)* update = nullptr;
-    decltype(::httpRead2)* read = nullptr;
     decltype(::ippNew)* newMessage = nullptr;
     decltype(::ippNewRequest)* newRequest = nullptr;
     decltype(::ippDelete)* deleteMessage = nullptr;

@@ -77,8 +77,9 @@ bool isOffline(const IppAttributes& queue)
 
 } // namespace
 
-CupsQueues::CupsQueues(const Clock& clock, engine::BackendListener& listener, std::unique_ptr<Desk> desk)
-    : m_clock(clock), m_listener(listener), m_desk(std::move(desk))
+CupsQueues::CupsQueues(const Clock& clock, engine::BackendListener& listener,
+                       std::unique_ptr<RequestQueue> requests)
+    : m_clock(clock), m_listener(listener), m_requests(std::move(requests))
 {
 }
 
@@ -100,24 +101,28 @@ void CupsQueues::discover(engine::Discovery discovery, bool on)
 void CupsQueues::run()
 {
     const TimePoint now = m_clock.now();
-    for (const FinishedQuestion& question : m_desk->takeFinished()) {
-        if (question.ticket != m_ticket || !m_on) {
+    for (const FinishedRequest& request : m_requests->takeFinished()) {
+        if (request.ticket != m_ticket || !m_on) {
             continue;
         }
         m_due = now + kInterval;
-        if (question.answer.outcome == IppOutcome::Answered) {
+        const IppOutcome outcome = request.answer.outcome;
+        if (outcome == IppOutcome::Answered) {
             m_failures = 0;
-            take(question.answer.printers);
+            take(request.answer.printers);
+        } else if (outcome == IppOutcome::NotSent || outcome == IppOutcome::NoLibrary) {
+            continue; // it was not asked
         } else if (++m_failures >= kMostFailures) {
             m_targets.clear();
             publish({});
         }
     }
     if (now >= m_due) {
-        IppQuestion question;
-        question.operation = IppOperation::Queues;
-        m_due = kNever; // until it is answered
-        m_desk->give(++m_ticket, std::move(question));
+        IppRequest request;
+        request.operation = IppOperation::Queues;
+        m_ticket = m_ticket == UINT32_MAX ? 1 : m_ticket + 1;
+        const bool sent = m_requests->send(m_ticket, std::move(request));
+        m_due = sent ? kNever : now + kInterval; // until it is answered
     }
 }
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "tarn/src/engine/backend.h"
-#include "tarn/src/ipp/asker_pool.h"
+#include "tarn/src/ipp/ipp_request.h"
 
 namespace tarn::ipp {
 
@@ -14,13 +14,14 @@ namespace tarn::ipp {
 // Invariants
 //  (1) A queue that stays keeps its target.
 //  (2) A scheduler that does not answer twice in a row has no queues.
-// Threading: engine thread only. Ownership: owns the desk; borrows clock and listener, which must outlive it.
+// Threading: engine thread only. Ownership: owns the queue of requests; borrows clock and listener, which
+// must outlive it.
 class CupsQueues final : public engine::Backend
 {
 public:
     static constexpr Milliseconds kInterval{10000};
 
-    CupsQueues(const Clock& clock, engine::BackendListener& listener, std::unique_ptr<Desk> desk);
+    CupsQueues(const Clock& clock, engine::BackendListener& listener, std::unique_ptr<RequestQueue> requests);
 
     const char* name() const override { return "cups"; }
     void watch(std::shared_ptr<engine::Target> /*target*/) override {}
@@ -30,7 +31,7 @@ public:
     void discover(engine::Discovery discovery, bool on) override;
     void run() override;
     TimePoint nextDeadline() const override { return m_due; }
-    int descriptor() const override { return m_desk->descriptor(); }
+    int descriptor() const override { return m_requests->descriptor(); }
 
 private:
     void take(const std::vector<IppAttributes>& queues);
@@ -40,7 +41,7 @@ private:
     // constant after construction
     const Clock& m_clock;
     engine::BackendListener& m_listener;
-    const std::unique_ptr<Desk> m_desk;
+    const std::unique_ptr<RequestQueue> m_requests;
 
     std::map<std::string, std::shared_ptr<engine::Target>> m_targets; // by queue
     std::vector<engine::DiscoveredPrinter> m_roster;

@@ -7,11 +7,13 @@
 
 namespace tarn::ipp {
 
-// The back-ends of this room with the network behind them; neither loads libcups nor begins a thread before
-// there is something to ask.
+class IppTransport;
+
+// The back-ends of this room over the given transport, which neither loads a library nor begins a thread
+// before there is something to ask.
 std::unique_ptr<engine::Backend> makeIppPoller(const Clock& clock, Random& random,
-                                               engine::BackendListener& listener);
-std::unique_ptr<engine::Backend> makeCupsQueues(const Clock& clock, Random& random,
-                                                engine::BackendListener& listener);
+                                               engine::BackendListener& listener, IppTransport& transport);
+std::unique_ptr<engine::Backend> makeCupsQueues(const Clock& clock, engine::BackendListener& listener,
+                                                IppTransport& transport);
 
 } // namespace tarn::ipp

@@ -50,8 +50,9 @@ bool lacksSomething(const device::DeviceStatus& picture)
 } // namespace
 
 IppPoller::IppPoller(const Clock& clock, Random& random, engine::BackendListener& listener,
-                     std::unique_ptr<Desk> desk)
-    : m_clock(clock), m_random(random), m_listener(listener), m_desk(std::move(desk)), m_now(clock.now())
+                     std::unique_ptr<RequestQueue> requests, std::size_t mostInFlight)
+    : m_clock(clock), m_random(random), m_listener(listener), m_requests(std::move(requests)),
+      m_mostInFlight(mostInFlight), m_now(clock.now())
 {
 }
 
@@ -141,7 +142,7 @@ void IppPoller::consider(Entry& entry)
     }
     if (!entry.peer && !entry.besideSnmp) {
         const auto spread = static_cast<std::uint32_t>(kLongestSpread.count());
-        begin(entry, m_entries.size() > kMostInFlight ? m_now + Milliseconds(m_random.below(spread)) : m_now);
+        begin(entry, m_entries.size() > kFewPrinters ? m_now + Milliseconds(m_random.below(spread)) : m_now);
     }
 }
 
@@ -178,10 +179,13 @@ void IppPoller::begin(Entry& entry, TimePoint at)
     m_deadlines.schedule(*entry.peer, at);
 }
 
-// Forgets the peer's place everywhere; its question, if any, is answered to nobody.
+// Forgets the peer's place everywhere; its request, if any, is answered to nobody.
 void IppPoller::drop(Peer& peer)
 {
     m_deadlines.remove(peer);
+    if (peer.phase == Phase::InFlight) {
+        m_requests->cancel(peer.ticket);
+    }
     leaveFlight(peer);
     m_tickets.erase(peer.ticket);
     --m_peers;
@@ -200,8 +204,8 @@ void IppPoller::run()
     if (due != kNever && m_now - due > kSleep) {
         networkChanged();
     }
-    for (FinishedQuestion& question : m_desk->takeFinished()) {
-        finished(question);
+    for (FinishedRequest& request : m_requests->takeFinished()) {
+        finished(request);
     }
     runDeadlines();
     giveOut();
@@ -231,7 +235,7 @@ void IppPoller::deadlinePassed(Peer& peer)
         return;
     }
     peer.phase = Phase::Queued;
-    const bool silent = !target.answers(Way::Ipp);
+    const bool silent = peer.missedLast || !target.answers(Way::Ipp);
     (silent ? m_silentQueue : m_queue).push_back(newTicket(peer));
 }
 
@@ -247,9 +251,9 @@ std::uint32_t IppPoller::newTicket(Peer& peer)
 
 void IppPoller::giveOut()
 {
-    while (m_inFlight < kMostInFlight &&
+    while (m_inFlight < m_mostInFlight &&
            (giveOutOf(m_queue, false) ||
-            (m_silentInFlight < kMostSilentInFlight && giveOutOf(m_silentQueue, true)))) {
+            (m_silentInFlight < m_mostInFlight / 2 && giveOutOf(m_silentQueue, true)))) {
     }
 }
 
@@ -263,17 +267,21 @@ bool IppPoller::giveOutOf(std::deque<std::uint32_t>& queue, bool silent)
             continue; // it is watched no more, or waits for something else
         }
         Peer& peer = *found->second;
-        IppQuestion question;
-        question.address = peer.target->address().endpoint.address;
-        question.settings = settingsOf(*peer.target);
-        question.route = peer.route;
+        IppRequest request;
+        request.address = peer.target->address().endpoint.address;
+        request.settings = settingsOf(*peer.target);
+        request.route = peer.route;
         peer.phase = Phase::InFlight;
         peer.asked = m_now;
         peer.askedEver = true;
         peer.countsSilent = silent;
         ++m_inFlight;
         m_silentInFlight += silent ? 1 : 0;
-        m_desk->give(peer.ticket, std::move(question));
+        if (!m_requests->send(peer.ticket, std::move(request))) {
+            m_tickets.erase(found);
+            leaveFlight(peer);
+            notSent(peer);
+        }
         return true;
     }
     return false;
@@ -288,19 +296,25 @@ void IppPoller::leaveFlight(Peer& peer)
     }
 }
 
-void IppPoller::finished(FinishedQuestion& question)
+void IppPoller::finished(FinishedRequest& request)
 {
-    const auto found = m_tickets.find(question.ticket);
+    const auto found = m_tickets.find(request.ticket);
     if (found == m_tickets.end()) {
         return;
     }
     Peer& peer = *found->second;
     m_tickets.erase(found);
     leaveFlight(peer);
-    if (question.answer.outcome == IppOutcome::Answered && !question.answer.printers.empty()) {
-        answered(peer, question.answer);
+    const IppOutcome outcome = request.answer.outcome;
+    if (outcome == IppOutcome::NotSent || outcome == IppOutcome::NoLibrary) {
+        notSent(peer);
+        return;
+    }
+    peer.missedLast = outcome != IppOutcome::Answered || request.answer.printers.empty();
+    if (peer.missedLast) {
+        missed(peer, outcome);
     } else {
-        missed(peer, question.answer.outcome);
+        answered(peer, request.answer);
     }
 }
 
@@ -316,7 +330,7 @@ void IppPoller::answered(Peer& peer, const IppAnswer& answer)
         return;
     }
     const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
-    // A printer that takes its time gets half the interval to breathe.
+    // A printer that takes its time gets half the interval between its answer and the next request.
     m_deadlines.schedule(peer, std::max(peer.asked + interval, m_now + interval / 2));
 }
 
@@ -372,6 +386,13 @@ void IppPoller::missed(Peer& peer, IppOutcome outcome)
     ++peer.setbacks;
 }
 
+// It was not asked, so that nothing is known of it.
+void IppPoller::notSent(Peer& peer)
+{
+    m_deadlines.schedule(peer, m_now + doubled(kFirstNotSent, kLongestNotSent, peer.setbacks));
+    ++peer.setbacks;
+}
+
 Milliseconds IppPoller::backOff(const Peer& peer, IppOutcome outcome)
 {
     const bool silent = outcome == IppOutcome::Silent;
@@ -380,7 +401,13 @@ Milliseconds IppPoller::backOff(const Peer& peer, IppOutcome outcome)
         first = kFirstOfKnown;
     }
     const Milliseconds longest = silent ? kLongestSilent : kLongestRefused;
-    const Milliseconds wait = std::min(longest, first * (1u << std::min(peer.setbacks, kMostDoublings)));
+    return doubled(first, longest, peer.setbacks);
+}
+
+// A little less, at random.
+Milliseconds IppPoller::doubled(Milliseconds first, Milliseconds longest, unsigned times)
+{
+    const Milliseconds wait = std::min(longest, first * (1u << std::min(times, kMostDoublings)));
     return wait - Milliseconds(m_random.below(static_cast<std::uint32_t>(wait.count() * 15 / 100)));
 }
 

@@ -9,7 +9,7 @@
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/silence.h"
-#include "tarn/src/ipp/asker_pool.h"
+#include "tarn/src/ipp/ipp_request.h"
 
 namespace tarn::ipp {
 
@@ -24,25 +24,28 @@ namespace tarn::ipp {
 //    and only while it answers SNMP. What it says then fills the gaps; its state stays that of SNMP.
 //
 // Invariants
-//  (1) One question at a time to one printer; at most kMostInFlight altogether, of which printers that do
-//      not answer have at most kMostSilentInFlight, so that they hold nobody else up.
+//  (1) One request at a time to one printer; at most as many altogether as it was made with. Printers whose
+//      last request was not answered share half of them, and come after the others, so that they hold nobody
+//      up.
 //  (2) Nobody is asked before it is known whether he answers SNMP, nor who was not opened for kUnopened.
 //  (3) A target that needs nothing costs an entry without a Peer.
-// Threading: engine thread only. Ownership: owns the desk; borrows clock, randomness and listener, which must
-// outlive it.
+// Threading: engine thread only. Ownership: owns the queue; borrows clock, randomness and listener, which
+// must outlive it.
 class IppPoller final : public engine::Backend
 {
 public:
-    static constexpr std::size_t kMostInFlight = 6;
-    static constexpr std::size_t kMostSilentInFlight = 3;
+    static constexpr std::size_t kMostInFlight = 512;
+    static constexpr std::size_t kFewPrinters = 6; // more than these begin one after the other
     static constexpr Milliseconds kUnopened{60000};
     static constexpr Milliseconds kBesideSnmp{3600000};
     static constexpr Milliseconds kAfterMiss{2000};
+    static constexpr Milliseconds kFirstNotSent{5000}; // this machine's fault, not the printer's
+    static constexpr Milliseconds kLongestNotSent{60000};
     static constexpr Milliseconds kSleep{15000};        // run() so late means that the machine slept
     static constexpr Milliseconds kLongestSpread{2000}; // many printers at once begin one after the other
 
     IppPoller(const Clock& clock, Random& random, engine::BackendListener& listener,
-              std::unique_ptr<Desk> desk);
+              std::unique_ptr<RequestQueue> requests, std::size_t mostInFlight = kMostInFlight);
 
     const char* name() const override { return "ipp"; }
     void watch(std::shared_ptr<engine::Target> target) override;
@@ -52,7 +55,7 @@ public:
     void targetReported(engine::Target& target) override;
     void run() override;
     TimePoint nextDeadline() const override { return m_deadlines.nextDeadline(); }
-    int descriptor() const override { return m_desk->descriptor(); }
+    int descriptor() const override { return m_requests->descriptor(); }
 
     std::size_t peers() const { return m_peers; }
 
@@ -73,13 +76,14 @@ private:
         std::size_t heapSlot = engine::DeadlineHeap<Peer>::kOutside; // DeadlineHeap's
         TimePoint asked{};
         std::uint64_t digest = 0; // of the picture last reported
-        std::uint32_t ticket = 0; // of the question in flight, or of the place in the queue
+        std::uint32_t ticket = 0; // of the request in flight, or of the place in the queue
         unsigned setbacks = 0;    // in a row, since it counts as silent
         Phase phase = Phase::Aside;
         engine::Liveliness liveliness = engine::Liveliness::NoPicture;
         bool askedEver = false;
         bool answeredEver = false;
         bool countsSilent = false; // in flight on the account of the silent
+        bool missedLast = false;   // the last request was not answered
         bool besideSnmp = false;   // it answered SNMP in this run
     };
     struct Entry
@@ -99,12 +103,14 @@ private:
     void deadlinePassed(Peer& peer);
     void giveOut();
     bool giveOutOf(std::deque<std::uint32_t>& queue, bool silent);
-    void finished(FinishedQuestion& question);
+    void finished(FinishedRequest& request);
     void answered(Peer& peer, const IppAnswer& answer);
     void missed(Peer& peer, IppOutcome outcome);
+    void notSent(Peer& peer);
     void report(Peer& peer, const device::DeviceStatus& picture);
     void tell(engine::Target& target);
     Milliseconds backOff(const Peer& peer, IppOutcome outcome);
+    Milliseconds doubled(Milliseconds first, Milliseconds longest, unsigned times);
     std::uint32_t newTicket(Peer& peer);
     void leaveFlight(Peer& peer);
 
@@ -112,7 +118,8 @@ private:
     const Clock& m_clock;
     Random& m_random;
     engine::BackendListener& m_listener;
-    const std::unique_ptr<Desk> m_desk;
+    const std::unique_ptr<RequestQueue> m_requests;
+    const std::size_t m_mostInFlight;
 
     std::unordered_map<const engine::Target*, Entry> m_entries;
     std::unordered_map<std::uint32_t, Peer*> m_tickets;

@@ -14,8 +14,8 @@ constexpr std::uint32_t kLoopback = 0x7F000001;
 
 } // namespace
 
-IppOverUsb::IppOverUsb(const Clock& clock, engine::BackendListener& listener, DeskMaker makeDesk)
-    : m_clock(clock), m_listener(listener), m_makeDesk(std::move(makeDesk))
+IppOverUsb::IppOverUsb(const Clock& clock, engine::BackendListener& listener, QueueMaker makeQueue)
+    : m_clock(clock), m_listener(listener), m_makeQueue(std::move(makeQueue))
 {
 }
 
@@ -31,30 +31,33 @@ void IppOverUsb::ask(const std::string& key, const std::shared_ptr<engine::Targe
     if (peer.ticket != 0 || m_clock.now() < peer.notBefore) {
         return;
     }
-    if (!m_desk) {
-        m_desk = m_makeDesk();
+    if (!m_requests) {
+        m_requests = m_makeQueue();
     }
-    ipp::IppQuestion question;
-    question.address = kLoopback;
-    question.settings.choice = engine::IppChoice::Plain; // it does not leave this machine
-    question.settings.port = port;
-    question.route = peer.route;
+    ipp::IppRequest request;
+    request.address = kLoopback;
+    request.settings.choice = engine::IppChoice::Plain; // it does not leave this machine
+    request.settings.port = port;
+    request.route = peer.route;
     m_lastTicket = m_lastTicket == UINT32_MAX ? 1 : m_lastTicket + 1;
-    peer.ticket = m_lastTicket;
-    m_desk->give(peer.ticket, std::move(question));
+    if (m_requests->send(m_lastTicket, std::move(request))) {
+        peer.ticket = m_lastTicket;
+    } else {
+        peer.notBefore = m_clock.now() + kShortestPause;
+    }
 }
 
 void IppOverUsb::run()
 {
-    if (!m_desk) {
+    if (!m_requests) {
         return;
     }
-    for (const ipp::FinishedQuestion& question : m_desk->takeFinished()) {
-        const auto found = std::find_if(m_peers.begin(), m_peers.end(), [&question](const auto& entry) {
-            return entry.second.ticket == question.ticket;
+    for (const ipp::FinishedRequest& request : m_requests->takeFinished()) {
+        const auto found = std::find_if(m_peers.begin(), m_peers.end(), [&request](const auto& entry) {
+            return entry.second.ticket == request.ticket;
         });
         if (found != m_peers.end()) { // else it was pulled out meanwhile
-            finished(found->second, question.answer);
+            finished(found->second, request.answer);
         }
     }
 }

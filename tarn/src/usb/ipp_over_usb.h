@@ -7,7 +7,7 @@
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/backend.h"
-#include "tarn/src/ipp/asker_pool.h"
+#include "tarn/src/ipp/ipp_request.h"
 
 namespace tarn::usb {
 
@@ -15,7 +15,7 @@ namespace tarn::usb {
 // say is the picture that counts; what they leave out is filled from USB.
 //
 // Invariants
-//  (1) One question at a time to one printer.
+//  (1) One request at a time to one printer.
 //  (2) A printer that does not answer, as one that the service is not ready for, is asked again after 2 s,
 //      then twice as long, up to a minute.
 //  (3) No target is touched after forget().
@@ -23,9 +23,9 @@ namespace tarn::usb {
 class IppOverUsb final
 {
 public:
-    using DeskMaker = std::function<std::unique_ptr<ipp::Desk>()>;
+    using QueueMaker = std::function<std::unique_ptr<ipp::RequestQueue>()>;
 
-    IppOverUsb(const Clock& clock, engine::BackendListener& listener, DeskMaker makeDesk);
+    IppOverUsb(const Clock& clock, engine::BackendListener& listener, QueueMaker makeQueue);
 
     // Asks the printer of that key at that port, unless it is too early. Port 0: it is not served any more.
     void ask(const std::string& key, const std::shared_ptr<engine::Target>& target, std::uint16_t port);
@@ -33,10 +33,10 @@ public:
     void forgetAll() { m_peers.clear(); }
     // Takes the answers that came.
     void run();
-    // Readable when run() has something to take; -1 before the first question.
-    int descriptor() const { return m_desk ? m_desk->descriptor() : -1; }
+    // Readable when run() has something to take; -1 before the first request.
+    int descriptor() const { return m_requests ? m_requests->descriptor() : -1; }
 
-    static constexpr Milliseconds kInterval{3900}; // between two questions that are answered
+    static constexpr Milliseconds kInterval{3900}; // between two requests that are answered
     static constexpr Milliseconds kShortestPause{2000};
     static constexpr Milliseconds kLongestPause{60000};
 
@@ -44,7 +44,7 @@ private:
     struct Peer
     {
         std::shared_ptr<engine::Target> target;
-        std::uint32_t ticket = 0; // of the question under way; 0 for none
+        std::uint32_t ticket = 0; // of the request under way; 0 for none
         Milliseconds pause{0};    // after failures
         TimePoint notBefore{};
         ipp::IppRoute route;
@@ -56,8 +56,8 @@ private:
 
     const Clock& m_clock;
     engine::BackendListener& m_listener;
-    const DeskMaker m_makeDesk;
-    std::unique_ptr<ipp::Desk> m_desk; // made for the first question
+    const QueueMaker m_makeQueue;
+    std::unique_ptr<ipp::RequestQueue> m_requests; // made for the first one
     std::map<std::string, Peer> m_peers;
     std::uint32_t m_lastTicket = 0;
 };

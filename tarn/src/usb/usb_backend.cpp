@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tarn/src/ipp/cups_library.h"
+#include "tarn/src/ipp/ipp_transport.h"
 #include "tarn/src/usb/ipp_usb.h"
 #include "tarn/src/usb/libusb_bus.h"
 
@@ -17,25 +17,15 @@ using engine::Discovery;
 using engine::Target;
 using engine::Way;
 
-namespace {
-
-constexpr std::size_t kMostAskedOverIpp = 2; // at once
-
-} // namespace
-
-UsbBackend::Parts UsbBackend::realParts()
+UsbBackend::Parts UsbBackend::realParts(std::shared_ptr<ipp::IppTransport> transport)
 {
     return {[](std::string& why) { return LibusbBus::open(why); },
-            [] {
-                return std::make_unique<ipp::AskerPool>(
-                    std::make_unique<ipp::IppClient>(&ipp::CupsLibrary::system), kMostAskedOverIpp);
-            },
-            ippUsbDirectory()};
+            [transport = std::move(transport)] { return transport->newQueue(); }, ippUsbDirectory()};
 }
 
 UsbBackend::UsbBackend(const Clock& clock, engine::BackendListener& listener, Parts parts)
     : m_clock(clock), m_listener(listener), m_parts(std::move(parts)),
-      m_ipp(clock, listener, m_parts.makeDesk)
+      m_ipp(clock, listener, m_parts.makeQueue)
 {
 }
 
@@ -146,8 +136,8 @@ void UsbBackend::askOverIpp()
             m_ipp.ask(key, printer.target, printer.sighting.ippPort);
         }
     }
-    if (!m_deskHeard && m_ipp.descriptor() >= 0) {
-        m_deskHeard = listenTo(m_ipp.descriptor());
+    if (!m_ippHeard && m_ipp.descriptor() >= 0) {
+        m_ippHeard = listenTo(m_ipp.descriptor());
     }
 }
 

@@ -11,6 +11,10 @@
 #include "tarn/src/usb/scout_thread.h"
 #include "tarn/src/usb/usb_bus.h"
 
+namespace tarn::ipp {
+class IppTransport;
+}
+
 namespace tarn::usb {
 
 // UsbBackend lists the printers that are plugged in, and keeps their pictures fresh: every two seconds while
@@ -25,14 +29,14 @@ namespace tarn::usb {
 class UsbBackend final : public engine::Backend
 {
 public:
-    // What is behind it: the bus, the desk for IPP, the directory of ipp-usb's state files.
+    // What is behind it: the bus, the queue of requests over IPP, the directory of ipp-usb's state files.
     struct Parts
     {
         UsbBusMaker openBus;
-        IppOverUsb::DeskMaker makeDesk;
+        IppOverUsb::QueueMaker makeQueue;
         std::string ippUsbDirectory;
     };
-    static Parts realParts();
+    static Parts realParts(std::shared_ptr<ipp::IppTransport> transport);
 
     UsbBackend(const Clock& clock, engine::BackendListener& listener, Parts parts);
     ~UsbBackend() override;
@@ -82,8 +86,8 @@ private:
     const Parts m_parts;
     std::unique_ptr<ScoutThread> m_scout;
     IppOverUsb m_ipp;
-    int m_pollFd = -1;        // an epoll of what the scout and the desk have to say
-    bool m_deskHeard = false; // the desk is in it
+    int m_pollFd = -1;       // an epoll of what the scout and the requests have to say
+    bool m_ippHeard = false; // the answers over IPP are in it
     bool m_on = false;
     std::map<std::string, Printer> m_printers; // by key
 };

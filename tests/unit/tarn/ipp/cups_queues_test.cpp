@@ -29,30 +29,35 @@ const std::string kNetworkQueue = R"(printer-name = hall
 class CupsQueuesTest : public testing::Test, public engine::BackendListener
 {
 protected:
-    class ScriptedDesk final : public Desk
+    class ScriptedQueue final : public RequestQueue
     {
     public:
-        void give(std::uint32_t ticket, IppQuestion question) override
+        bool send(std::uint32_t ticket, IppRequest request) override
         {
-            EXPECT_EQ(question.operation, IppOperation::Queues);
-            tickets.push_back(ticket);
+            EXPECT_EQ(request.operation, IppOperation::Queues);
+            if (!full) {
+                tickets.push_back(ticket);
+            }
+            return !full;
         }
-        std::vector<FinishedQuestion> takeFinished() override
+        void cancel(std::uint32_t /*ticket*/) override {}
+        std::vector<FinishedRequest> takeFinished() override
         {
-            std::vector<FinishedQuestion> out;
+            std::vector<FinishedRequest> out;
             out.swap(finished);
             return out;
         }
         int descriptor() const override { return -1; }
 
         std::vector<std::uint32_t> tickets;
-        std::vector<FinishedQuestion> finished;
+        std::vector<FinishedRequest> finished;
+        bool full = false; // no request is taken
     };
 
     CupsQueuesTest()
     {
-        auto owned = std::make_unique<ScriptedDesk>();
-        desk = owned.get();
+        auto owned = std::make_unique<ScriptedQueue>();
+        requests = owned.get();
         queues = std::make_unique<CupsQueues>(clock, *this, std::move(owned));
     }
     void targetChanged(engine::Target&) override {}
@@ -65,22 +70,22 @@ protected:
     // The next question and its answer.
     void answer(const std::vector<std::string>& printers, IppOutcome outcome = IppOutcome::Answered)
     {
-        const std::size_t before = desk->tickets.size();
+        const std::size_t before = requests->tickets.size();
         clock.set(clock.now() + CupsQueues::kInterval);
         queues->run();
-        ASSERT_EQ(desk->tickets.size(), before + 1);
-        FinishedQuestion finished{desk->tickets.back(), {}};
+        ASSERT_EQ(requests->tickets.size(), before + 1);
+        FinishedRequest finished{requests->tickets.back(), {}};
         finished.answer.outcome = outcome;
         for (const std::string& printer : printers) {
             finished.answer.printers.push_back(attributesFrom(printer));
         }
-        desk->finished.push_back(std::move(finished));
+        requests->finished.push_back(std::move(finished));
         queues->run();
     }
 
     engine::test::SimulatedClock clock;
     std::unique_ptr<CupsQueues> queues;
-    ScriptedDesk* desk = nullptr;
+    ScriptedQueue* requests = nullptr;
     std::vector<DiscoveredPrinter> roster;
     int changes = 0;
 };
@@ -88,11 +93,11 @@ protected:
 TEST_F(CupsQueuesTest, NobodyIsAskedUntilSomebodyWantsToKnow)
 {
     queues->run();
-    EXPECT_TRUE(desk->tickets.empty());
+    EXPECT_TRUE(requests->tickets.empty());
     EXPECT_EQ(queues->nextDeadline(), kNever);
     queues->discover(Discovery::Usb, true);
     queues->run();
-    EXPECT_TRUE(desk->tickets.empty());
+    EXPECT_TRUE(requests->tickets.empty());
 }
 
 TEST_F(CupsQueuesTest, QueuesBecomePrinters)
@@ -161,12 +166,12 @@ TEST_F(CupsQueuesTest, SwitchedOffTheListIsEmptyAndLateAnswersCountForNothing)
     answer({kUsbQueue});
     clock.set(clock.now() + CupsQueues::kInterval);
     queues->run();
-    FinishedQuestion late{desk->tickets.back(), {}};
+    FinishedRequest late{requests->tickets.back(), {}};
     late.answer.outcome = IppOutcome::Answered;
     late.answer.printers.push_back(attributesFrom(kUsbQueue));
     queues->discover(Discovery::Cups, false);
     EXPECT_TRUE(roster.empty());
-    desk->finished.push_back(late);
+    requests->finished.push_back(late);
     queues->run();
     EXPECT_TRUE(roster.empty());
     EXPECT_EQ(queues->nextDeadline(), kNever);
@@ -177,6 +182,27 @@ TEST_F(CupsQueuesTest, QueuesWithoutANameOrWithTheSameAreOne)
     queues->discover(Discovery::Cups, true);
     answer({kUsbQueue, kUsbQueue, "printer-state = 3"});
     EXPECT_EQ(roster.size(), 1u);
+}
+
+// It is this machine's fault: the scheduler did not fail.
+TEST_F(CupsQueuesTest, WhatCouldNotBeSentIsSentLaterAndIsNoFailure)
+{
+    queues->discover(Discovery::Cups, true);
+    answer({kUsbQueue});
+    ASSERT_EQ(roster.size(), 1u);
+    for (int i = 0; i < 5; ++i) {
+        answer({}, i % 2 == 0 ? IppOutcome::NotSent : IppOutcome::NoLibrary);
+    }
+    requests->full = true;
+    for (int i = 0; i < 5; ++i) {
+        clock.set(clock.now() + CupsQueues::kInterval);
+        queues->run();
+        EXPECT_EQ(queues->nextDeadline(), clock.now() + CupsQueues::kInterval);
+    }
+    EXPECT_EQ(roster.size(), 1u);
+    requests->full = false;
+    answer({kUsbQueue, kNetworkQueue});
+    EXPECT_EQ(roster.size(), 2u);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// When printers are asked over IPP, and what comes of the answers: a simulated clock and a scripted desk.
+// When printers are asked over IPP, and what comes of the answers: a simulated clock and a scripted queue.
 #include "tarn/src/ipp/ipp_poller.h"
 
 #include <gtest/gtest.h>
@@ -27,33 +27,49 @@ struct Behaviour
     IppOutcome outcome = IppOutcome::Answered;
     std::string says = kIdle;
     Milliseconds takes{20};
+    std::size_t answersEvery = 1; // request; the others end after ten seconds
     std::vector<TimePoint> asked;
-    IppQuestion last;
+    IppRequest last;
 };
 
-// Answers each question after its time, as a pool would.
-class ScriptedDesk final : public Desk
+// Answers each request after its time.
+class ScriptedQueue final : public RequestQueue
 {
 public:
-    explicit ScriptedDesk(const engine::test::SimulatedClock& clock) : m_clock(clock) {}
+    explicit ScriptedQueue(const engine::test::SimulatedClock& clock) : m_clock(clock) {}
 
-    void give(std::uint32_t ticket, IppQuestion question) override
+    bool send(std::uint32_t ticket, IppRequest request) override
     {
-        Behaviour& printer = printers[question.address];
+        if (full) {
+            return false;
+        }
+        Behaviour& printer = printers[request.address];
         printer.asked.push_back(m_clock.now());
-        printer.last = question;
-        FinishedQuestion finished{ticket, {}};
-        finished.answer.outcome = printer.outcome;
-        if (printer.outcome == IppOutcome::Answered) {
+        printer.last = request;
+        FinishedRequest finished{ticket, {}};
+        const bool late = printer.asked.size() % printer.answersEvery != 1 % printer.answersEvery;
+        finished.answer.outcome = late ? IppOutcome::NoIpp : printer.outcome;
+        if (finished.answer.outcome == IppOutcome::Answered) {
             finished.answer.route = {true, true, false, 1};
             finished.answer.printers.push_back(attributesFrom(printer.says));
         }
-        underWay.emplace(m_clock.now() + printer.takes, std::move(finished));
+        underWay.emplace(m_clock.now() + (late ? Milliseconds(10000) : printer.takes), std::move(finished));
         most = std::max(most, underWay.size());
+        return true;
     }
-    std::vector<FinishedQuestion> takeFinished() override
+    void cancel(std::uint32_t ticket) override
     {
-        std::vector<FinishedQuestion> out;
+        for (auto at = underWay.begin(); at != underWay.end(); ++at) {
+            if (at->second.ticket == ticket) {
+                underWay.erase(at);
+                ++cancelled;
+                return;
+            }
+        }
+    }
+    std::vector<FinishedRequest> takeFinished() override
+    {
+        std::vector<FinishedRequest> out;
         while (!underWay.empty() && underWay.begin()->first <= m_clock.now()) {
             out.push_back(std::move(underWay.begin()->second));
             underWay.erase(underWay.begin());
@@ -63,8 +79,10 @@ public:
     int descriptor() const override { return -1; }
 
     std::map<std::uint32_t, Behaviour> printers;
-    std::multimap<TimePoint, FinishedQuestion> underWay;
+    std::multimap<TimePoint, FinishedRequest> underWay;
     std::size_t most = 0; // under way at once
+    int cancelled = 0;
+    bool full = false; // no request is taken
 
 private:
     const engine::test::SimulatedClock& m_clock;
@@ -75,8 +93,8 @@ class IppPollerTest : public testing::Test, public engine::BackendListener
 protected:
     IppPollerTest()
     {
-        auto owned = std::make_unique<ScriptedDesk>(clock);
-        desk = owned.get();
+        auto owned = std::make_unique<ScriptedQueue>(clock);
+        requests = owned.get();
         poller = std::make_unique<IppPoller>(clock, random, *this, std::move(owned));
     }
 
@@ -122,7 +140,8 @@ protected:
     {
         const TimePoint end = clock.now() + time;
         while (clock.now() < end) {
-            const TimePoint finished = desk->underWay.empty() ? kNever : desk->underWay.begin()->first;
+            const TimePoint finished =
+                requests->underWay.empty() ? kNever : requests->underWay.begin()->first;
             TimePoint next =
                 std::min({end, poller->nextDeadline(), finished, clock.now() + Milliseconds(10000)});
             next = std::max(next, clock.now() + Milliseconds(1));
@@ -149,13 +168,13 @@ protected:
         return status;
     }
     static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
-    std::vector<TimePoint>& asked(std::uint32_t address) { return desk->printers[address].asked; }
+    std::vector<TimePoint>& asked(std::uint32_t address) { return requests->printers[address].asked; }
 
     engine::test::SimulatedClock clock;
     engine::test::SeededRandom random{1};
     std::vector<std::shared_ptr<Target>> watched;
     std::unique_ptr<IppPoller> poller;
-    ScriptedDesk* desk = nullptr;
+    ScriptedQueue* requests = nullptr;
     int changes = 0;
 };
 
@@ -182,7 +201,7 @@ TEST_F(IppPollerTest, IdlePrinterEveryFourSecondsBusyOneEveryTwo)
     pass(Milliseconds(60000));
     EXPECT_GE(asked(1).size() - before, 15u);
     EXPECT_LE(asked(1).size() - before, 17u);
-    desk->printers[1].says = kPrinting;
+    requests->printers[1].says = kPrinting;
     pass(Milliseconds(10000));
     const std::size_t busy = asked(1).size();
     pass(Milliseconds(60000));
@@ -200,7 +219,7 @@ TEST_F(IppPollerTest, PictureIsNeverOlderThanFiveSecondsAndOnlyChangesAreTold)
         EXPECT_LE(clock.now() - *target->lastAnswer(), Milliseconds(5000));
     }
     EXPECT_EQ(changes, told);
-    desk->printers[1].says = kPrinting;
+    requests->printers[1].says = kPrinting;
     pass(Milliseconds(5000));
     EXPECT_EQ(changes, told + 1);
     EXPECT_EQ(target->snapshot()->state, 4);
@@ -210,7 +229,7 @@ TEST_F(IppPollerTest, OfflineAfterThreeMissesAndFiveSecondsAndBackSoon)
 {
     const auto target = watchSilent(1);
     pass(Milliseconds(10000));
-    desk->printers[1].outcome = IppOutcome::Refused;
+    requests->printers[1].outcome = IppOutcome::Refused;
     const std::size_t before = asked(1).size();
     const TimePoint gone = clock.now();
     while (target->snapshot()->online && clock.now() - gone < Milliseconds(60000)) {
@@ -221,7 +240,7 @@ TEST_F(IppPollerTest, OfflineAfterThreeMissesAndFiveSecondsAndBackSoon)
     EXPECT_LE(clock.now() - gone, Milliseconds(15000));
     EXPECT_EQ(target->snapshot()->state, 2);
     EXPECT_EQ(modelOf(*target), "Lyra") << "what was known is kept";
-    desk->printers[1].outcome = IppOutcome::Answered;
+    requests->printers[1].outcome = IppOutcome::Answered;
     pass(Milliseconds(15000));
     EXPECT_TRUE(target->snapshot()->online);
 }
@@ -230,12 +249,12 @@ TEST_F(IppPollerTest, OneMissIsNotSeen)
 {
     const auto target = watchSilent(1);
     pass(Milliseconds(10000));
-    desk->printers[1].outcome = IppOutcome::NoIpp;
+    requests->printers[1].outcome = IppOutcome::NoIpp;
     const std::size_t before = asked(1).size();
     while (asked(1).size() < before + 2) {
         pass(Milliseconds(100));
     }
-    desk->printers[1].outcome = IppOutcome::Answered;
+    requests->printers[1].outcome = IppOutcome::Answered;
     const int told = changes;
     pass(Milliseconds(20000));
     EXPECT_TRUE(target->snapshot()->online);
@@ -247,8 +266,8 @@ TEST_F(IppPollerTest, StrangersAreAskedEverMoreSeldom)
 {
     watchSilent(1);
     watchSilent(2);
-    desk->printers[1].outcome = IppOutcome::Silent;
-    desk->printers[2].outcome = IppOutcome::Refused;
+    requests->printers[1].outcome = IppOutcome::Silent;
+    requests->printers[2].outcome = IppOutcome::Refused;
     pass(Milliseconds(3600000));
     const auto gap = [this](std::uint32_t who, std::size_t i) {
         return (asked(who)[i + 1] - asked(who)[i]).count();
@@ -282,7 +301,7 @@ TEST_F(IppPollerTest, PrinterThatAnswersSnmpIsConnectedToOnceAnHourForWhatItLack
     device::DeviceStatus picture = wholePicture();
     picture.serialNumber.clear();
     picture.activity = device::Activity::Printing;
-    desk->printers[1].says += "\nprinter-serial-number = LY-7";
+    requests->printers[1].says += "\nprinter-serial-number = LY-7";
     snmpSays(*target, picture);
     pass(Milliseconds(3 * 3600000 + 60000));
     ASSERT_EQ(asked(1).size(), 4u);
@@ -357,12 +376,12 @@ TEST_F(IppPollerTest, SettingsAndTheRouteThatWorkedAreHandedOn)
     const auto target = watch(1, std::make_shared<IppSettings>(IppSettings{IppChoice::Tls, 443, "/x"}));
     snmpIsSilent(*target);
     pass(Milliseconds(1000));
-    EXPECT_EQ(desk->printers[1].last.settings.port, 443);
-    EXPECT_EQ(desk->printers[1].last.settings.path, "/x");
-    EXPECT_FALSE(desk->printers[1].last.route.known);
+    EXPECT_EQ(requests->printers[1].last.settings.port, 443);
+    EXPECT_EQ(requests->printers[1].last.settings.path, "/x");
+    EXPECT_FALSE(requests->printers[1].last.route.known);
     pass(Milliseconds(10000));
-    EXPECT_TRUE(desk->printers[1].last.route.known);
-    EXPECT_EQ(desk->printers[1].last.route.path, 1);
+    EXPECT_TRUE(requests->printers[1].last.route.known);
+    EXPECT_EQ(requests->printers[1].last.route.path, 1);
     EXPECT_TRUE(asked(2).empty());
 }
 
@@ -370,26 +389,83 @@ TEST_F(IppPollerTest, ThoseThatDoNotAnswerLeaveRoomForThoseThatDo)
 {
     const auto good = watchSilent(1);
     pass(Milliseconds(5000));
-    for (std::uint32_t address = 100; address < 160; ++address) {
-        desk->printers[address].outcome = IppOutcome::Silent;
-        desk->printers[address].takes = Milliseconds(10000);
+    for (std::uint32_t address = 100; address < 900; ++address) {
+        requests->printers[address].outcome = IppOutcome::Silent;
+        requests->printers[address].takes = Milliseconds(10000);
         watchSilent(address);
     }
     for (int i = 0; i < 600; ++i) {
         pass(Milliseconds(100));
         ASSERT_LE(clock.now() - *good->lastAnswer(), Milliseconds(6000));
     }
-    EXPECT_LE(desk->most, IppPoller::kMostSilentInFlight + 1);
+    EXPECT_LE(requests->most, IppPoller::kMostInFlight / 2 + 1);
+    EXPECT_GE(requests->most, IppPoller::kMostInFlight / 2);
+}
+
+TEST_F(IppPollerTest, ThoseThatAnswerNowAndThenHoldNobodyUp)
+{
+    const auto good = watchSilent(1);
+    for (std::uint32_t address = 100; address < 600; ++address) {
+        requests->printers[address].answersEvery = 3;
+        watchSilent(address);
+    }
+    pass(Milliseconds(5000));
+    for (int i = 0; i < 1200; ++i) {
+        pass(Milliseconds(100));
+        ASSERT_LE(clock.now() - *good->lastAnswer(), Milliseconds(6000));
+    }
+    EXPECT_GT(requests->most, 100u);
+}
+
+TEST_F(IppPollerTest, GoodPrintersAreMetSoonBesideManyAddressesWhereNobodyIs)
+{
+    for (std::uint32_t address = 100; address < 250; ++address) {
+        requests->printers[address].outcome = IppOutcome::Silent;
+        requests->printers[address].takes = Milliseconds(4000);
+        watchSilent(address);
+    }
+    std::vector<std::shared_ptr<Target>> good;
+    for (std::uint32_t address = 1; address <= 5; ++address) {
+        good.push_back(watchSilent(address));
+    }
+    pass(Milliseconds(6000));
+    for (const auto& target : good) {
+        EXPECT_TRUE(target->snapshot()->online);
+    }
+}
+
+// Neither a full queue nor a request that could not be sent says anything of the printer.
+TEST_F(IppPollerTest, WhatThisMachineLacksIsNotThePrintersSilence)
+{
+    const auto target = watchSilent(1);
+    pass(Milliseconds(1000));
+    ASSERT_TRUE(target->snapshot()->online);
+    requests->full = true;
+    pass(Milliseconds(60000));
+    EXPECT_TRUE(target->snapshot()->online);
+    requests->full = false;
+    for (const IppOutcome outcome : {IppOutcome::NotSent, IppOutcome::NoLibrary}) {
+        requests->printers[1].outcome = outcome;
+        pass(Milliseconds(60000));
+        EXPECT_TRUE(target->snapshot()->online);
+    }
+    const std::size_t before = asked(1).size();
+    EXPECT_GE(before, 4u);
+    EXPECT_LE(before, 20u) << "ever more seldom";
+    requests->printers[1].outcome = IppOutcome::Answered;
+    pass(IppPoller::kLongestNotSent);
+    EXPECT_LE(clock.now() - *target->lastAnswer(), Milliseconds(6000)) << "asked as ever";
 }
 
 TEST_F(IppPollerTest, WhoIsWatchedNoMoreIsForgottenInTheMidstOfIt)
 {
     const auto target = watchSilent(1);
     pass(Milliseconds(1));
-    ASSERT_EQ(desk->underWay.size(), 1u);
+    ASSERT_EQ(requests->underWay.size(), 1u);
     poller->unwatch(*target);
     watched.clear();
     EXPECT_EQ(target.use_count(), 1) << "nobody keeps it";
+    EXPECT_EQ(requests->cancelled, 1);
     pass(Milliseconds(60000));
     EXPECT_EQ(asked(1).size(), 1u);
     EXPECT_EQ(poller->peers(), 0u);
@@ -400,10 +476,10 @@ TEST_F(IppPollerTest, WhoIsWatchedNoMoreIsForgottenInTheMidstOfIt)
 
 TEST_F(IppPollerTest, ChangedNetworkEndsTheBackOff)
 {
-    desk->printers[1].outcome = IppOutcome::Silent;
+    requests->printers[1].outcome = IppOutcome::Silent;
     watchSilent(1);
     pass(Milliseconds(1200000));
-    desk->printers[1].outcome = IppOutcome::Answered;
+    requests->printers[1].outcome = IppOutcome::Answered;
     const std::size_t before = asked(1).size();
     poller->networkChanged();
     pass(Milliseconds(3000));

@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -94,16 +95,27 @@ public:
 
     // On a port that the system chooses.
     explicit ScriptedServer(Script script, std::uint32_t where = INADDR_LOOPBACK)
-        : m_script(std::move(script)), m_door(::socket(AF_INET, SOCK_STREAM, 0))
+        : m_script(std::move(script)), m_door(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(where);
         socklen_t size = sizeof address;
         ::bind(m_door, reinterpret_cast<sockaddr*>(&address), size);
-        ::listen(m_door, 16);
+        ::listen(m_door, 1024);
         ::getsockname(m_door, reinterpret_cast<sockaddr*>(&address), &size);
         m_port = ntohs(address.sin_port);
+        m_thread = std::thread([this] { serve(); });
+    }
+    // Behind a socket of that path.
+    ScriptedServer(Script script, const std::string& path)
+        : m_script(std::move(script)), m_door(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        ::bind(m_door, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::listen(m_door, 16);
         m_thread = std::thread([this] { serve(); });
     }
     ~ScriptedServer()
@@ -120,6 +132,7 @@ public:
 
     std::uint16_t port() const { return m_port; }
     int accepted() const { return m_accepted; }
+    int gone() const { return m_gone; } // connections whose script has ended
 
 private:
     void serve()
@@ -129,11 +142,12 @@ private:
             if (::poll(&watched, 1, 20) <= 0) {
                 continue;
             }
-            const int fd = ::accept(m_door, nullptr, nullptr);
+            const int fd = ::accept4(m_door, nullptr, nullptr, SOCK_CLOEXEC);
             ++m_accepted;
             m_connections.emplace_back([this, fd] {
                 m_script(Connection(fd, m_over));
                 ::close(fd);
+                ++m_gone;
             });
         }
     }
@@ -143,8 +157,46 @@ private:
     std::uint16_t m_port = 0;
     std::atomic<bool> m_over{false};
     std::atomic<int> m_accepted{0};
+    std::atomic<int> m_gone{0};
     std::vector<std::thread> m_connections; // serve()'s, until it has ended
     std::thread m_thread;
+};
+
+// A port of the loopback interface where connections do not come about: its queue is full.
+class FullPort final
+{
+public:
+    explicit FullPort(std::uint32_t where = INADDR_LOOPBACK) : m_door(::socket(AF_INET, SOCK_STREAM, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(where);
+        socklen_t size = sizeof address;
+        ::bind(m_door, reinterpret_cast<sockaddr*>(&address), size);
+        ::listen(m_door, 0);
+        ::getsockname(m_door, reinterpret_cast<sockaddr*>(&address), &size);
+        m_port = ntohs(address.sin_port);
+        for (int& guest : m_guests) {
+            guest = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            ::connect(guest, reinterpret_cast<sockaddr*>(&address), size);
+        }
+    }
+    ~FullPort()
+    {
+        for (const int guest : m_guests) {
+            ::close(guest);
+        }
+        ::close(m_door);
+    }
+    FullPort(const FullPort&) = delete;
+    FullPort& operator=(const FullPort&) = delete;
+
+    std::uint16_t port() const { return m_port; }
+
+private:
+    const int m_door;
+    int m_guests[4] = {};
+    std::uint16_t m_port = 0;
 };
 
 // "HTTP/1.1 <status>" with that body.

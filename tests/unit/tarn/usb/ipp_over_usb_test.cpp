@@ -24,7 +24,7 @@ protected:
         device.serialText = "S1";
         m_ports.plug("1-2", {said(kId), {Outcome::Busy, {}}}, device);
         m_backend->discover(Discovery::Usb, true);
-        ASSERT_TRUE(runUntil([&] { return !m_desk.given.empty(); }));
+        ASSERT_TRUE(runUntil([&] { return !m_requests.given.empty(); }));
     }
     engine::Target& target() { return *m_listener.roster[0].target; }
     void finish(ipp::IppOutcome outcome, const std::string& state = {})
@@ -37,23 +37,23 @@ protected:
             attributes.add("printer-state", {std::stoi(state), ""});
             answer.printers.push_back(std::move(attributes));
         }
-        m_desk.finished.push_back({m_desk.given.back().first, std::move(answer)});
+        m_requests.finished.push_back({m_requests.given.back().first, std::move(answer)});
         m_backend->run();
     }
     // Until the next question, after a time in which the printer is opened.
     bool awaitQuestion(Milliseconds time)
     {
-        const std::size_t before = m_desk.given.size();
+        const std::size_t before = m_requests.given.size();
         m_clock.pass(time);
         open(0);
-        return runUntil([&] { return m_desk.given.size() > before; });
+        return runUntil([&] { return m_requests.given.size() > before; });
     }
 };
 
 TEST_F(IppOverUsbTest, LoopbackPortIsAskedAndItsPictureCounts)
 {
-    EXPECT_EQ(m_desk.given[0].second.address, 0x7F000001u);
-    EXPECT_EQ(m_desk.given[0].second.settings.port, 60007);
+    EXPECT_EQ(m_requests.given[0].second.address, 0x7F000001u);
+    EXPECT_EQ(m_requests.given[0].second.settings.port, 60007);
     EXPECT_EQ(target().snapshot()->way, Way::Usb);
     finish(ipp::IppOutcome::Answered, "4");
     const auto snapshot = target().snapshot();
@@ -69,7 +69,7 @@ TEST_F(IppOverUsbTest, OneQuestionAtATimeAndTheNextAfterThePause)
 {
     m_clock.pass(Milliseconds(10000));
     m_backend->run();
-    ASSERT_EQ(m_desk.given.size(), 1u);
+    ASSERT_EQ(m_requests.given.size(), 1u);
     finish(ipp::IppOutcome::Answered, "3");
     EXPECT_TRUE(awaitQuestion(IppOverUsb::kInterval + UsbBackend::kInterval));
     finish(ipp::IppOutcome::Answered, "3");
@@ -85,7 +85,7 @@ TEST_F(IppOverUsbTest, ServiceThatIsNotReadyLeavesThePictureToUsbAndIsAskedMoreR
     EXPECT_TRUE(target().snapshot()->online);
     unsigned questions = 0;
     for (int round = 0; round < 30; ++round) { // 2 s each
-        const std::size_t before = m_desk.given.size();
+        const std::size_t before = m_requests.given.size();
         const unsigned asked = m_ports.asked("1-2", Question::PortStatus);
         m_clock.pass(UsbBackend::kInterval);
         open(0);
@@ -94,7 +94,7 @@ TEST_F(IppOverUsbTest, ServiceThatIsNotReadyLeavesThePictureToUsbAndIsAskedMoreR
                    m_ports.asked("1-2", Question::PortStatus) > asked;
         }));
         m_backend->run();
-        if (m_desk.given.size() > before) {
+        if (m_requests.given.size() > before) {
             ++questions;
             finish(ipp::IppOutcome::Silent);
         }
@@ -121,7 +121,20 @@ TEST_F(IppOverUsbTest, ServiceThatGaveTheDeviceUpIsNotAskedAnyMore)
     m_clock.pass(UsbBackend::kInterval);
     open(0);
     EXPECT_TRUE(runUntil([&] { return target().snapshot()->way == Way::Usb; }));
-    EXPECT_EQ(m_desk.given.size(), 1u);
+    EXPECT_EQ(m_requests.given.size(), 1u);
+}
+
+TEST_F(IppOverUsbTest, RequestThatIsNotTakenIsSentLater)
+{
+    finish(ipp::IppOutcome::Answered, "4");
+    m_requests.full = true;
+    const unsigned asked = m_ports.asked("1-2", Question::PortStatus);
+    m_clock.pass(Milliseconds(4000));
+    open(0);
+    ASSERT_TRUE(runUntil([&] { return m_ports.asked("1-2", Question::PortStatus) > asked; }));
+    EXPECT_EQ(target().snapshot()->way, Way::Ipp);
+    m_requests.full = false;
+    EXPECT_TRUE(awaitQuestion(Milliseconds(4000)));
 }
 
 } // namespace

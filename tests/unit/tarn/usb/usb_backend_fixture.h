@@ -42,29 +42,35 @@ public:
     unsigned rosters = 0;
 };
 
-// The questions over IPP, which the test answers.
-struct DeskContents
+// The requests over IPP, which the test answers.
+struct QueueContents
 {
-    std::vector<std::pair<std::uint32_t, ipp::IppQuestion>> given;
-    std::vector<ipp::FinishedQuestion> finished;
+    std::vector<std::pair<std::uint32_t, ipp::IppRequest>> given;
+    std::vector<ipp::FinishedRequest> finished;
+    bool full = false; // no request is taken
 };
 
-class ScriptedDesk final : public ipp::Desk
+class ScriptedQueue final : public ipp::RequestQueue
 {
 public:
-    explicit ScriptedDesk(DeskContents& contents) : m_contents(contents) {}
-    void give(std::uint32_t ticket, ipp::IppQuestion question) override
+    explicit ScriptedQueue(QueueContents& contents) : m_contents(contents) {}
+    bool send(std::uint32_t ticket, ipp::IppRequest request) override
     {
-        m_contents.given.emplace_back(ticket, std::move(question));
+        if (m_contents.full) {
+            return false;
+        }
+        m_contents.given.emplace_back(ticket, std::move(request));
+        return true;
     }
-    std::vector<ipp::FinishedQuestion> takeFinished() override
+    void cancel(std::uint32_t /*ticket*/) override {}
+    std::vector<ipp::FinishedRequest> takeFinished() override
     {
         return std::exchange(m_contents.finished, {});
     }
     int descriptor() const override { return -1; }
 
 private:
-    DeskContents& m_contents;
+    QueueContents& m_contents;
 };
 
 class UsbBackendTest : public testing::Test
@@ -88,12 +94,13 @@ protected:
     SharedClock m_clock;
     Listener m_listener;
     ScriptedPorts m_ports;
-    DeskContents m_desk;
+    QueueContents m_requests;
     const tarn::test::ScratchDirectory m_directory;
     std::unique_ptr<UsbBackend> m_backend = std::make_unique<UsbBackend>(
         m_clock, m_listener,
         UsbBackend::Parts{[this](std::string&) { return std::make_unique<ScriptedBus>(m_ports); },
-                          [this] { return std::make_unique<ScriptedDesk>(m_desk); }, m_directory.path("")});
+                          [this] { return std::make_unique<ScriptedQueue>(m_requests); },
+                          m_directory.path("")});
 };
 
 inline const std::string kId = "MFG:Acme;MDL:Jet;SN:A1;DES:A jet;UUID:u;";

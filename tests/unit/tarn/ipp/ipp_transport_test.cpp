@@ -1,76 +1,48 @@
-// The client against servers that behave, and servers that do not: real sockets and the system's libcups.
-#include "tarn/src/ipp/ipp_client.h"
-
-#include <gtest/gtest.h>
-
+// The transport against servers that behave, and servers that do not: real sockets, the system's libcups, and
+// either libcurl.
 #include <csignal>
 #include <future>
 
-#include "tarn/src/ipp/asker_pool.h"
-#include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_shape.h"
-#include "tests/unit/tarn/ipp/scripted_server.h"
+#include "tests/support/eventually.h"
+#include "tests/support/own_threads.h"
+#include "tests/unit/tarn/ipp/transport_session.h"
+#include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn::ipp {
 namespace {
 
 using engine::IppChoice;
+using kel_test::eventually;
+using test::goodBody;
 using test::httpAnswer;
 using test::IppOctets;
+using test::pathOf;
+using test::requestTo;
 using test::ScriptedServer;
+using test::TransportSession;
 using Connection = ScriptedServer::Connection;
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kLoopback = 0x7F000001;
-// What is promised is kDeadline; the rest is for a machine that has much to do.
-constexpr std::chrono::seconds kInTime{15};
-
-IppQuestion questionTo(std::uint16_t port, IppChoice choice = IppChoice::Plain)
-{
-    IppQuestion question;
-    question.address = kLoopback;
-    question.settings.port = port;
-    question.settings.choice = choice;
-    return question;
-}
-
-std::string goodBody()
-{
-    return IppOctets().printer().text("printer-make-and-model", "Lyra").number("printer-state", 3).whole();
-}
-
-std::string pathOf(const std::string& request)
-{
-    const std::size_t begin = request.find(' ') + 1;
-    return request.substr(begin, request.find(' ', begin) - begin);
-}
-
-class IppClientTest : public testing::Test
+class IppTransportTest : public testing::TestWithParam<const char*>
 {
 protected:
     void SetUp() override
     {
-        if (CupsLibrary::system() == nullptr) {
-            GTEST_SKIP() << "no libcups here";
+        if (CupsLibrary::system() == nullptr || test::curlOf(GetParam()) == nullptr) {
+            GTEST_SKIP() << "no libcups or no " << GetParam() << " here";
         }
-        // As on the threads of the pool: libcups writes to connections that are gone.
-        sigset_t pipe;
-        sigemptyset(&pipe);
-        sigaddset(&pipe, SIGPIPE);
-        ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &pipe, nullptr), 0);
     }
-    IppAnswer ask(const IppQuestion& question)
-    {
-        const auto begun = SteadyClock::now();
-        IppAnswer answer = client.ask(question);
-        EXPECT_LT(SteadyClock::now() - begun, kInTime);
-        return answer;
-    }
+    IppAnswer ask(const IppRequest& request) { return session.ask(request); }
 
-    IppClient client{&CupsLibrary::system};
+    TransportSession session{GetParam()};
 };
 
-TEST_F(IppClientTest, AsksForNamedAttributesAndLeaves)
+INSTANTIATE_TEST_SUITE_P(Curl, IppTransportTest, testing::ValuesIn(test::kCurls), [](const auto& item) {
+    return item.param == std::string("libcurl.so.4") ? "Plain" : "Gnutls";
+});
+
+TEST_P(IppTransportTest, AsksForNamedAttributesAndLeaves)
 {
     std::promise<std::string> seen;
     ScriptedServer server([&](const Connection& connection) {
@@ -79,7 +51,7 @@ TEST_F(IppClientTest, AsksForNamedAttributesAndLeaves)
         connection.untilGone();
         seen.set_value(request);
     });
-    const IppAnswer answer = ask(questionTo(server.port()));
+    const IppAnswer answer = ask(requestTo(server.port()));
     ASSERT_EQ(answer.outcome, IppOutcome::Answered);
     ASSERT_EQ(answer.printers.size(), 1u);
     EXPECT_EQ(answer.printers[0].text("printer-make-and-model"), "Lyra");
@@ -89,53 +61,53 @@ TEST_F(IppClientTest, AsksForNamedAttributesAndLeaves)
     EXPECT_EQ(pathOf(request), "/ipp/print");
     EXPECT_NE(request.find("printer-state-reasons"), std::string::npos);
     EXPECT_EQ(request.find(std::string("\0\3all", 5)), std::string::npos);
-    EXPECT_NE(request.find("Host: localhost:" + std::to_string(server.port())), std::string::npos) << request;
+    EXPECT_NE(request.find("Host: 127.0.0.1:" + std::to_string(server.port())), std::string::npos) << request;
 }
 
-TEST_F(IppClientTest, TriesTheUsualPathsInTurnAndRemembersTheRightOne)
+TEST_P(IppTransportTest, TriesTheUsualPathsInTurnAndRemembersTheRightOne)
 {
     ScriptedServer server([](const Connection& connection) {
         connection.send(pathOf(connection.request()) == "/" ? httpAnswer("200 OK", goodBody())
                                                             : httpAnswer("404 Not Found"));
         connection.untilGone();
     });
-    IppQuestion question = questionTo(server.port());
-    const IppAnswer answer = ask(question);
+    IppRequest request = requestTo(server.port());
+    const IppAnswer answer = ask(request);
     ASSERT_EQ(answer.outcome, IppOutcome::Answered);
     EXPECT_EQ(server.accepted(), 3);
-    question.route = answer.route;
-    EXPECT_EQ(ask(question).outcome, IppOutcome::Answered);
+    request.route = answer.route;
+    EXPECT_EQ(ask(request).outcome, IppOutcome::Answered);
     EXPECT_EQ(server.accepted(), 4);
 }
 
-TEST_F(IppClientTest, RouteThatNoLongerWorksIsLookedForAgain)
+TEST_P(IppTransportTest, RouteThatNoLongerWorksIsLookedForAgain)
 {
     ScriptedServer server([](const Connection& connection) {
         connection.send(pathOf(connection.request()) == "/ipp" ? httpAnswer("200 OK", goodBody())
                                                                : httpAnswer("404 Not Found"));
         connection.untilGone();
     });
-    IppQuestion question = questionTo(server.port());
-    question.route = {true, false, false, 0};
-    const IppAnswer answer = ask(question);
+    IppRequest request = requestTo(server.port());
+    request.route = {true, false, false, 0};
+    const IppAnswer answer = ask(request);
     EXPECT_EQ(answer.outcome, IppOutcome::Answered);
     EXPECT_EQ(answer.route.path, 1);
 }
 
-TEST_F(IppClientTest, ConfiguredPathIsTheOnlyOne)
+TEST_P(IppTransportTest, ConfiguredPathIsTheOnlyOne)
 {
     ScriptedServer server([](const Connection& connection) {
         connection.send(pathOf(connection.request()) == "/mine" ? httpAnswer("200 OK", goodBody())
                                                                 : httpAnswer("404 Not Found"));
         connection.untilGone();
     });
-    IppQuestion question = questionTo(server.port());
-    question.settings.path = "/mine";
-    EXPECT_EQ(ask(question).outcome, IppOutcome::Answered);
+    IppRequest request = requestTo(server.port());
+    request.settings.path = "/mine";
+    EXPECT_EQ(ask(request).outcome, IppOutcome::Answered);
     EXPECT_EQ(server.accepted(), 1);
 }
 
-TEST_F(IppClientTest, OldPrinterIsAskedInItsVersion)
+TEST_P(IppTransportTest, OldPrinterIsAskedInItsVersion)
 {
     ScriptedServer server([](const Connection& connection) {
         const std::string request = connection.request();
@@ -143,12 +115,12 @@ TEST_F(IppClientTest, OldPrinterIsAskedInItsVersion)
         connection.send(httpAnswer("200 OK", old ? goodBody() : IppOctets(0x0503, 0x0101).whole()));
         connection.untilGone();
     });
-    const IppAnswer answer = ask(questionTo(server.port()));
+    const IppAnswer answer = ask(requestTo(server.port()));
     EXPECT_EQ(answer.outcome, IppOutcome::Answered);
     EXPECT_TRUE(answer.route.version11);
 }
 
-TEST_F(IppClientTest, AnswersWithoutAPrinterAreNone)
+TEST_P(IppTransportTest, AnswersWithoutAPrinterAreNone)
 {
     for (const std::string& body :
          {std::string(), std::string("garbage"), IppOctets(0x0400).whole(), IppOctets().printer().whole(),
@@ -158,11 +130,11 @@ TEST_F(IppClientTest, AnswersWithoutAPrinterAreNone)
             connection.send(httpAnswer("200 OK", body));
             connection.untilGone();
         });
-        EXPECT_EQ(ask(questionTo(server.port())).outcome, IppOutcome::NoIpp) << body.size();
+        EXPECT_EQ(ask(requestTo(server.port())).outcome, IppOutcome::NoIpp) << body.size();
     }
 }
 
-TEST_F(IppClientTest, GarbageAndEarlyEndsAreNoIpp)
+TEST_P(IppTransportTest, GarbageAndEarlyEndsAreNoIpp)
 {
     const std::vector<ScriptedServer::Script> scripts = {
         [](const Connection&) {},
@@ -183,22 +155,22 @@ TEST_F(IppClientTest, GarbageAndEarlyEndsAreNoIpp)
     for (const ScriptedServer::Script& script : scripts) {
         ScriptedServer server(script);
         for (const IppChoice choice : {IppChoice::Plain, IppChoice::Tls, IppChoice::Auto}) {
-            EXPECT_EQ(ask(questionTo(server.port(), choice)).outcome, IppOutcome::NoIpp);
+            EXPECT_EQ(ask(requestTo(server.port(), choice)).outcome, IppOutcome::NoIpp);
         }
     }
 }
 
-TEST_F(IppClientTest, RefusedIsToldFromSilent)
+TEST_P(IppTransportTest, RefusedIsToldFromSilent)
 {
     std::uint16_t port = 0;
     {
         ScriptedServer server([](const Connection&) {});
         port = server.port();
     }
-    EXPECT_EQ(ask(questionTo(port, IppChoice::Auto)).outcome, IppOutcome::Refused);
+    EXPECT_EQ(ask(requestTo(port, IppChoice::Auto)).outcome, IppOutcome::Refused);
 }
 
-TEST_F(IppClientTest, RedirectionsAreNotFollowed)
+TEST_P(IppTransportTest, RedirectionsAreNotFollowed)
 {
     ScriptedServer elsewhere([](const Connection& connection) {
         connection.request();
@@ -212,13 +184,13 @@ TEST_F(IppClientTest, RedirectionsAreNotFollowed)
             connection.send(httpAnswer(status, {}, where));
             connection.untilGone();
         });
-        EXPECT_EQ(ask(questionTo(server.port())).outcome, IppOutcome::NoIpp);
-        EXPECT_EQ(ask(questionTo(server.port(), IppChoice::Auto)).outcome, IppOutcome::NoIpp);
+        EXPECT_EQ(ask(requestTo(server.port())).outcome, IppOutcome::NoIpp);
+        EXPECT_EQ(ask(requestTo(server.port(), IppChoice::Auto)).outcome, IppOutcome::NoIpp);
     }
     EXPECT_EQ(elsewhere.accepted(), 0);
 }
 
-TEST_F(IppClientTest, EncryptionIsTriedWhereThePrinterDemandsItAndNotElsewhere)
+TEST_P(IppTransportTest, EncryptionIsTriedWhereThePrinterDemandsItAndNotElsewhere)
 {
     std::atomic<int> hellos{0};
     const auto answers = [&hellos](const char* status) {
@@ -232,19 +204,19 @@ TEST_F(IppClientTest, EncryptionIsTriedWhereThePrinterDemandsItAndNotElsewhere)
         };
     };
     ScriptedServer other(answers("404 Not Found"));
-    EXPECT_EQ(ask(questionTo(other.port(), IppChoice::Auto)).outcome, IppOutcome::NoIpp);
+    EXPECT_EQ(ask(requestTo(other.port(), IppChoice::Auto)).outcome, IppOutcome::NoIpp);
     EXPECT_EQ(hellos, 0);
     for (const char* status : {"426 Upgrade Required", "301 Moved Permanently"}) {
         ScriptedServer server(answers(status));
         hellos = 0;
-        EXPECT_EQ(ask(questionTo(server.port(), IppChoice::Plain)).outcome, IppOutcome::NoIpp);
+        EXPECT_EQ(ask(requestTo(server.port(), IppChoice::Plain)).outcome, IppOutcome::NoIpp);
         EXPECT_EQ(hellos, 0) << status;
-        EXPECT_EQ(ask(questionTo(server.port(), IppChoice::Auto)).outcome, IppOutcome::NoIpp);
+        EXPECT_EQ(ask(requestTo(server.port(), IppChoice::Auto)).outcome, IppOutcome::NoIpp);
         EXPECT_EQ(hellos, 1) << status;
     }
 }
 
-TEST_F(IppClientTest, HundredMegabytesAreCutEarly)
+TEST_P(IppTransportTest, HundredMegabytesAreCutEarly)
 {
     std::atomic<std::size_t> sent{0};
     ScriptedServer server([&](const Connection& connection) {
@@ -256,13 +228,13 @@ TEST_F(IppClientTest, HundredMegabytesAreCutEarly)
             sent += block.size();
         }
     });
-    EXPECT_EQ(ask(questionTo(server.port())).outcome, IppOutcome::NoIpp);
+    EXPECT_EQ(ask(requestTo(server.port())).outcome, IppOutcome::NoIpp);
     EXPECT_EQ(server.accepted(), 1) << "once is enough";
     EXPECT_LT(sent, 20u << 20) << "what stands in the sockets' buffers apart";
 }
 
 // Each takes its ten seconds, so all are asked at once.
-TEST_F(IppClientTest, WhoeverTakesHisTimeIsCutAtTheDeadline)
+TEST_P(IppTransportTest, WhoeverTakesHisTimeIsCutAtTheDeadline)
 {
     const ScriptedServer::Script silent = [](const Connection& connection) { connection.untilGone(); };
     const auto drips = [](const std::string& head, bool asked) {
@@ -289,88 +261,109 @@ TEST_F(IppClientTest, WhoeverTakesHisTimeIsCutAtTheDeadline)
         {drips("\x16\x03\x03\x40", false), IppChoice::Tls},
     };
     std::vector<std::unique_ptr<ScriptedServer>> servers;
-    std::vector<std::future<IppAnswer>> answers;
     const auto begun = SteadyClock::now();
     for (const Case& item : cases) {
         servers.push_back(std::make_unique<ScriptedServer>(item.script));
-        answers.push_back(std::async(std::launch::async, [this, port = servers.back()->port(), &item] {
-            return client.ask(questionTo(port, item.choice));
-        }));
+        session.send(requestTo(servers.back()->port(), item.choice));
     }
-    for (std::future<IppAnswer>& answer : answers) {
-        EXPECT_EQ(answer.get().outcome, IppOutcome::NoIpp);
+    for (const auto& [ticket, answer] : session.answers(cases.size())) {
+        EXPECT_EQ(answer.outcome, IppOutcome::NoIpp) << ticket;
     }
-    EXPECT_LT(SteadyClock::now() - begun, kInTime);
+    EXPECT_LT(SteadyClock::now() - begun, TransportSession::kInTime);
     for (const auto& server : servers) {
         EXPECT_EQ(server->accepted(), 1);
     }
 }
 
-TEST_F(IppClientTest, StopEndsEveryQuestionAtOnce)
+// Its connections are never accepted: the queue before the port is full.
+TEST_P(IppTransportTest, WhereNoConnectionComesAboutIsSilentSoonerThanTheDeadline)
 {
-    const ScriptedServer::Script silent = [](const Connection& connection) { connection.untilGone(); };
-    ScriptedServer plain(silent);
-    ScriptedServer tls(silent);
-    std::vector<std::future<IppAnswer>> answers;
-    for (const auto& [port, choice] :
-         {std::pair(plain.port(), IppChoice::Plain), std::pair(tls.port(), IppChoice::Tls)}) {
-        answers.push_back(std::async(std::launch::async, [this, question = questionTo(port, choice)] {
-            return client.ask(question);
-        }));
-    }
-    while (plain.accepted() == 0 || tls.accepted() == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    const test::FullPort full;
     const auto begun = SteadyClock::now();
-    client.stop();
-    for (std::future<IppAnswer>& answer : answers) {
-        EXPECT_EQ(answer.get().outcome, IppOutcome::Stopped);
-    }
-    EXPECT_LT(SteadyClock::now() - begun, std::chrono::seconds(5)) << "far less than the deadline";
-    EXPECT_EQ(client.ask(questionTo(plain.port())).outcome, IppOutcome::Stopped);
+    EXPECT_EQ(ask(requestTo(full.port(), IppChoice::Auto)).outcome, IppOutcome::Silent);
+    EXPECT_GE(SteadyClock::now() - begun, HttpLoop::kConnectPatience - std::chrono::milliseconds(100));
+    EXPECT_LT(SteadyClock::now() - begun, RequestRunner::kDeadline);
 }
 
-TEST_F(IppClientTest, PoolEndsInTheMidstOfIt)
+TEST_P(IppTransportTest, EndsAtOnceInTheMidstOfIt)
 {
     ScriptedServer server([](const Connection& connection) { connection.untilGone(); });
-    auto pool = std::make_unique<AskerPool>(std::make_unique<IppClient>(&CupsLibrary::system), 2);
-    for (std::uint32_t ticket = 1; ticket <= 5; ++ticket) {
-        pool->give(ticket, questionTo(server.port(), ticket % 2 == 0 ? IppChoice::Tls : IppChoice::Plain));
+    for (int i = 0; i < 20; ++i) {
+        session.send(requestTo(server.port(), i % 2 == 0 ? IppChoice::Tls : IppChoice::Plain));
     }
-    while (server.accepted() < 2) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    ASSERT_TRUE(eventually([&] { return server.accepted() == 20; }));
     const auto begun = SteadyClock::now();
-    pool.reset();
-    EXPECT_LT(SteadyClock::now() - begun, std::chrono::seconds(5));
-    EXPECT_EQ(server.accepted(), 2) << "no more threads than were allowed";
+    session.end();
+    EXPECT_LT(SteadyClock::now() - begun, std::chrono::seconds(2));
+    EXPECT_EQ(kel_test::ownThreads("tarn-ipp"), 0);
 }
 
-TEST_F(IppClientTest, PoolHandsAnswersOver)
+TEST_P(IppTransportTest, CancelledRequestEndsItsConnectionAndIsAnsweredToNobody)
+{
+    ScriptedServer forgotten([](const Connection& connection) { connection.untilGone(); });
+    ScriptedServer server([&forgotten](const Connection& connection) {
+        connection.request();
+        while (forgotten.gone() == 0 && connection.wait(10)) {
+        }
+        connection.send(httpAnswer("200 OK", goodBody()));
+    });
+    const std::uint32_t cancelled = session.send(requestTo(forgotten.port()));
+    const std::uint32_t other = session.send(requestTo(server.port()));
+    ASSERT_TRUE(eventually([&] { return forgotten.accepted() == 1 && server.accepted() == 1; }));
+    session.queue().cancel(cancelled);
+    EXPECT_EQ(session.answers(1)[other].outcome, IppOutcome::Answered);
+    EXPECT_EQ(forgotten.gone(), 1);
+    EXPECT_TRUE(session.queue().takeFinished().empty());
+}
+
+TEST_P(IppTransportTest, EachQueueHasItsOwnAnswersAndEndsAlone)
 {
     ScriptedServer server([](const Connection& connection) {
         connection.request();
         connection.send(httpAnswer("200 OK", goodBody()));
         connection.untilGone();
     });
-    AskerPool pool(std::make_unique<IppClient>(&CupsLibrary::system), 3);
-    std::vector<bool> answered(21);
-    for (std::uint32_t ticket = 1; ticket <= 20; ++ticket) {
-        pool.give(ticket, questionTo(server.port()));
-    }
-    for (int left = 20; left > 0;) {
-        pollfd watched{pool.descriptor(), POLLIN, 0};
-        ASSERT_EQ(::poll(&watched, 1, 60000), 1);
-        for (const FinishedQuestion& question : pool.takeFinished()) {
-            EXPECT_EQ(question.answer.outcome, IppOutcome::Answered);
-            EXPECT_FALSE(answered.at(question.ticket));
-            answered.at(question.ticket) = true;
-            --left;
+    ScriptedServer silent([](const Connection& connection) { connection.untilGone(); });
+    const auto transport =
+        IppTransport::make({&CupsLibrary::system, [] { return test::curlOf(GetParam()); }});
+    const auto first = transport->newQueue();
+    auto second = transport->newQueue();
+    ASSERT_TRUE(second->send(1, requestTo(silent.port())));
+    ASSERT_TRUE(eventually([&] { return silent.accepted() == 1; }));
+    second.reset();
+    ASSERT_TRUE(first->send(1, requestTo(server.port())));
+    std::vector<FinishedRequest> finished;
+    ASSERT_TRUE(eventually([&] {
+        finished = first->takeFinished();
+        return !finished.empty();
+    }));
+    EXPECT_EQ(finished[0].answer.outcome, IppOutcome::Answered);
+    EXPECT_EQ(kel_test::ownThreads("tarn-ipp"), 1);
+}
+
+TEST_P(IppTransportTest, HundredsAreAskedAtOnceByOneThread)
+{
+    constexpr int kCount = 300;
+    std::atomic<int> atOnce{0};
+    ScriptedServer server([&atOnce](const Connection& connection) {
+        const std::string request = connection.request();
+        ++atOnce;
+        while (atOnce < kCount && connection.wait(10)) {
         }
+        connection.send(httpAnswer("200 OK", goodBody()));
+        connection.untilGone();
+    });
+    for (int i = 0; i < kCount; ++i) {
+        session.send(requestTo(server.port()));
+    }
+    ASSERT_TRUE(eventually([&] { return server.accepted() == kCount; }, std::chrono::seconds(10)));
+    EXPECT_EQ(kel_test::ownThreads("tarn-ipp"), 1);
+    for (const auto& [ticket, answer] : session.answers(kCount)) {
+        EXPECT_EQ(answer.outcome, IppOutcome::Answered) << ticket;
     }
 }
 
-TEST_F(IppClientTest, SchedulerSaysItsQueues)
+TEST_P(IppTransportTest, SchedulerSaysItsQueues)
 {
     ScriptedServer server([](const Connection& connection) {
         const std::string request = connection.request();
@@ -386,18 +379,85 @@ TEST_F(IppClientTest, SchedulerSaysItsQueues)
                                                     : std::string()));
         connection.untilGone();
     });
-    ::setenv("CUPS_SERVER", ("127.0.0.1:" + std::to_string(server.port())).c_str(), 1);
-    IppQuestion question;
-    question.operation = IppOperation::Queues;
-    const IppAnswer answer = std::async(std::launch::async, [&] { return client.ask(question); }).get();
-    ::unsetenv("CUPS_SERVER");
+    const tarn::test::ScopedVariable scheduler("CUPS_SERVER", "127.0.0.1:" + std::to_string(server.port()));
+    IppRequest request;
+    request.operation = IppOperation::Queues;
+    const IppAnswer answer = ask(request);
     ASSERT_EQ(answer.outcome, IppOutcome::Answered);
     ASSERT_EQ(answer.printers.size(), 2u);
     EXPECT_EQ(answer.printers[0].text("printer-name"), "one");
     EXPECT_EQ(answer.printers[1].text("printer-name"), "two");
 }
 
-TEST_F(IppClientTest, DeepAndEnormousMessagesAreNotDecoded)
+TEST_P(IppTransportTest, SchedulerBehindASocketSaysItsQueues)
+{
+    const tarn::test::ScratchDirectory directory;
+    const std::string path = directory.path("socket");
+    ScriptedServer server(
+        [](const Connection& connection) {
+            const std::string request = connection.request();
+            connection.send(
+                httpAnswer("200 OK", request.find("Host: localhost\r\n") != std::string::npos
+                                         ? IppOctets().printer().value(0x42, "printer-name", "one").whole()
+                                         : std::string()));
+            connection.untilGone();
+        },
+        path);
+    const tarn::test::ScopedVariable scheduler("CUPS_SERVER", path);
+    IppRequest request;
+    request.operation = IppOperation::Queues;
+    const IppAnswer answer = ask(request);
+    ASSERT_EQ(answer.outcome, IppOutcome::Answered);
+    ASSERT_EQ(answer.printers.size(), 1u);
+    EXPECT_EQ(answer.printers[0].text("printer-name"), "one");
+}
+
+TEST_P(IppTransportTest, SchedulerThatIsNotThereIsSilent)
+{
+    IppRequest request;
+    request.operation = IppOperation::Queues;
+    for (const std::string& where : {std::string("/nowhere/at/all"), '/' + std::string(300, 'x')}) {
+        const tarn::test::ScopedVariable scheduler("CUPS_SERVER", where);
+        TransportSession other(GetParam());
+        EXPECT_EQ(other.ask(request).outcome, IppOutcome::Silent) << where;
+    }
+}
+
+TEST(IppWithoutLibraries, NobodyIsConnectedToWhereOneIsMissing)
+{
+    ScriptedServer server([](const Connection&) {});
+    const IppLibraries none[] = {
+        {[]() -> const CupsLibrary* { return nullptr; }, &CurlLibrary::system},
+        {&CupsLibrary::system, []() -> const CurlLibrary* { return nullptr; }},
+    };
+    for (const IppLibraries& libraries : none) {
+        EXPECT_EQ(TransportSession(libraries).ask(requestTo(server.port())).outcome, IppOutcome::NoLibrary);
+    }
+    EXPECT_EQ(server.accepted(), 0);
+    EXPECT_FALSE(CupsLibrary("libcups-that-nobody-has.so.9").complaint.empty());
+    EXPECT_NE(CupsLibrary("libc.so.6").complaint.find("ippNew"), std::string::npos);
+    EXPECT_FALSE(CurlLibrary("libcurl-that-nobody-has.so.9").complaint.empty());
+    EXPECT_NE(CurlLibrary("libc.so.6").complaint.find("curl_global_init"), std::string::npos);
+}
+
+TEST(IppWithoutLibraries, SignalsStayAsTheProgramHasThem)
+{
+    struct sigaction before
+    {
+    };
+    ::sigaction(SIGPIPE, nullptr, &before);
+    const CupsLibrary cups("libcups.so.2");
+    for (const char* const soname : test::kCurls) {
+        const CurlLibrary curl(soname);
+    }
+    struct sigaction after
+    {
+    };
+    ::sigaction(SIGPIPE, nullptr, &after);
+    EXPECT_EQ(before.sa_handler, after.sa_handler);
+}
+
+TEST(IppMessages, DeepAndEnormousMessagesAreNotDecoded)
 {
     const CupsLibrary& cups = *CupsLibrary::system();
     IppOctets deep;
@@ -419,30 +479,6 @@ TEST_F(IppClientTest, DeepAndEnormousMessagesAreNotDecoded)
     const std::optional<IppReply> reply = decodeIpp(cups, shallow.whole());
     ASSERT_TRUE(reply.has_value());
     EXPECT_EQ(reply->printers.at(0).number("printer-state"), 4);
-}
-
-TEST(IppWithoutCups, NobodyIsConnectedToWhereTheLibraryIsMissing)
-{
-    ScriptedServer server([](const Connection&) {});
-    IppClient client([]() -> const CupsLibrary* { return nullptr; });
-    EXPECT_EQ(client.ask(questionTo(server.port())).outcome, IppOutcome::NoLibrary);
-    EXPECT_EQ(server.accepted(), 0);
-    EXPECT_FALSE(CupsLibrary("libcups-that-nobody-has.so.9").complaint.empty());
-    EXPECT_NE(CupsLibrary("libc.so.6").complaint.find("httpInitialize"), std::string::npos);
-}
-
-TEST(IppWithoutCups, SignalsStayAsTheProgramHasThem)
-{
-    struct sigaction before
-    {
-    };
-    ::sigaction(SIGPIPE, nullptr, &before);
-    const CupsLibrary library("libcups.so.2");
-    struct sigaction after
-    {
-    };
-    ::sigaction(SIGPIPE, nullptr, &after);
-    EXPECT_EQ(before.sa_handler, after.sa_handler);
 }
 
 } // namespace

@@ -1,0 +1,230 @@
+#include "tarn/src/ipp/ipp_transport.h"
+
+#include "tarn/src/base/worker_thread.h"
+
+namespace tarn::ipp {
+
+namespace {
+
+constexpr std::chrono::milliseconds kAfterFailure{100};
+
+} // namespace
+
+// The answers for one queue.
+//
+// Invariant: m_finished has room for every request that is under way, so that to answer takes no memory.
+// Threading: expect() and descriptor() by the queue's thread, the others by any.
+class IppTransport::Mailbox final : public AnswerSink
+{
+public:
+    Mailbox() = default;
+    ~Mailbox() override = default;
+    Mailbox(const Mailbox&) = delete;
+    Mailbox& operator=(const Mailbox&) = delete;
+
+    // Makes room for one more answer; false when the system gives no descriptor.
+    bool expect() TARN_EXCLUDES(m_mutex)
+    {
+        const MutexLock lock(m_mutex);
+        if (!m_wakeup.open()) {
+            return false;
+        }
+        m_finished.reserve(m_finished.size() + m_expected + 1);
+        ++m_expected;
+        return true;
+    }
+    void expectLess(std::size_t count) TARN_EXCLUDES(m_mutex)
+    {
+        const MutexLock lock(m_mutex);
+        m_expected -= count;
+    }
+    void take(FinishedRequest finished) noexcept override TARN_EXCLUDES(m_mutex)
+    {
+        const MutexLock lock(m_mutex);
+        --m_expected;
+        m_finished.push_back(std::move(finished));
+        m_wakeup.signal();
+    }
+    std::vector<FinishedRequest> takeFinished() TARN_EXCLUDES(m_mutex)
+    {
+        const MutexLock lock(m_mutex);
+        std::vector<FinishedRequest> finished;
+        if (!m_finished.empty()) {
+            finished.reserve(m_expected);
+            finished.swap(m_finished);
+            m_wakeup.clear();
+        }
+        return finished;
+    }
+    int descriptor() const { return m_wakeup.descriptor(); }
+
+private:
+    WakeupFd m_wakeup; // open once something is expected
+    Mutex m_mutex;
+    std::vector<FinishedRequest> m_finished TARN_GUARDED_BY(m_mutex);
+    std::size_t m_expected TARN_GUARDED_BY(m_mutex) = 0;
+};
+
+class IppTransport::Queue final : public RequestQueue
+{
+public:
+    explicit Queue(std::shared_ptr<IppTransport> transport)
+        : m_transport(std::move(transport)), m_mailbox(std::make_shared<Mailbox>())
+    {
+    }
+    ~Queue() override { m_transport->post({m_mailbox, 0, std::nullopt}); }
+    Queue(const Queue&) = delete;
+    Queue& operator=(const Queue&) = delete;
+
+    bool send(std::uint32_t ticket, IppRequest request) override
+    {
+        try {
+            if (!m_mailbox->expect()) {
+                return false;
+            }
+        } catch (const std::exception&) { // out of memory
+            return false;
+        }
+        const bool posted = m_transport->post({m_mailbox, ticket, std::move(request)});
+        m_mailbox->expectLess(posted ? 0 : 1);
+        return posted;
+    }
+    void cancel(std::uint32_t ticket) override { m_transport->post({m_mailbox, ticket, std::nullopt}); }
+    std::vector<FinishedRequest> takeFinished() override { return m_mailbox->takeFinished(); }
+    int descriptor() const override { return m_mailbox->descriptor(); }
+
+private:
+    const std::shared_ptr<IppTransport> m_transport;
+    const std::shared_ptr<Mailbox> m_mailbox;
+};
+
+std::shared_ptr<IppTransport> IppTransport::make(IppLibraries libraries)
+{
+    return std::shared_ptr<IppTransport>(new IppTransport(std::move(libraries)));
+}
+
+IppTransport::~IppTransport()
+{
+    leave();
+    std::thread thread;
+    {
+        const MutexLock lock(m_mutex);
+        m_ending = true;
+        if (m_phase == Phase::Working) {
+            m_phase = Phase::Leaving;
+        }
+        thread.swap(m_thread);
+        m_wakeup.signal();
+    }
+    m_changed.notifyAll();
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
+
+std::unique_ptr<RequestQueue> IppTransport::newQueue()
+{
+    return std::make_unique<Queue>(shared_from_this());
+}
+
+// False when there is no thread to be had, or no memory.
+bool IppTransport::post(Order order)
+{
+    try {
+        const MutexLock lock(m_mutex);
+        if (m_phase != Phase::Working || (!order.request && !m_thread.joinable())) {
+            return false;
+        }
+        m_orders.push_back(std::move(order));
+        if (!startThread()) {
+            m_orders.pop_back();
+            return false;
+        }
+        m_wakeup.signal();
+        return true;
+    } catch (const std::exception&) { // out of memory
+        return false;
+    }
+}
+
+bool IppTransport::startThread()
+{
+    if (m_thread.joinable()) {
+        return true;
+    }
+    if (m_wakeup.open()) {
+        m_thread = workerThread("tarn-ipp", [this] { run(); });
+    }
+    return m_thread.joinable();
+}
+
+// The thread gets out of the libraries, and stays until the transport ends: what libraries do at the end of a
+// thread is not to happen beside what they do at the end of the process.
+void IppTransport::processExits(std::chrono::steady_clock::time_point until)
+{
+    const MutexLock lock(m_mutex);
+    if (m_phase == Phase::Working) {
+        m_phase = Phase::Leaving;
+    }
+    m_wakeup.signal();
+    while (m_thread.joinable() && m_phase != Phase::Left && m_changed.waitUntil(m_mutex, until)) {
+    }
+}
+
+void IppTransport::run()
+{
+    {
+        RequestRunner runner(m_libraries, m_clock, m_wakeup.descriptor());
+        while (step(runner)) {
+        }
+    }
+    const MutexLock lock(m_mutex);
+    m_phase = Phase::Left;
+    m_changed.notifyAll();
+    while (!m_ending) {
+        m_changed.wait(m_mutex);
+    }
+}
+
+// False when the thread is to leave the libraries.
+bool IppTransport::step(RequestRunner& runner)
+{
+    try {
+        for (Order order; nextOrder(order);) {
+            if (!order.request) {
+                order.mailbox->expectLess(runner.cancel(*order.mailbox, order.ticket));
+                continue;
+            }
+            try {
+                runner.begin(order.mailbox, order.ticket, std::move(*order.request));
+            } catch (const std::exception&) { // out of memory
+                order.mailbox->take({order.ticket, IppAnswer()});
+            }
+        }
+        {
+            const MutexLock lock(m_mutex);
+            if (m_phase != Phase::Working) {
+                return false;
+            }
+        }
+        runner.wait();
+        m_wakeup.clear();
+    } catch (const std::exception&) { // out of memory: nothing is lost, and the deadlines hold
+        std::this_thread::sleep_for(kAfterFailure);
+    }
+    return true;
+}
+
+// False when there is none, or the thread has something else to do.
+bool IppTransport::nextOrder(Order& order)
+{
+    const MutexLock lock(m_mutex);
+    if (m_orders.empty() || m_phase != Phase::Working) {
+        return false;
+    }
+    order = std::move(m_orders.front());
+    m_orders.pop_front();
+    return true;
+}
+
+} // namespace tarn::ipp
