@@ -2,10 +2,15 @@
 
 import os
 import pathlib
+import re
 import shutil
 import socket
+import ssl
+import struct
 import subprocess
+import threading
 import urllib.request
+import warnings
 
 from harness import BUILD, end, wait_for
 
@@ -94,6 +99,68 @@ class EvePrinter:
         if self.process is not None and self.process.poll() is None:
             os.killpg(self.process.pid, 15)  # with its bus
             self.process.wait()
+
+
+class OldPrinter:
+    """Speaks TLS 1.0 with a key of 1024 bits, and ends the connection without a farewell."""
+
+    ANSWER = (b"\x02\x00\x00\x00\x00\x00\x00\x01\x01" +
+              b"".join(struct.pack(">BH", tag, len(name)) + name + struct.pack(">H", len(value)) + value
+                       for tag, name, value in ((0x47, b"attributes-charset", b"utf-8"),
+                                                (0x48, b"attributes-natural-language", b"en"))) +
+              b"\x04" +
+              b"".join(struct.pack(">BH", tag, len(name)) + name + struct.pack(">H", len(value)) + value
+                       for tag, name, value in ((0x41, b"printer-make-and-model", b"Lyra 1998"),
+                                                (0x23, b"printer-state", b"\x00\x00\x00\x03"),
+                                                (0x44, b"printer-state-reasons", b"none"))) + b"\x03")
+
+    def __init__(self, directory, port):
+        directory = pathlib.Path(directory)
+        directory.mkdir(parents=True)
+        key, certificate = str(directory / "key.pem"), str(directory / "certificate.pem")
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:1024", "-sha1", "-nodes", "-keyout", key, "-out", certificate,
+                        "-days", "30", "-subj", "/CN=Lyra"], check=True, stderr=subprocess.DEVNULL)
+        self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        self.context.set_ciphers("ALL:@SECLEVEL=0")
+        self.context.load_cert_chain(certificate, key)
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore", DeprecationWarning)
+            self.context.minimum_version = self.context.maximum_version = ssl.TLSVersion.TLSv1
+        self.socket = socket.create_server(("127.0.0.1", port))
+        self.spoken = set()  # versions of connections that asked
+        self.thread = threading.Thread(target=self.serve, daemon=True)
+
+    def start(self):
+        self.thread.start()
+        return self
+
+    def serve(self):
+        while True:
+            try:
+                connection = self.socket.accept()[0]
+            except OSError:
+                return  # it was stopped
+            try:
+                connection.settimeout(10)
+                self.answer(self.context.wrap_socket(connection, server_side=True))
+            except OSError:
+                connection.close()
+
+    def answer(self, peer):
+        heard = b""
+        while not re.search(rb"\r\n\r\n.*\x03$", heard, re.DOTALL):
+            more = peer.recv(4096)
+            if not more:
+                break
+            heard += more
+        self.spoken.add(peer.version())
+        # Neither a length nor the end of the encryption: the connection just ends.
+        peer.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: application/ipp\r\n\r\n" + self.ANSWER)
+        socket.socket(fileno=peer.detach()).close()
+
+    def stop(self):
+        self.socket.shutdown(socket.SHUT_RDWR)
+        self.socket.close()
 
 
 class Scheduler:

@@ -11,10 +11,10 @@ import time
 import unittest
 
 from harness import BUILD, DATA, Simulator, Watch, address, main, seconds_until, wait_for
-from ipp_printers import MARKERS, SNMP_PORT, SUPPLIES, EvePrinter, PapplPrinter, Scheduler
+from ipp_printers import MARKERS, SNMP_PORT, SUPPLIES, EvePrinter, OldPrinter, PapplPrinter, Scheduler
 
 LIVE = 8  # seconds in which a change of an idle printer is seen: asked every 4 s, printed every second
-PORTS = {name: 16370 + index for index, name in enumerate(["ipp", "ipps", "auto", "supplies", "pappl", "papples", "find"])}
+PORTS = {name: 16370 + index for index, name in enumerate(["ipp", "ipps", "auto", "supplies", "pappl", "papples", "find", "old"])}
 
 
 class IppWatch(Watch):
@@ -222,19 +222,44 @@ class Ipp(unittest.TestCase):
         self.assertLessEqual(connections, 6)
         self.assertEqual(watch.printer()["source"], "sm")
 
+    def broken(self, *libraries):
+        """A directory with files in their places that are no libraries, which the linker finds first."""
+        nowhere = self.directory / "lib"
+        nowhere.mkdir()
+        for library in libraries:
+            (nowhere / library).write_text("")
+        return str(nowhere)
+
+    def check_old_printer(self, **environment):
+        printer = self.run_printer(OldPrinter(self.directory / "old", PORTS["old"]))
+        config = {"default": {"port": SNMP_PORT, "ipp": "ipps", "ippPort": PORTS["old"]}}
+        done = self.tarn_status("127.0.0.1", "--timeout=20", config=config, **environment)
+        seen = json.loads(done.stdout)["printers"][0]
+        self.assertEqual((seen["online"], seen["model"]), (True, "Lyra 1998"), done.stderr)
+        self.assertEqual(printer.spoken, {"TLSv1"})
+
+    def test_old_printer_that_ends_without_a_farewell(self):
+        self.check_old_printer()
+
+    def test_old_printer_over_the_other_libcurl(self):
+        self.check_old_printer(LD_LIBRARY_PATH=self.broken("libcurl-gnutls.so.4"))
+
     def test_library_works_without_libcups(self):
+        self.check_without("libcups.so.2")
+
+    def test_library_works_without_libcurl(self):
+        self.check_without("libcurl-gnutls.so.4", "libcurl.so.4")
+
+    def check_without(self, *libraries):
         where = address("7.9")
         simulator = Simulator(PORTS["find"], "--web-port=0", f"{DATA}/mono.json@{where}")
         self.addCleanup(simulator.stop)
-        nowhere = self.directory / "lib"
-        nowhere.mkdir()
-        (nowhere / "libcups.so.2").write_text("")  # the first that the linker finds, and no library
         config = {"default": {"port": PORTS["find"], "ippPort": PORTS["find"]}}
-        done = self.tarn_status(where, address("7.10"), "--timeout=12", config=config, LD_LIBRARY_PATH=str(nowhere))
+        done = self.tarn_status(where, address("7.10"), "--timeout=12", config=config, LD_LIBRARY_PATH=self.broken(*libraries))
         printers = json.loads(done.stdout)["printers"]
         self.assertEqual([printer["online"] for printer in printers], [True, False])
         self.assertEqual(printers[0]["serial"], "ORM1200001")
-        lines = [line for line in done.stderr.splitlines() if "libcups" in line]
+        lines = [line for line in done.stderr.splitlines() if "no IPP" in line]
         self.assertEqual(len(lines), 1, done.stderr)
 
 
