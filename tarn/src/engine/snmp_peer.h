@@ -8,8 +8,7 @@
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/dialogue.h"
-#include "tarn/src/engine/question_pool.h"
-#include "tarn/src/engine/reply_digest.h"
+#include "tarn/src/engine/replay_cache.h"
 #include "tarn/src/engine/request_log.h"
 #include "tarn/src/engine/silence.h"
 #include "tarn/src/engine/target.h"
@@ -39,12 +38,10 @@ enum class VersionKnowledge : std::uint8_t
 //
 // Invariants
 //  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent. Its
-//      bytes are those of request or, while unheard, of question. A conversation that is yet to begin has
-//      none.
+//      bytes are those of request or, while unheard, of the question in replay. A conversation that is yet to
+//      begin has none.
 //  (2) At most one request at a time: a repetition is the same bytes again, but for the number of one to a
 //      printer that is offline.
-//  (3) While sameQuestion holds, question is a whole Fast conversation, and an answer of the digest
-//      sameAnswer to it changes nothing. Where the tables were read since, sameAnswer is no answer's.
 struct SnmpPeer
 {
     // constant after construction
@@ -55,28 +52,24 @@ struct SnmpPeer
     Silence silence;
     RequestLog log;
     std::string request; // the dialogue's; empty while it rests
-    QuestionPool::Question
-        question; // what is asked again and again, in its name, with kLeastRequestId; null: nothing
+    ReplayCache replay;  // what is asked again and again, in the dialogue's name
     TimePoint conversationStart{};
     TimePoint firstSent{};
     TimePoint lastSent{};
     TimePoint repeatAt{};
     std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
-    ReplyDigest sameAnswer;
     std::int32_t requestId = 0;
-    std::uint32_t ticket = 0;         // of its place in the queue; an older one is void
-    std::uint32_t requestIdPlace = 0; // in question
-    unsigned requests = 0;            // of the conversation so far
-    unsigned spoilt = 0;              // malformed answers to the present request, since it was last sent
+    std::uint32_t ticket = 0; // of its place in the queue; an older one is void
+    unsigned requests = 0;    // of the conversation so far
+    unsigned spoilt = 0;      // malformed answers to the present request, since it was last sent
     snmp::Version version = snmp::Version::V2c;
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;
     Phase phase = Phase::Resting;
     Liveliness liveliness = Liveliness::NoPicture; // of the dialogue's picture
-    bool sameQuestion = false;
     bool yetToBegin =
         false; // Waiting or Queued, and its dialogue is to begin the conversation when it is its turn
-    bool unheard = false;  // the dialogue does not know of the present request, which repeats its last one
+    bool unheard = false;  // the present request is the one in replay, and the dialogue does not know of it
     bool sentOnce = false; // the present request has been on the network
     bool countsSuspect = false; // in flight on the account of those that may be dead
 };

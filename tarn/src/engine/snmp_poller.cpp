@@ -205,11 +205,13 @@ void SnmpPoller::proceed(SnmpPeer& peer)
 void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
 {
     if (outcome != ReadOutcome::Unchanged && outcome != ReadOutcome::Changed) {
-        peer.sameQuestion = false; // the same answer would have to lead to the same again
+        peer.replay.invalidate(); // the same answer would have to lead to the same again
     } else if (peer.kind == ReadKind::Full) {
         // The tables are newer than the last answer: whatever comes next is held against them.
-        peer.sameQuestion = peer.sameQuestion && peer.dialogue->asksTheSame();
-        peer.sameAnswer.hash = kNoAnswer;
+        peer.replay.forgetAnswer();
+        if (!peer.dialogue->asksTheSame()) {
+            peer.replay.invalidate();
+        }
     }
     peer.liveliness = publish(*peer.target, *peer.dialogue, outcome, peer.liveliness, m_listener);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
@@ -235,7 +237,7 @@ void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
 {
     peer.dialogue = m_dialogues(version);
     peer.version = version;
-    peer.sameQuestion = false;
+    peer.replay.invalidate();
     peer.liveliness = Liveliness::NoPicture;
 }
 
@@ -262,7 +264,7 @@ void SnmpPoller::startOver(SnmpPeer& peer)
     dropRequest(peer);
     peer.dialogue.reset();
     peer.liveliness = Liveliness::NoPicture;
-    peer.sameQuestion = false;
+    peer.replay.invalidate();
     peer.unheard = false;
     peer.yetToBegin = false;
     m_deadlines.schedule(peer, m_now + kAfterFailure);

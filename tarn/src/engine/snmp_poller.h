@@ -108,7 +108,6 @@ private:
     void setPhase(SnmpPeer& peer, Phase phase);
 
     // sending
-    void keepQuestion(SnmpPeer& peer);
     void sendQueued();
     bool sendSome(Queue& queue, Lane lane, std::size_t room);
     SnmpPeer* peerAt(const Endpoint& endpoint);

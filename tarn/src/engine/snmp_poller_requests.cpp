@@ -1,5 +1,6 @@
 // The requests of the poller: receiving and matching, sending, repeating, giving up.
 #include <algorithm>
+#include <utility>
 
 #include "tarn/src/engine/snmp_poller.h"
 
@@ -116,8 +117,7 @@ bool SnmpPoller::deliver(SnmpPeer& peer, const snmp::MessageHead& head)
     }
     peer.dialogue->accept(*pdu);
     if (digest && peer.requests == 1) {
-        peer.sameAnswer = *digest;
-        keepQuestion(peer);
+        peer.replay.remember(std::exchange(peer.request, {}), *digest, m_questions);
     }
     proceed(peer);
     return true;
@@ -142,20 +142,20 @@ bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>
     if (!digest) {
         return false;
     }
-    const bool restarted = digest->upTime >= 0 && digest->upTime < peer.sameAnswer.upTime;
+    const ReplayCache::Match match = peer.replay.matches(*digest);
     snmp::ReadOutcome outcome = snmp::ReadOutcome::Unchanged;
-    if (restarted) {
-        if (!digest->saysTheSame(peer.sameAnswer) && !snmp::decodePdu(head)) {
+    if (match.restarted) {
+        if (!match.same && !snmp::decodePdu(head)) {
             return false;
         }
         outcome = snmp::ReadOutcome::Restarted;
-    } else if (!digest->saysTheSame(peer.sameAnswer)) {
+    } else if (!match.same) {
         if (!peer.dialogue->hearAgain(head, peer.target->keptPictureBy(Way::Snmp))) {
             return false;
         }
         outcome = peer.dialogue->outcome();
     }
-    peer.sameAnswer = *digest;
+    peer.replay.remember(*digest);
     heard(peer);
     conversationEnded(peer, outcome);
     return true;
@@ -174,7 +174,7 @@ bool SnmpPoller::informDialogue(SnmpPeer& peer)
     }
     pdu->requestId = kLeastRequestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, *pdu});
-    if (*peer.question == peer.request) {
+    if (peer.replay.isQuestion(peer.request)) {
         return true;
     }
     --peer.requests; // what was sent is no part of this conversation
@@ -193,7 +193,9 @@ void SnmpPoller::ask(SnmpPeer& peer, snmp::Pdu pdu)
 void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
 {
     peer.requestId = newRequestId();
-    peer.sameQuestion = peer.sameQuestion && peer.kind == ReadKind::Full;
+    if (peer.kind != ReadKind::Full) { // a Full one may leave the next Fast one as it was
+        peer.replay.invalidate();
+    }
     peer.unheard = false;
     pdu.requestId = peer.requestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
@@ -204,7 +206,7 @@ void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
 // Asks the last question again, without the dialogue, where its whole answer is known by its digest.
 bool SnmpPoller::askTheSame(SnmpPeer& peer)
 {
-    if (!peer.sameQuestion) {
+    if (!peer.replay.isValid()) {
         return false;
     }
     peer.requestId = newRequestId();
@@ -213,20 +215,6 @@ bool SnmpPoller::askTheSame(SnmpPeer& peer)
     ++peer.requests;
     enqueueInTurn(peer);
     return true;
-}
-
-// The request that was answered will be asked again, unless the conversation goes on, or ends in something to
-// be done.
-void SnmpPoller::keepQuestion(SnmpPeer& peer)
-{
-    std::string question;
-    question.swap(peer.request);
-    peer.requestIdPlace = placeOfRequestId(question);
-    peer.sameQuestion = peer.requestIdPlace != 0;
-    if (peer.sameQuestion) {
-        putRequestId(question, peer.requestIdPlace, kLeastRequestId);
-    }
-    peer.question = peer.sameQuestion ? m_questions.shared(std::move(question)) : nullptr;
 }
 
 // Positive, since some agents cannot do negative ids, and always of four octets.
@@ -319,8 +307,7 @@ const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t 
     }
     m_sameQuestions.resize(kSendBatch);
     std::string& bytes = m_sameQuestions[place];
-    bytes = *peer.question;
-    putRequestId(bytes, peer.requestIdPlace, peer.requestId);
+    peer.replay.writeQuestion(peer.requestId, bytes);
     return bytes;
 }
 

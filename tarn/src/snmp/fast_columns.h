@@ -2,8 +2,11 @@
 
 // Within session*.cpp only: what the Fast conversation asks for, in its order.
 
+#include <cstdint>
+
 #include "tarn/src/snmp/columns.h"
-#include "tarn/src/snmp/session_impl.h"
+#include "tarn/src/snmp/printer_index.h"
+#include "tarn/src/snmp/up_time.h"
 
 namespace tarn::snmp {
 
@@ -22,6 +25,29 @@ constexpr bool isChangeCounter(ColumnId id)
 {
     return id == ColumnId::PrtGeneralConfigChanges || id == ColumnId::PrtAlertCriticalEvents ||
            id == ColumnId::PrtAlertAllEvents;
+}
+
+// What a Fast reading says beside what is known, each more than the one before.
+enum class FastChange : std::uint8_t
+{
+    None,
+    Numbers,
+    Tables, // they must be read again
+    Restart,
+};
+
+// The same of one column; the greatest of all columns is the reading's.
+inline FastChange changeIn(ColumnId id, const ColumnData& known, const ColumnData& read)
+{
+    if (id == ColumnId::SysUpTime) {
+        return isRestart(known.firstNumber(), read.firstNumber()) ? FastChange::Restart : FastChange::None;
+    }
+    if (known == read) {
+        return FastChange::None;
+    }
+    const bool cameOrWent = specOf(id).form == IndexForm::PrinterRow && known.rows != read.rows;
+    const bool tables = cameOrWent || isChangeCounter(id) || id == ColumnId::PrtAlertSeverityLevel;
+    return tables ? FastChange::Tables : FastChange::Numbers;
 }
 
 // Of an object that has one row, or is a scalar.

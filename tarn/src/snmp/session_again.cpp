@@ -163,23 +163,21 @@ bool Session::Impl::hearAgain(const MessageHead& message, const device::KeptPict
     m_kept.readInto(work.reading);
     PrinterTables& kept = work.reading.tables;
     Answer answer(message);
-    bool moved = false;
+    FastChange change = FastChange::None;
     ColumnData read; // one column at a time
+    const auto saysMore = [&](Id id) {
+        change = std::max(change, changeIn(id, std::as_const(kept)[id], read));
+        return change > FastChange::Numbers;
+    };
     for (const Id id : fastScalars) {
         if (std::as_const(kept)[id].empty()) {
             continue;
         }
         read.clear();
         const std::uint32_t instance = instanceOf(id, *m_index);
-        if (!answer.takeCell(Name(id).child(instance), specOf(id).kind, instance, read)) {
+        if (!answer.takeCell(Name(id).child(instance), specOf(id).kind, instance, read) || saysMore(id)) {
             return false;
         }
-        const bool same = read == std::as_const(kept)[id];
-        if (id == Id::SysUpTime ? read.numbers.front() < kept[id].numbers.front()
-                                : !same && isChangeCounter(id)) {
-            return false;
-        }
-        moved = moved || (!same && id != Id::SysUpTime);
         std::swap(kept[id], read);
     }
     for (const Id id : fastRows) {
@@ -187,21 +185,20 @@ bool Session::Impl::hearAgain(const MessageHead& message, const device::KeptPict
             continue;
         }
         read.clear();
-        if (!takeRows(answer, id, m_index->of(id), std::as_const(kept)[id], read)) {
+        if (!takeRows(answer, id, m_index->of(id), std::as_const(kept)[id], read) || saysMore(id)) {
             return false;
         }
-        moved = moved || read.numbers != std::as_const(kept)[id].numbers;
         std::swap(kept[id], read);
     }
     read.clear();
     const ColumnData& alerts = std::as_const(kept)[Id::PrtAlertSeverityLevel];
     if (!takeRows(answer, Id::PrtAlertSeverityLevel, m_index->of(Id::PrtAlertSeverityLevel), alerts, read) ||
-        read != alerts || !answer.takeRest()) {
+        saysMore(Id::PrtAlertSeverityLevel) || !answer.takeRest()) {
         return false;
     }
     m_kept.keep(work.reading);
     m_outcome = ReadOutcome::Unchanged;
-    if (moved) {
+    if (change == FastChange::Numbers) {
         refresh(work.reading, published, work.status);
     }
     return true;

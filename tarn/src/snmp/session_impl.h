@@ -82,8 +82,6 @@ private:
     void addInstance(ColumnId id);
     void addRows(ColumnId id, int group, bool askExpected);
     const PrinterTables& known() const { return m_talk->before.tables; }
-    bool restarted(const PrinterTables& tables) const;
-    bool changeCounterMoved() const;
     bool lacksColumn(ColumnId id) const;
 
     RequestSizing m_sizing;

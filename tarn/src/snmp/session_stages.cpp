@@ -260,7 +260,8 @@ void Session::Impl::finishTables()
     for (const GroupedColumn& column : fullRows) {
         m_talk->now.tables[column.id] = m_talk->columns->take(column.id);
     }
-    if (m_kind == ReadKind::Full && restarted(m_talk->now.tables)) {
+    if (m_kind == ReadKind::Full &&
+        isRestart(known()[Id::SysUpTime].firstNumber(), m_talk->now.tables[Id::SysUpTime].firstNumber())) {
         m_oneFast = false;
         return end(ReadOutcome::Restarted);
     }
@@ -376,56 +377,32 @@ void Session::Impl::finishFast()
 {
     PrinterTables& kept = m_talk->before.tables; // becomes what is known now
     PrinterTables& read = m_talk->now.tables;
-    bool moved = false;
+    FastChange change = FastChange::None;
+    const auto take = [&](Id id) {
+        read[id] = m_talk->columns->take(id);
+        change = std::max(change, changeIn(id, known()[id], read[id]));
+    };
     m_oneFast = m_talk->answers == 1;
     m_fastLimits = m_sizing.limits();
     for (const Id id : fastScalars) {
-        read[id] = m_talk->columns->take(id);
-        m_oneFast = m_oneFast && read[id].rows == kept[id].rows; // what is gone is not asked for again
-        const bool counts = id != Id::SysUpTime && !kept[id].empty();
-        moved = moved || (counts && read[id] != kept[id]);
+        take(id);
+        m_oneFast = m_oneFast && read[id].rows == known()[id].rows; // what is gone is not asked for again
     }
-    if (restarted(read)) {
-        return end(ReadOutcome::Restarted);
-    }
-    const ColumnData alerts = m_talk->columns->take(Id::PrtAlertSeverityLevel);
-    bool needsFull = changeCounterMoved() || alerts != kept[Id::PrtAlertSeverityLevel];
     for (const Id id : fastRows) {
-        read[id] = m_talk->columns->take(id);
-        needsFull = needsFull || read[id].rows != kept[id].rows;
-        moved = moved || read[id].numbers != kept[id].numbers;
+        take(id);
     }
-    if (needsFull) {
-        return end(ReadOutcome::NeedsFull);
+    take(Id::PrtAlertSeverityLevel);
+    if (change > FastChange::Numbers) {
+        return end(change == FastChange::Restart ? ReadOutcome::Restarted : ReadOutcome::NeedsFull);
     }
-    kept[Id::SysUpTime] = std::move(read[Id::SysUpTime]);
-    if (moved) {
-        for (const Id id : fastScalars) {
-            if (id != Id::SysUpTime) {
-                kept[id] = std::move(read[id]);
-            }
-        }
-        for (const Id id : fastRows) {
-            kept[id] = std::move(read[id]);
-        }
+    for (const Id id : fastScalars) {
+        kept[id] = std::move(read[id]);
+    }
+    for (const Id id : fastRows) {
+        kept[id] = std::move(read[id]);
     }
     m_kept.keep(m_talk->before);
-    return moved ? publish(m_talk->before) : end(ReadOutcome::Unchanged);
-}
-
-// The time since start went back. The counter's own wrap after 497 days looks the same: then the whole
-// reading is done once more, which costs nothing.
-bool Session::Impl::restarted(const PrinterTables& tables) const
-{
-    const std::optional<std::int64_t> before = known()[Id::SysUpTime].firstNumber();
-    const std::optional<std::int64_t> now = tables[Id::SysUpTime].firstNumber();
-    return before && now && *now < *before;
-}
-
-bool Session::Impl::changeCounterMoved() const
-{
-    return std::any_of(std::begin(fastScalars), std::end(fastScalars),
-                       [&](Id id) { return isChangeCounter(id) && m_talk->now.tables[id] != known()[id]; });
+    return change == FastChange::Numbers ? publish(m_talk->before) : end(ReadOutcome::Unchanged);
 }
 
 } // namespace tarn::snmp

@@ -9,6 +9,7 @@ kel_add_gtest(tarn_engine_test
             engine/lossy_network_test.cpp
             engine/mass_silence_test.cpp
             engine/polling_scenarios_test.cpp
+            engine/replay_cache_test.cpp
             engine/silence_scenarios_test.cpp
             engine/simulated_network.cpp
             engine/small_parts_test.cpp
