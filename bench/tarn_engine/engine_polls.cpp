@@ -78,7 +78,7 @@ public:
                         {{addressOf(printer), kResponderPort},
                          {reinterpret_cast<const std::uint8_t*>(m_request.data()), m_request.size()}});
                 }
-                asked += m_port.send(batch.data(), batch.size());
+                asked += m_port.send(engine::Lane::Answering, batch.data(), batch.size());
             }
             const std::size_t got = m_port.receive().size();
             answers += got;

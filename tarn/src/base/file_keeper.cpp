@@ -16,6 +16,9 @@ struct FileKeeper::State
     {
     }
 
+    // True when the thread runs, which it does after this unless the system gives none.
+    static bool ensureThread(const std::shared_ptr<State>& state, std::thread& thread)
+        TARN_REQUIRES(state->mutex);
     bool doNext() TARN_EXCLUDES(mutex);
     void readNow() TARN_EXCLUDES(mutex);
     void writeNow(std::string text) TARN_EXCLUDES(mutex);
@@ -125,31 +128,30 @@ FileKeeper::~FileKeeper()
     stop(std::chrono::steady_clock::now());
 }
 
-// Under the state's mutex.
-bool FileKeeper::ensureThread()
+bool FileKeeper::State::ensureThread(const std::shared_ptr<State>& state, std::thread& thread)
 {
-    if (m_state->isStopping || !m_library.isHeld()) {
+    if (state->isStopping) {
         return false;
     }
-    if (m_state->isRunning) {
+    if (state->isRunning) {
         return true;
     }
-    if (m_thread.joinable()) {
-        m_thread.join(); // it has let go of the mutex for the last time
+    if (thread.joinable()) {
+        thread.join(); // it has let go of the mutex for the last time
     }
-    m_thread = workerThread("tarn-files", [state = m_state] {
+    thread = workerThread("tarn-files", [state] {
         while (state->doNext()) {
         }
     });
-    m_state->isRunning = m_thread.joinable();
-    return m_state->isRunning;
+    state->isRunning = thread.joinable();
+    return state->isRunning;
 }
 
 bool FileKeeper::read()
 {
     const MutexLock lock(m_state->mutex);
     m_state->wantsRead = true;
-    m_state->wantsRead = ensureThread();
+    m_state->wantsRead = m_library.isHeld() && State::ensureThread(m_state, m_thread);
     return m_state->wantsRead;
 }
 
@@ -170,7 +172,7 @@ std::optional<std::string> FileKeeper::takeText()
 bool FileKeeper::replace(std::string text)
 {
     const MutexLock lock(m_state->mutex);
-    if (!ensureThread()) {
+    if (!m_library.isHeld() || !State::ensureThread(m_state, m_thread)) {
         return false;
     }
     m_state->toWrite = std::move(text);

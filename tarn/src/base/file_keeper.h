@@ -57,7 +57,6 @@ public:
 
 private:
     struct State;
-    [[nodiscard]] bool ensureThread();
 
     const std::shared_ptr<State> m_state; // the thread's as well
     LibraryReference m_library;
