@@ -172,7 +172,7 @@ void LibusbBus::releaseList()
     }
 }
 
-std::vector<UsbDevice> LibusbBus::devices()
+std::optional<std::vector<UsbDevice>> LibusbBus::devices()
 {
     releaseList();
     m_changed = false;
@@ -188,6 +188,10 @@ std::vector<UsbDevice> LibusbBus::devices()
             m_devices[{device->bus, device->address}] = m_list[i];
             found.push_back(std::move(*device));
         }
+    }
+    m_isUnknown = m_sysfs.lackedDescriptors() || count < 0;
+    if (m_isUnknown) {
+        return std::nullopt;
     }
     return found;
 }
@@ -263,11 +267,12 @@ bool LibusbBus::waitForChange(Milliseconds longest)
         return false;
     }
     Clock::duration time = longest;
-    if (!m_hotplug) {
+    const bool isToLook = !m_hotplug || m_isUnknown;
+    if (isToLook) {
         time = std::min<Clock::duration>(time, m_lookedAt + kLookInterval - Clock::now());
     }
     handleEvents(time, nullptr);
-    return m_changed || (!m_hotplug && Clock::now() >= m_lookedAt + kLookInterval);
+    return m_changed || (isToLook && Clock::now() >= m_lookedAt + kLookInterval);
 }
 
 int LIBUSB_CALL LibusbBus::changed(libusb_context* /*context*/, libusb_device* /*device*/,

@@ -30,7 +30,7 @@ public:
     LibusbBus(const LibusbBus&) = delete;
     LibusbBus& operator=(const LibusbBus&) = delete;
 
-    std::vector<UsbDevice> devices() override;
+    std::optional<std::vector<UsbDevice>> devices() override;
     UsbAnswer ask(const UsbDevice& device, Question question) override;
     bool waitForChange(Milliseconds longest) override;
     void interrupt() override;
@@ -53,13 +53,14 @@ private:
                                    void* self);
 
     const std::unique_ptr<LibusbLibrary> m_usb;
-    const Sysfs m_sysfs;
     libusb_context* m_context = nullptr; // constant after begin()
     bool m_hotplug = false;              // constant after begin()
     std::atomic<bool> m_stopped{false};
 
     // the scout's thread, which is the only one that handles libusb's events
+    Sysfs m_sysfs;
     bool m_changed = false;
+    bool m_isUnknown = false; // what is on the bus: the last look failed
     Clock::time_point m_lookedAt{};
     libusb_device** m_list = nullptr;
     std::map<std::pair<std::uint8_t, std::uint8_t>, libusb_device*> m_devices; // by bus and address

@@ -34,7 +34,11 @@ std::vector<long> portsOf(const std::string& path)
 
 bool UsbScout::look(UsbBus& bus)
 {
-    std::vector<UsbDevice> present = bus.devices();
+    std::optional<std::vector<UsbDevice>> found = bus.devices();
+    if (!found) {
+        return false; // nobody is gone for that
+    }
+    std::vector<UsbDevice>& present = *found;
     std::sort(present.begin(), present.end(), [](const UsbDevice& left, const UsbDevice& right) {
         return portsOf(left.path) < portsOf(right.path);
     });

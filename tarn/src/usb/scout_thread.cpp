@@ -1,5 +1,6 @@
 #include "tarn/src/usb/scout_thread.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -93,15 +94,30 @@ void ScoutThread::loop()
 {
     Orders orders;
     while (awaitOrders(orders)) {
+        bool isOver = false;
         try {
-            watch(orders);
-        } catch (const std::exception&) { // out of memory: whoever wants it again may have more luck
-            const MutexLock lock(m_mutex);
-            m_looking = m_looking && m_orders.generation != orders.generation;
+            isOver = watch(orders);
+        } catch (const std::exception&) { // out of memory
         }
         m_scout.forgetAll();
-        const MutexLock lock(m_mutex);
-        m_bus.reset();
+        {
+            const MutexLock lock(m_mutex);
+            m_bus.reset();
+        }
+        if (!isOver) {
+            pause(orders.generation);
+        }
+    }
+}
+
+// Until it is worth another try, or something else is ordered.
+void ScoutThread::pause(std::uint64_t generation)
+{
+    const auto until = std::chrono::steady_clock::now() + m_pause;
+    m_pause = std::min(2 * m_pause, kLongestPause);
+    const MutexLock lock(m_mutex);
+    m_orders.lookAgain = true;
+    while (!m_stopping && m_orders.generation == generation && m_ordered.waitUntil(m_mutex, until)) {
     }
 }
 
@@ -116,19 +132,21 @@ bool ScoutThread::awaitOrders(Orders& out)
     return !m_stopping;
 }
 
-// Watches the bus for as long as that is wanted.
-void ScoutThread::watch(const Orders& first)
+// Watches the bus for as long as that is wanted. False when it cannot be opened.
+bool ScoutThread::watch(const Orders& first)
 {
-    const std::shared_ptr<UsbBus> bus = openBus(first.generation);
+    const std::shared_ptr<UsbBus> bus = openBus();
     if (!bus) {
-        return;
+        return false;
     }
     Orders orders = first;
+    m_pause = kShortestPause;
     while (refresh(orders)) {
         if (step(*bus, orders)) {
             post(orders.generation);
         }
     }
+    return true;
 }
 
 // Adds what was ordered since; false when these orders are no longer those of the day.
@@ -179,7 +197,7 @@ void ScoutThread::post(std::uint64_t generation)
     m_toTake.signal();
 }
 
-std::shared_ptr<UsbBus> ScoutThread::openBus(std::uint64_t generation)
+std::shared_ptr<UsbBus> ScoutThread::openBus()
 {
     std::string why;
     std::shared_ptr<UsbBus> bus = m_openBus(why);
@@ -188,9 +206,6 @@ std::shared_ptr<UsbBus> ScoutThread::openBus(std::uint64_t generation)
         std::fprintf(stderr, "tarn: USB printers cannot be found: %s\n", why.c_str());
     }
     const MutexLock lock(m_mutex);
-    if (!bus && m_orders.generation == generation) {
-        m_looking = false;
-    }
     m_bus = bus;
     return m_stopping ? nullptr : bus;
 }

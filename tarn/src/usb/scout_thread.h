@@ -22,12 +22,17 @@ namespace tarn::usb {
 // Invariants
 //  (1) take() gives the newest sightings, each only once, and none from before the last look().
 //  (2) descriptor() is readable when there is something to take.
-//  (3) The bus is opened when somebody first looks, and closed when nobody does any more.
+//  (3) The bus is opened when somebody first looks, and closed when nobody does any more. Where that fails,
+//  or
+//      memory runs out, it is opened again after kShortestPause, then twice as long, up to kLongestPause.
 // Threading: any thread, but for start() and the destructor, which are the owner's. Ownership: borrows the
 // clock, which must outlive it.
 class ScoutThread final
 {
 public:
+    static constexpr std::chrono::milliseconds kShortestPause{500};
+    static constexpr std::chrono::milliseconds kLongestPause{60000};
+
     ScoutThread(const Clock& clock, UsbBusMaker openBus, std::string ippUsbDirectory);
     // Ends the thread, whatever it waits for.
     ~ScoutThread();
@@ -59,11 +64,12 @@ private:
 
     void loop() TARN_EXCLUDES(m_mutex);
     bool awaitOrders(Orders& out) TARN_EXCLUDES(m_mutex);
-    void watch(const Orders& first) TARN_EXCLUDES(m_mutex);
+    bool watch(const Orders& first) TARN_EXCLUDES(m_mutex);
     bool refresh(Orders& orders) TARN_EXCLUDES(m_mutex);
     bool step(UsbBus& bus, Orders& orders) TARN_EXCLUDES(m_mutex);
     void post(std::uint64_t generation) TARN_EXCLUDES(m_mutex);
-    std::shared_ptr<UsbBus> openBus(std::uint64_t generation) TARN_EXCLUDES(m_mutex);
+    void pause(std::uint64_t generation) TARN_EXCLUDES(m_mutex);
+    std::shared_ptr<UsbBus> openBus() TARN_EXCLUDES(m_mutex);
     void interrupt() TARN_REQUIRES(m_mutex);
 
     // constant after start()
@@ -74,6 +80,7 @@ private:
     // the thread's
     UsbScout m_scout;
     bool m_complained = false;
+    std::chrono::milliseconds m_pause = kShortestPause;
 
     Mutex m_mutex;
     Condition m_ordered;

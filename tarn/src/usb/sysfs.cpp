@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "tarn/src/base/files.h"
+#include "tarn/src/base/wakeup_fd.h"
 #include "tarn/src/device/device_id.h"
 #include "tarn/src/device/text.h"
 
@@ -15,14 +16,23 @@ constexpr std::size_t kLargestText = 1024; // a string descriptor holds 126 char
 
 } // namespace
 
-std::string Sysfs::text(const std::string& device, const char* attribute) const
+std::string Sysfs::read(const std::string& file, std::size_t maxBytes)
 {
-    return device::tidyText(readFile(m_directory + '/' + device + '/' + attribute, kLargestText).text);
+    FileText text = readFile(m_directory + '/' + file, maxBytes);
+    if (text.error == ReadError::Unreadable && !WakeupFd().open()) {
+        m_lackedDescriptors = true;
+    }
+    return std::move(text.text);
 }
 
-std::optional<UsbDevice> Sysfs::printerAt(const std::string& path) const
+std::string Sysfs::text(const std::string& device, const char* attribute)
 {
-    const std::string octets = readFile(m_directory + '/' + path + "/descriptors", kLargestDescriptors).text;
+    return device::tidyText(read(device + '/' + attribute, kLargestText));
+}
+
+std::optional<UsbDevice> Sysfs::printerAt(const std::string& path)
+{
+    const std::string octets = read(path + "/descriptors", kLargestDescriptors);
     const std::optional<Descriptors> descriptors = readDescriptors(octets);
     if (!descriptors || descriptors->printers.empty()) {
         return std::nullopt;
@@ -43,7 +53,7 @@ std::optional<UsbDevice> Sysfs::printerAt(const std::string& path) const
     device.serialText = text(path, "serial");
     const std::string node =
         path + ':' + std::to_string(interface->configuration) + '.' + std::to_string(interface->number);
-    device.systemId = readFile(m_directory + '/' + node + "/ieee1284_id", device::DeviceId::kLargest).text;
+    device.systemId = read(node + "/ieee1284_id", device::DeviceId::kLargest);
     return device;
 }
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "tarn/src/usb/usb_bus.h"
 
@@ -15,13 +16,19 @@ class Sysfs final
 public:
     explicit Sysfs(std::string directory = "/sys/bus/usb/devices") : m_directory(std::move(directory)) {}
 
-    // The device in that socket, without bus and address; nothing when it has no printer's interface.
-    std::optional<UsbDevice> printerAt(const std::string& path) const;
+    // The device in that socket, without bus and address; nothing when it has no printer's interface, or
+    // could not be read.
+    std::optional<UsbDevice> printerAt(const std::string& path);
+
+    // Whether something could not be read since the last call as no descriptor was to be had.
+    bool lackedDescriptors() { return std::exchange(m_lackedDescriptors, false); }
 
 private:
-    std::string text(const std::string& device, const char* attribute) const;
+    std::string read(const std::string& file, std::size_t maxBytes);
+    std::string text(const std::string& device, const char* attribute);
 
     const std::string m_directory;
+    bool m_lackedDescriptors = false;
 };
 
 } // namespace tarn::usb

@@ -36,8 +36,19 @@ UsbBackend::~UsbBackend()
     }
 }
 
-// False when the system gives no thread or no descriptor.
-bool UsbBackend::begin()
+// Has the bus watched, now or, when the system gives no thread or no descriptor, at another try.
+void UsbBackend::begin()
+{
+    m_beginAt = m_clock.now() + m_pause;
+    m_pause = std::min(2 * m_pause, kLongestPause);
+    if (m_scout || makeScout()) {
+        m_scout->look(true);
+        m_beginAt = kNever;
+        m_pause = kShortestPause;
+    }
+}
+
+bool UsbBackend::makeScout()
 {
     if (m_pollFd < 0) {
         m_pollFd = ::epoll_create1(EPOLL_CLOEXEC);
@@ -62,16 +73,20 @@ void UsbBackend::discover(Discovery discovery, bool on)
     if (discovery != Discovery::Usb || on == m_on) {
         return;
     }
-    if (on && !m_scout && !begin()) {
+    if (on) {
+        m_on = true;
+        begin();
         return;
     }
-    m_on = on;
-    m_scout->look(on);
-    if (!on) {
-        m_ipp.forgetAll();
-        m_printers.clear();
-        tellRoster();
+    if (m_scout) {
+        m_scout->look(false);
     }
+    m_ipp.forgetAll();
+    m_printers.clear();
+    m_pending.reset();
+    tellRoster();
+    m_beginAt = kNever;
+    m_on = false;
 }
 
 void UsbBackend::wake(const Target& target)
@@ -85,22 +100,29 @@ void UsbBackend::wake(const Target& target)
 
 void UsbBackend::networkChanged()
 {
-    if (m_on) {
+    if (m_on && m_scout) {
         m_scout->lookAgain();
     }
 }
 
 void UsbBackend::run()
 {
+    const TimePoint now = m_clock.now();
+    if (m_beginAt <= now) {
+        begin();
+    }
     if (!m_scout) {
         return;
     }
     if (std::optional<std::vector<Sighting>> sightings = m_scout->take(); sightings && m_on) {
-        adopt(std::move(*sightings));
+        m_pending = std::move(sightings);
+    }
+    if (m_pending) {
+        adopt(*m_pending);
+        m_pending.reset();
         askOverIpp();
     }
     m_ipp.run();
-    const TimePoint now = m_clock.now();
     for (auto& [key, printer] : m_printers) {
         if (printer.askAt <= now) {
             askOrPutAside(printer, now);
@@ -110,7 +132,7 @@ void UsbBackend::run()
 
 TimePoint UsbBackend::nextDeadline() const
 {
-    TimePoint next = kNever;
+    TimePoint next = m_beginAt;
     for (const auto& [key, printer] : m_printers) {
         next = std::min(next, printer.askAt);
     }
@@ -141,44 +163,43 @@ void UsbBackend::askOverIpp()
     }
 }
 
-void UsbBackend::adopt(std::vector<Sighting> sightings)
+// May be repeated after it threw: nothing is lost by that.
+void UsbBackend::adopt(const std::vector<Sighting>& sightings)
 {
-    bool listed = dropMissing(sightings);
-    for (Sighting& sighting : sightings) {
+    dropMissing(sightings);
+    for (const Sighting& sighting : sightings) {
         const auto known = m_printers.find(sighting.key);
         if (known == m_printers.end()) {
-            meet(std::move(sighting));
-            listed = true;
+            meet(sighting);
         } else {
-            listed = update(known->second, std::move(sighting)) || listed;
+            update(known->second, sighting);
         }
     }
-    if (listed) {
+    if (m_rosterChanged) {
         tellRoster();
     }
 }
 
-// True when a printer was dropped.
-bool UsbBackend::dropMissing(const std::vector<Sighting>& sightings)
+void UsbBackend::dropMissing(const std::vector<Sighting>& sightings)
 {
     std::set<std::string> present;
     for (const Sighting& sighting : sightings) {
         present.insert(sighting.key);
     }
-    const std::size_t before = m_printers.size();
     for (auto at = m_printers.begin(); at != m_printers.end();) {
         if (present.count(at->first) != 0) {
             ++at;
             continue;
         }
+        m_rosterChanged = true;
         m_ipp.forget(at->first);
         at = m_printers.erase(at);
     }
-    return m_printers.size() != before;
 }
 
-void UsbBackend::meet(Sighting sighting)
+void UsbBackend::meet(const Sighting& sighting)
 {
+    m_rosterChanged = true;
     const TimePoint now = m_clock.now();
     Printer printer;
     printer.target = std::make_shared<Target>(
@@ -188,28 +209,22 @@ void UsbBackend::meet(Sighting sighting)
     printer.target->report(Way::Usb, sighting.picture);
     printer.target->markAnswered(sighting.heard);
     printer.target->markMet();
-    printer.sighting = std::move(sighting);
+    printer.sighting = sighting;
     printer.askAt = now + kInterval;
-    const std::string key = printer.sighting.key;
-    m_printers.emplace(key, std::move(printer));
+    m_printers.emplace(sighting.key, std::move(printer));
 }
 
-// True when the list shows something of what has changed.
-bool UsbBackend::update(Printer& printer, Sighting sighting)
+void UsbBackend::update(Printer& printer, const Sighting& sighting)
 {
     Target& target = *printer.target;
     target.markAnswered(sighting.heard);
-    const bool listed =
-        sighting.identity != printer.sighting.identity || sighting.name != printer.sighting.name;
-    const bool changed = sighting.picture != printer.sighting.picture;
-    if (changed) {
+    m_rosterChanged = m_rosterChanged || sighting.identity != printer.sighting.identity ||
+                      sighting.name != printer.sighting.name;
+    if (sighting.picture != printer.sighting.picture) {
         target.report(Way::Usb, sighting.picture);
-    }
-    printer.sighting = std::move(sighting);
-    if (changed) {
         m_listener.targetChanged(target);
     }
-    return listed;
+    printer.sighting = sighting;
 }
 
 // In the order of the names, which does not change when a printer is plugged in somewhere else.
@@ -226,6 +241,7 @@ void UsbBackend::tellRoster()
         roster.begin(), roster.end(),
         [](const DiscoveredPrinter& left, const DiscoveredPrinter& right) { return left.name < right.name; });
     m_listener.rosterChanged(Discovery::Usb, std::move(roster));
+    m_rosterChanged = false;
 }
 
 } // namespace tarn::usb

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,9 @@ namespace tarn::usb {
 // Invariants
 //  (1) Nothing is loaded and no thread runs before discover() is first told to; nor are they for IPP before
 //      a printer is met that ipp-usb serves.
-//  (2) A printer's target is touched from the run() that lists it to the one that misses it.
+//  (2) Only success is remembered: without a descriptor, a thread, memory or the library it tries again, more
+//      and more rarely.
+//  (3) A printer's target is touched from the run() that lists it to the one that misses it.
 // Threading: engine thread only; devices are waited for by a ScoutThread. Ownership: borrows clock and
 // listener, which must outlive it.
 class UsbBackend final : public engine::Backend
@@ -61,6 +64,8 @@ public:
     int descriptor() const override { return m_pollFd; }
 
     static constexpr Milliseconds kInterval{2000};
+    static constexpr Milliseconds kShortestPause{1000}; // without a descriptor or thread
+    static constexpr Milliseconds kLongestPause{60000};
     static constexpr Milliseconds kUnopened{60000}; // who is not opened for so long is not asked
 
 private:
@@ -71,12 +76,13 @@ private:
         TimePoint askAt = kNever; // kNever: it was put aside
     };
 
-    bool begin();
+    void begin();
+    bool makeScout();
     bool listenTo(int descriptor) const;
-    void adopt(std::vector<Sighting> sightings);
-    void meet(Sighting sighting);
-    bool update(Printer& printer, Sighting sighting);
-    bool dropMissing(const std::vector<Sighting>& sightings);
+    void adopt(const std::vector<Sighting>& sightings);
+    void meet(const Sighting& sighting);
+    void update(Printer& printer, const Sighting& sighting);
+    void dropMissing(const std::vector<Sighting>& sightings);
     void tellRoster();
     void askOrPutAside(Printer& printer, TimePoint now);
     void askOverIpp();
@@ -89,7 +95,11 @@ private:
     int m_pollFd = -1;       // an epoll of what the scout and the requests have to say
     bool m_ippHeard = false; // the answers over IPP are in it
     bool m_on = false;
-    std::map<std::string, Printer> m_printers; // by key
+    TimePoint m_beginAt = kNever;                   // the next try to watch the bus
+    Milliseconds m_pause = kShortestPause;          // after it
+    std::optional<std::vector<Sighting>> m_pending; // taken, and not wholly adopted yet
+    bool m_rosterChanged = false;                   // and the listener does not know
+    std::map<std::string, Printer> m_printers;      // by key
 };
 
 } // namespace tarn::usb

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,8 +59,9 @@ class UsbBus
 public:
     virtual ~UsbBus() = default;
 
-    // The devices with a printer's interface that are plugged in now.
-    virtual std::vector<UsbDevice> devices() = 0;
+    // The devices with a printer's interface that are plugged in now; nothing when the system gives no
+    // descriptor or memory to find out, and waitForChange() then soon says to look again.
+    virtual std::optional<std::vector<UsbDevice>> devices() = 0;
     // Asks a device of the last devices(). Takes a second at most.
     virtual UsbAnswer ask(const UsbDevice& device, Question question) = 0;
     // Until something was plugged in or out, which may show only every two seconds, interrupt(), or the time

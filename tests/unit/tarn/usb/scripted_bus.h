@@ -51,6 +51,18 @@ public:
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_asked[{path, question}];
     }
+    // So many looks at the devices fail for lack of descriptors.
+    void failLooks(unsigned howMany)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_failingLooks = howMany;
+        announce();
+    }
+    unsigned failingLooks()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_failingLooks;
+    }
     unsigned opened()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -76,6 +88,7 @@ private:
     std::map<std::pair<std::string, Question>, unsigned> m_asked;
     std::uint8_t m_lastAddress = 1;
     unsigned m_opened = 0;
+    unsigned m_failingLooks = 0;
     bool m_changed = false;
     bool m_interrupted = false;
     bool m_stopped = false;
@@ -92,9 +105,14 @@ public:
         m_ports.m_stopped = false;
     }
 
-    std::vector<UsbDevice> devices() override
+    std::optional<std::vector<UsbDevice>> devices() override
     {
         const std::lock_guard<std::mutex> lock(m_ports.m_mutex);
+        if (m_ports.m_failingLooks > 0) {
+            --m_ports.m_failingLooks;
+            m_ports.announce(); // look again
+            return std::nullopt;
+        }
         m_ports.m_changed = false;
         std::vector<UsbDevice> all;
         for (auto at = m_ports.m_devices.rbegin(); at != m_ports.m_devices.rend(); ++at) { // in no order

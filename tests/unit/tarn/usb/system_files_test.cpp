@@ -7,6 +7,7 @@
 #include "tarn/src/usb/ipp_usb.h"
 #include "tarn/src/usb/rights.h"
 #include "tarn/src/usb/sysfs.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn::usb {
@@ -32,7 +33,14 @@ TEST_F(UsbSystemFilesTest, DeviceIsReadFromTheSystemsFiles)
     write("1-2.3/product", " Jet 5 \n");
     write("1-2.3/serial", "A1\n");
     write("1-2.3:1.1/ieee1284_id", "MFG:Acme;MDL:Jet;\n");
-    const std::optional<UsbDevice> device = Sysfs(path()).printerAt("1-2.3");
+    Sysfs sysfs(path());
+    {
+        const tarn::test::NoDescriptors none;
+        EXPECT_FALSE(sysfs.printerAt("1-2.3"));
+        EXPECT_TRUE(sysfs.lackedDescriptors());
+    }
+    const std::optional<UsbDevice> device = sysfs.printerAt("1-2.3");
+    EXPECT_FALSE(sysfs.lackedDescriptors());
     ASSERT_TRUE(device);
     EXPECT_EQ(device->path, "1-2.3");
     EXPECT_EQ(device->vendor, 0x1234);

@@ -33,6 +33,10 @@ public:
     void rosterChanged(engine::Discovery discovery, std::vector<engine::DiscoveredPrinter> printers) override
     {
         EXPECT_EQ(discovery, engine::Discovery::Usb);
+        if (failures > 0) {
+            --failures;
+            throw std::bad_alloc();
+        }
         roster = std::move(printers);
         ++rosters;
     }
@@ -40,6 +44,7 @@ public:
     std::vector<engine::DiscoveredPrinter> roster;
     unsigned changes = 0;
     unsigned rosters = 0;
+    unsigned failures = 0; // that are still to come
 };
 
 // The requests over IPP, which the test answers.

@@ -3,8 +3,10 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <new>
 
 #include "tarn/src/usb/libusb_bus.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 
 namespace tarn::usb {
 namespace {
@@ -210,16 +212,85 @@ TEST_F(UsbBackendTest, MissingLibraryIsOneLineAndNoPrinters)
     m_backend =
         std::make_unique<UsbBackend>(m_clock, m_listener, UsbBackend::Parts{open, nullptr, "/missing"});
     m_backend->discover(Discovery::Usb, true);
-    ASSERT_TRUE(eventually([&] { return tries == 1; }));
+    ASSERT_TRUE(eventually([&] { return tries >= 1; }));
     m_backend->discover(Discovery::Usb, false);
     m_backend->discover(Discovery::Usb, true);
-    ASSERT_TRUE(eventually([&] { return tries == 2; }));
+    ASSERT_TRUE(eventually([&] { return tries >= 2; }));
     m_backend->run();
     EXPECT_TRUE(m_listener.roster.empty());
     m_backend.reset();
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
     EXPECT_NE(said.find("libusb-that-is-missing.so.0"), std::string::npos) << said;
+}
+
+TEST_F(UsbBackendTest, BusThatCouldNotBeOpenedIsOpenedALittleLater)
+{
+    m_ports.plug("1-1", {said("MFG:Lyra;MDL:Jet;SN:L1;"), said("\x18")});
+    std::atomic<unsigned> tries{0};
+    const UsbBusMaker open = [&](std::string& why) -> std::unique_ptr<UsbBus> {
+        switch (++tries) {
+        case 1:
+            why = "no descriptor";
+            return nullptr;
+        case 2:
+            throw std::bad_alloc();
+        default:
+            return std::make_unique<test::ScriptedBus>(m_ports);
+        }
+    };
+    testing::internal::CaptureStderr();
+    m_backend =
+        std::make_unique<UsbBackend>(m_clock, m_listener, UsbBackend::Parts{open, nullptr, "/missing"});
+    m_backend->discover(Discovery::Usb, true);
+    EXPECT_TRUE(awaitRoster(1));
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+}
+
+TEST_F(UsbBackendTest, WithoutDescriptorsAtTheBeginningItBeginsLater)
+{
+    m_ports.plug("1-1", {said("MFG:Lyra;MDL:Jet;SN:L1;"), said("\x18")});
+    {
+        const tarn::test::NoDescriptors none;
+        m_backend->discover(Discovery::Usb, true);
+        m_backend->run();
+    }
+    EXPECT_EQ(m_backend->descriptor(), -1);
+    EXPECT_EQ(m_backend->nextDeadline(), m_clock.now() + UsbBackend::kShortestPause);
+    m_clock.pass(UsbBackend::kShortestPause);
+    EXPECT_TRUE(awaitRoster(1));
+    EXPECT_GE(m_backend->descriptor(), 0);
+}
+
+TEST_F(UsbBackendTest, BusThatCannotBeReadForAMomentLosesNobody)
+{
+    m_ports.plug("1-1", {said("MFG:Lyra;MDL:Jet;SN:L1;"), said("\x18")});
+    m_ports.failLooks(1);
+    m_backend->discover(Discovery::Usb, true);
+    EXPECT_TRUE(awaitRoster(1));
+    const auto target = m_listener.roster[0].target;
+    m_ports.failLooks(3);
+    m_ports.plug("1-2", {said("MFG:Lyra;MDL:Jet;SN:L2;"), said("\x18")});
+    EXPECT_TRUE(awaitRoster(2));
+    EXPECT_EQ(m_ports.failingLooks(), 0u);
+    EXPECT_EQ(m_listener.roster[0].target, target);
+    EXPECT_EQ(m_ports.asked("1-1", Question::DeviceId), 1u) << "it was never gone";
+}
+
+TEST_F(UsbBackendTest, WithoutMemoryTheListIsToldLater)
+{
+    m_ports.plug("1-1", {said("MFG:Lyra;MDL:Jet;SN:L1;"), said("\x18")});
+    m_listener.failures = 3;
+    m_backend->discover(Discovery::Usb, true);
+    EXPECT_TRUE(kel_test::eventually([&] {
+        try {
+            m_backend->run();
+        } catch (const std::bad_alloc&) { // as the engine does
+        }
+        return m_listener.roster.size() == 1;
+    }));
+    EXPECT_EQ(m_listener.failures, 0u);
 }
 
 } // namespace
