@@ -225,7 +225,9 @@ void SnmpPoller::rest(SnmpPeer& peer)
 {
     const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
     peer.dialogue->rest();
-    std::string().swap(peer.request);
+    if (!peer.request.empty()) {
+        std::string().swap(peer.request);
+    }
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
     m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));

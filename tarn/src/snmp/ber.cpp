@@ -24,12 +24,15 @@ std::optional<std::int64_t> signedOf(ByteView content)
         return std::nullopt;
     }
     const std::uint8_t fill = (content.data[0] & 0x80) != 0 ? 0xFF : 0x00;
-    std::uint64_t number = fill != 0 ? ~std::uint64_t{0} : 0;
-    for (std::size_t i = 0; i < content.size; ++i) {
-        if (i + 8 < content.size && content.data[i] != fill) {
+    std::size_t at = 0;
+    for (; content.size - at > 8; ++at) {
+        if (content.data[at] != fill) {
             return std::nullopt;
         }
-        number = (number << 8) | content.data[i];
+    }
+    std::uint64_t number = fill != 0 ? ~std::uint64_t{0} : 0;
+    for (; at < content.size; ++at) {
+        number = (number << 8) | content.data[at];
     }
     return static_cast<std::int64_t>(number);
 }
