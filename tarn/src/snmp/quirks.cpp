@@ -62,10 +62,31 @@ const VendorObject vendorObjects[] = {
     {0, F::SerialNumber, "1.3.6.1.4.1.11.2.3.9.1.1.7.0", T::DeviceId, "prtGeneralSerialNumber is missing"},
 };
 
-// Agents that say nothing of the maker: their sysObjectID does not tell whom to ask.
-constexpr std::uint32_t generalAgents[] = {
-    8072, // Net-SNMP
-    2021, // its predecessor
+// What the enterprise of an agent's sysObjectID says of the printer.
+enum class AgentQuirk : std::uint8_t
+{
+    NoMaker,         // nothing: it is a general agent's, and all vendor objects are asked for
+    PrintServerOnly, // nothing: what the agent calls itself is a print server
+};
+
+struct AgentMaker
+{
+    std::uint32_t enterprise;
+    AgentQuirk quirk;
+    const char* seen;
+};
+
+constexpr AgentMaker agentMakers[] = {
+    {171, AgentQuirk::PrintServerOnly, "D-Link DP-301P+"},
+    {244, AgentQuirk::PrintServerOnly, "Lantronix EPS2"},
+    {343, AgentQuirk::PrintServerOnly, "Intel NetportExpress"},
+    {368, AgentQuirk::PrintServerOnly, "Axis 5600+"},
+    {683, AgentQuirk::PrintServerOnly, "Extended Systems ExtendNet"},
+    {1229, AgentQuirk::PrintServerOnly, "SEH InterCon PS03"},
+    {2021, AgentQuirk::NoMaker, "Net-SNMP's predecessor"},
+    {3955, AgentQuirk::PrintServerOnly, "Linksys PSUS4"},
+    {4526, AgentQuirk::PrintServerOnly, "Netgear PS121"},
+    {8072, AgentQuirk::NoMaker, "Net-SNMP"},
 };
 
 std::optional<std::uint32_t> enterpriseOf(const std::string& sysObjectId)
@@ -77,31 +98,25 @@ std::optional<std::uint32_t> enterpriseOf(const std::string& sysObjectId)
     return static_cast<std::uint32_t>(std::strtoul(sysObjectId.c_str() + root.size(), nullptr, 10));
 }
 
-constexpr std::uint32_t printServerMakers[] = {
-    171,  // D-Link: DP-301P+
-    244,  // Lantronix: EPS2
-    343,  // Intel: NetportExpress
-    368,  // Axis: AXIS 5600+
-    683,  // Extended Systems: ExtendNet
-    1229, // SEH: InterCon PS03
-    3955, // Linksys: PSUS4
-    4526, // Netgear: PS121
-};
+bool hasQuirk(std::optional<std::uint32_t> enterprise, AgentQuirk quirk)
+{
+    return enterprise &&
+           std::any_of(std::begin(agentMakers), std::end(agentMakers), [&](const AgentMaker& maker) {
+               return maker.enterprise == *enterprise && maker.quirk == quirk;
+           });
+}
 
 } // namespace
 
 bool isOfPrintServerMaker(const std::string& sysObjectId)
 {
-    const std::optional<std::uint32_t> enterprise = enterpriseOf(sysObjectId);
-    return enterprise && std::find(std::begin(printServerMakers), std::end(printServerMakers), *enterprise) !=
-                             std::end(printServerMakers);
+    return hasQuirk(enterpriseOf(sysObjectId), AgentQuirk::PrintServerOnly);
 }
 
 std::vector<const VendorObject*> vendorObjectsFor(const std::string& sysObjectId)
 {
     const std::optional<std::uint32_t> enterprise = enterpriseOf(sysObjectId);
-    const bool known = enterprise && std::find(std::begin(generalAgents), std::end(generalAgents),
-                                               *enterprise) == std::end(generalAgents);
+    const bool known = enterprise && !hasQuirk(enterprise, AgentQuirk::NoMaker);
     std::vector<const VendorObject*> objects;
     for (const VendorObject& object : vendorObjects) {
         if (!known || object.enterprise == 0 || object.enterprise == *enterprise) {

@@ -25,6 +25,7 @@ TEST(Quirks, AskAllWhereNothingTellsTheMaker)
 {
     const std::size_t all = vendorObjectsFor("").size();
     EXPECT_EQ(vendorObjectsFor("1.3.6.1.4.1.8072.3.2.10").size(), all);
+    EXPECT_EQ(vendorObjectsFor("1.3.6.1.4.1.2021.250.10").size(), all);
     EXPECT_EQ(vendorObjectsFor("0.0").size(), all);
     EXPECT_GT(all, vendorObjectsFor("1.3.6.1.4.1.2435.1").size());
     EXPECT_LT(all, 40u); // few enough for any device
@@ -37,7 +38,9 @@ TEST(Quirks, KnowMakersOfPrintServers)
     EXPECT_TRUE(isOfPrintServerMaker("1.3.6.1.4.1.171.11.1"));
     EXPECT_FALSE(isOfPrintServerMaker("1.3.6.1.4.1.1710.11.1"));
     EXPECT_FALSE(isOfPrintServerMaker("1.3.6.1.4.1.11.2.3.9.1"));
+    EXPECT_FALSE(isOfPrintServerMaker("1.3.6.1.4.1.8072.3.2.10")); // a general agent's
     EXPECT_FALSE(isOfPrintServerMaker(""));
+    EXPECT_LT(vendorObjectsFor("1.3.6.1.4.1.171.11.1").size(), vendorObjectsFor("").size());
 }
 
 TEST(Quirks, EveryObjectHasAnIdentifierAndASymptom)
