@@ -103,10 +103,10 @@ TEST(RowSet, HoldsRowsBeyondItsFirstWord)
 {
     RowSet<130> set;
     EXPECT_EQ(set.takeFirst(), 130u);
-    for (const std::size_t row : {129, 63, 64, 0}) {
+    for (const std::size_t row : {129u, 63u, 64u, 0u}) {
         set.add(row);
     }
-    for (const std::size_t row : {0, 63, 64, 129, 130}) {
+    for (const std::size_t row : {0u, 63u, 64u, 129u, 130u}) {
         EXPECT_EQ(set.takeFirst(), row);
     }
 }
