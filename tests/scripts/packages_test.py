@@ -40,7 +40,8 @@ EXCEPTIONS = {
 }
 # What scripts/setup is asked for by whoever runs them; everything else belongs to the tests.
 PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh": "demo", "scripts/setup": "demo",
-            "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh"}
+            "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh",
+            "scripts/package": "package"}
 BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree")
 BENCH = ("scripts/bench",)  # measures on a prepared machine; says itself what it misses
 
