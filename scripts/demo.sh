@@ -1,6 +1,7 @@
-# The parts of scripts/run --demo; sourced by it, from the repository's root.
+# The parts of scripts/run --demo and scripts/try-packages; sourced by them, from the repository's root.
 
 demo=$PWD/build/demo
+demo_bin=build/run/bin
 demo_port=16183 # as in scripts/demo/tarn.json
 demo_scenarios=(colour mono red-black offline out-of-paper toner-low) # 127.83.0.1 and on, as in printers.json
 children=()
@@ -32,7 +33,7 @@ demo_start_printers() {
     for i in "${!demo_scenarios[@]}"; do
         sources+=("tests/data/${demo_scenarios[i]}.json@127.83.0.$((i + 1))")
     done
-    exec {printers_say}< <(exec build/run/bin/printer-sim --port "$demo_port" "${sources[@]}" 2>"$demo/log/printer-sim")
+    exec {printers_say}< <(exec "$demo_bin/printer-sim" --port "$demo_port" "${sources[@]}" 2>"$demo/log/printer-sim")
     children+=($!)
     read -r -t 10 -u "$printers_say" line || die "the simulated printers did not start: $(<"$demo/log/printer-sim")"
     [[ $line == ready:* ]] || die "the simulated printers say: $line"
@@ -64,7 +65,7 @@ demo_child() {
 }
 
 demo_start_kel() {
-    demo_child kel build/run/bin/kel
+    demo_child kel "$demo_bin/kel"
     kel_pid=$!
 }
 
@@ -143,7 +144,7 @@ demo_show_windows() {
 
 # One line per printer on stdout, as the library sees it. Its exit status tells of the printers, not of us.
 demo_print_printers() {
-    env "${demo_environment[@]}" build/run/bin/tarn-status --timeout 3 --list scripts/demo/printers.json >"$demo/log/tarn-status" ||
+    env "${demo_environment[@]}" "$demo_bin/tarn-status" --timeout 3 --list scripts/demo/printers.json >"$demo/log/tarn-status" ||
         [[ $? -le 2 ]]
     awk '/^[^ ]/ { if (line) print line; line = $0; details = 0; next }
          { sub(/^ +/, "") }

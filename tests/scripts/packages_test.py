@@ -36,12 +36,13 @@ PATTERNS = {
 EXCEPTIONS = {
     ("scripts/setup", "sudo"): "only whoever is not root needs it; without it, setup says what root has to do",
     ("scripts/fresh", "sudo"): "only whoever is not root needs it",
+    ("scripts/try-packages", "sudo"): "scripts/fresh has put it there",
     ("scripts/install-packages", "systemctl"): "only where it is there has it anything to say",
 }
 # What scripts/setup is asked for by whoever runs them; everything else belongs to the tests.
 PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh": "demo", "scripts/setup": "demo",
             "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh",
-            "scripts/package": "package"}
+            "scripts/package": "package", "scripts/try-packages": "packages"}
 BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree")
 BENCH = ("scripts/bench",)  # measures on a prepared machine; says itself what it misses
 
@@ -52,6 +53,8 @@ def output(*command):
 
 
 def listed(purpose):
+    if purpose == "packages":  # what ours depend on is there as well, and the Python that one is for
+        return listed("desktop") + ["python3"]
     return output(ROOT / "scripts" / "setup", "--list", purpose).split()
 
 
