@@ -52,7 +52,13 @@ private:
         Failed
     };
 
-    StoreFile lockFile() const;
+    enum class Purpose
+    {
+        Load,
+        Save
+    };
+
+    StoreFile lockFile(Purpose purpose) const;
     void ensureFileExists() const;
     bool readStored(std::string& text) const;
     bool completeInterruptedSave(std::string& text) const;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tarn/src/base/socket_pair.h"
+
 namespace tarn::ipp {
 
 namespace {
@@ -45,7 +47,7 @@ bool HttpLoop::listen(int wakeFd)
     if (m_poll < 0 || ::epoll_ctl(m_poll, EPOLL_CTL_ADD, wakeFd, &event) != 0) {
         return false;
     }
-    m_multi = m_curl.newMulti();
+    closePairOnExec([this] { m_multi = m_curl.newMulti(); });
     return m_multi != nullptr &&
            m_curl.setMulti(m_multi, CURLMOPT_SOCKETFUNCTION, &HttpLoop::watchSocket) == CURLM_OK &&
            m_curl.setMulti(m_multi, CURLMOPT_SOCKETDATA, this) == CURLM_OK &&
