@@ -50,12 +50,13 @@ bool writeAll(int fd, std::string_view text)
     return true;
 }
 
-constexpr std::string_view kTemporarySuffix = ".XXXXXX"; // as mkostemp() wants it
+constexpr std::string_view kTemporaryMark = ".tmp.";
+constexpr std::string_view kTemporarySuffix = ".tmp.XXXXXX"; // as mkostemp() wants it
 
 bool isTemporaryOf(std::string_view name, std::string_view file)
 {
     return name.size() == file.size() + kTemporarySuffix.size() && name.substr(0, file.size()) == file &&
-           name[file.size()] == '.';
+           name.substr(file.size(), kTemporaryMark.size()) == kTemporaryMark;
 }
 
 bool makeDirectories(const std::string& directory)

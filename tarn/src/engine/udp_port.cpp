@@ -84,7 +84,12 @@ bool UdpPort::openSocket()
     if (m_epoll < 0) {
         m_epoll = ::epoll_create1(EPOLL_CLOEXEC);
         epoll_event event{EPOLLIN, {}};
-        if (m_epoll < 0 || ::epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_sockets.front(), &event) != 0) {
+        if (m_epoll < 0) {
+            return false;
+        }
+        if (::epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_sockets.front(), &event) != 0) {
+            ::close(m_epoll); // without the first socket it would be no descriptor of all
+            m_epoll = -1;
             return false;
         }
     }

@@ -12,6 +12,7 @@ constexpr unsigned kFirstValueTag = 0x10;
 constexpr unsigned kBegCollection = 0x34;
 constexpr unsigned kEndCollection = 0x37;
 constexpr unsigned kMemberName = 0x4A;
+constexpr unsigned kExtension = 0x7F; // followed by a tag of four octets; no printer has one
 constexpr std::size_t kHeader = 8;
 
 // Counts as it goes through the octets of a message.
@@ -26,9 +27,9 @@ public:
         while (m_at < m_octets.size()) {
             const unsigned tag = octet(m_at++);
             if (tag == kEndOfAttributes) {
-                return true;
+                return m_depth == 0; // libcups ends but the innermost collection by it, and reads on
             }
-            if (tag >= kFirstValueTag && !value(tag)) {
+            if (tag == kExtension || (tag < kFirstValueTag ? !group() : !value(tag))) {
                 return false;
             }
         }
@@ -37,12 +38,21 @@ public:
 
 private:
     // False when it is one too many.
+    bool group() { return ++m_attributes <= IppBounds::kMostAttributes; }
+
+    // False when it is one too many, or stands where libcups would read other octets of it.
     bool value(unsigned tag)
     {
         std::size_t nameLength = 0;
         std::size_t valueLength = 0;
-        if (!skip(nameLength) || !skip(valueLength)) {
+        if (!skip(nameLength)) {
             return true; // the end of what there is
+        }
+        if (tag == kEndCollection && nameLength != 0) {
+            return false; // libcups expects none, and does not pass over it
+        }
+        if (!skip(valueLength)) {
+            return true;
         }
         if (tag == kEndCollection) {
             m_depth -= m_depth > 0 ? 1 : 0;

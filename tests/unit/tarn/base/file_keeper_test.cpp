@@ -146,23 +146,23 @@ TEST_F(FileKeeperTest, ANewerTextDoesNotWaitForTheNextTryOfAnOlderOneAndStopDoes
 
 TEST_F(FileKeeperTest, LeftoversOfKilledWritersGoAtTheNextStartAndThoseOfLiveOnesStay)
 {
-    scratch.write("dir/file.Ab12Cd", "half a t");
-    scratch.write("dir/file.Live12", "being written");
+    scratch.write("dir/file.tmp.Ab12Cd", "half a t");
+    scratch.write("dir/file.tmp.Live12", "being written");
     for (const char* other :
-         {"dir/file", "dir/file.journal", "dir/file.longer7", "dir/other.Ab12Cd", "dir/file_Ab12Cd"}) {
+         {"dir/file", "dir/file.backup", "dir/file.longer7", "dir/other.Ab12Cd", "dir/file_Ab12Cd"}) {
         scratch.write(other, "another's");
     }
-    std::filesystem::create_directory(scratch.path("dir/file.Direct"));
-    ASSERT_EQ(::mkfifo(scratch.path("dir/file.aFifo1").c_str(), 0600), 0);
-    const int live = ::open(scratch.path("dir/file.Live12").c_str(), O_WRONLY | O_CLOEXEC);
+    std::filesystem::create_directory(scratch.path("dir/file.tmp.Direct"));
+    ASSERT_EQ(::mkfifo(scratch.path("dir/file.tmp.aFifo1").c_str(), 0600), 0);
+    const int live = ::open(scratch.path("dir/file.tmp.Live12").c_str(), O_WRONLY | O_CLOEXEC);
     ASSERT_EQ(::flock(live, LOCK_EX | LOCK_NB), 0);
     FileKeeper files = keeper();
     ASSERT_TRUE(files.read());
     ASSERT_TRUE(files.awaitText(inAMinute()));
-    EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.Ab12Cd")));
-    EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.aFifo1"))); // did not hold it up
-    EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.Live12")));
-    EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.Direct")));
+    EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.tmp.Ab12Cd")));
+    EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.tmp.aFifo1"))); // did not hold it up
+    EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.tmp.Live12")));
+    EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.tmp.Direct")));
     EXPECT_EQ(entries(), 7U);
     ::close(live);
 }

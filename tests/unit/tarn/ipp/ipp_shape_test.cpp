@@ -122,6 +122,41 @@ TEST(IppShapeTest, AttributesAreBoundedAndMembersCount)
     for (std::size_t i = 0; i < IppBounds::kMostAttributes; ++i) {
         octets.value(kMemberName, "", "m");
     }
+    octets.value(kEndCollection, "", "");
+    EXPECT_FALSE(isReadableIpp(octets.whole()));
+}
+
+TEST(IppShapeTest, GroupsCountAsAttributes)
+{
+    const std::string begin = IppOctets().printer().whole();
+    const std::string groups(IppBounds::kMostAttributes, '\x04');
+    EXPECT_TRUE(isReadableIpp(begin.substr(0, 8) + groups + '\x03'));
+    EXPECT_FALSE(isReadableIpp(begin.substr(0, 8) + '\x04' + groups + '\x03'));
+}
+
+// What libcups would read otherwise than it was counted here is not given to it.
+TEST(IppShapeTest, EndInsideOfACollectionIsRefused)
+{
+    IppOctets octets;
+    octets.printer().value(kBegCollection, "media-col", "");
+    const std::string opened = octets.whole();
+    EXPECT_FALSE(isReadableIpp(opened));
+    octets.value(kEndCollection, "", "");
+    EXPECT_TRUE(isReadableIpp(octets.whole()));
+}
+
+TEST(IppShapeTest, ExtensionTagsAreRefused)
+{
+    IppOctets octets;
+    octets.printer().keyword("media", "a");
+    EXPECT_TRUE(isReadableIpp(octets.whole()));
+    EXPECT_FALSE(isReadableIpp(octets.value(0x7F, "", "abcd").whole()));
+}
+
+TEST(IppShapeTest, EndOfACollectionHasNoName)
+{
+    IppOctets octets;
+    octets.printer().value(kBegCollection, "media-col", "").value(kEndCollection, "name", "");
     EXPECT_FALSE(isReadableIpp(octets.whole()));
 }
 
