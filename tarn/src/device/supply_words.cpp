@@ -248,6 +248,13 @@ ColorSaid fromTagOrTokens(const std::u32string& text)
     return said.color == SupplyColor::None ? fromTokens(text) : said;
 }
 
+bool namesRibbon(const std::u32string& text)
+{
+    const std::u32string_view words[] = {U"ribbon", U"farbband", U"ruban", U"色带", U"リボン"};
+    return std::any_of(std::begin(words), std::end(words),
+                       [&](std::u32string_view word) { return text.find(word) != std::u32string::npos; });
+}
+
 std::optional<SupplyKind> partOf(const std::u32string& text)
 {
     const PartWord* const part = firstIn(text, partWords, partIndex);
@@ -256,7 +263,9 @@ std::optional<SupplyKind> partOf(const std::u32string& text)
     }
     // A drum that is sold with its toner ("Drum/Toner Cartridge") shows the toner's level.
     const bool soldWithToner = part->kind == SupplyKind::Drum || part->kind == SupplyKind::Other;
-    return soldWithToner && namesToner(text) ? std::nullopt : std::optional(part->kind);
+    // A ribbon for thermal transfer marks the paper.
+    const bool isRibbon = part->kind == SupplyKind::Transfer && namesRibbon(text);
+    return (soldWithToner && namesToner(text)) || isRibbon ? std::nullopt : std::optional(part->kind);
 }
 
 } // namespace

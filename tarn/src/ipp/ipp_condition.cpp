@@ -90,7 +90,7 @@ private:
     void add(int code, std::string keyword, std::string text, Severity severity);
     bool isExplained(int code) const;
     int codeHere(int code) const;
-    bool everyTrayEmpty() const;
+    bool noTrayHasPaper() const;
     void setFlags();
     void setState();
 
@@ -332,16 +332,18 @@ int Condition::codeHere(int code) const
     return code;
 }
 
-bool Condition::everyTrayEmpty() const
+bool Condition::noTrayHasPaper() const
 {
-    return std::all_of(m_status.trays.begin(), m_status.trays.end(),
-                       [](const device::Tray& tray) { return tray.empty; });
+    return std::none_of(m_status.trays.begin(), m_status.trays.end(), [](const device::Tray& tray) {
+        constexpr int atLeastOneSheet = -3;
+        return tray.level > 0 || tray.level == atLeastOneSheet;
+    });
 }
 
 void Condition::setFlags()
 {
     // "media-empty" is said of one tray of several, too, from which nobody wants to print.
-    if (m_trayEmpty && (m_state == stateStopped || everyTrayEmpty())) {
+    if (m_trayEmpty && (m_state == stateStopped || noTrayHasPaper())) {
         m_status.paperOut = true;
     }
     const bool said = m_attributes.has("printer-state-reasons");

@@ -50,7 +50,7 @@ std::optional<std::array<int, 3>> channelsOf(std::string_view hex)
 device::ColorSaid colorFromChannels(const std::array<int, 3>& rgb, const std::string& hex)
 {
     constexpr int dark = 0x50;
-    constexpr int high = 0x80;
+    constexpr int high = 0x70; // magenta of process inks is #E4007F
     constexpr int low = 0x60;
     const auto is = [&](bool red, bool green, bool blue) {
         const bool wanted[] = {red, green, blue};

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "tarn/src/device/supply_words.h"
 #include "tarn/src/ipp/keyed_text.h"
 
 namespace tarn::ipp {
@@ -170,6 +171,11 @@ int codeOf(std::string_view subunit, int code)
 {
     constexpr int almostEmpty = 12;
     constexpr int empty = 13;
+    std::string words(subunit);
+    std::replace(words.begin(), words.end(), '-', ' ');
+    if (device::partFromDescription(words)) {
+        return code; // a drum's cartridge holds no toner
+    }
     for (const Shortage& row : shortages) {
         const std::string_view name = row.subunit;
         const bool same = subunit == name || endsWith(subunit, '-' + std::string(name));

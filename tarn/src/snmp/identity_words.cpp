@@ -211,6 +211,23 @@ bool looksLikeSerial(const std::string& word)
     return word.size() >= 6 && digits >= 2;
 }
 
+// "5.2" may be a model's number, "1.35" and "V11.01.03" are none.
+bool mayBeModelNumber(const std::string& word)
+{
+    return std::count(word.begin(), word.end(), '.') == 1 && word[word.size() - 2] == '.';
+}
+
+// Whether one of the words from the second on, before the one at end, has a digit, as models have.
+bool hasModelNumber(const std::vector<std::string>& words, std::size_t end)
+{
+    for (std::size_t i = 1; i < end; ++i) {
+        if (std::any_of(words[i].begin(), words[i].end(), isDigit)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Where the model ends and firmware begins; the number of words when nothing follows it.
 std::size_t modelEnd(const std::vector<std::string>& words, const std::string& serialNumber)
 {
@@ -218,7 +235,9 @@ std::size_t modelEnd(const std::vector<std::string>& words, const std::string& s
         const bool serial = !serialNumber.empty() && words[i] == serialNumber;
         const bool version = i + 1 < words.size() && namesVersion(words[i], words[i + 1]);
         const std::string start = lower(words[i]).substr(0, 2);
-        if (serial || version || looksLikeFirmware(words[i]) || start == "/p" || start == "v(") {
+        const bool firmware =
+            looksLikeFirmware(words[i]) && (!mayBeModelNumber(words[i]) || hasModelNumber(words, i));
+        if (serial || version || firmware || start == "/p" || start == "v(") {
             return i;
         }
     }
@@ -272,7 +291,7 @@ std::string cleanModel(const std::string& text, const std::string& serialNumber)
     const std::vector<std::string> words = wordsOf(head);
     std::size_t end = modelEnd(words, serialNumber);
     const bool firmwareBehind = end < words.size();
-    while (firmwareBehind && end > 2 && looksLikeSerial(words[end - 1])) {
+    while (firmwareBehind && looksLikeSerial(words[end - 1]) && hasModelNumber(words, end - 1)) {
         --end;
     }
     std::string model;

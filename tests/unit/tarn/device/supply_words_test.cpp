@@ -149,6 +149,14 @@ TEST(PartWords, LeaveTonerAlone)
     }
 }
 
+TEST(PartWord, RibbonOfThermalTransferIsNoPart)
+{
+    for (const char* description : {"Thermal Transfer Ribbon", "Black Transfer Ribbon", "热转印色带"}) {
+        EXPECT_FALSE(partFromDescription(description)) << description;
+    }
+    EXPECT_EQ(partFromDescription("Transfer Belt"), Kind::Transfer);
+}
+
 TEST(MaterialWords, NameTonerInkAndCartridges)
 {
     for (const char* description :

@@ -226,6 +226,8 @@ TEST(IppSupplies, ColoursOfMarkers)
     EXPECT_EQ(color("#00AEEF"), "cyan toner 5\nnone toner 5");
     EXPECT_EQ(color("#C0C0C0"), "#C0C0C0 toner 5\nnone toner 5");
     EXPECT_EQ(color("#EC008C"), "magenta toner 5\nnone toner 5");
+    EXPECT_EQ(color("#E4007F"), "magenta toner 5\nnone toner 5");
+    EXPECT_EQ(color("#ED1C24"), "red toner 5\nnone toner 5");
     EXPECT_EQ(color("#FF0000"), "red toner 5\nnone toner 5");
     EXPECT_EQ(color("#00FFFF#FF00FF#FFFF00"), "tri-color toner 5\nnone toner 5");
     EXPECT_EQ(color("#FFFF00,#00aeef,#EC008C"), "tri-color toner 5\nnone toner 5");
@@ -374,6 +376,16 @@ TEST(IppReasons, Flags)
     EXPECT_FALSE(waste.tonerLow || waste.tonerOut || waste.paperLow || waste.paperOut);
 }
 
+TEST(IppReasons, WhatAPartLacksIsNoToner)
+{
+    for (const char* keyword : {"drum-cartridge-low-warning", "cleaning-cartridge-empty-warning"}) {
+        const DeviceStatus status = pictureOf("printer-state-reasons = " + std::string(keyword));
+        EXPECT_FALSE(status.tonerLow || status.tonerOut) << keyword;
+        EXPECT_EQ(status.alerts.size(), 1u) << keyword;
+    }
+    EXPECT_TRUE(pictureOf("printer-state-reasons = black-cartridge-low-warning").tonerLow);
+}
+
 TEST(IppReasons, OneEmptyTrayOfSeveralIsNotOutOfPaper)
 {
     const std::string one = "printer-state-reasons = media-empty\nprinter-input-tray = "
@@ -384,6 +396,15 @@ TEST(IppReasons, OneEmptyTrayOfSeveralIsNotOutOfPaper)
     EXPECT_TRUE(pictureOf("printer-state-reasons = media-empty\nprinter-input-tray = level=0;maxcapacity=50")
                     .paperOut);
     EXPECT_TRUE(pictureOf("printer-state-reasons = media-empty").paperOut) << "no tray says otherwise";
+    EXPECT_TRUE(
+        pictureOf("printer-state-reasons = media-empty-error\nprinter-state = 3\nprinter-input-tray = "
+                  "level=0;maxcapacity=50|level=-2;maxcapacity=-2\n")
+            .paperOut)
+        << "nor does one whose level is not known";
+    EXPECT_FALSE(
+        pictureOf("printer-state-reasons = media-empty-error\nprinter-state = 3\nprinter-input-tray = "
+                  "level=0;maxcapacity=50|level=-3;maxcapacity=50\n")
+            .paperOut);
     EXPECT_FALSE(pictureOf("printer-state-reasons = media-empty-report").paperOut);
 }
 

@@ -67,6 +67,12 @@ TEST(IdentityWords, FindTheModelAmongSerialNumberAndFirmware)
     EXPECT_EQ(cleanModel("Acme S5830dn ABC-12", "ABC-12"), "Acme S5830dn");
     EXPECT_EQ(cleanModel("ACME MP C2503 1.35 / ACME Network Printer", ""), "ACME MP C2503");
     EXPECT_EQ(cleanModel("Acme AltaJet C8045; SS 100.002, NC 1", ""), "Acme AltaJet C8045");
+    EXPECT_EQ(cleanModel("ACME SP C440DN 1.07 / ACME Network Printer", ""), "ACME SP C440DN");
+    EXPECT_EQ(cleanModel("ACME Pro C7100SX 1.1 / ACME Network Printer", ""), "ACME Pro C7100SX");
+    EXPECT_EQ(cleanModel("Acme Phase 6180MFP V1.2.3", ""), "Acme Phase 6180MFP");
+    EXPECT_EQ(cleanModel("ACME ESP 5.2", ""), "ACME ESP 5.2");
+    EXPECT_EQ(cleanModel("Acme AP5.4 203", ""), "Acme AP5.4 203");
+    EXPECT_EQ(cleanModel("ACME IM C3000 1.2", ""), "ACME IM C3000");
     EXPECT_EQ(cleanModel("Acme LBP6670 /P", ""), "Acme LBP6670");
     EXPECT_EQ(cleanModel("Acme ML-2850 Series OS 1.03.00.16 01-22-2008;Engine 1.01", ""),
               "Acme ML-2850 Series");
