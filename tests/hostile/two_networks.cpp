@@ -10,6 +10,8 @@
 #include <fstream>
 #include <thread>
 
+#include "tests/support/own_namespaces.h"
+
 namespace hostile {
 
 namespace {
@@ -19,28 +21,11 @@ bool run(const std::string& command)
     return std::system(("PATH=$PATH:/usr/sbin:/sbin " + command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-// As an ordinary user, in a user namespace where this one is root.
-bool unshareNetwork()
-{
-    if (unshare(CLONE_NEWNET) == 0) {
-        return true;
-    }
-    const uid_t user = getuid();
-    const gid_t group = getgid();
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) {
-        return false;
-    }
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-    std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
-    return true;
-}
-
 } // namespace
 
 std::optional<std::string> TwoNetworks::make()
 {
-    if (!unshareNetwork()) {
+    if (!kel_test::unshareAs(0, CLONE_NEWNET)) {
         return std::string("no network namespace: ") + std::strerror(errno);
     }
     m_there = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);

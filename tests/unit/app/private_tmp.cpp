@@ -1,4 +1,5 @@
 #include "tests/unit/app/private_tmp.h"
+#include "tests/support/own_namespaces.h"
 
 #include <boost/filesystem.hpp>
 
@@ -62,7 +63,7 @@ const ::testing::Environment* const registered = ::testing::AddGlobalTestEnviron
 void PrivateTmp::SetUp()
 {
     ASSERT_NE(registered, nullptr);
-    const bool isAllowed = ::unshare(CLONE_NEWNS) == 0 || ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+    const bool isAllowed = kel_test::unshareAs(::getuid(), CLONE_NEWNS);
     const KeptDirectory project(KEL_PROGRAM); // opened in the new namespace: no other can be mounted from
     if (isAllowed && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
         ::mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0 && project.bringBack())

@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "printer/printer_store.h"
+#include "tests/support/own_namespaces.h"
 
 namespace fs = boost::filesystem;
 using morvik::kel::PrinterContext;
@@ -161,7 +162,7 @@ protected:
     void SetUp() override
     {
         PrinterStoreCrash::SetUp();
-        const bool isAllowed = ::unshare(CLONE_NEWNS) == 0 || ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+        const bool isAllowed = kel_test::unshareAs(::getuid(), CLONE_NEWNS);
         if (!isAllowed || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
             ::mount("tmpfs", m_dir.c_str(), "tmpfs", 0, "size=128k") != 0)
             GTEST_SKIP() << "no file system of our own to fill: " << std::strerror(errno);
