@@ -1,7 +1,9 @@
 #include "tarn/src/base/exit_hook.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 
@@ -17,11 +19,16 @@ enum class OpenSsl
 };
 
 // None of these is ever destroyed: the process exits around them.
-Mutex mutex;
-ExitHook* first TARN_GUARDED_BY(mutex) = nullptr;
-bool armed TARN_GUARDED_BY(mutex) = false;
-bool armedBehindOpenSsl TARN_GUARDED_BY(mutex) = false;
-bool exiting TARN_GUARDED_BY(mutex) = false;
+Mutex listMutex; // held while the hooks wait for their threads
+ExitHook* first TARN_GUARDED_BY(listMutex) = nullptr;
+
+Mutex stateMutex; // held for moments only: the threads that are waited for take it
+bool armed TARN_GUARDED_BY(stateMutex) = false;
+bool armedBehindOpenSsl TARN_GUARDED_BY(stateMutex) = false;
+bool exiting TARN_GUARDED_BY(stateMutex) = false;
+std::chrono::steady_clock::time_point until TARN_GUARDED_BY(stateMutex);
+
+std::atomic<pid_t> armedBy{0}; // read without a lock: another thread may have held it at the fork
 
 // Initialises OpenSSL where somebody has loaded it, so that its exit handler is registered from here on. It
 // registers it once, and refuses when that has begun to run.
@@ -39,11 +46,22 @@ OpenSsl readyOpenSsl()
     return OpenSsl::NotLoaded;
 }
 
+// No thread may enter from here on. Returns until when those inside are waited for.
+std::chrono::steady_clock::time_point beginExit()
+{
+    const MutexLock lock(stateMutex);
+    if (!exiting) {
+        exiting = true;
+        until = std::chrono::steady_clock::now() + ExitHook::kPatience;
+    }
+    return until;
+}
+
 } // namespace
 
 ExitHook::ExitHook()
 {
-    const MutexLock lock(mutex);
+    const MutexLock lock(listMutex);
     m_next = first;
     first = this;
 }
@@ -55,7 +73,7 @@ ExitHook::~ExitHook()
 
 void ExitHook::leave()
 {
-    const MutexLock lock(mutex);
+    const MutexLock lock(listMutex);
     for (ExitHook** place = &first; *place != nullptr; place = &(*place)->m_next) {
         if (*place == this) {
             *place = m_next;
@@ -66,29 +84,38 @@ void ExitHook::leave()
 
 bool ExitHook::arm()
 {
-    const MutexLock lock(mutex);
     const OpenSsl openSsl = readyOpenSsl();
-    if (exiting || openSsl == OpenSsl::Ended) {
-        return false;
+    {
+        const MutexLock lock(stateMutex);
+        if (exiting || openSsl == OpenSsl::Ended) {
+            return false;
+        }
+        // Once more when OpenSSL came after the first time: its handler would run before that one.
+        if (armed && (openSsl == OpenSsl::NotLoaded || armedBehindOpenSsl)) {
+            return true;
+        }
+        armedBy = ::getpid();
+        const bool isRegistered = std::atexit(&ExitHook::runAll) == 0;
+        armed = armed || isRegistered;
+        armedBehindOpenSsl = isRegistered && openSsl == OpenSsl::Ready;
+        if (!isRegistered) {
+            return false;
+        }
     }
-    // Once more when OpenSSL came after the first time: its handler would run before that one.
-    if (!armed || (openSsl == OpenSsl::Ready && !armedBehindOpenSsl)) {
-        armed = std::atexit(&ExitHook::runAll) == 0;
-        armedBehindOpenSsl = armed && openSsl == OpenSsl::Ready;
-        // The exit may have begun in between.
-        return armed && (openSsl == OpenSsl::NotLoaded || readyOpenSsl() == OpenSsl::Ready);
-    }
-    return true;
+    // The exit may have begun in between.
+    return openSsl == OpenSsl::NotLoaded || readyOpenSsl() == OpenSsl::Ready;
 }
 
-// At the exit, or when this library is unloaded.
+// At the exit, or when this library is unloaded; twice where it was registered twice.
 void ExitHook::runAll()
 {
-    const auto until = std::chrono::steady_clock::now() + kPatience;
-    const MutexLock lock(mutex);
-    exiting = true;
+    if (armedBy != ::getpid()) {
+        return; // a forked child, which has none of the threads
+    }
+    const auto deadline = beginExit();
+    const MutexLock lock(listMutex);
     for (ExitHook* hook = first; hook != nullptr; hook = hook->m_next) {
-        hook->processExits(until);
+        hook->processExits(deadline);
     }
 }
 

@@ -13,7 +13,7 @@ namespace tarn {
 // Invariants
 //  (1) Exit handlers run in the reverse order of their registration, so whoever was registered before arm()
 //      runs after the hooks; OpenSSL's is registered by arm() itself, wherever it is loaded by then.
-//  (2) All hooks together take kPatience at most.
+//  (2) All hooks together take kPatience at most, and nothing in a forked child.
 // Threading: any thread. Ownership: outlives nobody; the hooks that live are known by a list through them.
 class ExitHook
 {

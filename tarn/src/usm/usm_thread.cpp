@@ -29,6 +29,11 @@ UsmThread::~UsmThread()
 {
     leave();
     if (m_thread.joinable()) {
+        {
+            const MutexLock lock(m_mutex);
+            m_destroying = true;
+            m_changed.notifyAll();
+        }
         m_orders.close();
         m_thread.join();
     }
@@ -48,6 +53,8 @@ bool UsmThread::start()
     return m_running;
 }
 
+// The thread ends Net-SNMP, and stays until it is joined: what libraries do at the end of a thread is not to
+// happen beside what they do at the end of the process.
 void UsmThread::processExits(std::chrono::steady_clock::time_point until)
 {
     const MutexLock lock(m_mutex);
@@ -55,7 +62,7 @@ void UsmThread::processExits(std::chrono::steady_clock::time_point until)
     if (m_running) {
         m_orders.close();
     }
-    while (m_running && m_ended.waitUntil(m_mutex, until)) {
+    while (m_running && m_changed.waitUntil(m_mutex, until)) {
     }
 }
 
@@ -112,7 +119,10 @@ void UsmThread::loop()
     m_codec.reset();
     const MutexLock lock(m_mutex);
     m_running = false;
-    m_ended.notifyAll();
+    m_changed.notifyAll();
+    while (m_exiting && !m_destroying) {
+        m_changed.wait(m_mutex);
+    }
 }
 
 void UsmThread::work(const std::vector<Order>& orders)

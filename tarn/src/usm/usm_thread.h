@@ -26,7 +26,8 @@ namespace tarn::usm {
 //  (2) Nothing is said twice within kSaidAgain of one address for one reason, and never a password.
 //  (3) Only success is remembered: without the library, a descriptor or keys, the next question after
 //      kTryAgain tries again.
-//  (4) When the process exits the thread ends before OpenSSL does, which Net-SNMP uses; nobody is asked then.
+//  (4) When the process exits the thread leaves Net-SNMP, which uses OpenSSL, before that ends; nobody is
+//  asked then.
 // Threading: the functions of UsmPort by one thread. Ownership: borrows the clock; owns the rest.
 class UsmThread final : public UsmPort, private ExitHook
 {
@@ -102,9 +103,10 @@ private:
     bool m_complained = false; // that it cannot begin
 
     Mutex m_mutex;
-    Condition m_ended;
+    Condition m_changed;
     bool m_running TARN_GUARDED_BY(m_mutex) = false;
     bool m_exiting TARN_GUARDED_BY(m_mutex) = false;
+    bool m_destroying TARN_GUARDED_BY(m_mutex) = false;
 
     Inbox<Order> m_orders;
     Inbox<UsmAnswer> m_answers;

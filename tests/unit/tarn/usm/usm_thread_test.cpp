@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 
 #include "tarn/src/usm/net_snmp_library.h"
 #include "tests/support/eventually.h"
@@ -155,6 +156,27 @@ TEST(UsmThreadTest, BeginsLaterWhereTheThreadFoundNoDescriptorForItsSocket)
     EXPECT_TRUE(agent.isAsked(Milliseconds(20000)));
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+}
+
+// What OpenSSL does at the end of a thread would happen beside what it does at the end of the process.
+TEST(UsmThreadTest, ThreadDoesNotEndWhileTheProcessExits)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const test::ScratchDirectory scratch;
+    const test::ScopedVariable path("SNMPCONFPATH", scratch.path(""));
+    EXPECT_EXIT(
+        {
+            std::atexit([] { // runs behind the library's own
+                ::poll(nullptr, 0, 100);
+                ::_exit(kel_test::ownThreads("tarn-usm") == 1 ? 0 : 2);
+            });
+            auto* const clock = new BootClock;
+            auto* const thread = new UsmThread(*clock, NetSnmpLibrary::kSoname); // to the end of the process
+            const Agent agent(0x7F2B0904);                                       // 127.43.9.4
+            thread->ask(question(0x7F2B0904, user("authpass12")));
+            std::exit(agent.isAsked(Milliseconds(20000)) ? 1 : 3);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST(UsmThreadTest, WithoutTheLibraryOneLineIsSaidAndNothingIsAnswered)

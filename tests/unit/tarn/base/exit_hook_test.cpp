@@ -1,0 +1,133 @@
+#include "tarn/src/base/exit_hook.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <optional>
+#include <thread>
+
+namespace tarn {
+namespace {
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+// The status that the programs of these tests end with.
+constexpr int kAsExpected = 0;
+constexpr int kNeverCalled = 1;
+constexpr int kOtherwise = 2;
+
+class ExitHookTest : public testing::Test
+{
+protected:
+    ExitHookTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+// Its thread, asked to leave, arms once more before it does.
+class ArmsAgain final : public ExitHook
+{
+public:
+    void run()
+    {
+        std::thread([this] {
+            const MutexLock lock(m_mutex);
+            while (!m_exits) {
+                m_changed.wait(m_mutex);
+            }
+            m_mutex.unlock();
+            const bool mayEnter = arm();
+            m_mutex.lock();
+            m_isRefused = !mayEnter;
+            m_changed.notifyAll();
+        }).detach();
+    }
+
+private:
+    void processExits(Deadline until) override
+    {
+        const MutexLock lock(m_mutex);
+        m_exits = true;
+        m_changed.notifyAll();
+        while (!m_isRefused && m_changed.waitUntil(m_mutex, until)) {
+        }
+        ::_exit(m_isRefused ? kAsExpected : kOtherwise);
+    }
+
+    Mutex m_mutex;
+    Condition m_changed;
+    bool m_exits TARN_GUARDED_BY(m_mutex) = false;
+    bool m_isRefused TARN_GUARDED_BY(m_mutex) = false;
+};
+
+TEST_F(ExitHookTest, ThreadThatIsWaitedForMayArmAndIsRefused)
+{
+    EXPECT_EXIT(
+        {
+            auto* const hook = new ArmsAgain;
+            hook->run();
+            ExitHook::arm();
+            std::exit(kNeverCalled);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
+class ComparesDeadlines final : public ExitHook
+{
+    void processExits(Deadline until) override
+    {
+        if (m_first) {
+            ::_exit(*m_first == until ? kAsExpected : kOtherwise);
+        }
+        m_first = until;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
+    std::optional<Deadline> m_first;
+};
+
+TEST_F(ExitHookTest, WhatIsRegisteredAgainBehindOpenSslSharesTheOnePatience)
+{
+    if (::dlopen("libcrypto.so.3", RTLD_NOW | RTLD_NOLOAD) != nullptr) {
+        GTEST_SKIP() << "OpenSSL is loaded from the start";
+    }
+    EXPECT_EXIT(
+        {
+            auto* const hook = new ComparesDeadlines;
+            static_cast<void>(hook);
+            ExitHook::arm();
+            if (::dlopen("libcrypto.so.3", RTLD_NOW) == nullptr) {
+                std::puts(::dlerror());
+            }
+            ExitHook::arm();
+            std::exit(kNeverCalled);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
+class Tells final : public ExitHook
+{
+    void processExits(Deadline /*until*/) override { ::_exit(kOtherwise); }
+};
+
+TEST_F(ExitHookTest, ForkedChildThatExitsWaitsForNobody)
+{
+    EXPECT_EXIT(
+        {
+            auto* const hook = new Tells;
+            static_cast<void>(hook);
+            ExitHook::arm();
+            const pid_t child = ::fork();
+            if (child == 0) {
+                std::exit(kAsExpected);
+            }
+            int status = -1;
+            ::waitpid(child, &status, 0);
+            ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : kNeverCalled);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
+} // namespace
+} // namespace tarn
