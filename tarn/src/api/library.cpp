@@ -277,11 +277,17 @@ void Library::takeCacheFile()
     if (m_cacheFileState != CacheFile::Ordered) {
         return;
     }
-    if (const std::optional<std::string> text = m_cacheFile.takeText()) {
-        m_cacheFileState = CacheFile::Read;
-        m_cache.parse(*text);
-        m_roster.identitiesChanged();
+    const std::optional<FileText> file = m_cacheFile.takeText();
+    if (!file) {
+        return;
     }
+    m_cacheFileState = CacheFile::Unread; // to be ordered again, also when there is no memory for it now
+    if (file->error == ReadError::Unreadable) {
+        return;
+    }
+    m_cache.parse(file->text);
+    m_cacheFileState = CacheFile::Read;
+    m_roster.identitiesChanged();
 }
 
 // False when that must be tried again.

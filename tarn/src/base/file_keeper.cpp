@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "tarn/src/base/files.h"
 #include "tarn/src/base/mutex.h"
 #include "tarn/src/base/worker_thread.h"
 
@@ -37,7 +36,8 @@ struct FileKeeper::State
     bool isRunning TARN_GUARDED_BY(mutex) = false;
     bool isStopping TARN_GUARDED_BY(mutex) = false;
     bool wantsRead TARN_GUARDED_BY(mutex) = false;
-    std::optional<std::string> read TARN_GUARDED_BY(mutex);
+    bool hasRead TARN_GUARDED_BY(mutex) = false; // since it was last ordered
+    std::optional<FileText> read TARN_GUARDED_BY(mutex);
     std::optional<std::string> toWrite TARN_GUARDED_BY(mutex);
     bool hasFailed TARN_GUARDED_BY(mutex) = false; // toWrite did, and waits to be tried again
 };
@@ -99,10 +99,15 @@ void FileKeeper::State::awaitRetry()
 
 void FileKeeper::State::readNow()
 {
-    std::string text; // also of a file that there is no memory for
-    attempt([&] { return !(text = readFile(path, mostBytes).text).empty(); });
+    FileText file;
+    file.error = ReadError::Unreadable; // also one that there is no memory for
+    attempt([&] {
+        file = readFile(path, mostBytes);
+        return true;
+    });
     const MutexLock lock(mutex);
-    read = std::move(text);
+    read = std::move(file);
+    hasRead = true;
     changed.notifyAll();
 }
 
@@ -152,18 +157,20 @@ bool FileKeeper::read()
     const MutexLock lock(m_state->mutex);
     m_state->wantsRead = true;
     m_state->wantsRead = m_library.isHeld() && State::ensureThread(m_state, m_thread);
+    m_state->hasRead = m_state->hasRead && !m_state->wantsRead;
     return m_state->wantsRead;
 }
 
 bool FileKeeper::awaitText(Deadline deadline)
 {
     const MutexLock lock(m_state->mutex);
-    while (!m_state->read && !m_state->isStopping && m_state->changed.waitUntil(m_state->mutex, deadline)) {
+    while (!m_state->hasRead && !m_state->isStopping &&
+           m_state->changed.waitUntil(m_state->mutex, deadline)) {
     }
-    return m_state->read.has_value();
+    return m_state->hasRead;
 }
 
-std::optional<std::string> FileKeeper::takeText()
+std::optional<FileText> FileKeeper::takeText()
 {
     const MutexLock lock(m_state->mutex);
     return std::exchange(m_state->read, std::nullopt);

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tarn/src/base/clock.h"
+#include "tarn/src/base/files.h"
 #include "tarn/src/base/library_reference.h"
 
 namespace tarn {
@@ -43,11 +44,11 @@ public:
     // Orders the file to be read. False, and nothing is ordered, when the system gives no thread or after
     // stop().
     [[nodiscard]] bool read();
-    // Waits until the file that was ordered is there. False when it is not until then.
+    // Waits until the last order to read was carried out. False when it is not until then.
     bool awaitText(Deadline deadline);
-    // What was read, once; empty when there is no such file or it cannot be read. Nothing while it is not
-    // there.
-    std::optional<std::string> takeText();
+    // What was read, once; empty when there is no such file, and with the error when it cannot be read.
+    // Nothing while it is not there.
+    std::optional<FileText> takeText();
     // Orders the file to be replaced. False as for read().
     [[nodiscard]] bool replace(std::string text);
 

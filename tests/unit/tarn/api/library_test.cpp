@@ -277,6 +277,21 @@ TEST_F(LibraryTest, PrintersAreAskedWhileTheHomeDirectoryStallsAndStopDoesNotWai
         [&] { return scratch.read("cache/tarn/identities.json").find("after") != std::string::npos; }));
 }
 
+TEST_F(LibraryTest, CacheThatCannotBeReadNowIsReadLaterAndNotReplacedBefore)
+{
+    const std::string cache = scratch.path("cache/tarn/identities.json");
+    const LoopbackAgent agent("127.42.1.14", "met now");
+    std::filesystem::create_directories(cache); // no file as yet
+    const auto library = start(portOf("127.42.1.14", agent));
+    library->setPrinterList(R"([{"printerName":"a","ip":"127.42.1.14"}])");
+    scratch.write("whole", R"({"format":1,"models":["old"],"printers":{"127.42.1.15":{"model":"old"}}})");
+    std::filesystem::remove(cache);
+    std::filesystem::rename(scratch.path("whole"), cache);
+    const auto saved = [&] { return scratch.read("cache/tarn/identities.json"); };
+    ASSERT_TRUE(eventually([&] { return saved().find("met now") != std::string::npos; }));
+    EXPECT_NE(saved().find("127.42.1.15"), std::string::npos);
+}
+
 TEST_F(LibraryTest, BrokenCacheIsNoCache)
 {
     scratch.write("cache/tarn/identities.json", "{\"format\":1,");

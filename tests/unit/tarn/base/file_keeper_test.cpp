@@ -10,6 +10,7 @@
 #include "tarn/src/base/files.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/support/stalled_rename.h"
 
@@ -50,12 +51,40 @@ TEST_F(FileKeeperTest, HandsOverWhatIsThereOnceAndAnAbsentFileAsAnEmptyOne)
     EXPECT_FALSE(files.takeText().has_value()); // nobody ordered it
     ASSERT_TRUE(files.read());
     ASSERT_TRUE(files.awaitText(inAMinute()));
-    EXPECT_EQ(files.takeText(), std::string());
+    const std::optional<FileText> absent = files.takeText();
+    ASSERT_TRUE(absent.has_value());
+    EXPECT_EQ(absent->error, ReadError::Absent);
+    EXPECT_EQ(absent->text, "");
     EXPECT_FALSE(files.takeText().has_value());
     scratch.write("dir/file", "text");
     ASSERT_TRUE(files.read());
     ASSERT_TRUE(files.awaitText(inAMinute()));
-    EXPECT_EQ(files.takeText(), "text");
+    const std::optional<FileText> there = files.takeText();
+    ASSERT_TRUE(there.has_value());
+    EXPECT_EQ(there->error, ReadError::None);
+    EXPECT_EQ(there->text, "text");
+}
+
+TEST_F(FileKeeperTest, FileThatCannotBeReadNowIsNotAnEmptyOne)
+{
+    scratch.write("dir/file", "text");
+    FileKeeper files = keeper();
+    {
+        const test::NoDescriptors none;
+        ASSERT_TRUE(files.read());
+        ASSERT_TRUE(files.awaitText(inAMinute()));
+    }
+    const std::optional<FileText> file = files.takeText();
+    ASSERT_TRUE(file.has_value());
+    EXPECT_EQ(file->error, ReadError::Unreadable);
+}
+
+TEST_F(FileKeeperTest, NobodyWaitsForWhatAnotherHasTaken)
+{
+    FileKeeper files = keeper();
+    ASSERT_TRUE(files.read());
+    ASSERT_TRUE(eventually([&] { return files.takeText().has_value(); }));
+    EXPECT_TRUE(files.awaitText(inAMinute()));
 }
 
 TEST_F(FileKeeperTest, ThreadEndsWhenThereIsNothingToDoAndComesBackWhenThereIs)
