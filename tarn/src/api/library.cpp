@@ -1,5 +1,8 @@
 #include "tarn/src/api/library.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/src/ipp/ipp_backends.h"
@@ -132,6 +135,7 @@ int Library::setPrinterList(std::string_view text)
             return TARN_E_DISABLED;
         }
         if (m_roster.isNamedBy(text)) {
+            unwatchGone();
             return TARN_OK;
         }
         readsCache = orderCacheFile(); // while the list is parsed
@@ -149,11 +153,20 @@ int Library::setPrinterList(std::string_view text)
     }
     const auto makeTarget = [this](std::uint32_t address)
                                 TARN_REQUIRES(m_mutex) { return newTarget(address); };
-    for (TargetPtr& gone : m_roster.name(text, std::move(*printers), makeTarget)) {
-        m_engine.unwatch(std::move(gone));
-    }
+    m_gone.reserve(m_gone.size() + m_roster.targets().size());
+    std::vector<TargetPtr> gone = m_roster.name(text, std::move(*printers), makeTarget);
+    std::move(gone.begin(), gone.end(), std::back_inserter(m_gone));
+    unwatchGone();
     awaitFirstMeeting();
     return TARN_OK;
+}
+
+// Whom there is no memory for now are left for the next call.
+void Library::unwatchGone()
+{
+    for (; !m_gone.empty(); m_gone.pop_back()) {
+        m_engine.unwatch(m_gone.back());
+    }
 }
 
 // Tells the engine what to look for, once the program has had its chance to set options.

@@ -97,6 +97,7 @@ private:
     TargetPtr newTarget(std::uint32_t address) TARN_REQUIRES(m_mutex);
     void orderDiscoveries() TARN_REQUIRES(m_mutex);
     void orderDiscovery(engine::Discovery discovery, bool on) TARN_REQUIRES(m_mutex);
+    void unwatchGone() TARN_REQUIRES(m_mutex);
     void awaitFirstMeeting() TARN_REQUIRES(m_mutex);
     void rememberIdentity(engine::Target& target) TARN_REQUIRES(m_mutex);
     bool saveCache() TARN_REQUIRES(m_mutex);
@@ -117,6 +118,7 @@ private:
     Options m_options TARN_GUARDED_BY(m_mutex);
     std::set<engine::Discovery> m_discoveries TARN_GUARDED_BY(m_mutex); // that the engine was told to make
     Roster m_roster TARN_GUARDED_BY(m_mutex);
+    std::vector<TargetPtr> m_gone TARN_GUARDED_BY(m_mutex); // named no longer, and the engine is to be told
     ModelTexts m_modelTexts TARN_GUARDED_BY(m_mutex);
     catalog::IdentityCache m_cache TARN_GUARDED_BY(m_mutex);
     CacheFile m_cacheFileState TARN_GUARDED_BY(m_mutex) = CacheFile::Unread;

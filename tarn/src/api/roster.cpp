@@ -9,6 +9,7 @@ using engine::DiscoveredPrinter;
 std::vector<TargetPtr> Roster::name(std::string_view text, std::vector<ListedPrinter> printers,
                                     const std::function<TargetPtr(std::uint32_t)>& makeTarget)
 {
+    std::string named(text);
     Targets targets;
     for (const ListedPrinter& printer : printers) {
         if (!printer.address) {
@@ -26,9 +27,11 @@ std::vector<TargetPtr> Roster::name(std::string_view text, std::vector<ListedPri
             gone.push_back(target);
         }
     }
+    std::shared_ptr<const PrinterDirectory> fresh = directoryOf(std::move(printers), targets);
+    // Nothing throws from here on.
     m_targets.swap(targets);
-    publish(std::move(printers));
-    m_text = text;
+    publish(std::move(fresh));
+    m_text.swap(named);
     m_isNamed = true;
     return gone;
 }
@@ -36,11 +39,12 @@ std::vector<TargetPtr> Roster::name(std::string_view text, std::vector<ListedPri
 void Roster::setDiscovered(engine::Discovery discovery, std::vector<DiscoveredPrinter> printers)
 {
     m_discovered[discovery] = std::move(printers);
-    publish(m_index.directory()->named);
+    publish(directoryOf(m_index.directory()->named, m_targets));
 }
 
-// Of the printers that are named, whose targets are in m_targets, and those that were found.
-void Roster::publish(std::vector<ListedPrinter> named)
+// Of the printers that are named, whose targets are given, and those that were found.
+std::shared_ptr<const PrinterDirectory> Roster::directoryOf(std::vector<ListedPrinter> named,
+                                                            const Targets& targets) const
 {
     auto fresh = std::make_shared<PrinterDirectory>();
     fresh->named = std::move(named);
@@ -50,11 +54,16 @@ void Roster::publish(std::vector<ListedPrinter> named)
     fresh->byName.reserve(fresh->named.size() + fresh->discovered.size());
     for (const ListedPrinter& printer : fresh->named) { // the first of equal names stays
         fresh->byName.emplace(printer.printerName,
-                              printer.address ? m_targets.find(*printer.address)->second : m_nowhere);
+                              printer.address ? targets.find(*printer.address)->second : m_nowhere);
     }
     for (const DiscoveredPrinter& printer : fresh->discovered) {
         fresh->byName.emplace(printer.name, printer.target);
     }
+    return fresh;
+}
+
+void Roster::publish(std::shared_ptr<const PrinterDirectory> fresh)
+{
     m_isRendered = false;
     m_index.publish(std::move(fresh));
 }

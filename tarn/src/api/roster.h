@@ -31,7 +31,7 @@ public:
     // Whether the printers were named by this very text.
     bool isNamedBy(std::string_view text) const { return m_isNamed && m_text == text; }
     // Replaces the named printers. An address that was named before keeps its target, the others get theirs
-    // from makeTarget. Returns the targets that are named no longer.
+    // from makeTarget. Returns the targets that are named no longer. Nothing has changed when it throws.
     std::vector<TargetPtr> name(std::string_view text, std::vector<catalog::ListedPrinter> printers,
                                 const std::function<TargetPtr(std::uint32_t address)>& makeTarget);
     void setDiscovered(engine::Discovery discovery, std::vector<engine::DiscoveredPrinter> printers);
@@ -43,7 +43,9 @@ public:
     void identitiesChanged() { m_isRendered = false; }
 
 private:
-    void publish(std::vector<catalog::ListedPrinter> named);
+    std::shared_ptr<const PrinterDirectory> directoryOf(std::vector<catalog::ListedPrinter> named,
+                                                        const Targets& targets) const;
+    void publish(std::shared_ptr<const PrinterDirectory> fresh);
 
     PrinterIndex& m_index;
     const TargetPtr m_nowhere;

@@ -33,7 +33,7 @@ target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE
 target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
     SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp engine/fake_dialogue.cpp
-            support/stalled_rename.cpp
+            support/short_memory.cpp support/stalled_rename.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)
 target_compile_definitions(tarn_abi_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tarn/src/base/json_input.h"
+#include "tests/unit/tarn/support/short_memory.h"
 
 namespace tarn::api {
 namespace {
@@ -86,6 +87,32 @@ TEST_F(RosterTest, OnlyTheTextThatNamedThePrintersIsTheirs)
     name("[]");
     EXPECT_TRUE(roster.isNamedBy("[]"));
     EXPECT_FALSE(roster.isNamedBy("[] "));
+}
+
+TEST_F(RosterTest, ListThatThereIsNoMemoryForChangesNothing)
+{
+    const std::string before = R"([{"printerName":"a","ip":"1.2.3.4"}])";
+    const std::string text = R"([{"printerName":"b","ip":"1.2.3.5"},{"printerName":"c","ip":"1.2.3.6"}])";
+    int failures = 0;
+    for (std::uint32_t seed = 0; seed < 200; ++seed) {
+        name(before);
+        std::vector<catalog::ListedPrinter> printers = *catalog::parsePrinterList(text);
+        try {
+            const test::ShortMemory few(seed, 10);
+            roster.name(text, std::move(printers), targetAt);
+        } catch (const std::bad_alloc&) {
+            ++failures;
+            ASSERT_TRUE(roster.isNamedBy(before));
+            ASSERT_EQ(roster.targets().size(), 1U);
+            ASSERT_TRUE(found("a"));
+            ASSERT_FALSE(found("b"));
+            continue;
+        }
+        ASSERT_TRUE(roster.isNamedBy(text));
+        ASSERT_EQ(roster.targets().size(), 2U);
+    }
+    EXPECT_GT(failures, 20);
+    EXPECT_LT(failures, 200);
 }
 
 TEST_F(RosterTest, DocumentTellsWhatBecameKnownOnceThatIsSaid)
