@@ -24,11 +24,17 @@
 // XDG_CONFIG_HOME, XDG_CACHE_HOME, HOME, TARN_IPP_USB_DIR (where ipp-usb keeps its state files, default
 // /var/ipp-usb/dev). Identities of printers are kept in $XDG_CACHE_HOME/tarn/.
 
-// Printers that the configuration has asked in SNMP version 3 are asked by Net-SNMP, which keeps one state for
-// the whole process, without locks. A program that uses Net-SNMP itself must name no such printers.
+// Printers that the configuration has asked in SNMP version 3 are asked by Net-SNMP, which keeps one state
+// for the whole process, without locks. A program that uses Net-SNMP itself must name no such printers.
 //
 // At exit: tarn_destroy may be called from the destructor of a static object, behind OpenSSL's exit handler.
-// From exit() on, printers over SNMP version 3 and IPP may not be asked any more.
+// From exit() on, printers over SNMP version 3 and IPP may not be asked any more. A forked child that exits
+// waits for none of this.
+//
+// Foreign libraries read files of their own in the library's threads: Net-SNMP its snmp.conf (in ~/.snmp,
+// unless SNMPCONFPATH says otherwise) where a printer is asked over SNMP version 3, libcups ~/.cups where one
+// is asked over IPP or the queues of CUPS are listed. Where these lie on a file system that stalls,
+// tarn_destroy waits for it without a bound, and the process's exit for 2 s.
 
 #ifdef __cplusplus
 extern "C" {
@@ -55,12 +61,13 @@ extern "C" {
 // Returns TARN_OK, TARN_E_SYSTEM, TARN_E_MEMORY.
 TARN_API int tarn_init(void);
 
-// Stops the library: ends every thread of the library (within 2 s) and forgets everything, the texts of
-// tarn_getModels included. Handles that are open stay readable, with what they pinned, until they are closed.
-// Without tarn_init before: changes nothing and succeeds. tarn_init may follow. Where the remembered
-// identities lie on a file system that stalls, the one thread that writes them is left behind after that
-// time, and the library then stays loaded, whoever unloads it, to the end of the process; the thread uses
-// nothing of the program's, and ends when the file system answers. Returns TARN_OK.
+// Stops the library: ends every thread of the library (within 2 s, but see above for the files of foreign
+// libraries) and forgets everything, the texts of tarn_getModels included. Handles that are open stay
+// readable, with what they pinned, until they are closed. Without tarn_init before: changes nothing and
+// succeeds. tarn_init may follow. Where the remembered identities lie on a file system that stalls, the one
+// thread that writes them is left behind after that time, and the library then stays loaded, whoever unloads
+// it, to the end of the process; the thread uses nothing of the program's, and ends when the file system
+// answers. Returns TARN_OK.
 TARN_API int tarn_destroy(void);
 
 // Gives back a text of tarn_getVersion, tarn_getSerialNumber, tarn_getStateMessage or tarn_getInfo, and sets
@@ -150,9 +157,10 @@ TARN_API int tarn_setOptions(const char* optionsJson);
 // IPv4 address, octets in decimal, leading zeros allowed; a printer whose address is none stays listed and
 // cannot be reached. When it names addresses that the library never met, the call waits until all of them
 // have answered, but at most 250 ms; it waits for an address only once, whether that answers or not. The
-// first call, or that of tarn_getModels, also waits for the file of remembered identities, at most 250 ms.
-// Returns TARN_OK, TARN_E_ARGUMENT (NULL), TARN_E_NOT_READY, TARN_E_DISABLED, TARN_E_DOCUMENT (nothing
-// changes; more than 64 MiB is refused as well), TARN_E_MEMORY.
+// first call, or that of tarn_getModels, also waits for the file of remembered identities, at most 250 ms,
+// and so does a later one after the file could not be read. Returns TARN_OK, TARN_E_ARGUMENT (NULL),
+// TARN_E_NOT_READY, TARN_E_DISABLED, TARN_E_DOCUMENT (nothing changes; more than 64 MiB is refused as well),
+// TARN_E_MEMORY.
 TARN_API int tarn_setPrinterList(const char* printerListJson);
 
 #ifdef __cplusplus

@@ -20,7 +20,8 @@ namespace tarn::ipp {
 //      gone.
 //  (2) There is no thread before the first request; where the system gives none, the next request tries
 //  again. (3) When the process exits, the thread leaves the libraries before they are ended.
-// Threading: any thread. Ownership: shared by its queues; the last one ends it, within milliseconds.
+// Threading: any thread. Ownership: shared by its queues; the last one ends it, within milliseconds
+// unless libcups is reading its files in ~/.cups: they are waited for without a bound.
 class IppTransport final : public std::enable_shared_from_this<IppTransport>, private ExitHook
 {
 public:
