@@ -21,7 +21,7 @@ constexpr const char* kCurls[] = {"libcurl-gnutls.so.4", "libcurl.so.4"};
 // Null where it is not there. Once loaded it stays.
 inline const CurlLibrary* curlOf(const std::string& soname)
 {
-    static std::map<std::string, CurlLibrary*> known;
+    static auto& known = *new std::map<std::string, CurlLibrary*>; // threads may outlive static objects
     CurlLibrary*& library = known[soname];
     if (library == nullptr) {
         library = new CurlLibrary(soname.c_str());
