@@ -150,6 +150,16 @@ bool HttpExchange::connected() const
     return m_socket >= 0 && ::getpeername(m_socket, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
 }
 
+Attempt HttpExchange::resultOfCut() const
+{
+    if (!connected()) {
+        return Attempt::Silent;
+    }
+    // Some say neither how long their answer is nor that it is over; whoever decodes it sees if it is whole.
+    const bool said = !m_body.empty() && resultOf(CURLE_OPERATION_TIMEDOUT) == Attempt::Answered;
+    return said ? Attempt::Answered : Attempt::TooLong;
+}
+
 Attempt HttpExchange::resultOf(CURLcode code) const
 {
     long status = 0;

@@ -43,6 +43,8 @@ public:
     bool connected() const;
     // What the transfer came to that ended so.
     Attempt resultOf(CURLcode code) const;
+    // What the transfer came to that is under way, and over time.
+    Attempt resultOfCut() const;
     const std::string& body() const { return m_body; }
 
 private:

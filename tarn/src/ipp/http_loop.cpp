@@ -26,7 +26,6 @@ HttpLoop::HttpLoop(const CurlLibrary& curl, const Clock& clock) : m_curl(curl), 
 
 HttpLoop::~HttpLoop()
 {
-    m_removing = true;
     for (const auto& item : m_running) {
         m_curl.remove(m_multi, item.first);
     }
@@ -63,9 +62,11 @@ bool HttpLoop::begin(HttpExchange& exchange, TimePoint deadline)
     auto running = std::make_unique<Running>();
     running->exchange = &exchange;
     running->deadline = deadline;
-    m_deadlines.schedule(*running, std::min(deadline, m_clock.now() + kConnectPatience));
-    m_ended.reserve(m_ended.size() + m_running.size() + 1); // so that to end takes no memory
-    m_running[exchange.handle()] = std::move(running);
+    // First what takes memory, for the heap is not to keep what is thrown away; and to end takes none.
+    m_ended.reserve(m_ended.size() + m_running.size() + 1);
+    m_deadlines.makeRoomFor(m_running.size() + 1);
+    const auto item = m_running.emplace(exchange.handle(), std::move(running)).first;
+    m_deadlines.schedule(*item->second, std::min(deadline, m_clock.now() + kConnectPatience));
     if (m_curl.add(m_multi, exchange.handle()) == CURLM_OK) {
         return true;
     }
@@ -77,9 +78,7 @@ void HttpLoop::drop(HttpExchange& exchange)
 {
     const auto found = m_running.find(exchange.handle());
     if (found != m_running.end()) {
-        m_removing = true;
         m_curl.remove(m_multi, exchange.handle());
-        m_removing = false;
         m_deadlines.remove(*found->second);
         m_running.erase(found);
     }
@@ -123,12 +122,11 @@ void HttpLoop::cutOverdue()
     while (m_deadlines.nextDeadline() <= now) {
         Running& running = *m_deadlines.front();
         HttpExchange& exchange = *running.exchange;
-        const bool connected = exchange.connected();
-        if (connected && now < running.deadline) {
+        if (now < running.deadline && exchange.connected()) {
             m_deadlines.schedule(running, running.deadline);
             continue;
         }
-        m_ended.push_back({&exchange, connected ? Attempt::TooLong : Attempt::Silent});
+        m_ended.push_back({&exchange, exchange.resultOfCut()});
         drop(exchange);
     }
 }
@@ -153,13 +151,11 @@ std::vector<HttpLoop::Finished> HttpLoop::finished()
 // Called by the library: what a socket of its own is to be watched for.
 int HttpLoop::watchSocket(CURL* /*transfer*/, curl_socket_t descriptor, int what, void* self, void* /*known*/)
 {
-    const HttpLoop& loop = *static_cast<HttpLoop*>(self);
-    const int poll = loop.m_poll;
+    const int poll = static_cast<HttpLoop*>(self)->m_poll;
     if (what == CURL_POLL_REMOVE) {
-        // A socket that was closed is watched no more, and its number may be another thread's by now.
-        if (!loop.m_removing) {
-            ::epoll_ctl(poll, EPOLL_CTL_DEL, descriptor, nullptr);
-        }
+        // Closing it does not end that while a process forked off meanwhile has it, too. A number that is
+        // another's by now is not in the epoll, and that it is not does no harm.
+        ::epoll_ctl(poll, EPOLL_CTL_DEL, descriptor, nullptr);
         return 0;
     }
     epoll_event event{};

@@ -64,7 +64,6 @@ private:
     const Clock& m_clock;
     CURLM* m_multi = nullptr;
     int m_poll = -1;          // an epoll
-    bool m_removing = false;  // the library ends a transfer, and closes its socket
     TimePoint m_due = kNever; // when the library wants to be called
     std::unordered_map<CURL*, std::unique_ptr<Running>> m_running;
     engine::DeadlineHeap<Running> m_deadlines;

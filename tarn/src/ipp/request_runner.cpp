@@ -79,14 +79,17 @@ void RequestRunner::begin(std::shared_ptr<AnswerSink> sink, std::uint32_t ticket
     bool canAsk = false;
     try {
         canAsk = openLoop(failure);
+        if (canAsk && running.request.operation == IppOperation::Queues && !toScheduler(running)) {
+            canAsk = false;
+            failure = IppOutcome::Silent;
+        }
     } catch (const std::exception&) { // out of memory
+        canAsk = false;
     }
-    if (!canAsk) {
-        finish(running, failure);
-    } else if (running.request.operation == IppOperation::Queues && !toScheduler(running)) {
-        finish(running, IppOutcome::Silent);
-    } else {
+    if (canAsk) {
         tryNextRoute(running);
+    } else {
+        finish(running, failure);
     }
 }
 

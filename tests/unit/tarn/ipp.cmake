@@ -1,7 +1,9 @@
 kel_add_gtest(tarn_ipp_shape_test SOURCES ipp/ipp_shape_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_ipp_picture_test SOURCES ipp/ipp_picture_test.cpp ipp/ipp_alerts_test.cpp ipp/keyed_text_test.cpp
               LIBS tarn_core)
-kel_add_gtest(tarn_ipp_poller_test SOURCES ipp/ipp_poller_test.cpp LIBS tarn_core)
+# These two by themselves, since they replace the program's operators new and delete.
+kel_add_gtest(tarn_ipp_poller_test SOURCES ipp/ipp_poller_test.cpp support/short_memory.cpp LIBS tarn_core)
+kel_add_gtest(tarn_ipp_loop_test SOURCES ipp/http_loop_test.cpp support/short_memory.cpp LIBS tarn_core)
 kel_add_gtest(tarn_ipp_transport_test SOURCES ipp/ipp_transport_test.cpp ipp/route_search_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_ipp_http_test SOURCES ipp/http_exchange_test.cpp LIBS tarn_core)
 # The test counts calls of the C library, by functions of its own that libraries find first.

@@ -1,0 +1,164 @@
+// The loop that drives exchanges, by itself, with a clock of the test's.
+#include "tarn/src/ipp/http_loop.h"
+
+#include <sys/eventfd.h>
+#include <sys/wait.h>
+
+#include <csignal>
+
+#include "tests/unit/tarn/engine/simulated_network.h"
+#include "tests/unit/tarn/ipp/transport_session.h"
+#include "tests/unit/tarn/support/short_memory.h"
+
+namespace tarn::ipp {
+namespace {
+
+using test::ScriptedServer;
+using Connection = ScriptedServer::Connection;
+
+constexpr Milliseconds kPatience{10000};
+
+class HttpLoopTest : public testing::TestWithParam<const char*>
+{
+protected:
+    void SetUp() override
+    {
+        curl = test::curlOf(GetParam());
+        if (curl == nullptr) {
+            GTEST_SKIP() << "no " << GetParam() << " here";
+        }
+        loop = HttpLoop::open(*curl, clock, wakeFd);
+        ASSERT_TRUE(loop);
+    }
+    ~HttpLoopTest() override
+    {
+        loop.reset();
+        ::close(wakeFd);
+    }
+
+    HttpExchange::Post postTo(std::uint16_t port) const
+    {
+        HttpExchange::Post post;
+        post.url = "http://127.0.0.1:" + std::to_string(port) + "/";
+        post.body = "question";
+        post.mostOctets = 1000;
+        return post;
+    }
+    // The end of an exchange whose peer says that and then nothing more.
+    Attempt endOf(const std::string& said)
+    {
+        std::atomic<bool> isSaid{false};
+        ScriptedServer server([&](const Connection& connection) {
+            connection.request();
+            connection.send(said);
+            isSaid = true;
+            connection.untilGone();
+        });
+        HttpExchange exchange(*curl, postTo(server.port()));
+        EXPECT_TRUE(loop->begin(exchange, clock.now() + kPatience));
+        for (int i = 0; i < 100 && !isSaid; ++i) {
+            turn();
+        }
+        turn(); // takes it
+        clock.set(clock.now() + kPatience);
+        turn();
+        const std::vector<HttpLoop::Finished> ended = loop->finished();
+        EXPECT_EQ(ended.size(), 1u);
+        return ended.empty() ? Attempt::NotSent : ended[0].attempt;
+    }
+    // One wait, which does not last: it comes back for what is ready, or for the wake-up.
+    void turn()
+    {
+        ::usleep(20000);
+        ::eventfd_write(wakeFd, 1);
+        loop->wait();
+        eventfd_t count = 0;
+        ::eventfd_read(wakeFd, &count);
+    }
+
+    const CurlLibrary* curl = nullptr;
+    engine::test::SimulatedClock clock;
+    const int wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    std::unique_ptr<HttpLoop> loop;
+};
+
+INSTANTIATE_TEST_SUITE_P(Curl, HttpLoopTest, testing::ValuesIn(test::kCurls), [](const auto& item) {
+    return item.param == std::string("libcurl.so.4") ? "Plain" : "Gnutls";
+});
+
+TEST_P(HttpLoopTest, ExchangeThatThereWasNoMemoryToBeginIsNotKept)
+{
+    ScriptedServer server([](const Connection& connection) { connection.untilGone(); });
+    HttpExchange exchange(*curl, postTo(server.port()));
+    ASSERT_TRUE(loop->begin(exchange, clock.now() + kPatience));
+    loop->drop(exchange); // what that took is kept, so that now less memory is needed
+    for (std::uint32_t seed = 0; seed < 40; ++seed) { // now this allocation fails, now that
+        const tarn::test::ShortMemory little(seed, 2);
+        try {
+            if (loop->begin(exchange, clock.now() + kPatience)) {
+                loop->drop(exchange);
+            }
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    clock.set(clock.now() + kPatience);
+    turn();
+    EXPECT_TRUE(loop->finished().empty());
+}
+
+TEST_P(HttpLoopTest, AnswerWithoutLengthOrEndCountsAtTheDeadline)
+{
+    EXPECT_EQ(endOf("HTTP/1.1 200 OK\r\n\r\nanswer"), Attempt::Answered);
+    EXPECT_EQ(endOf("HTTP/1.1 200 OK\r\n\r\n"), Attempt::TooLong);
+    EXPECT_EQ(endOf("HTTP/1.1 404 Not Found\r\n\r\nanswer"), Attempt::TooLong);
+    EXPECT_EQ(endOf("HT"), Attempt::TooLong);
+}
+
+TEST_P(HttpLoopTest, ConnectionThatAForkedProcessKeepsIsWatchedNoMore)
+{
+    std::atomic<bool> dropped{false};
+    std::atomic<bool> ended{false};
+    ScriptedServer server([&](const Connection& connection) {
+        connection.request();
+        while (!dropped && connection.wait(5)) {
+        }
+        connection.endOutput();
+        ended = true;
+        connection.untilGone();
+    });
+    HttpExchange exchange(*curl, postTo(server.port()));
+    ASSERT_TRUE(loop->begin(exchange, clock.now() + kPatience));
+    for (int i = 0; i < 10; ++i) {
+        turn();
+    }
+    ASSERT_EQ(server.accepted(), 1);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+    ASSERT_GT(child, 0);
+    loop->drop(exchange);
+    dropped = true;
+    while (!ended) {
+        ::usleep(5000);
+    }
+    // Nothing is under way: no wait comes back before it is woken.
+    std::atomic<bool> woken{false};
+    std::thread waker([&] {
+        ::usleep(300000);
+        woken = true;
+        ::eventfd_write(wakeFd, 1);
+    });
+    int early = 0;
+    for (loop->wait(); !woken; loop->wait()) {
+        ++early;
+    }
+    waker.join();
+    EXPECT_LT(early, 3);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
+
+} // namespace
+} // namespace tarn::ipp
