@@ -149,16 +149,16 @@ void IppPoller::consider(Entry& entry)
 // It answers SNMP for the first time.
 void IppPoller::becomeBesideSnmp(Entry& entry)
 {
-    entry.besideSnmp = true;
     if (!entry.peer) {
-        if (!lacksSomething(entry.target->pictureBy(Way::Snmp))) {
-            return;
+        if (lacksSomething(entry.target->pictureBy(Way::Snmp))) {
+            begin(entry,
+                  m_now + Milliseconds(m_random.below(static_cast<std::uint32_t>(kLongestSpread.count()))));
+            entry.peer->besideSnmp = true;
         }
-        begin(entry,
-              m_now + Milliseconds(m_random.below(static_cast<std::uint32_t>(kLongestSpread.count()))));
-        entry.peer->besideSnmp = true;
+        entry.besideSnmp = true;
         return;
     }
+    entry.besideSnmp = true;
     Peer& peer = *entry.peer;
     peer.besideSnmp = true;
     if (entry.target->answers(Way::Ipp)) {
@@ -172,6 +172,7 @@ void IppPoller::becomeBesideSnmp(Entry& entry)
 
 void IppPoller::begin(Entry& entry, TimePoint at)
 {
+    m_deadlines.makeRoomFor(m_peers + 1);
     entry.peer = std::make_unique<Peer>();
     ++m_peers;
     entry.peer->target = entry.target;
@@ -204,8 +205,12 @@ void IppPoller::run()
     if (due != kNever && m_now - due > kSleep) {
         networkChanged();
     }
-    for (FinishedRequest& request : m_requests->takeFinished()) {
-        finished(request);
+    for (const FinishedRequest& request : m_requests->takeFinished()) {
+        const auto found = m_tickets.find(request.ticket);
+        if (found != m_tickets.end()) {
+            Peer& peer = *found->second;
+            attempt(peer, [&] { finished(peer, request); });
+        }
     }
     runDeadlines();
     giveOut();
@@ -216,8 +221,33 @@ void IppPoller::runDeadlines()
     while (!m_deadlines.empty() && m_deadlines.nextDeadline() <= m_now) {
         Peer& peer = *m_deadlines.front();
         m_deadlines.remove(peer);
-        deadlinePassed(peer);
+        attempt(peer, [&] { deadlinePassed(peer); });
     }
+}
+
+template <typename Work>
+void IppPoller::attempt(Peer& peer, const Work& work)
+{
+    try {
+        work();
+    } catch (const std::exception&) {
+        startOver(peer);
+    }
+}
+
+// What the printer was being asked is void, and what it said may not have been told.
+void IppPoller::startOver(Peer& peer)
+{
+    m_telling = nullptr;
+    leaveFlight(peer);
+    m_tickets.erase(peer.ticket);
+    peer.digest = 0;
+    if (peer.besideSnmp) {
+        scheduleBesideSnmp(peer, m_now + kAfterFailure);
+        return;
+    }
+    peer.phase = Phase::Resting;
+    m_deadlines.schedule(peer, m_now + kAfterFailure);
 }
 
 void IppPoller::deadlinePassed(Peer& peer)
@@ -267,24 +297,29 @@ bool IppPoller::giveOutOf(std::deque<std::uint32_t>& queue, bool silent)
             continue; // it is watched no more, or waits for something else
         }
         Peer& peer = *found->second;
-        IppRequest request;
-        request.address = peer.target->address().endpoint.address;
-        request.settings = settingsOf(*peer.target);
-        request.route = peer.route;
-        peer.phase = Phase::InFlight;
-        peer.asked = m_now;
-        peer.askedEver = true;
-        peer.countsSilent = silent;
-        ++m_inFlight;
-        m_silentInFlight += silent ? 1 : 0;
-        if (!m_requests->send(peer.ticket, std::move(request))) {
-            m_tickets.erase(found);
-            leaveFlight(peer);
-            notSent(peer);
-        }
+        attempt(peer, [&] { sendRequest(peer, silent); });
         return true;
     }
     return false;
+}
+
+void IppPoller::sendRequest(Peer& peer, bool silent)
+{
+    IppRequest request;
+    request.address = peer.target->address().endpoint.address;
+    request.settings = settingsOf(*peer.target);
+    request.route = peer.route;
+    peer.phase = Phase::InFlight;
+    peer.asked = m_now;
+    peer.askedEver = true;
+    peer.countsSilent = silent;
+    ++m_inFlight;
+    m_silentInFlight += silent ? 1 : 0;
+    if (!m_requests->send(peer.ticket, std::move(request))) {
+        m_tickets.erase(peer.ticket);
+        leaveFlight(peer);
+        notSent(peer);
+    }
 }
 
 void IppPoller::leaveFlight(Peer& peer)
@@ -296,14 +331,9 @@ void IppPoller::leaveFlight(Peer& peer)
     }
 }
 
-void IppPoller::finished(FinishedRequest& request)
+void IppPoller::finished(Peer& peer, const FinishedRequest& request)
 {
-    const auto found = m_tickets.find(request.ticket);
-    if (found == m_tickets.end()) {
-        return;
-    }
-    Peer& peer = *found->second;
-    m_tickets.erase(found);
+    m_tickets.erase(request.ticket);
     leaveFlight(peer);
     const IppOutcome outcome = request.answer.outcome;
     if (outcome == IppOutcome::NotSent || outcome == IppOutcome::NoLibrary) {

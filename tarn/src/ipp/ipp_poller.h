@@ -29,6 +29,7 @@ namespace tarn::ipp {
 //      up.
 //  (2) Nobody is asked before it is known whether he answers SNMP, nor who was not opened for kUnopened.
 //  (3) A target that needs nothing costs an entry without a Peer.
+//  (4) Where memory runs out, the peer at hand is asked anew kAfterFailure later, and no other one suffers.
 // Threading: engine thread only. Ownership: owns the queue; borrows clock, randomness and listener, which
 // must outlive it.
 class IppPoller final : public engine::Backend
@@ -41,6 +42,7 @@ public:
     static constexpr Milliseconds kAfterMiss{2000};
     static constexpr Milliseconds kFirstNotSent{5000}; // this machine's fault, not the printer's
     static constexpr Milliseconds kLongestNotSent{60000};
+    static constexpr Milliseconds kAfterFailure{1000};  // out of memory
     static constexpr Milliseconds kSleep{15000};        // run() so late means that the machine slept
     static constexpr Milliseconds kLongestSpread{2000}; // many printers at once begin one after the other
 
@@ -103,7 +105,7 @@ private:
     void deadlinePassed(Peer& peer);
     void giveOut();
     bool giveOutOf(std::deque<std::uint32_t>& queue, bool silent);
-    void finished(FinishedRequest& request);
+    void finished(Peer& peer, const FinishedRequest& request);
     void answered(Peer& peer, const IppAnswer& answer);
     void missed(Peer& peer, IppOutcome outcome);
     void notSent(Peer& peer);
@@ -112,6 +114,10 @@ private:
     Milliseconds backOff(const Peer& peer, IppOutcome outcome);
     Milliseconds doubled(Milliseconds first, Milliseconds longest, unsigned times);
     std::uint32_t newTicket(Peer& peer);
+    void sendRequest(Peer& peer, bool silent);
+    template <typename Work>
+    void attempt(Peer& peer, const Work& work);
+    void startOver(Peer& peer);
     void leaveFlight(Peer& peer);
 
     // constant after construction

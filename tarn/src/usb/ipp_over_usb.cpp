@@ -57,8 +57,19 @@ void IppOverUsb::run()
             return entry.second.ticket == request.ticket;
         });
         if (found != m_peers.end()) { // else it was pulled out meanwhile
-            finished(found->second, request.answer);
+            attemptToFinish(found->second, request.answer);
         }
+    }
+}
+
+// Without memory for it, the printer is asked again, and the other answers are not lost.
+void IppOverUsb::attemptToFinish(Peer& peer, const ipp::IppAnswer& answer)
+{
+    try {
+        finished(peer, answer);
+    } catch (const std::exception&) {
+        peer.digest = 0; // it may not have been told
+        peer.notBefore = m_clock.now() + kShortestPause;
     }
 }
 

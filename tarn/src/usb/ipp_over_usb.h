@@ -52,6 +52,7 @@ private:
     };
 
     void silent(engine::Target& target);
+    void attemptToFinish(Peer& peer, const ipp::IppAnswer& answer);
     void finished(Peer& peer, const ipp::IppAnswer& answer);
 
     const Clock& m_clock;

@@ -6,6 +6,7 @@
 #include "tarn/src/device/picture_field.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/ipp/attributes_text.h"
+#include "tests/unit/tarn/support/short_memory.h"
 
 namespace tarn::ipp {
 namespace {
@@ -70,6 +71,7 @@ public:
     std::vector<FinishedRequest> takeFinished() override
     {
         std::vector<FinishedRequest> out;
+        out.reserve(underWay.size()); // all or nothing, where memory is short
         while (!underWay.empty() && underWay.begin()->first <= m_clock.now()) {
             out.push_back(std::move(underWay.begin()->second));
             underWay.erase(underWay.begin());
@@ -151,7 +153,19 @@ protected:
                     poller->wake(*target);
                 }
             }
+            run();
+        }
+    }
+    void run()
+    {
+        if (failsOneIn == 0) {
             poller->run();
+            return;
+        }
+        const tarn::test::ShortMemory little(++seed, failsOneIn);
+        try {
+            poller->run();
+        } catch (const std::bad_alloc&) { // as the engine does
         }
     }
 
@@ -176,6 +190,8 @@ protected:
     std::unique_ptr<IppPoller> poller;
     ScriptedQueue* requests = nullptr;
     int changes = 0;
+    unsigned failsOneIn = 0; // of the poller's allocations; 0: none
+    std::uint32_t seed = 0;
 };
 
 TEST_F(IppPollerTest, NobodyIsAskedBeforeSnmpIsKnownToBeSilent)
@@ -494,6 +510,29 @@ TEST_F(IppPollerTest, TenThousandSnmpPrintersHaveNoPeers)
     }
     EXPECT_EQ(poller->peers(), 0u);
     EXPECT_EQ(poller->nextDeadline(), kNever);
+}
+
+TEST_F(IppPollerTest, NobodyIsLostWhereMemoryIsShortForAWhile)
+{
+    constexpr std::uint32_t kPrinters = 60;
+    for (std::uint32_t address = 1; address <= kPrinters; ++address) {
+        watchSilent(address);
+    }
+    pass(Milliseconds(20000));
+    for (auto& printer : requests->printers) {
+        printer.second.says = "printer-state = 3\nprinter-make-and-model = Orion";
+    }
+    const std::uint64_t before = tarn::test::ShortMemory::failures();
+    failsOneIn = 20;
+    pass(Milliseconds(20000));
+    EXPECT_GT(tarn::test::ShortMemory::failures(), before);
+    failsOneIn = 0;
+    pass(Milliseconds(10000));
+    for (const auto& target : watched) {
+        EXPECT_TRUE(target->snapshot()->online);
+        EXPECT_EQ(modelOf(*target), "Orion");
+        EXPECT_LE(clock.now() - *target->lastAnswer(), Milliseconds(6000));
+    }
 }
 
 } // namespace

@@ -124,6 +124,16 @@ TEST_F(IppOverUsbTest, ServiceThatGaveTheDeviceUpIsNotAskedAnyMore)
     EXPECT_EQ(m_requests.given.size(), 1u);
 }
 
+TEST_F(IppOverUsbTest, AnswerThatThereWasNoMemoryForIsAskedForAgain)
+{
+    m_listener.changeFailures = 1;
+    finish(ipp::IppOutcome::Answered, "4");
+    EXPECT_EQ(m_listener.changes, 0u);
+    ASSERT_TRUE(awaitQuestion(IppOverUsb::kInterval + UsbBackend::kInterval));
+    finish(ipp::IppOutcome::Answered, "4"); // the same again, but it was not told
+    EXPECT_EQ(m_listener.changes, 1u);
+}
+
 TEST_F(IppOverUsbTest, RequestThatIsNotTakenIsSentLater)
 {
     finish(ipp::IppOutcome::Answered, "4");

@@ -29,7 +29,14 @@ private:
 class Listener final : public engine::BackendListener
 {
 public:
-    void targetChanged(engine::Target& /*target*/) override { ++changes; }
+    void targetChanged(engine::Target& /*target*/) override
+    {
+        if (changeFailures > 0) {
+            --changeFailures;
+            throw std::bad_alloc();
+        }
+        ++changes;
+    }
     void rosterChanged(engine::Discovery discovery, std::vector<engine::DiscoveredPrinter> printers) override
     {
         EXPECT_EQ(discovery, engine::Discovery::Usb);
@@ -44,7 +51,8 @@ public:
     std::vector<engine::DiscoveredPrinter> roster;
     unsigned changes = 0;
     unsigned rosters = 0;
-    unsigned failures = 0; // that are still to come
+    unsigned failures = 0; // of rosters, that are still to come
+    unsigned changeFailures = 0;
 };
 
 // The requests over IPP, which the test answers.
