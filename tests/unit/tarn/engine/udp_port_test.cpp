@@ -4,7 +4,6 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "tarn/src/engine/udp_port.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 
 namespace tarn::engine {
 namespace {
@@ -85,25 +85,6 @@ std::vector<std::string> takeAll(UdpPort& port)
     return texts;
 }
 
-// No descriptor can be had as long as it lives.
-class NoDescriptors
-{
-public:
-    NoDescriptors()
-    {
-        ::getrlimit(RLIMIT_NOFILE, &m_before);
-        rlimit none = m_before;
-        none.rlim_cur = 0;
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit m_before{};
-};
-
 TEST(UdpPort, SuspectsAreAskedFromASocketOfTheirOwnAndAnswersToEitherAreRead)
 {
     UdpPort port;
@@ -147,7 +128,7 @@ TEST(UdpPort, KeepsItsSocketsWhereThereIsNoDescriptorForNewOnes)
     ask(port, Lane::Answering, echo);
     const std::uint16_t before = echo.asked();
     {
-        const NoDescriptors none;
+        const test::NoDescriptors none;
         EXPECT_FALSE(port.reopen());
         EXPECT_EQ(ask(port, Lane::Answering, echo), 1u);
         EXPECT_EQ(ask(port, Lane::Suspect, echo), 1u); // by the only one there is
@@ -166,7 +147,7 @@ TEST(UdpPort, OpensItsFirstSocketWhenItCan)
     std::unique_ptr<UdpPort> port;
     Echo echo;
     {
-        const NoDescriptors none;
+        const test::NoDescriptors none;
         port = std::make_unique<UdpPort>();
         EXPECT_EQ(port->descriptor(), -1);
         EXPECT_EQ(ask(*port, Lane::Answering, echo), 1u); // taken, and lost

@@ -63,6 +63,26 @@ void* operator new[](std::size_t size)
 {
     return make(size);
 }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    try {
+        return make(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept
+{
+    return operator new(size, tag);
+}
+void operator delete(void* place, const std::nothrow_t& /*tag*/) noexcept
+{
+    std::free(place);
+}
+void operator delete[](void* place, const std::nothrow_t& /*tag*/) noexcept
+{
+    std::free(place);
+}
 void operator delete(void* place) noexcept
 {
     std::free(place);
