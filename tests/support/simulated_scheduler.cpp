@@ -40,8 +40,10 @@ public:
     }
     void cancel(const TaskPtr& task)
     {
+        boost::shared_ptr<twheel::TwheelRunnable> dropped; // without the lock: it may hold the last handle
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_tasks.remove(task);
+        dropped.swap(task->runnable);
     }
     void advance(long milliseconds)
     {
@@ -83,6 +85,8 @@ public:
         }
         for (std::thread& thread : threads)
             thread.join();
+        for (const TaskPtr& task : tasks)
+            task->runnable.reset(); // what it runs may hold its handle
     }
     long now() const { return locked(m_now); }
     std::size_t runs() const { return locked(m_runs); }
