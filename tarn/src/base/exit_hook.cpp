@@ -7,6 +7,12 @@
 #include <cstdint>
 #include <cstdlib>
 
+// Of the C++ ABI. What std::atexit() makes of them, but for the thread sanitizer's, which forgets whose the
+// handler is.
+extern "C" int __cxa_atexit(void (*handler)(void*), void* argument,
+                            void* dso); // NOLINT(bugprone-reserved-identifier)
+extern "C" void* __dso_handle;          // NOLINT(bugprone-reserved-identifier)
+
 namespace tarn {
 
 namespace {
@@ -30,6 +36,10 @@ std::chrono::steady_clock::time_point until TARN_GUARDED_BY(stateMutex);
 
 std::atomic<pid_t> armedBy{0}; // read without a lock: another thread may have held it at the fork
 
+// OPENSSL_INIT_LOAD_CRYPTO_STRINGS: the least that can be asked for; where nothing is asked for, nothing is
+// done.
+constexpr std::uint64_t kErrorTexts = 2;
+
 // Initialises OpenSSL where somebody has loaded it, so that its exit handler is registered from here on. It
 // registers it once, and refuses when that has begun to run.
 OpenSsl readyOpenSsl()
@@ -38,7 +48,7 @@ OpenSsl readyOpenSsl()
         if (void* const object = ::dlopen(soname, RTLD_NOW | RTLD_NOLOAD)) {
             using Initialise = int(std::uint64_t, const void*);
             auto* const initialise = reinterpret_cast<Initialise*>(::dlsym(object, "OPENSSL_init_crypto"));
-            const bool isReady = initialise != nullptr && initialise(0, nullptr) == 1;
+            const bool isReady = initialise != nullptr && initialise(kErrorTexts, nullptr) == 1;
             ::dlclose(object); // whoever has loaded it keeps it
             return isReady ? OpenSsl::Ready : OpenSsl::Ended;
         }
@@ -95,7 +105,7 @@ bool ExitHook::arm()
             return true;
         }
         armedBy = ::getpid();
-        const bool isRegistered = std::atexit(&ExitHook::runAll) == 0;
+        const bool isRegistered = __cxa_atexit([](void*) { runAll(); }, nullptr, &__dso_handle) == 0;
         armed = armed || isRegistered;
         armedBehindOpenSsl = isRegistered && openSsl == OpenSsl::Ready;
         if (!isRegistered) {

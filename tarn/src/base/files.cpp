@@ -20,19 +20,18 @@ class Descriptor final
 {
 public:
     explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() { reset(); }
+    ~Descriptor()
+    {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     int get() const { return m_fd; }
-    bool reset()
-    {
-        const bool closed = m_fd < 0 || ::close(m_fd) == 0;
-        m_fd = -1;
-        return closed;
-    }
 
 private:
-    int m_fd;
+    const int m_fd;
 };
 
 bool writeAll(int fd, std::string_view text)
@@ -50,6 +49,7 @@ bool writeAll(int fd, std::string_view text)
     return true;
 }
 
+constexpr int kAttempts = 100; // of a file that others keep removing
 constexpr std::string_view kTemporaryMark = ".tmp.";
 constexpr std::string_view kTemporarySuffix = ".tmp.XXXXXX"; // as mkostemp() wants it
 
@@ -66,6 +66,26 @@ bool makeDirectories(const std::string& directory)
         ::mkdir(directory.substr(0, end).c_str(), 0700);
     }
     return ::mkdir(directory.c_str(), 0700) == 0 || errno == EEXIST;
+}
+
+// A file beside path that nobody takes for a leftover: its lock is ours and its name still leads to it. name
+// becomes its path. Before the lock is on it another process may have removed it: then another is begun.
+int openTemporary(const std::string& path, std::string& name)
+{
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        name = path;
+        name += kTemporarySuffix;
+        const int fd = ::mkostemp(name.data(), O_CLOEXEC);
+        const bool isTaken = fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        struct stat info
+        {
+        };
+        if (fd < 0 || (!isTaken && ::fstat(fd, &info) == 0 && info.st_nlink > 0)) {
+            return fd;
+        }
+        ::close(fd);
+    }
+    return -1;
 }
 
 } // namespace
@@ -108,14 +128,15 @@ bool replaceFile(const std::string& path, std::string_view text)
     if (slash == std::string::npos || slash == 0 || !makeDirectories(path.substr(0, slash))) {
         return false;
     }
-    std::string temporary = path;
-    temporary += kTemporarySuffix;
-    Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    std::string temporary;
+    Descriptor file(openTemporary(path, temporary));
     if (file.get() < 0) {
         return false;
     }
-    ::flock(file.get(), LOCK_EX | LOCK_NB); // somebody lives who writes it; see removeLeftovers()
-    if (writeAll(file.get(), text) && file.reset() && std::rename(temporary.c_str(), path.c_str()) == 0) {
+    // Closed behind its new name: with the descriptor the lock ends. A full disk is told by fsync() as by
+    // close().
+    if (writeAll(file.get(), text) && ::fsync(file.get()) == 0 &&
+        std::rename(temporary.c_str(), path.c_str()) == 0) {
         return true;
     }
     ::unlink(temporary.c_str());

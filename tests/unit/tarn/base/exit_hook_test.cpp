@@ -106,6 +106,35 @@ TEST_F(ExitHookTest, WhatIsRegisteredAgainBehindOpenSslSharesTheOnePatience)
         testing::ExitedWithCode(kAsExpected), "");
 }
 
+// How OpenSSL is used by its own users, who leave it to the first use to initialise it.
+bool useOpenSsl()
+{
+    void* const object = ::dlopen("libcrypto.so.3", RTLD_NOW);
+    auto* const digest = object != nullptr
+                             ? reinterpret_cast<const void* (*)(void*, const char*, const char*)>(
+                                   ::dlsym(object, "EVP_MD_fetch"))
+                             : nullptr;
+    return digest != nullptr && digest(nullptr, "SHA1", nullptr) != nullptr;
+}
+
+class NeedsOpenSsl final : public ExitHook
+{
+    void processExits(Deadline /*until*/) override { ::_exit(useOpenSsl() ? kAsExpected : kOtherwise); }
+};
+
+TEST_F(ExitHookTest, RunsBeforeOpenSslEndsThatWasNotUsedWhenTheHookWasArmed)
+{
+    EXPECT_EXIT(
+        {
+            auto* const hook = new NeedsOpenSsl;
+            static_cast<void>(hook);
+            const bool isArmed =
+                ::dlopen("libcrypto.so.3", RTLD_NOW) != nullptr && ExitHook::arm() && useOpenSsl();
+            std::exit(isArmed ? kNeverCalled : kOtherwise);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
 class Tells final : public ExitHook
 {
     void processExits(Deadline /*until*/) override { ::_exit(kOtherwise); }
