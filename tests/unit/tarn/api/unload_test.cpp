@@ -10,12 +10,15 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string>
 
 #include "tarn/tarn.h"
 #include "tests/support/eventually.h"
+#include "tests/support/own_threads.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace {
@@ -155,6 +158,11 @@ bool isLoaded(const char* soname)
     return handle != nullptr;
 }
 
+std::ptrdiff_t ownDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
 // One look at each of the printers "ipp" and "v3".
 void look(const Loaded& library)
 {
@@ -199,9 +207,13 @@ TEST(Unloading, LeavesNothingBehindOfAnyWayToAPrinter)
     liveOnce(door); // what the other libraries make once and keep is made now
     ASSERT_TRUE(isLoaded("libcups.so.2"));
     const long before = living;
+    const long threads = kel_test::ownThreads();
+    const std::ptrdiff_t descriptors = ownDescriptors();
     liveOnce(door);
     EXPECT_FALSE(isLoaded(TARN_LIBRARY));
     EXPECT_EQ(living, before);
+    EXPECT_EQ(kel_test::ownThreads(), threads);
+    EXPECT_EQ(ownDescriptors(), descriptors);
 }
 
 } // namespace
