@@ -8,6 +8,7 @@ target_sources(kel_ui PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/monitor_page/monitor_page.cpp
     ${CMAKE_CURRENT_LIST_DIR}/monitor_page/monitor_page.h
     ${CMAKE_CURRENT_LIST_DIR}/monitor_page/monitor_page.ui
+    ${CMAKE_CURRENT_LIST_DIR}/shown_text/presence_text.h
     ${CMAKE_CURRENT_LIST_DIR}/shown_text/shown_line_delegate.cpp
     ${CMAKE_CURRENT_LIST_DIR}/shown_text/shown_line_delegate.h
     ${CMAKE_CURRENT_LIST_DIR}/shown_text/shown_text.cpp

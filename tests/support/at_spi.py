@@ -41,6 +41,15 @@ def connect(display, bus):
         yield
 
 
+def unless_gone(question):
+    """The answer; None where what was asked about has gone meanwhile."""
+    from gi.repository import GLib
+    try:
+        return question()
+    except GLib.Error:
+        return None
+
+
 def windows(pid):
     """{title: accessible} of the visible top-level windows of a process."""
     Atspi.get_desktop(0).clear_cache()
@@ -69,17 +78,32 @@ def is_checked(node):
     return node.get_state_set().contains(Atspi.StateType.CHECKED)
 
 
+def is_active(window):
+    return window.get_state_set().contains(Atspi.StateType.ACTIVE)
+
+
+def is_focused(node):
+    return node.get_state_set().contains(Atspi.StateType.FOCUSED)
+
+
 def names(window, role, showing=True):
     """The names of all widgets of that role, in the order of their creation."""
     return [node.get_name() for node in walk(window)
             if node.get_role_name() == role and (is_showing(node) or not showing)]
 
 
-def find(window, role, name=None):
+def find_or_none(window, role, name=None):
     for node in walk(window):
         if node.get_role_name() == role and (name is None or node.get_name() == name):
             return node
-    raise LookupError(f"no {role} {name!r}")
+    return None
+
+
+def find(window, role, name=None):
+    found = find_or_none(window, role, name)
+    if found is None:
+        raise LookupError(f"no {role} {name!r}")
+    return found
 
 
 def press(node):
@@ -96,6 +120,12 @@ def click(node):
     box = node.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
     subprocess.run(["xdotool", "mousemove", "--sync", str(box.x + box.width // 2), str(box.y + box.height // 2),
                     "click", "1"], check=True)
+
+
+def write(node, content):
+    """Writes into an editor, in place of what is there."""
+    if not node.get_editable_text_iface().set_text_contents(content):
+        raise LookupError(f"{node.get_name()!r} takes no text")
 
 
 def text(node):

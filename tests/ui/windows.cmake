@@ -2,6 +2,7 @@
 foreach(
     name
     test_about_dialog
+    test_accessible
     test_setting_page
     test_main_window
     test_main_window_actions

@@ -1,6 +1,7 @@
 #include "ui/add_printer_page/add_printer_page.h"
 
 #include <QDebug>
+#include <QLineEdit>
 #include <QListWidgetItem>
 #include <QSet>
 
@@ -8,6 +9,7 @@
 
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
+#include "ui/shown_text/presence_text.h"
 #include "ui/shown_text/shown_line_delegate.h"
 #include "ui/shown_text/shown_text.h"
 #include "ui_add_printer_page.h"
@@ -31,6 +33,7 @@ AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_
 {
     ui->setupUi(this);
     setWindowTitle(tr("添加打印机"));
+    orderOctets();
     ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
     try {
         loadModels();
@@ -42,6 +45,27 @@ AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_
 }
 
 AddPrinterPage::~AddPrinterPage() = default;
+
+// The form knows the address as one field: Tab would leave its last octet for the list and never meet the
+// buttons.
+void AddPrinterPage::orderOctets()
+{
+    QWidget* before = ui->ledtIP;
+    for (QLineEdit* octet : ui->ledtIP->findChildren<QLineEdit*>()) {
+        setTabOrder(before, octet);
+        before = octet;
+    }
+}
+
+bool AddPrinterPage::focusNextPrevChild(bool next)
+{
+    // Before the first octet stands the address itself, which hands the focus back to it.
+    if (!next && focusWidget() == ui->ledtIP->nextInFocusChain()) {
+        ui->ledtName->setFocus(Qt::BacktabFocusReason);
+        return true;
+    }
+    return QDialog::focusNextPrevChild(next);
+}
 
 void AddPrinterPage::loadModels()
 {
@@ -76,7 +100,8 @@ void AddPrinterPage::loadPrinters()
     m_printers = PrinterManager::instance().getPrinters();
     for (const PrinterContext& printer : m_printers) {
         if (!printer.isUsbPrinter) {
-            ui->listPrinter->addItem(QString::fromStdString(printer.printerName));
+            auto* item = new QListWidgetItem(QString::fromStdString(printer.printerName), ui->listPrinter);
+            item->setData(Qt::AccessibleDescriptionRole, presenceText(!printer.stateMessage.empty()));
         }
     }
 }

@@ -35,7 +35,11 @@ private slots:
     // A store error leaves the slot as an exception, and the editor open.
     void on_pbtnOk_clicked();
 
+protected:
+    bool focusNextPrevChild(bool next) override;
+
 private:
+    void orderOctets();
     void loadModels();
     void loadPrinters();
     // The whole model, where the box shows but the beginning of one as well.

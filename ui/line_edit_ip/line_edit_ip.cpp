@@ -32,6 +32,8 @@ TLineEditIP::TLineEditIP(QWidget* parent) : QLineEdit(parent)
     // kept on purpose: 00 and 07 may be typed, 001 may not.
     const QRegExp octetPattern(QStringLiteral("(2[0-5]{2}|2[0-4][0-9]|1?[0-9]{1,2})"));
     for (QLineEdit* octet : m_octets) {
+        octet->setAccessibleName(QStringLiteral("IP 地址第 %1 段").arg(partIndex(octet) + 1));
+        octet->setAccessibleDescription(QStringLiteral("0 到 255"));
         octet->setFrame(false);
         octet->setMaxLength(3);
         octet->setTextMargins(0, 0, 0, 0);

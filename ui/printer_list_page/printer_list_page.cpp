@@ -10,6 +10,7 @@
 #include "printer/printer_exception.h"
 #include "printer/printer_manager.h"
 #include "ui/add_printer_page/add_printer_page.h"
+#include "ui/shown_text/presence_text.h"
 #include "ui/shown_text/shown_line_delegate.h"
 #include "ui_printer_list_page.h"
 
@@ -24,6 +25,26 @@ constexpr int kNameRole = Qt::UserRole + 1;
 // event loop is skipped. A QMutex, because trying a std::mutex that the same thread holds is undefined.
 QBasicMutex g_refreshMutex;
 
+// A row that says what its lamp shows to who does not see it. Read off the icon, so that a status still
+// changes one thing of a row.
+class PrinterRow final : public QListWidgetItem
+{
+public:
+    PrinterRow(const QIcon& lamp, const QString& name, qint64 greenKey)
+        : QListWidgetItem(lamp, name), m_greenKey(greenKey)
+    {
+    }
+
+    QVariant data(int role) const override
+    {
+        return role == Qt::AccessibleDescriptionRole ? presenceText(icon().cacheKey() == m_greenKey)
+                                                     : QListWidgetItem::data(role);
+    }
+
+private:
+    const qint64 m_greenKey;
+};
+
 } // namespace
 
 PrinterListPage::PrinterListPage(QWidget* parent)
@@ -33,6 +54,8 @@ PrinterListPage::PrinterListPage(QWidget* parent)
     ui->setupUi(this);
     ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
     m_rows.watch(ui->listPrinter);
+    connect(ui->listPrinter, &QListWidget::itemSelectionChanged, this, &PrinterListPage::followSelection);
+    ui->listPrinter->setFocus(); // where the window's keys go first
 }
 
 PrinterListPage::~PrinterListPage()
@@ -114,10 +137,19 @@ void PrinterListPage::appendNew(const std::vector<PrinterContext>& snapshot)
         if (shown.contains(name)) {
             continue;
         }
-        auto* item = new QListWidgetItem(iconFor(context), name);
+        auto* item = new PrinterRow(iconFor(context), name, m_green.cacheKey());
         item->setData(kNameRole, name);
         ui->listPrinter->addItem(item);
         shown.insert(name);
+    }
+}
+
+// Keys and mouse make a row the current one; a screen reader's action on a row only selects it.
+void PrinterListPage::followSelection()
+{
+    const QList<QListWidgetItem*> selected = ui->listPrinter->selectedItems();
+    if (!selected.isEmpty() && selected.first() != ui->listPrinter->currentItem()) {
+        ui->listPrinter->setCurrentItem(selected.first());
     }
 }
 

@@ -26,7 +26,8 @@ using morvik::kel::PrinterContext;
 //
 // Invariants
 //  (1) The icon is green when the state message holds text and grey when it is empty; nothing else counts.
-//  (2) Rows follow the registry at most one refresh late, later only where consecutive rows have to go.
+//  (2) A row's accessible description says what its icon shows; its name stays the printer's.
+//  (3) Rows follow the registry at most one refresh late, later only where consecutive rows have to go.
 // Threading: GUI thread only; statuses from the polling threads arrive queued, each its own copy.
 // Cost: a status is O(1) and repaints only when the icon changes; a refresh that changes nothing touches no
 // row.
@@ -52,6 +53,7 @@ private slots:
 private:
     [[nodiscard]] const QIcon& iconFor(const PrinterContext& context) const;
     void removeVanished(const std::vector<PrinterContext>& snapshot);
+    void followSelection();
     void appendNew(const std::vector<PrinterContext>& snapshot);
 
     Ui::printerListPage* ui;           // owned

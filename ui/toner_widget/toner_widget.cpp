@@ -37,6 +37,22 @@ QString caption(QChar letter)
     return QStringLiteral("碳粉余量 (%1)").arg(letter);
 }
 
+// What is said of a bar to who does not see it.
+QString levelText(int level, bool isKnown)
+{
+    if (level > 100) {
+        return QStringLiteral("有余量，数值未知");
+    }
+    return isKnown && level >= 0 ? QStringLiteral("余量 %1%").arg(level) : QStringLiteral("余量未知");
+}
+
+void describe(QProgressBar* bar, const QString& text)
+{
+    if (bar->accessibleDescription() != text) { // a screen reader is told of every call
+        bar->setAccessibleDescription(text);
+    }
+}
+
 void setLevel(QProgressBar* bar, QChar letter, int level, bool showPercent)
 {
     // QProgressBar ignores a value outside its range and would keep the level before it.
@@ -46,6 +62,7 @@ void setLevel(QProgressBar* bar, QChar letter, int level, bool showPercent)
         format += QString::number(level) + QLatin1Char('%');
     }
     bar->setFormat(format);
+    describe(bar, levelText(level, showPercent));
 }
 
 } // namespace
@@ -54,17 +71,19 @@ TonerWidget::TonerWidget(QWidget* parent) : QWidget(parent), ui(std::make_unique
 {
     // kept on purpose: the form's `label` goes on showing its placeholder text.
     ui->setupUi(this);
-    initBar(ui->pbTonerBlack, QStringLiteral("black"), QLatin1Char('K'));
-    initBar(ui->pbTonerCyan, QStringLiteral("cyan"), QLatin1Char('C'));
-    initBar(ui->pbTonerMagenta, QStringLiteral("magenta"), QLatin1Char('M'));
-    initBar(ui->pbTonerYellow, QStringLiteral("yellow"), QLatin1Char('Y'));
-    initBar(ui->pbTonerRed, QStringLiteral("red"), QLatin1Char('R'));
+    initBar(ui->pbTonerBlack, QStringLiteral("black"), QLatin1Char('K'), QStringLiteral("黑色碳粉"));
+    initBar(ui->pbTonerCyan, QStringLiteral("cyan"), QLatin1Char('C'), QStringLiteral("青色碳粉"));
+    initBar(ui->pbTonerMagenta, QStringLiteral("magenta"), QLatin1Char('M'), QStringLiteral("品红色碳粉"));
+    initBar(ui->pbTonerYellow, QStringLiteral("yellow"), QLatin1Char('Y'), QStringLiteral("黄色碳粉"));
+    initBar(ui->pbTonerRed, QStringLiteral("red"), QLatin1Char('R'), QStringLiteral("红色碳粉"));
 }
 
 TonerWidget::~TonerWidget() = default;
 
-void TonerWidget::initBar(QProgressBar* bar, const QString& color, QChar letter)
+void TonerWidget::initBar(QProgressBar* bar, const QString& color, QChar letter, const QString& spokenName)
 {
+    bar->setAccessibleName(spokenName);
+    describe(bar, levelText(0, false));
     bar->setStyleSheet(styleSheetForColor(color));
     bar->setMaximum(100);
     bar->setValue(100);

@@ -15,7 +15,8 @@ class TonerWidget;
 //
 // Invariants
 //  (1) Which bars are visible follows from the colour mode alone, never from a level.
-//  (2) Until the first colour mode all five bars are visible and full.
+//  (2) A bar's accessible description says what its length and number say.
+//  (3) Until the first colour mode all five bars are visible and full.
 // Threading: GUI thread only.
 // Ownership: owns its form; the bars belong to Qt's parentage.
 class TonerWidget : public QWidget
@@ -44,7 +45,7 @@ public:
     void clearPageCount();
 
 private:
-    void initBar(QProgressBar* bar, const QString& color, QChar letter);
+    void initBar(QProgressBar* bar, const QString& color, QChar letter, const QString& spokenName);
 
     std::unique_ptr<Ui::TonerWidget> ui;
 };
