@@ -33,6 +33,7 @@ private slots:
     void offlineUsbPrinter();
     void backOnline();
     void deviceTextsAreNoMarkup();
+    void deviceTextsDoNotSteerTheLabels();
 };
 
 void MonitorPageStatusTest::onlinePrinter()
@@ -376,6 +377,30 @@ void MonitorPageStatusTest::deviceTextsAreNoMarkup()
          {"lbPrinterModelDesc", "lbPrinterModel", "lbID", "lbPrinterIP", "lbPrinterState", "lbCartonState"}) {
         QCOMPARE(child<QLabel>(page, name)->textFormat(), Qt::PlainText);
     }
+}
+
+void MonitorPageStatusTest::deviceTextsDoNotSteerTheLabels()
+{
+    const std::string hostile = "a\x1b[31m\r\n\t\xc2\x9b\xe2\x80\xae\xe2\x80\xa8z";
+    PrinterContext context = readyPrinter("");
+    context.description = context.model = context.serialNumber = context.ip = hostile;
+    context.stateMessage = hostile + "-" + hostile;
+    MonitorPage page(nullptr);
+    page.updateView(context);
+    int seen = 0;
+    QStringList texts{errorText(page).remove(QLatin1Char('\n'))}; // between its items
+    for (const QLabel* shown : page.findChildren<QLabel*>()) {
+        texts << shown->text();
+    }
+    for (const QString& text : texts) {
+        seen += text.contains(QLatin1Char('z')) ? 1 : 0;
+        for (const QChar c : text) {
+            QVERIFY2(c.unicode() >= 0x20 && c.unicode() != 0x9B && c.unicode() != 0x202E &&
+                         c.unicode() != 0x2028,
+                     qPrintable(text));
+        }
+    }
+    QCOMPARE(seen, 6); // description, model, address, state, serial number, errors
 }
 
 QTEST_MAIN(MonitorPageStatusTest)

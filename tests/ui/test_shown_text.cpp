@@ -15,6 +15,8 @@ private slots:
     void octetsThatAreNoCharactersAreShownAllTheSame();
     void theLastItemsAreShown();
     void itemsEndWithTheOneThatPassesTheLimit();
+    void nothingBreaksOutOfItsLine_data();
+    void nothingBreaksOutOfItsLine();
 };
 
 namespace {
@@ -84,6 +86,34 @@ void TestShownText::itemsEndWithTheOneThatPassesTheLimit()
     QCOMPARE(shown.size(), 65);
     QCOMPARE(shown.last(), QStringLiteral("last"));
     QCOMPARE(shown.first().size(), longest);
+}
+
+void TestShownText::nothingBreaksOutOfItsLine_data()
+{
+    QTest::addColumn<int>("point");
+    const auto add = [](int first, int last) {
+        for (int point = first; point <= last; ++point) {
+            QTest::newRow(qPrintable(QString::asprintf("U+%04X", point))) << point;
+        }
+    };
+    add(0x01, 0x1F);
+    add(0x7F, 0x9F);
+    add(0x061C, 0x061C);
+    add(0x200E, 0x200F);
+    add(0x2028, 0x202E);
+    add(0x2066, 0x2069);
+    add(0xFEFF, 0xFEFF);
+}
+
+void TestShownText::nothingBreaksOutOfItsLine()
+{
+    QFETCH(int, point);
+    const QString hostile = QStringLiteral("a%1b").arg(QChar(point));
+    const QString shown = QStringLiteral("a b");
+    QCOMPARE(shownLine(hostile), shown);
+    QCOMPARE(shownLine(hostile.toStdString()), shown);
+    // A line's end separates items there.
+    QCOMPARE(shownItems(hostile.toStdString(), 9), point == '\n' ? QStringLiteral("a\nb") : shown);
 }
 
 QTEST_GUILESS_MAIN(TestShownText)

@@ -1,6 +1,8 @@
 #include "tools/tarn-status/text.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
 
 namespace tarnstatus {
 
@@ -35,6 +37,42 @@ std::size_t pieceWidth(const std::string& text, std::size_t begin)
     return wide ? 2 : 1;
 }
 
+bool steersTerminal(std::uint32_t point)
+{
+    const auto in = [point](std::uint32_t first, std::uint32_t last) {
+        return point >= first && point <= last;
+    };
+    return point < 0x20 || in(0x7F, 0x9F) || point == 0x61C || in(0x200E, 0x200F) || in(0x2028, 0x202E) ||
+           in(0x2066, 0x2069) || point == 0xFEFF;
+}
+
+// The text with replacement(code point) for each character that would steer a terminal.
+template <typename Replacement>
+std::string replacedSteering(const std::string& text, Replacement replacement)
+{
+    std::string out;
+    for (std::size_t begin = 0; begin < text.size();) {
+        std::size_t end = begin + 1;
+        while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+            ++end;
+        }
+        // The bits of a character of so many octets; longer ones steer nothing.
+        const std::size_t length = end - begin;
+        std::uint32_t point =
+            static_cast<unsigned char>(text[begin]) & (length == 1 ? 0xFFu : 0xFFu >> (length + 1));
+        for (std::size_t i = begin + 1; i < end; ++i) {
+            point = point << 6 | (static_cast<unsigned char>(text[i]) & 0x3Fu);
+        }
+        if (length <= 3 && steersTerminal(point)) {
+            out += replacement(point);
+        } else {
+            out.append(text, begin, length);
+        }
+        begin = end;
+    }
+    return out;
+}
+
 } // namespace
 
 std::size_t displayWidth(const std::string& text)
@@ -66,17 +104,18 @@ std::string cutToWidth(const std::string& text, std::size_t columns)
 
 std::string printable(const Json::Value& value)
 {
-    std::string text = value.isString() ? value.asString() : std::string();
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; },
-        ' ');
-    // C1 controls, two bytes in UTF-8.
-    for (std::size_t i = 0; i + 1 < text.size(); ++i) {
-        if (text[i] == '\xc2' && static_cast<unsigned char>(text[i + 1]) < 0xa0) {
-            text.replace(i, 2, 1, ' ');
-        }
-    }
-    return text;
+    return replacedSteering(value.isString() ? value.asString() : std::string(),
+                            [](std::uint32_t) { return " "; });
+}
+
+std::string escapedInJson(const std::string& document)
+{
+    const auto isLayout = [](std::uint32_t point) { return point == '\n' || point == '\t'; };
+    return replacedSteering(document, [&](std::uint32_t point) {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, isLayout(point) ? "%c" : "\\u%04x", point);
+        return std::string(escape);
+    });
 }
 
 } // namespace tarnstatus

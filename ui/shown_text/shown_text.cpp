@@ -10,6 +10,26 @@ constexpr int longestLine = 4096;
 constexpr std::size_t longestItems = 256 * 1024;
 constexpr const char* separators = "-\n";
 
+// What would break out of its line or turn the direction of what stands around it; Qt draws it so in a label,
+// too.
+bool breaksOut(QChar c)
+{
+    const ushort unit = c.unicode();
+    return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F) || unit == 0x061C || unit == 0x200E ||
+           unit == 0x200F || (unit >= 0x2028 && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069) ||
+           unit == 0xFEFF;
+}
+
+QString withoutBreaks(QString text)
+{
+    for (int i = 0; i < text.size(); ++i) {
+        if (breaksOut(text.at(i))) {
+            text[i] = QLatin1Char(' ');
+        }
+    }
+    return text;
+}
+
 QString beginningOf(std::string_view utf8)
 {
     std::size_t length = utf8.size();
@@ -20,7 +40,7 @@ QString beginningOf(std::string_view utf8)
             --length;
         }
     }
-    return QString::fromUtf8(utf8.data(), static_cast<int>(length));
+    return withoutBreaks(QString::fromUtf8(utf8.data(), static_cast<int>(length)));
 }
 
 } // namespace
@@ -34,7 +54,7 @@ QString shownLine(const QString& text)
 {
     const bool cutsPair = text.size() > longestLine && text[longestLine].isLowSurrogate() &&
                           text[longestLine - 1].isHighSurrogate();
-    return text.left(cutsPair ? longestLine - 1 : longestLine);
+    return withoutBreaks(text.left(cutsPair ? longestLine - 1 : longestLine));
 }
 
 QString shownItems(const std::string& utf8, int mostItems)

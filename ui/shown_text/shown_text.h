@@ -8,6 +8,8 @@
 // and more than that where lines wrap: some megabytes in one label or line stop the window for minutes.
 // Nobody reads what is cut here; the texts themselves, and whatever is looked up by them, stay whole. No cut
 // goes through a character: neither through its octets in UTF-8 nor between the two halves of a UTF-16 pair.
+// Control characters, ends of lines and what turns the direction of a text are blanks: no printer writes over
+// what stands beside its texts.
 //
 // Threading: GUI thread only.
 

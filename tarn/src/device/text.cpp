@@ -1,5 +1,6 @@
 #include "tarn/src/device/text.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tarn::device {
@@ -46,23 +47,32 @@ char32_t foldOne(char32_t point)
     return in(0xFF01, 0xFF5E) ? point - 0xFEE0 : point;
 }
 
-bool isControl(std::string_view text, std::size_t at, std::size_t& length)
+// How many octets the character at that place takes, where it is none to be shown: a control character, one
+// that turns the direction of the text behind it, or ends its line. Else 0.
+std::size_t controlAt(std::string_view text, std::size_t at)
 {
-    const auto first = static_cast<std::uint8_t>(text[at]);
-    length = 1;
-    if (first < 0x20 || first == 0x7F) {
-        return true;
+    const auto octet = [text](std::size_t i) {
+        return i < text.size() ? static_cast<std::uint8_t>(text[i]) : 0u;
+    };
+    const unsigned second = octet(at + 1);
+    const unsigned third = octet(at + 2);
+    switch (octet(at)) {
+    case 0x7F:
+        return 1;
+    case 0xC2: // U+0080 to U+00A0: C1 controls and the blank that does not break
+        return second >= 0x80 && second <= 0xA0 ? 2 : 0;
+    case 0xD8: // U+061C
+        return second == 0x9C ? 2 : 0;
+    case 0xE2: // U+200E, U+200F, U+2028 to U+202E, U+2066 to U+2069
+        return (second == 0x80 && (third == 0x8E || third == 0x8F || (third >= 0xA8 && third <= 0xAE))) ||
+                       (second == 0x81 && third >= 0xA6 && third <= 0xA9)
+                   ? 3
+                   : 0;
+    case 0xEF: // byte order mark
+        return second == 0xBB && third == 0xBF ? 3 : 0;
+    default:
+        return octet(at) < 0x20 ? 1 : 0;
     }
-    if (first == 0xC2 &&
-        at + 1 < text.size()) { // U+0080 to U+00A0: C1 controls and the blank that does not break
-        length = static_cast<std::uint8_t>(text[at + 1]) <= 0xA0 ? 2 : 1;
-        return length == 2;
-    }
-    if (first == 0xEF && text.compare(at, 3, "\xEF\xBB\xBF") == 0) { // byte order mark
-        length = 3;
-        return true;
-    }
-    return false;
 }
 
 std::string tidy(std::string_view text)
@@ -70,10 +80,10 @@ std::string tidy(std::string_view text)
     std::string out;
     bool blank = false;
     for (std::size_t i = 0; i < text.size();) {
-        std::size_t length = 1;
-        if (isControl(text, i, length) || text[i] == ' ') {
+        const std::size_t control = controlAt(text, i);
+        if (control != 0 || text[i] == ' ') {
             blank = true;
-            i += length;
+            i += std::max<std::size_t>(control, 1);
             continue;
         }
         if (blank && !out.empty()) {
@@ -180,14 +190,16 @@ std::u32string foldCase(std::u32string text)
 std::string itemText(std::string_view utf8)
 {
     std::string out;
-    for (const char octet : utf8) {
-        if (octet == '-') {
-            out += "\xEF\xBC\x8D"; // U+FF0D
-        } else if (static_cast<std::uint8_t>(octet) < 0x20 || octet == 0x7F) {
+    for (std::size_t i = 0; i < utf8.size();) {
+        const std::size_t control = controlAt(utf8, i);
+        if (control != 0) {
             out.push_back(' ');
+        } else if (utf8[i] == '-') {
+            out += "\xEF\xBC\x8D"; // U+FF0D
         } else {
-            out.push_back(octet);
+            out.push_back(utf8[i]);
         }
+        i += std::max<std::size_t>(control, 1);
     }
     return out;
 }

@@ -23,12 +23,13 @@ bool isValidUtf8(std::string_view octets);
 // Every octet is a character.
 std::string fromLatin1(std::string_view octets);
 
-// A text of a device, fit to be shown: octets that are no valid UTF-8 are read as Latin-1, control characters
-// become blanks, blanks at both ends go, several become one.
+// A text of a device, fit to be shown: octets that are no valid UTF-8 are read as Latin-1; control
+// characters, ends of lines and what turns the direction of a text (U+202E and its like) become blanks,
+// blanks at both ends go, several become one.
 std::string tidyText(std::string_view octets);
 
-// Fit for one item of the state message: control characters become blanks, and the hyphen, which separates
-// the items there, becomes its full-width twin.
+// Fit for one item of the state message: what tidyText() makes blanks becomes blanks, and the hyphen, which
+// separates the items there, becomes its full-width twin.
 std::string itemText(std::string_view utf8);
 
 } // namespace tarn::device

@@ -4,6 +4,7 @@
 #include "tools/tarn-status/formats/format.h"
 #include "tools/tarn-status/judgement.h"
 #include "tools/tarn-status/rfc3339.h"
+#include "tools/tarn-status/text.h"
 
 namespace tarnstatus {
 
@@ -55,7 +56,7 @@ public:
         for (const Reading& reading : look.readings) {
             out["printers"].append(printerReport(reading));
         }
-        return Json::writeString(m_writer, out) + "\n";
+        return escapedInJson(Json::writeString(m_writer, out)) + "\n";
     }
 
 private:

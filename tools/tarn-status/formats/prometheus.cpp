@@ -6,6 +6,7 @@
 
 #include "tools/tarn-status/formats/format.h"
 #include "tools/tarn-status/judgement.h"
+#include "tools/tarn-status/text.h"
 
 namespace tarnstatus {
 
@@ -16,14 +17,8 @@ using Labels = std::vector<std::pair<const char*, std::string>>;
 std::string escaped(const std::string& text)
 {
     std::string out;
-    for (const char c : text) {
-        if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\\' || c == '"') {
-            out += std::string("\\") + c;
-        } else {
-            out += c;
-        }
+    for (const char c : printable(text)) {
+        out += c == '\\' || c == '"' ? std::string("\\") + c : std::string(1, c);
     }
     return out;
 }

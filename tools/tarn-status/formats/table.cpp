@@ -108,7 +108,7 @@ private:
         }
         line.add("  ").add(ageText(), kDim);
         if (!m_reading.source.empty()) {
-            line.add(" ").add("(" + waysText() + ")", kDim);
+            line.add(" ").add("(" + printable(waysText()) + ")", kDim);
         }
         return line.end();
     }

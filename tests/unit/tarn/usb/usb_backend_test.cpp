@@ -6,6 +6,7 @@
 #include <new>
 
 #include "tarn/src/usb/libusb_bus.h"
+#include "tests/unit/tarn/support/hostile_text.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
 
 namespace tarn::usb {
@@ -50,6 +51,31 @@ TEST_F(UsbBackendTest, PrinterIsListedWithWhatItSays)
     EXPECT_EQ(snapshot->stateMessage, "需要处理-缺纸");
     EXPECT_TRUE(printer.target->isMet());
     EXPECT_EQ(printer.target->lastAnswer(), m_clock.now());
+}
+
+TEST_F(UsbBackendTest, TextsOfADeviceSteerNothing)
+{
+    using tarn::test::steeringIn;
+    std::string text = tarn::test::hostileText();
+    const std::string id = "MFG:Acme" + text + ";MDL:Jet" + text + ";SN:A1" + text + ";DES:A jet" + text +
+                           ";UUID:u" + text + ";";
+    m_ports.plug("1-2", {said(id), said("\x30")});
+    UsbDevice silent; // known by what the kernel's driver read
+    silent.systemId = id;
+    m_ports.plug("1-3", {{Outcome::Silent, {}}, {Outcome::Silent, {}}}, silent);
+    m_backend->discover(Discovery::Usb, true);
+    ASSERT_TRUE(awaitRoster(2));
+    for (const DiscoveredPrinter& printer : m_listener.roster) {
+        const auto snapshot = printer.target->snapshot();
+        unsigned own = 0;
+        for (const std::string& shown :
+             {printer.name, printer.manufacturer, printer.model, printer.description, printer.uuid,
+              snapshot->serialNumber, snapshot->stateMessage}) {
+            EXPECT_EQ(steeringIn(shown), "") << shown;
+            own += shown.find(tarn::test::kHostileWord) != std::string::npos ? 1 : 0;
+        }
+        EXPECT_EQ(own, 6u); // all but the message
+    }
 }
 
 TEST_F(UsbBackendTest, DescriptorTellsThatThereIsSomethingToTake)
