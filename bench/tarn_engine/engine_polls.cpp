@@ -9,6 +9,7 @@
 #include "bench/tarn_engine/responder.h"
 #include "tarn/src/engine/reply_digest.h"
 #include "tarn/src/engine/udp_port.h"
+#include "tarn/src/snmp/printer_session.h"
 #include "tests/support/recorded_agent.h"
 
 namespace bench {
@@ -117,7 +118,7 @@ std::unique_ptr<PollBench> rawPolls(std::string request)
 Question fastQuestion(const std::string& recording)
 {
     auto agent = kel::testing::RecordedAgent::fromFile(recording);
-    snmp::Session session(snmp::Version::V2c);
+    snmp::PrinterSession session(snmp::Version::V2c);
     kel::testing::converse(session, agent, snmp::ReadKind::Identity);
     session.begin(snmp::ReadKind::Fast);
     std::optional<snmp::Pdu> pdu = session.nextRequest();

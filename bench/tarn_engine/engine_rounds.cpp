@@ -35,7 +35,7 @@ public:
 
 EngineRounds::EngineRounds(std::unique_ptr<engine::DatagramPort> port, std::uint32_t printers)
     : m_listener(std::make_unique<Deaf>()),
-      m_poller(m_clock, m_random, std::move(port), *m_listener, engine::sessionDialogues())
+      m_poller(m_clock, m_random, std::move(port), *m_listener, snmp::printerSessions())
 {
     const auto community = std::make_shared<const std::string>("public");
     for (std::uint32_t i = 0; i < printers; ++i) {

@@ -9,13 +9,14 @@
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/device/text.h"
 #include "tarn/src/snmp/columns.h"
+#include "tarn/src/snmp/printer_session.h"
 #include "tarn/src/snmp/quirks.h"
 #include "tests/support/recorded_agent.h"
 
-// A whole conversation, from the questions to the rendered picture, with a device that the input makes up:
+// A whole read, from the questions to the rendered picture, with a device that the input makes up:
 //   flags, cut/8, tooBig limit,
 //   rows of: column number, row, value type, length, octets; ended by column number FF,
-//   and one octet an answer that says how it is spoilt.
+//   and one octet an answer that says how it is malformed.
 namespace {
 
 using namespace tarn;
@@ -152,7 +153,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::uint8_t type = input.octet();
         agent.set(nameOf(column, row), valueOf(type, input.octets(input.octet())));
     }
-    snmp::Session session(agent.v1 ? snmp::Version::V1 : snmp::Version::V2c);
+    snmp::PrinterSession session(agent.v1 ? snmp::Version::V1 : snmp::Version::V2c);
     for (const snmp::ReadKind kind : {snmp::ReadKind::Identity, snmp::ReadKind::Fast, snmp::ReadKind::Full}) {
         session.begin(kind);
         int requests = 0;

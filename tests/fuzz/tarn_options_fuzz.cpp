@@ -13,7 +13,10 @@ namespace {
 class NoPort final : public tarn::engine::DatagramPort
 {
 public:
-    std::size_t send(tarn::engine::Lane, const tarn::engine::Datagram*, std::size_t count) override { return count; }
+    std::size_t send(tarn::engine::Lane, const tarn::engine::Datagram*, std::size_t count) override
+    {
+        return count;
+    }
     const std::vector<tarn::engine::Datagram>& receive() override { return m_nothing; }
     bool reopen() override { return false; }
     int descriptor() const override { return -1; }
@@ -30,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     tarn::api::Library library({std::make_unique<tarn::BootClock>(),
                                 std::make_unique<tarn::SystemRandom>(),
                                 std::make_unique<NoPort>(),
-                                tarn::engine::sessionDialogues(),
+                                tarn::snmp::printerSessions(),
                                 tarn::catalog::Config(),
                                 std::string(),
                                 {}});

@@ -151,7 +151,7 @@ TEST(PacketCount, PrinterThatOnlyLiesIsAskedLikeASilentOne)
 
 TEST(PacketCount, UnopenedPrinterSeesNoneAfterAMinute)
 {
-    // Idle, printing, old, slow and silent ones, left at many different moments of their conversations.
+    // Idle, printing, old, slow and silent ones, left at many different moments of their reads.
     for (int phase = 0; phase < 12; ++phase) {
         SimulatedSegment segment({idlePrinter(""), idlePrinter(R"("state": "printing", )"),
                                   fixture("old-agent.json"), idlePrinter(""), idlePrinter("")});

@@ -83,7 +83,7 @@ SimulatedSegment::SimulatedSegment(const std::vector<std::string>& scenarios, st
     : m_random(seed), m_simulation(printersOf(scenarios), {}, static_cast<std::uint32_t>(seed)),
       m_begun(m_clock.now()),
       m_poller(std::make_unique<tarn::engine::SnmpPoller>(m_clock, m_random, std::make_unique<Port>(*this),
-                                                          *this, tarn::engine::sessionDialogues()))
+                                                          *this, tarn::snmp::printerSessions()))
 {
 }
 

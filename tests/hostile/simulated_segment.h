@@ -1,6 +1,6 @@
 #pragma once
 
-// The poller with its real conversations and codec, and printer-sim's printers, on a network and a clock that
+// The poller with its real reads and codec, and printer-sim's printers, on a network and a clock that
 // exist only in memory: hours pass in no time, and every run is the same.
 
 #include <cstdint>

@@ -283,7 +283,7 @@ int converse(Session& session, RecordedAgent& agent, ReadKind kind)
     while (std::optional<Pdu> request = session.nextRequest()) {
         session.accept(agent.answer(*request));
         if (++requests > 1000) {
-            throw std::runtime_error("the conversation does not end");
+            throw std::runtime_error("the read does not end");
         }
     }
     return requests;

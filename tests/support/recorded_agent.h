@@ -59,7 +59,7 @@ private:
     std::map<Oid, Value> m_rows;
 };
 
-// Runs one conversation to its end; returns the number of requests it took.
+// Runs one read to its end; returns the number of requests it took.
 int converse(tarn::snmp::Session& session, RecordedAgent& agent, tarn::snmp::ReadKind kind);
 
 tarn::snmp::Value integer(std::int64_t number);

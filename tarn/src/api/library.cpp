@@ -64,7 +64,7 @@ Library::Parts Library::realParts()
     return {std::make_unique<BootClock>(),
             std::make_unique<SystemRandom>(),
             std::make_unique<engine::UdpPort>(),
-            engine::sessionDialogues(),
+            snmp::printerSessions(),
             catalog::Config::load(),
             catalog::IdentityCache::defaultPath(),
             backendsBesideSnmp()};
@@ -78,7 +78,7 @@ Library::Library(Parts parts)
       m_engine(*m_clock, *this)
 {
     m_engine.addBackend(std::make_unique<engine::SnmpPoller>(*m_clock, *m_random, std::move(parts.port),
-                                                             m_engine, std::move(parts.dialogues)));
+                                                             m_engine, std::move(parts.sessions)));
     for (const BackendMaker& make : parts.backends) {
         m_engine.addBackend(make(*m_clock, *m_random, m_engine));
     }

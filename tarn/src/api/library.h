@@ -18,8 +18,8 @@
 #include "tarn/src/catalog/config.h"
 #include "tarn/src/catalog/identity_cache.h"
 #include "tarn/src/engine/datagram_port.h"
-#include "tarn/src/engine/dialogue.h"
 #include "tarn/src/engine/engine.h"
+#include "tarn/src/snmp/session.h"
 
 namespace tarn::api {
 
@@ -51,7 +51,7 @@ public:
         std::unique_ptr<Clock> clock;
         std::unique_ptr<Random> random;
         std::unique_ptr<engine::DatagramPort> port;
-        engine::DialogueFactory dialogues;
+        snmp::SessionFactory sessions;
         catalog::Config config;
         std::string cachePath;                // empty: nothing is remembered
         std::vector<BackendMaker> backends{}; // beside the one for SNMP v1 and v2c

@@ -42,17 +42,17 @@ public:
     // Of many printers met at once each gets a moment of its own for its tables, from then on once a minute.
     void disperse(Random& random);
 
-    // What the next conversation should be.
+    // What the next read should be.
     snmp::ReadKind nextKind(TimePoint now, bool hasPicture) const;
 
-    // Whether a conversation of that kind can take its time: nothing is known to have happened.
+    // Whether a read of that kind can take its time: nothing is known to have happened.
     bool isRoutine(snmp::ReadKind kind, Liveliness liveliness, TimePoint now) const;
 
-    // A conversation of that kind, of that many requests, has ended. True when nextKind() should be begun at
+    // A read of that kind, of that many requests, has ended. True when nextKind() should be begun at
     // once.
     bool finished(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);
 
-    // From the start of one conversation to the start of the next, up to 6 % less for jitter.
+    // From the start of one read to the start of the next, up to 6 % less for jitter.
     Milliseconds interval(Liveliness liveliness, TimePoint now, Random& random) const;
 
 private:

@@ -14,7 +14,7 @@ namespace tarn::engine {
 // answer that says the same is neither decoded nor handed on.
 //
 // Invariants
-//  (1) While it is valid, the question is a whole Fast conversation, and an answer that says the same as the
+//  (1) While it is valid, the question is a whole Fast read, and an answer that says the same as the
 //      last one changes nothing, unless the printer has restarted.
 //  (2) Once an answer has been remembered, its time since start is known for good: a restart shows even where
 //      the answer itself was forgotten.

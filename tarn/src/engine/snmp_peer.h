@@ -7,11 +7,11 @@
 
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
-#include "tarn/src/engine/dialogue.h"
 #include "tarn/src/engine/replay_cache.h"
 #include "tarn/src/engine/request_log.h"
 #include "tarn/src/engine/silence.h"
 #include "tarn/src/engine/target.h"
+#include "tarn/src/snmp/session.h"
 
 namespace tarn::engine {
 
@@ -19,7 +19,7 @@ namespace tarn::engine {
 enum class Phase : std::uint8_t
 {
     Aside,     // nobody opens it; in no queue, not in the heap
-    Resting,   // until the next conversation begins at its deadline
+    Resting,   // until the next read begins at its deadline
     Waiting,   // its request waits for its turn, so that an idle printer sees few in a minute
     Queued,    // its request waits for room among those in flight
     InFlight,  // sent, and counted as in flight
@@ -38,7 +38,7 @@ enum class VersionKnowledge : std::uint8_t
 //
 // Invariants
 //  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent. Its
-//      bytes are those of request or, while unheard, of the question in replay. A conversation that is yet to
+//      bytes are those of request or, while isReplay, of the question in replay. A read that is yet to
 //      begin has none.
 //  (2) At most one request at a time: a repetition is the same bytes again, but for the number of one to a
 //      printer that is offline.
@@ -47,30 +47,29 @@ struct SnmpPeer
     // constant after construction
     std::shared_ptr<Target> target;
 
-    std::unique_ptr<Dialogue> dialogue;
+    std::unique_ptr<snmp::Session> session;
     Cadence cadence;
     Silence silence;
     RequestLog log;
-    std::string request; // the dialogue's; empty while it rests
-    ReplayCache replay;  // what is asked again and again, in the dialogue's name
-    TimePoint conversationStart{};
+    std::string request; // the session's; empty while it rests
+    ReplayCache replay;  // what is asked again and again, in the session's name
+    TimePoint readStart{};
     TimePoint firstSent{};
     TimePoint lastSent{};
     TimePoint repeatAt{};
     std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
     std::int32_t requestId = 0;
     std::uint32_t ticket = 0; // of its place in the queue; an older one is void
-    unsigned requests = 0;    // of the conversation so far
-    unsigned spoilt = 0;      // malformed answers to the present request, since it was last sent
+    unsigned requests = 0;    // of the read so far
+    unsigned malformed = 0;   // malformed answers to the present request, since it was last sent
     snmp::Version version = snmp::Version::V2c;
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;
     Phase phase = Phase::Resting;
-    Liveliness liveliness = Liveliness::NoPicture; // of the dialogue's picture
-    bool yetToBegin =
-        false; // Waiting or Queued, and its dialogue is to begin the conversation when it is its turn
-    bool unheard = false;  // the present request is the one in replay, and the dialogue does not know of it
-    bool sentOnce = false; // the present request has been on the network
+    Liveliness liveliness = Liveliness::NoPicture; // of the session's picture
+    bool yetToBegin = false; // Waiting or Queued, and its session is to begin the read when it is its turn
+    bool isReplay = false;   // the present request is the one in replay, and the session does not know of it
+    bool sentOnce = false;   // the present request has been on the network
     bool countsSuspect = false; // in flight on the account of those that may be dead
 };
 

@@ -9,9 +9,9 @@ using snmp::ReadOutcome;
 using snmp::Version;
 
 SnmpPoller::SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
-                       BackendListener& listener, DialogueFactory dialogues)
+                       BackendListener& listener, snmp::SessionFactory sessions)
     : m_clock(clock), m_random(random), m_port(std::move(port)), m_listener(listener),
-      m_dialogues(std::move(dialogues)), m_now(clock.now())
+      m_sessions(std::move(sessions)), m_now(clock.now())
 {
 }
 
@@ -131,7 +131,7 @@ void SnmpPoller::deadlinePassed(SnmpPeer& peer)
 {
     if (peer.phase == Phase::Resting) {
         if (!putAside(peer)) {
-            beginConversation(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
+            beginRead(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
         }
     } else if (peer.phase == Phase::Waiting) {
         if (!putAside(peer)) {
@@ -155,67 +155,67 @@ bool SnmpPoller::putAside(SnmpPeer& peer)
     return true;
 }
 
-// --- conversations ---
+// --- reads ---
 
-void SnmpPoller::beginConversation(SnmpPeer& peer, ReadKind kind)
+void SnmpPoller::beginRead(SnmpPeer& peer, ReadKind kind)
 {
     peer.kind = kind;
     peer.requests = 0;
-    peer.conversationStart = m_now;
+    peer.readStart = m_now;
     peer.yetToBegin = false;
-    if (kind == ReadKind::Fast && askTheSame(peer)) {
+    if (kind == ReadKind::Fast && askAgain(peer)) {
         return;
     }
-    // The dialogue begins when it is the printer's turn: thousands may wait, and one that has begun is large.
+    // The session begins when it is the printer's turn: thousands may wait, and one that has begun is large.
     peer.yetToBegin = true;
     enqueueInTurn(peer);
 }
 
-// It is the printer's turn. False when the conversation has ended without a request.
-bool SnmpPoller::openConversation(SnmpPeer& peer)
+// It is the printer's turn. False when the read has ended without a request.
+bool SnmpPoller::openRead(SnmpPeer& peer)
 {
     peer.yetToBegin = false;
-    if (!peer.dialogue) {
-        peer.dialogue = m_dialogues(peer.version);
+    if (!peer.session) {
+        peer.session = m_sessions(peer.version);
     }
-    peer.dialogue->begin(peer.kind);
-    if (std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest()) {
+    peer.session->begin(peer.kind);
+    if (std::optional<snmp::Pdu> pdu = peer.session->nextRequest()) {
         prepare(peer, std::move(*pdu));
         return true;
     }
-    conversationEnded(peer, peer.dialogue->outcome());
+    readEnded(peer, peer.session->outcome());
     return false;
 }
 
 void SnmpPoller::proceed(SnmpPeer& peer)
 {
     if (peer.requests >= kMostRequests) {
-        conversationEnded(peer, ReadOutcome::Unusable);
+        readEnded(peer, ReadOutcome::Unusable);
         return;
     }
-    if (std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest()) {
-        if (!putAside(peer)) { // a conversation can be long, and its reader gone by now
+    if (std::optional<snmp::Pdu> pdu = peer.session->nextRequest()) {
+        if (!putAside(peer)) { // a read can be long, and its reader gone by now
             ask(peer, std::move(*pdu));
         }
     } else {
-        conversationEnded(peer, peer.dialogue->outcome());
+        readEnded(peer, peer.session->outcome());
     }
 }
 
-void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
+void SnmpPoller::readEnded(SnmpPeer& peer, ReadOutcome outcome)
 {
     if (outcome != ReadOutcome::Unchanged && outcome != ReadOutcome::Changed) {
         peer.replay.invalidate(); // the same answer would have to lead to the same again
     } else if (peer.kind == ReadKind::Full) {
         // The tables are newer than the last answer: whatever comes next is held against them.
         peer.replay.forgetAnswer();
-        if (!peer.dialogue->asksTheSame()) {
+        if (!peer.session->asksTheSame()) {
             peer.replay.invalidate();
         }
     }
-    peer.liveliness = publish(*peer.target, *peer.dialogue, outcome, peer.liveliness, m_listener);
+    peer.liveliness = publish(*peer.target, *peer.session, outcome, peer.liveliness, m_listener);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
-        beginConversation(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
+        beginRead(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
     } else {
         rest(peer);
     }
@@ -224,26 +224,26 @@ void SnmpPoller::conversationEnded(SnmpPeer& peer, ReadOutcome outcome)
 void SnmpPoller::rest(SnmpPeer& peer)
 {
     const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
-    peer.dialogue->rest();
+    peer.session->rest();
     if (!peer.request.empty()) {
         std::string().swap(peer.request);
     }
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
-    m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));
+    m_deadlines.schedule(peer, std::max(peer.readStart + interval, m_now + interval / 2));
 }
 
 // --- versions ---
 
 void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
 {
-    peer.dialogue = m_dialogues(version);
+    peer.session = m_sessions(version);
     peer.version = version;
     peer.replay.invalidate();
     peer.liveliness = Liveliness::NoPicture;
 }
 
-// After a miss: true when the next request goes out in another version, in a conversation of its own.
+// After a miss: true when the next request goes out in another version, in a read of its own.
 bool SnmpPoller::switchVersion(SnmpPeer& peer)
 {
     if (peer.knowledge == VersionKnowledge::Settled) {
@@ -260,14 +260,14 @@ bool SnmpPoller::switchVersion(SnmpPeer& peer)
 
 // --- without memory ---
 
-// What the printer was being asked is void, and what its dialogue knows may be half of something.
+// What the printer was being asked is void, and what its session knows may be half of something.
 void SnmpPoller::startOver(SnmpPeer& peer)
 {
     dropRequest(peer);
-    peer.dialogue.reset();
+    peer.session.reset();
     peer.liveliness = Liveliness::NoPicture;
     peer.replay.invalidate();
-    peer.unheard = false;
+    peer.isReplay = false;
     peer.yetToBegin = false;
     m_deadlines.schedule(peer, m_now + kAfterFailure);
 }

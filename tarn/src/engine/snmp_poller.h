@@ -8,8 +8,8 @@
 
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/backend.h"
-#include "tarn/src/engine/conversation.h"
 #include "tarn/src/engine/datagram_port.h"
+#include "tarn/src/engine/read_results.h"
 #include "tarn/src/engine/reply_gate.h"
 #include "tarn/src/engine/snmp_peer.h"
 
@@ -25,11 +25,11 @@ namespace tarn::engine {
 //  (2) A reply is found by source address and port together, in constant time, and then held against the
 //      one request that is open there; what does not match changes nothing.
 //  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
-//  (4) An answer that says what the last one said is neither decoded nor handed on; the dialogue hears of a
+//  (4) An answer that says what the last one said is neither decoded nor handed on; the session hears of a
 //      question that was asked in its name when its answer is a new one.
-//  (5) A conversation begins when those under way need no room any more: of ten thousand printers met at
+//  (5) A read begins when those under way need no room any more: of ten thousand printers met at
 //      once a few hundred are half read at any time, not all of them.
-//  (6) A conversation ends after at most kMostRequests requests, whatever the answers are.
+//  (6) A read ends after at most kMostRequests requests, whatever the answers are.
 //  (7) A peer that is not Aside has a place in a queue or a deadline, whatever throws: one whose turn ends
 //      without memory begins anew kAfterFailure later, and a request leaves its queue when it is sent.
 // Threading: engine thread only.
@@ -44,7 +44,7 @@ public:
     static constexpr std::size_t kStrays = 4;   // more that nobody asked for, in one run(), are a flood
     static constexpr Milliseconds kFlood{1000}; // for so long after that
     static constexpr unsigned kMostRequests = 400;
-    static constexpr unsigned kMostSpoilt = 16; // malformed answers to one request that are decoded at all
+    static constexpr unsigned kMostMalformed = 16; // malformed answers to one request that are decoded at all
     static constexpr Milliseconds kUnopened{60000};    // nobody opened it for so long: it is not asked
     static constexpr Milliseconds kSleep{10000};       // run() so late means that the machine slept
     static constexpr Milliseconds kAfterFailure{1000}; // memory ran out in the printer's turn
@@ -52,7 +52,7 @@ public:
     static constexpr Milliseconds kLongestSpread{5000};
 
     SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
-               BackendListener& listener, DialogueFactory dialogues);
+               BackendListener& listener, snmp::SessionFactory sessions);
 
     const char* name() const override { return "sm"; }
     void watch(std::shared_ptr<Target> target) override;
@@ -85,22 +85,22 @@ private:
     void findSenders(const std::vector<Datagram>& batch);
     void examine(const Datagram& datagram, SnmpPeer* sender);
     bool deliver(SnmpPeer& peer, const snmp::MessageHead& head);
-    void heard(SnmpPeer& peer);
-    bool deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
-                        const snmp::MessageHead& head);
-    bool informDialogue(SnmpPeer& peer);
+    void replyArrived(SnmpPeer& peer);
+    bool deliverReplay(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
+                       const snmp::MessageHead& head);
+    bool informSession(SnmpPeer& peer);
 
-    // conversations
-    void beginConversation(SnmpPeer& peer, snmp::ReadKind kind);
-    bool openConversation(SnmpPeer& peer);
+    // reads
+    void beginRead(SnmpPeer& peer, snmp::ReadKind kind);
+    bool openRead(SnmpPeer& peer);
     void proceed(SnmpPeer& peer);
-    void conversationEnded(SnmpPeer& peer, snmp::ReadOutcome outcome);
+    void readEnded(SnmpPeer& peer, snmp::ReadOutcome outcome);
     void rest(SnmpPeer& peer);
 
     // requests
     void ask(SnmpPeer& peer, snmp::Pdu pdu);
     void prepare(SnmpPeer& peer, snmp::Pdu pdu);
-    bool askTheSame(SnmpPeer& peer);
+    bool askAgain(SnmpPeer& peer);
     std::int32_t newRequestId();
     void enqueueInTurn(SnmpPeer& peer);
     void enqueue(SnmpPeer& peer);
@@ -139,12 +139,12 @@ private:
     Random& m_random;
     const std::unique_ptr<DatagramPort> m_port;
     BackendListener& m_listener;
-    const DialogueFactory m_dialogues;
+    const snmp::SessionFactory m_sessions;
 
     std::unordered_map<Endpoint, std::unique_ptr<SnmpPeer>, EndpointHash> m_peers;
     DeadlineHeap<SnmpPeer> m_deadlines;
-    Queue m_underway; // of printers that answer, in the middle of a conversation
-    Queue m_queue;    // of printers that answer, with a conversation's first request
+    Queue m_underway; // of printers that answer, in the middle of a read
+    Queue m_queue;    // of printers that answer, with a read's first request
     Queue m_suspects; // of those that may be dead
     QuestionPool m_questions;
     std::vector<SnmpPeer*> m_senders; // of the batch that is being received; null: nobody that is asked

@@ -76,12 +76,12 @@ void SnmpPoller::examine(const Datagram& datagram, SnmpPeer* sender)
     if (sender != nullptr) {
         SnmpPeer& peer = *sender;
         verdict = Verdict::NothingAsked;
-        if (peer.requestId != 0 && peer.sentOnce && peer.spoilt < kMostSpoilt) {
+        if (peer.requestId != 0 && peer.sentOnce && peer.malformed < kMostMalformed) {
             const snmp::MessageHead head = snmp::readHead(datagram.bytes);
             verdict = examineReply(head, {peer.version, *peer.target->address().community, peer.requestId});
             if (verdict == Verdict::Accepted && !attempt(peer, [&] { return deliver(peer, head); })) {
                 verdict = Verdict::Malformed;
-                ++peer.spoilt;
+                ++peer.malformed;
             }
         }
     }
@@ -96,7 +96,7 @@ void SnmpPoller::examine(const Datagram& datagram, SnmpPeer* sender)
 bool SnmpPoller::deliver(SnmpPeer& peer, const snmp::MessageHead& head)
 {
     const std::optional<ReplyDigest> digest = peer.kind == ReadKind::Fast ? digestOf(head) : std::nullopt;
-    if (peer.unheard && deliverUnheard(peer, digest, head)) {
+    if (peer.isReplay && deliverReplay(peer, digest, head)) {
         return true;
     }
     const std::optional<snmp::Pdu> pdu = snmp::decodePdu(head);
@@ -104,18 +104,18 @@ bool SnmpPoller::deliver(SnmpPeer& peer, const snmp::MessageHead& head)
         return false;
     }
     if (peer.knowledge == VersionKnowledge::Probing && peer.version == Version::V1) {
-        heard(peer);
+        replyArrived(peer);
         useVersion(peer, Version::V2c);
         peer.knowledge = VersionKnowledge::Trial;
-        beginConversation(peer, ReadKind::Identity);
+        beginRead(peer, ReadKind::Identity);
         return true;
     }
     peer.knowledge = VersionKnowledge::Settled;
-    heard(peer);
-    if (peer.unheard && !informDialogue(peer)) {
+    replyArrived(peer);
+    if (peer.isReplay && !informSession(peer)) {
         return true; // it asks something else by now, and that is on its way
     }
-    peer.dialogue->accept(*pdu);
+    peer.session->accept(*pdu);
     if (digest && peer.requests == 1) {
         peer.replay.remember(std::exchange(peer.request, {}), *digest, m_questions);
     }
@@ -124,7 +124,7 @@ bool SnmpPoller::deliver(SnmpPeer& peer, const snmp::MessageHead& head)
 }
 
 // What any accepted answer means, whatever it says.
-void SnmpPoller::heard(SnmpPeer& peer)
+void SnmpPoller::replyArrived(SnmpPeer& peer)
 {
     m_reopening.answered(m_now);
     peer.silence.answered(m_now - peer.firstSent);
@@ -134,10 +134,10 @@ void SnmpPoller::heard(SnmpPeer& peer)
     publishSignOfLife(*peer.target, peer.liveliness, m_listener);
 }
 
-// The answer to a question that the dialogue was not told of. False when it says something that the dialogue
-// must hear. A restart is seen here, as the dialogue's own last time since start may be long ago.
-bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
-                                const snmp::MessageHead& head)
+// The answer to a question that the session was not told of. False when it says something that the session
+// must hear. A restart is seen here, as the session's own last time since start may be long ago.
+bool SnmpPoller::deliverReplay(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
+                               const snmp::MessageHead& head)
 {
     if (!digest) {
         return false;
@@ -150,26 +150,26 @@ bool SnmpPoller::deliverUnheard(SnmpPeer& peer, const std::optional<ReplyDigest>
         }
         outcome = snmp::ReadOutcome::Restarted;
     } else if (!match.same) {
-        if (!peer.dialogue->hearAgain(head, peer.target->keptPictureBy(Way::Snmp))) {
+        if (!peer.session->acceptReplay(head, peer.target->keptPictureBy(Way::Snmp))) {
             return false;
         }
-        outcome = peer.dialogue->outcome();
+        outcome = peer.session->outcome();
     }
     peer.replay.remember(*digest);
-    heard(peer);
-    conversationEnded(peer, outcome);
+    replyArrived(peer);
+    readEnded(peer, outcome);
     return true;
 }
 
-// Lets the dialogue ask what was asked in its name. False when it asks otherwise; its own request is then
+// Lets the session ask what was asked in its name. False when it asks otherwise; its own request is then
 // queued.
-bool SnmpPoller::informDialogue(SnmpPeer& peer)
+bool SnmpPoller::informSession(SnmpPeer& peer)
 {
-    peer.unheard = false;
-    peer.dialogue->begin(peer.kind);
-    std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest();
+    peer.isReplay = false;
+    peer.session->begin(peer.kind);
+    std::optional<snmp::Pdu> pdu = peer.session->nextRequest();
     if (!pdu) {
-        conversationEnded(peer, peer.dialogue->outcome());
+        readEnded(peer, peer.session->outcome());
         return false;
     }
     pdu->requestId = kLeastRequestId;
@@ -177,7 +177,7 @@ bool SnmpPoller::informDialogue(SnmpPeer& peer)
     if (peer.replay.isQuestion(peer.request)) {
         return true;
     }
-    --peer.requests; // what was sent is no part of this conversation
+    --peer.requests; // what was sent is no part of this read
     ask(peer, std::move(*pdu));
     return false;
 }
@@ -196,21 +196,21 @@ void SnmpPoller::prepare(SnmpPeer& peer, snmp::Pdu pdu)
     if (peer.kind != ReadKind::Full) { // a Full one may leave the next Fast one as it was
         peer.replay.invalidate();
     }
-    peer.unheard = false;
+    peer.isReplay = false;
     pdu.requestId = peer.requestId;
     peer.request = snmp::encodeMessage({peer.version, *peer.target->address().community, std::move(pdu)});
     peer.sentOnce = false;
     ++peer.requests;
 }
 
-// Asks the last question again, without the dialogue, where its whole answer is known by its digest.
-bool SnmpPoller::askTheSame(SnmpPeer& peer)
+// Asks the last question again, without the session, where its whole answer is known by its digest.
+bool SnmpPoller::askAgain(SnmpPeer& peer)
 {
     if (!peer.replay.isValid()) {
         return false;
     }
     peer.requestId = newRequestId();
-    peer.unheard = true;
+    peer.isReplay = true;
     peer.sentOnce = false;
     ++peer.requests;
     enqueueInTurn(peer);
@@ -302,7 +302,7 @@ SnmpPeer* SnmpPoller::waitingAt(const Place& place)
 // The bytes to be sent, valid for the length of a batch; place: in it.
 const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t place)
 {
-    if (!peer.unheard) {
+    if (!peer.isReplay) {
         return peer.request;
     }
     m_sameQuestions.resize(kSendBatch);
@@ -313,7 +313,7 @@ const std::string& SnmpPoller::presentRequest(const SnmpPeer& peer, std::size_t 
 
 bool SnmpPoller::addToBatch(SnmpPeer& peer, std::size_t place)
 {
-    if (peer.yetToBegin && !openConversation(peer)) {
+    if (peer.yetToBegin && !openRead(peer)) {
         return false;
     }
     const std::string& request = presentRequest(peer, m_batch.size());
@@ -359,7 +359,7 @@ void SnmpPoller::markSent(SnmpPeer& peer)
     }
     peer.lastSent = m_now;
     peer.log.sent(m_now);
-    peer.spoilt = 0;
+    peer.malformed = 0;
     peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
     m_deadlines.schedule(peer, std::min(peer.repeatAt, m_now + peer.silence.flight(m_roundTrip)));
 }
@@ -377,9 +377,9 @@ void SnmpPoller::missed(SnmpPeer& peer)
         return;
     }
     if (switchVersion(peer)) {
-        return beginConversation(peer, ReadKind::Identity);
+        return beginRead(peer, ReadKind::Identity);
     }
-    switch (afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.dialogue, m_now)) {
+    switch (afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.session, m_now)) {
     case AfterMiss::Repeat:
         if (peer.silence.isOffline()) {
             renumber(peer);
@@ -388,9 +388,9 @@ void SnmpPoller::missed(SnmpPeer& peer)
     case AfterMiss::AskForLess:
         return proceed(peer);
     case AfterMiss::ReadFast:
-        return beginConversation(peer, ReadKind::Fast);
+        return beginRead(peer, ReadKind::Fast);
     case AfterMiss::ReadIdentity:
-        return beginConversation(peer, ReadKind::Identity);
+        return beginRead(peer, ReadKind::Identity);
     }
 }
 
@@ -398,7 +398,7 @@ void SnmpPoller::missed(SnmpPeer& peer)
 void SnmpPoller::renumber(SnmpPeer& peer)
 {
     const std::int32_t id = newRequestId();
-    if (peer.unheard || replaceRequestId(peer.request, id)) {
+    if (peer.isReplay || replaceRequestId(peer.request, id)) {
         peer.requestId = id;
         peer.sentOnce = false;
     }

@@ -122,7 +122,7 @@ public:
         return false;
     }
 
-    // Whether the first conversation is over: it answered, or it is known to be silent.
+    // Whether the first read is over: it answered, or it is known to be silent.
     bool isMet() const { return m_met.load(std::memory_order_acquire); }
     // Engine.
     void markMet() { m_met.store(true, std::memory_order_release); }

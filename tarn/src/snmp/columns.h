@@ -120,7 +120,7 @@ inline bool operator!=(const ColumnData& left, const ColumnData& right)
 // exception of v2c, or not above the last row.
 bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Value& value);
 
-// Everything that was read of one printer. Most conversations touch few of the columns, and thousands may be
+// Everything that was read of one printer. Most reads touch few of the columns, and thousands may be
 // under way at once: only what was touched takes memory.
 class PrinterTables final
 {

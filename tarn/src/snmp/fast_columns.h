@@ -1,6 +1,6 @@
 #pragma once
 
-// Within session*.cpp only: what the Fast conversation asks for, in its order.
+// Within printer_session*.cpp only: what the Fast read asks for, in its order.
 
 #include <cstdint>
 

@@ -14,7 +14,7 @@ struct Reading
     VendorFacts vendor;
 };
 
-// KeptTables is a Reading between two conversations, packed into one string: ten thousand printers rest for
+// KeptTables is a Reading between two reads, packed into one string: ten thousand printers rest for
 // all but a few milliseconds of the time, and a Reading is some sixty separate blocks.
 // Threading: one thread.
 class KeptTables final

@@ -6,7 +6,7 @@ namespace tarn::snmp {
 
 namespace {
 
-constexpr int requestsPerConversation = 200;
+constexpr int requestsPerRead = 200;
 constexpr int smallResults = 8;
 constexpr unsigned missesToDoubt = 2; // of a large request, unless it is on trial
 constexpr int longestGap = 60;        // whole readings: an hour's
@@ -49,18 +49,17 @@ void RequestSizing::apply()
     m_limits.maxResults = small ? std::min(m_normal.maxResults, smallResults) : m_normal.maxResults;
 }
 
-void RequestSizing::beginConversation(bool wholeReading)
+void RequestSizing::beginRead(bool wholeReading)
 {
     if (wholeReading) {
         m_bulk.wholeReadingBegins();
         m_large.wholeReadingBegins();
     }
     if (m_probe != Probe::LargeAgain) {
-        m_probe =
-            Probe::None; // whatever was being found out, the conversation was given up for another reason
+        m_probe = Probe::None; // whatever was being found out, the read was given up for another reason
     }
     m_normal.bulk = m_version != Version::V1 && !m_bulk.isSuspended();
-    m_limits.requestsLeft = requestsPerConversation;
+    m_limits.requestsLeft = requestsPerRead;
     m_answeredBulk = m_answeredLarge = false;
     m_askedBulk = m_askedLarge = false;
     apply();
@@ -111,7 +110,7 @@ bool RequestSizing::unanswered(unsigned misses)
     return true;
 }
 
-void RequestSizing::endConversation(bool wholeReading)
+void RequestSizing::endRead(bool wholeReading)
 {
     if (!wholeReading || m_probe != Probe::None) {
         return;

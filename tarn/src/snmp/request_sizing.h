@@ -12,7 +12,7 @@ struct RequestLimits
 
     bool bulk = true;              // GETBULK may be used
     int maxResults = kMostResults; // bindings that one answer is asked to hold
-    int requestsLeft = 200;        // of this conversation
+    int requestsLeft = 200;        // of this read
 
     bool asksLike(const RequestLimits& other) const
     {
@@ -57,7 +57,7 @@ public:
     RequestLimits& limits() { return m_limits; }
     const RequestLimits& limits() const { return m_limits; }
 
-    void beginConversation(bool wholeReading);
+    void beginRead(bool wholeReading);
     // For all we know it is another device: what one answer can hold is learnt anew.
     void forgetAnswerSize() { m_normal.maxResults = RequestLimits::kMostResults; }
     void asked(const Pdu& request);
@@ -66,14 +66,14 @@ public:
     // The same has stayed unanswered so many times in a row, with those before it. True when limits() are
     // smaller now.
     bool unanswered(unsigned misses);
-    void endConversation(bool wholeReading);
+    void endRead(bool wholeReading);
 
 private:
     enum class Probe
     {
         None,
         Small,        // a large request stayed unanswered: is a small one answered?
-        LargeAgain,   // it was: is one as large as that which was not? Perhaps in a later conversation only
+        LargeAgain,   // it was: is one as large as that which was not? Perhaps in a later read only
         SmallConfirm, // it was not either: is a small one?
     };
 
@@ -89,7 +89,7 @@ private:
     Retrial m_large;
     Probe m_probe = Probe::None;
     std::size_t m_unansweredSize = 0; // bindings asked for by the request that began the probe
-    // of the conversation
+    // of the read
     bool m_answeredBulk = false;
     bool m_answeredLarge = false;
     // of the last request

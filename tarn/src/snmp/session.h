@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -10,7 +11,7 @@
 
 namespace tarn::snmp {
 
-// What is read in one conversation with a printer.
+// What is read at a time.
 enum class ReadKind
 {
     Identity, // who it is; also everything of Full: the first picture of a printer
@@ -18,7 +19,7 @@ enum class ReadKind
     Fast,     // one small PDU: state, error bits, levels, page counter, change counters, sysUpTime
 };
 
-// What a finished conversation says about the picture.
+// What a read that has ended says about the picture.
 enum class ReadOutcome
 {
     Unchanged, // same picture
@@ -30,50 +31,46 @@ enum class ReadOutcome
 
 // Session is everything that SNMP knows of one printer, and what to ask it next. It knows no socket, no clock
 // and no request id: the engine sends the requests, repeats them, and hands back the answers it accepted.
+// PrinterSession is the one that printers get.
 //
 // Invariants
-//  (1) A conversation ends after a bounded number of requests, whatever the answers are.
-//  (2) status() is never half a conversation: it changes only when a conversation ends.
-//  (3) Fast compares numbers; the picture is built again only when one of them moved.
-// An Identity or Full that finds no printer objects where there were some before (an agent that still starts)
-// keeps the picture and ends Unusable. begin(Full) and begin(Fast) before the first Identity do Identity.
+//  (1) A read ends after a bounded number of requests, whatever the answers are.
+//  (2) status() is never half a read: it changes only when a read ends.
 // Threading: one thread (the engine's).
 class Session
 {
 public:
-    explicit Session(Version version);
-    ~Session();
-    Session(Session&&) noexcept;
-    Session& operator=(Session&&) noexcept;
+    virtual ~Session() = default;
 
-    // Starts a conversation; one under way is abandoned without a trace.
-    void begin(ReadKind kind);
-    // The next request of the conversation (requestId left 0), or nothing when it has ended.
-    std::optional<Pdu> nextRequest();
+    // Starts a read; one under way is abandoned without a trace.
+    virtual void begin(ReadKind kind) = 0;
+    // The next request of the read (requestId left 0), or nothing when it has ended.
+    virtual std::optional<Pdu> nextRequest() = 0;
     // Takes the accepted answer to the last request.
-    void accept(const Pdu& response);
+    virtual void accept(const Pdu& response) = 0;
     // To be called at each time that the last request stays unanswered; misses: in a row, this one included.
     // True: nextRequest() asks for less in its place. False: it is to be repeated. See RequestSizing.
-    bool noAnswer(unsigned misses);
-    // Whether the last Fast conversation took one request and the next would begin with the same: between two
-    // conversations. A Full one in between need not change that.
-    bool asksTheSame() const;
-    // For whoever has asked that again without beginning a conversation: takes the accepted answer, a
-    // message's head, as a conversation of its own, outcome() included. published is the last picture. False,
-    // and nothing changes, when the answer says more than that known numbers moved, or is malformed: the same
-    // question begun, and the answer accepted, in the ordinary way finds out what.
-    bool hearAgain(const MessageHead& message, const device::KeptPicture& published);
-    // The outcome of the conversation that has just ended.
-    ReadOutcome outcome() const;
+    virtual bool onTimeout(unsigned misses) = 0;
+    // Whether the last Fast read took one request and the next would begin with the same: between two reads.
+    // A Full one in between need not change that.
+    virtual bool asksTheSame() const = 0;
+    // For whoever has asked that again without beginning a read: takes the accepted answer, a message's head,
+    // as a read of its own, outcome() included. published is the last picture. False, and nothing changes,
+    // when the answer says more than that known numbers moved, or is malformed: the same question begun, and
+    // the answer accepted, in the ordinary way finds out what.
+    virtual bool acceptReplay(const MessageHead& message, const device::KeptPicture& published) = 0;
+    // The outcome of the read that has just ended.
+    virtual ReadOutcome outcome() const = 0;
     // The last whole picture; null before the first.
-    std::shared_ptr<const device::DeviceStatus> status() const;
-    // No conversation for a while: gives back the memory that only the next one needs. status() is made anew
-    // for each caller from then on.
-    void rest();
-
-private:
-    class Impl;
-    std::unique_ptr<Impl> m_impl;
+    virtual std::shared_ptr<const device::DeviceStatus> status() const = 0;
+    // No read for a while: gives back the memory that only the next one needs. status() is made anew for each
+    // caller from then on.
+    virtual void rest() = 0;
 };
+
+using SessionFactory = std::function<std::unique_ptr<Session>(Version)>;
+
+// Makes PrinterSessions.
+SessionFactory printerSessions();
 
 } // namespace tarn::snmp

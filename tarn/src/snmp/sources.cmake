@@ -13,6 +13,6 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/quirks.cpp
     ${CMAKE_CURRENT_LIST_DIR}/readers.cpp
     ${CMAKE_CURRENT_LIST_DIR}/request_sizing.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/session.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/session_again.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/session_stages.cpp)
+    ${CMAKE_CURRENT_LIST_DIR}/printer_session.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/printer_session_replay.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/printer_session_stages.cpp)

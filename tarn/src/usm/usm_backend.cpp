@@ -11,7 +11,7 @@ std::unique_ptr<engine::Backend> makeBackend(const Clock& clock, Random& random,
 {
     return std::make_unique<UsmPoller>(clock, random,
                                        std::make_unique<UsmThread>(clock, NetSnmpLibrary::kSoname), listener,
-                                       engine::sessionDialogues());
+                                       snmp::printerSessions());
 }
 
 } // namespace tarn::usm

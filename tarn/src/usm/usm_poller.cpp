@@ -15,29 +15,29 @@ using snmp::ReadOutcome;
 struct UsmPoller::Peer
 {
     std::shared_ptr<Target> target;
-    std::unique_ptr<engine::Dialogue> dialogue;
+    std::unique_ptr<snmp::Session> session;
     engine::Cadence cadence;
     engine::Silence silence;
     engine::RequestLog log;
     snmp::Pdu question;
     std::uint64_t ticket = 0; // of the present question; 0: there is none
-    TimePoint conversationStart{};
+    TimePoint readStart{};
     TimePoint firstPut{}; // the present question
     TimePoint lastPut{};
     TimePoint repeatAt{};
     std::size_t heapSlot = engine::DeadlineHeap<Peer>::kOutside; // DeadlineHeap's
-    unsigned requests = 0;                                       // of the conversation so far
+    unsigned requests = 0;                                       // of the read so far
     ReadKind kind = ReadKind::Identity;
     Phase phase = Phase::Resting;
-    Liveliness liveliness = Liveliness::NoPicture; // of the dialogue's picture
+    Liveliness liveliness = Liveliness::NoPicture; // of the session's picture
     bool putOnce = false;                          // the present question
     bool countsSilent = false;                     // in flight on the account of the silent
 };
 
 UsmPoller::UsmPoller(const Clock& clock, Random& random, std::unique_ptr<UsmPort> port,
-                     engine::BackendListener& listener, engine::DialogueFactory dialogues)
+                     engine::BackendListener& listener, snmp::SessionFactory sessions)
     : m_clock(clock), m_random(random), m_port(std::move(port)), m_listener(listener),
-      m_dialogues(std::move(dialogues)), m_now(clock.now())
+      m_sessions(std::move(sessions)), m_now(clock.now())
 {
 }
 
@@ -143,7 +143,7 @@ void UsmPoller::deadlinePassed(Peer& peer)
     switch (peer.phase) {
     case Phase::Resting:
         if (!putAside(peer)) {
-            beginConversation(peer);
+            beginRead(peer);
         }
         break;
     case Phase::Waiting:
@@ -200,11 +200,11 @@ bool UsmPoller::hasRoom(const Peer& peer) const
     return m_inFlight < kMostInFlight && (!isSilent(peer) || m_silentInFlight < kMostSilentInFlight);
 }
 
-// --- conversations ---
+// --- reads ---
 
-void UsmPoller::beginConversation(Peer& peer)
+void UsmPoller::beginRead(Peer& peer)
 {
-    if (!hasRoom(peer)) { // a dialogue that has begun is large
+    if (!hasRoom(peer)) { // a session that has begun is large
         m_deadlines.schedule(peer, m_now + kNoRoom);
         return;
     }
@@ -215,11 +215,11 @@ void UsmPoller::begin(Peer& peer, ReadKind kind)
 {
     peer.kind = kind;
     peer.requests = 0;
-    peer.conversationStart = m_now;
-    if (!peer.dialogue) {
-        peer.dialogue = m_dialogues(snmp::Version::V2c); // whose questions those of version 3 are
+    peer.readStart = m_now;
+    if (!peer.session) {
+        peer.session = m_sessions(snmp::Version::V2c); // whose questions those of version 3 are
     }
-    peer.dialogue->begin(kind);
+    peer.session->begin(kind);
     proceed(peer);
 }
 
@@ -269,7 +269,7 @@ void UsmPoller::answered(Peer& peer, const snmp::Pdu& pdu)
     m_deadlines.remove(peer);
     peer.target->markAnswered(m_now);
     engine::publishSignOfLife(*peer.target, peer.liveliness, m_listener);
-    peer.dialogue->accept(pdu);
+    peer.session->accept(pdu);
     if (peer.requests >= kMostRequests) {
         ended(peer, ReadOutcome::Unusable);
     } else {
@@ -279,19 +279,19 @@ void UsmPoller::answered(Peer& peer, const snmp::Pdu& pdu)
 
 void UsmPoller::proceed(Peer& peer)
 {
-    std::optional<snmp::Pdu> pdu = peer.dialogue->nextRequest();
+    std::optional<snmp::Pdu> pdu = peer.session->nextRequest();
     if (!pdu) {
-        ended(peer, peer.dialogue->outcome());
-    } else if (!putAside(peer)) { // a conversation can be long, and its reader gone by now
+        ended(peer, peer.session->outcome());
+    } else if (!putAside(peer)) { // a read can be long, and its reader gone by now
         ask(peer, std::move(*pdu));
     }
 }
 
 void UsmPoller::ended(Peer& peer, ReadOutcome outcome)
 {
-    peer.liveliness = engine::publish(*peer.target, *peer.dialogue, outcome, peer.liveliness, m_listener);
+    peer.liveliness = engine::publish(*peer.target, *peer.session, outcome, peer.liveliness, m_listener);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
-        // In a round of its own, so that no chain of conversations holds up the others.
+        // In a round of its own, so that no chain of reads holds up the others.
         setPhase(peer, Phase::Resting);
         m_deadlines.schedule(peer, m_now);
     } else {
@@ -302,10 +302,10 @@ void UsmPoller::ended(Peer& peer, ReadOutcome outcome)
 void UsmPoller::rest(Peer& peer)
 {
     const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
-    peer.dialogue->rest();
+    peer.session->rest();
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
-    m_deadlines.schedule(peer, std::max(peer.conversationStart + interval, m_now + interval / 2));
+    m_deadlines.schedule(peer, std::max(peer.readStart + interval, m_now + interval / 2));
 }
 
 template <typename Work>
@@ -318,12 +318,12 @@ void UsmPoller::attempt(Peer& peer, const Work& work)
     }
 }
 
-// What the printer was being asked is void, and what its dialogue knows may be half of something.
+// What the printer was being asked is void, and what its session knows may be half of something.
 void UsmPoller::startOver(Peer& peer)
 {
     peer.ticket = 0;
     setPhase(peer, Phase::Resting);
-    peer.dialogue.reset();
+    peer.session.reset();
     peer.liveliness = Liveliness::NoPicture;
     m_deadlines.schedule(peer, m_now + kAfterFailure);
 }
@@ -340,7 +340,7 @@ void UsmPoller::missed(Peer& peer)
     if (putAside(peer)) {
         return;
     }
-    switch (engine::afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.dialogue,
+    switch (engine::afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.session,
                               m_now)) {
     case engine::AfterMiss::Repeat:
         return put(peer);

@@ -7,17 +7,17 @@
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/backend.h"
 #include "tarn/src/engine/cadence.h"
-#include "tarn/src/engine/conversation.h"
 #include "tarn/src/engine/deadline_heap.h"
-#include "tarn/src/engine/dialogue.h"
+#include "tarn/src/engine/read_results.h"
 #include "tarn/src/engine/request_log.h"
 #include "tarn/src/engine/silence.h"
+#include "tarn/src/snmp/session.h"
 #include "tarn/src/usm/usm_port.h"
 
 namespace tarn::usm {
 
 // UsmPoller is the back-end "sm" for the targets that are asked in version 3. It knows when to ask, as the
-// poller of v1 and v2c does; what to ask is the dialogue's, and how to say it the port's.
+// poller of v1 and v2c does; what to ask is the session's, and how to say it the port's.
 //
 // Invariants
 //  (1) One question at a time to one printer. Of all printers' at most kMostInFlight were put lately, and of
@@ -25,7 +25,7 @@ namespace tarn::usm {
 //      nobody else up.
 //  (2) A question ends in exactly one way: answered, given up, or dropped with its target. An answer to any
 //      but the present one changes nothing.
-//  (3) A conversation ends after at most kMostRequests questions, whatever the answers are.
+//  (3) A read ends after at most kMostRequests questions, whatever the answers are.
 //  (4) A peer that is not Aside has a deadline, whatever throws: one whose turn ends without memory begins
 //      anew kAfterFailure later.
 // Threading: engine thread only. Ownership: owns the port; borrows clock, randomness and listener.
@@ -41,7 +41,7 @@ public:
     static constexpr Milliseconds kSleep{10000};       // run() so late means that the machine slept
 
     UsmPoller(const Clock& clock, Random& random, std::unique_ptr<UsmPort> port,
-              engine::BackendListener& listener, engine::DialogueFactory dialogues);
+              engine::BackendListener& listener, snmp::SessionFactory sessions);
     ~UsmPoller() override;
 
     const char* name() const override { return "sm"; }
@@ -59,7 +59,7 @@ private:
     enum class Phase : std::uint8_t
     {
         Aside,     // nobody opens it; not in the heap
-        Resting,   // until the next conversation begins at its deadline
+        Resting,   // until the next read begins at its deadline
         Waiting,   // its question waits for its turn, or for room
         InFlight,  // put, and counted as in flight
         Lingering, // put a while ago; an answer is welcome until it is put again at the deadline
@@ -73,8 +73,8 @@ private:
     static bool isSilent(const Peer& peer);
     bool hasRoom(const Peer& peer) const;
 
-    // conversations
-    void beginConversation(Peer& peer);
+    // reads
+    void beginRead(Peer& peer);
     void begin(Peer& peer, snmp::ReadKind kind);
     void ask(Peer& peer, snmp::Pdu pdu);
     void put(Peer& peer);
@@ -97,7 +97,7 @@ private:
     Random& m_random;
     const std::unique_ptr<UsmPort> m_port;
     engine::BackendListener& m_listener;
-    const engine::DialogueFactory m_dialogues;
+    const snmp::SessionFactory m_sessions;
 
     std::unordered_map<engine::Endpoint, std::unique_ptr<Peer>, engine::EndpointHash> m_peers;
     engine::DeadlineHeap<Peer> m_deadlines;

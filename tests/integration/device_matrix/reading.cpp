@@ -14,6 +14,7 @@
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/snmp/printer_session.h"
 #include "tests/integration/device_matrix/ipp_recording.h"
 #include "tests/support/recorded_agent.h"
 
@@ -178,7 +179,7 @@ std::map<std::string, Reading> readInProcess(const std::string& directory,
     for (const std::string& device : devices) {
         using namespace kel::testing;
         RecordedAgent agent = RecordedAgent::fromFile(directory + "/" + device + ".snmprec");
-        tarn::snmp::Session session(tarn::snmp::Version::V2c);
+        tarn::snmp::PrinterSession session(tarn::snmp::Version::V2c);
         converse(session, agent, tarn::snmp::ReadKind::Identity);
         if (const auto status = session.status()) {
             readings[device] = readingOf(*status);

@@ -2,9 +2,9 @@ kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp base/exit_hook_test.cpp 
     support/stalled_rename.cpp base/socket_pair_test.cpp LIBS tarn_core ${CMAKE_DL_LIBS})
 kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
-    SOURCES engine/conversation_test.cpp
+    SOURCES engine/read_results_test.cpp
             engine/engine_test.cpp
-            engine/fake_dialogue.cpp
+            engine/fake_session.cpp
             engine/hostile_network_test.cpp
             engine/lossy_network_test.cpp
             engine/mass_silence_test.cpp
@@ -19,10 +19,10 @@ kel_add_gtest(tarn_engine_test
 target_compile_definitions(tarn_engine_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 # By itself, since it replaces the program's operators new and delete.
 kel_add_gtest(tarn_short_memory_test
-    SOURCES engine/fake_dialogue.cpp engine/short_memory_test.cpp engine/simulated_network.cpp support/short_memory.cpp
+    SOURCES engine/fake_session.cpp engine/short_memory_test.cpp engine/simulated_network.cpp support/short_memory.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_usm_test
-    SOURCES engine/fake_dialogue.cpp
+    SOURCES engine/fake_session.cpp
             usm/fake_agent.cpp
             usm/usm_codec_test.cpp
             usm/usm_peer_test.cpp
@@ -32,7 +32,7 @@ kel_add_gtest(tarn_usm_test
 target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
-    SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp engine/fake_dialogue.cpp
+    SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp engine/fake_session.cpp
             support/short_memory.cpp support/stalled_rename.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)

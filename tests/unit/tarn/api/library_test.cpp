@@ -1,4 +1,4 @@
-// The library behind its sixteen functions, with a real engine thread and real sockets, and dialogues made
+// The library behind its sixteen functions, with a real engine thread and real sockets, and sessions made
 // for tests.
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/tarn.h"
 #include "tests/unit/tarn/api/loopback_agent.h"
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/support/stalled_rename.h"
 
@@ -43,7 +43,7 @@ protected:
         Library::Parts parts{std::make_unique<BootClock>(),
                              std::make_unique<SystemRandom>(),
                              std::make_unique<engine::UdpPort>(),
-                             engine::test::fakeDialogues(),
+                             engine::test::fakeSessions(),
                              catalog::Config(),
                              scratch.path("cache/tarn/identities.json"),
                              backends};

@@ -9,7 +9,7 @@
 
 namespace tarn::test {
 
-// An agent on a real socket of 127/8: answers every request with one text, as FakeDialogue reads it. Its port
+// An agent on a real socket of 127/8: answers every request with one text, as FakeSession reads it. Its port
 // is chosen by the system.
 class LoopbackAgent final
 {

@@ -9,7 +9,7 @@
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/engine/udp_port.h"
 #include "tarn/tarn.h"
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
@@ -28,7 +28,7 @@ protected:
         Library::Parts parts{std::make_unique<SharedClock>(clock),
                              std::make_unique<SystemRandom>(),
                              std::make_unique<engine::UdpPort>(),
-                             engine::test::fakeDialogues(),
+                             engine::test::fakeSessions(),
                              catalog::Config(),
                              scratch.path("cache/tarn/identities.json"),
                              {}};

@@ -1,4 +1,4 @@
-// Printers with real conversations on a network that loses datagrams, and printers that drop what they cannot
+// Printers with real reads on a network that loses datagrams, and printers that drop what they cannot
 // hold.
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ class ChangingPrinters final
 {
 public:
     ChangingPrinters(std::uint32_t count, VersionChoice version, double loss, std::uint64_t seed)
-        : network(seed, sessionDialogues()), m_dice(seed + 1), m_count(count)
+        : network(seed, snmp::printerSessions()), m_dice(seed + 1), m_count(count)
     {
         const auto lostBelow = static_cast<std::uint32_t>(loss * 100000);
         m_agents.assign(count, RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec"));
@@ -99,7 +99,7 @@ TEST_P(Loss, OfOneDatagramInTwentyCostsAtMostFifteenPerCentMoreRequestsAfterAnHo
 
 TEST_P(Loss, OfAllDatagramsForAMomentMeansNothing)
 {
-    for (int second = 0; second < 60; second += 7) { // wherever the conversations are
+    for (int second = 0; second < 60; second += 7) { // wherever the reads are
         ChangingPrinters printers(5, GetParam(), 0, 3);
         printers.network.pass(minutes(2) + seconds(second));
         const double before = printers.requestsAMinute(minutes(5));
@@ -133,9 +133,9 @@ INSTANTIATE_TEST_SUITE_P(Requests, ADeviceThatDrops,
                                          Dropped{"WhatIsLarge", isLarge}),
                          [](const testing::TestParamInfo<Dropped>& it) { return it.param.name; });
 
-TEST_P(ADeviceThatDrops, IsReadWholeInItsFirstConversationAndNeverTakenForUnreachable)
+TEST_P(ADeviceThatDrops, IsReadWholeInItsFirstReadAndNeverTakenForUnreachable)
 {
-    SimulatedNetwork network(1, sessionDialogues());
+    SimulatedNetwork network(1, snmp::printerSessions());
     RecordedAgent recorded = RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec");
     std::vector<TimePoint> dropped;
     network.agent(1).device = [&](const snmp::Pdu& request) -> std::optional<snmp::Pdu> {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 
 namespace tarn::engine::test {
@@ -14,7 +14,7 @@ using std::chrono::hours;
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-TEST(Polling, FirstConversationReadsTheIdentityAndPublishesItOnce)
+TEST(Polling, FirstReadReadsTheIdentityAndPublishesItOnce)
 {
     SimulatedNetwork network;
     const auto target = network.add(1);
@@ -225,7 +225,7 @@ TEST(Polling, StrangerIsOnlineWithoutPictureAndRarelyAsked)
     EXPECT_TRUE(target->isMet());
     network.agent(1).requests.clear();
     network.pass(minutes(10));
-    EXPECT_LE(network.agent(1).requests.size(), 36u); // ten conversations of three
+    EXPECT_LE(network.agent(1).requests.size(), 36u); // ten reads of three
 }
 
 TEST(Polling, AgentOfVersionOneOnlyIsFoundAndThenAskedInItsVersion)

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 #include "tests/unit/tarn/engine/first_meeting.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 
@@ -255,11 +255,10 @@ TEST(Polling, NetworkChangeHasEverybodyAskedSoon)
 TEST(Polling, PrinterThatDropsItsLargeAnswersIsAskedForLessAndStaysOnline)
 {
     SimulatedNetwork network;
-    unsigned inConversation = 0;
-    network.agent(1).loses =
-        [&](const SeenRequest& seen) { // the second answer of a conversation is too large
-            return ++inConversation > 1 && !isCareful(seen.message);
-        };
+    unsigned inRead = 0;
+    network.agent(1).loses = [&](const SeenRequest& seen) { // the second answer of a read is too large
+        return ++inRead > 1 && !isCareful(seen.message);
+    };
     const auto target = network.add(1);
     network.pass(seconds(10));
     EXPECT_TRUE(target->snapshot()->online);

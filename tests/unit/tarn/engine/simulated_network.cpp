@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 
 namespace tarn::engine::test {
 
@@ -53,9 +53,9 @@ bool SimulatedPort::reopen()
     return true;
 }
 
-SimulatedNetwork::SimulatedNetwork(std::uint64_t seed, DialogueFactory dialogues)
+SimulatedNetwork::SimulatedNetwork(std::uint64_t seed, snmp::SessionFactory sessions)
     : random(seed), poller(clock, random, std::make_unique<SimulatedPort>(*this), *this,
-                           dialogues ? std::move(dialogues) : fakeDialogues(&accepted))
+                           sessions ? std::move(sessions) : fakeSessions(&accepted))
 {
 }
 

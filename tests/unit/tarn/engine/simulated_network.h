@@ -47,7 +47,7 @@ struct SeenRequest
     snmp::Message message;
 };
 
-// How one printer behaves. Its answer is one text, which FakeDialogue reads: see there.
+// How one printer behaves. Its answer is one text, which FakeSession reads: see there.
 struct Agent
 {
     bool answers = true;
@@ -94,8 +94,8 @@ private:
 class SimulatedNetwork final : public BackendListener
 {
 public:
-    // dialogues: other than FakeDialogue's.
-    explicit SimulatedNetwork(std::uint64_t seed = 1, DialogueFactory dialogues = {});
+    // sessions: other than FakeSession's.
+    explicit SimulatedNetwork(std::uint64_t seed = 1, snmp::SessionFactory sessions = {});
 
     // A printer at 10.0.0.0 + number, watched from now on.
     std::shared_ptr<Target> add(std::uint32_t number, VersionChoice version = VersionChoice::Auto);
@@ -134,7 +134,7 @@ public:
     std::size_t reopened = 0;
     std::size_t mostInFlight = 0;
     std::size_t sends = 0;
-    std::size_t accepted = 0; // answers that reached a dialogue
+    std::size_t accepted = 0; // answers that reached a session
     std::vector<TimePoint> sendTimes;
     std::vector<Lane> lanes; // of each that was sent
     std::vector<Publication> publications;

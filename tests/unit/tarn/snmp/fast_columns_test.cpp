@@ -1,4 +1,4 @@
-// What a Fast reading says beside what is known: both ways through the conversation decide by this.
+// What a Fast reading says beside what is known: both ways through a Fast read decide by this.
 #include "tarn/src/snmp/fast_columns.h"
 
 #include <gtest/gtest.h>

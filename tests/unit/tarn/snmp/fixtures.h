@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tarn/src/snmp/printer_session.h"
 #include "tests/support/recorded_agent.h"
 
 namespace kel::testing {
@@ -13,10 +14,10 @@ inline RecordedAgent fixture(const std::string& name)
     return RecordedAgent::fromFile(std::string(KEL_SNMP_DATA) + "/" + name + ".snmprec");
 }
 
-// The picture that the first conversation with a recorded printer gives.
+// The picture that the first read with a recorded printer gives.
 inline tarn::device::DeviceStatus pictureOf(RecordedAgent agent)
 {
-    tarn::snmp::Session session(agent.v1 ? tarn::snmp::Version::V1 : tarn::snmp::Version::V2c);
+    tarn::snmp::PrinterSession session(agent.v1 ? tarn::snmp::Version::V1 : tarn::snmp::Version::V2c);
     converse(session, agent, tarn::snmp::ReadKind::Identity);
     EXPECT_EQ(session.outcome(), tarn::snmp::ReadOutcome::Changed);
     return session.status() ? *session.status() : tarn::device::DeviceStatus();

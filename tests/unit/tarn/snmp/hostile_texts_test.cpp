@@ -14,6 +14,7 @@
 
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/device/text.h"
+#include "tarn/src/snmp/printer_session.h"
 #include "tests/unit/tarn/snmp/fixtures.h"
 #include "tests/unit/tarn/support/hostile_text.h"
 
@@ -92,7 +93,7 @@ TEST(SnmpHostileTexts, SteerNothingInAnyField)
     for (const auto& entry : std::filesystem::directory_iterator(KEL_SNMP_DATA)) {
         for (const Place place : {Place::Before, Place::Behind, Place::Instead}) {
             RecordedAgent agent = hostileAgent(entry.path(), place);
-            Session session(Version::V2c);
+            PrinterSession session(Version::V2c);
             converse(session, agent, ReadKind::Identity);
             if (!session.status()) {
                 continue;

@@ -5,6 +5,7 @@
 
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/device/supply_types.h"
+#include "tarn/src/snmp/printer_session.h"
 #include "tests/unit/tarn/snmp/fixtures.h"
 
 namespace tarn::snmp {
@@ -555,7 +556,7 @@ TEST(Picture, LetsTheEmptierOfBlackAndMatteBlackRule)
 TEST(Picture, OfAHostWithoutPrinterIsNone)
 {
     kel::testing::RecordedAgent agent = fixture("no-printer");
-    Session session(Version::V2c);
+    PrinterSession session(Version::V2c);
     converse(session, agent, ReadKind::Identity);
     EXPECT_EQ(session.outcome(), ReadOutcome::Unusable);
     EXPECT_EQ(session.status(), nullptr);

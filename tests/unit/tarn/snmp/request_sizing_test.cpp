@@ -1,4 +1,5 @@
 // How much is asked at once: of devices that refuse GETBULK or drop what is large, and across losses.
+#include "tarn/src/snmp/printer_session.h"
 #include "tarn/src/snmp/request_sizing.h"
 
 #include <functional>
@@ -46,7 +47,7 @@ protected:
     // A whole reading of a device that drops what is large. True where it was tried.
     bool readingWithoutLarge()
     {
-        sizing.beginConversation(true);
+        sizing.beginRead(true);
         answer(small());
         bool tried = false;
         for (int i = 0; i < 6; ++i) {
@@ -57,16 +58,16 @@ protected:
                 miss(large());
             }
         }
-        sizing.endConversation(true);
+        sizing.endRead(true);
         return tried;
     }
     void goodReading()
     {
-        sizing.beginConversation(true);
+        sizing.beginRead(true);
         for (int i = 0; i < 3; ++i) {
             answer(isSmall() ? small() : large());
         }
-        sizing.endConversation(true);
+        sizing.endRead(true);
     }
 
     RequestSizing sizing{Version::V2c};
@@ -74,32 +75,32 @@ protected:
 
 TEST_F(Sizing, OneSuspicionCostsOneSmallRequest)
 {
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     answer(small());
     EXPECT_TRUE(miss(large()));
     EXPECT_TRUE(isSmall());
     answer(small());
     EXPECT_FALSE(isSmall()) << "the large one is put once more";
     answer(large());
-    sizing.endConversation(true);
-    sizing.beginConversation(false);
+    sizing.endRead(true);
+    sizing.beginRead(false);
     EXPECT_FALSE(isSmall());
 }
 
 TEST_F(Sizing, TheSmallOneAnsweredWhereTheLargeOneFailedAgainIsEvidence)
 {
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     answer(small());
     EXPECT_TRUE(miss(large()));
     answer(small());
     EXPECT_TRUE(miss(large()));
     answer(small());
     EXPECT_TRUE(isSmall());
-    sizing.endConversation(true);
-    sizing.beginConversation(false);
+    sizing.endRead(true);
+    sizing.beginRead(false);
     EXPECT_TRUE(isSmall()) << "what moves is asked for in small requests, too";
-    sizing.endConversation(false);
-    sizing.beginConversation(true);
+    sizing.endRead(false);
+    sizing.beginRead(true);
     EXPECT_FALSE(isSmall()) << "the next whole reading tries again";
 }
 
@@ -110,23 +111,23 @@ TEST_F(Sizing, OnlyALargeOneOfItsSizeRefutesTheSuspicion)
     middle.varbinds.resize(12);
     Pdu whole;
     whole.varbinds.resize(48);
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     EXPECT_TRUE(miss(whole));
     answer(small());
     answer(middle);
-    sizing.endConversation(true);
-    sizing.beginConversation(false);
+    sizing.endRead(true);
+    sizing.beginRead(false);
     answer(middle);
-    sizing.endConversation(false);
-    sizing.beginConversation(true);
+    sizing.endRead(false);
+    sizing.beginRead(true);
     EXPECT_TRUE(miss(whole)) << "in the next whole reading";
     answer(small());
     EXPECT_TRUE(isSmall());
-    sizing.endConversation(true);
-    sizing.beginConversation(true);
+    sizing.endRead(true);
+    sizing.beginRead(true);
     answer(whole);
-    sizing.endConversation(true);
-    sizing.beginConversation(true);
+    sizing.endRead(true);
+    sizing.beginRead(true);
     EXPECT_FALSE(isSmall());
 }
 
@@ -144,7 +145,7 @@ TEST_F(Sizing, TrialsGetRarerAsTheyFailAndNoRarerThanAnHour)
         goodReading();
     }
     EXPECT_TRUE(readingWithoutLarge()); // all is forgotten: it takes two failures again
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     EXPECT_FALSE(isSmall());
 }
 
@@ -153,7 +154,7 @@ TEST_F(Sizing, OnTrialOneFailureOfTheFirstRequestIsEnough)
     sizing.asked(large());
     EXPECT_FALSE(sizing.unanswered(1)) << "the network may have lost it";
     readingWithoutLarge();
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     sizing.asked(large());
     EXPECT_TRUE(sizing.unanswered(1)) << "it must not become unreachable by the trial";
     answer(small());
@@ -163,19 +164,19 @@ TEST_F(Sizing, OnTrialOneFailureOfTheFirstRequestIsEnough)
 TEST_F(Sizing, ATrialEndsWellOnlyWithTheWholeReading)
 {
     readingWithoutLarge();
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     answer(large());
     EXPECT_TRUE(miss(large()));
     answer(small());
-    sizing.endConversation(true);
+    sizing.endRead(true);
     EXPECT_TRUE(isSmall());
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     EXPECT_TRUE(isSmall()) << "the second failure in a row";
 }
 
 TEST_F(Sizing, WhoWentAwayCountsAsNothing)
 {
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     EXPECT_TRUE(miss(large())) << "it may be too much from the beginning";
     EXPECT_FALSE(miss(small())) << "nobody is there";
     EXPECT_FALSE(isSmall());
@@ -186,18 +187,18 @@ TEST_F(Sizing, WhoWentAwayCountsAsNothing)
     EXPECT_FALSE(miss(small())) << "now it is known to be away";
     answer(small()); // after hours, perhaps
     EXPECT_FALSE(isSmall());
-    sizing.beginConversation(false);
+    sizing.beginRead(false);
     EXPECT_FALSE(isSmall());
 
     answer(small());
     EXPECT_TRUE(miss(large()));
-    sizing.beginConversation(false); // given up in the middle
+    sizing.beginRead(false); // given up in the middle
     EXPECT_FALSE(isSmall());
 }
 
 TEST_F(Sizing, WhatIsSmallAlreadyIsNotAskedForInLess)
 {
-    sizing.beginConversation(true);
+    sizing.beginRead(true);
     answer(small());
     EXPECT_FALSE(miss(small()));
     EXPECT_FALSE(isSmall());
@@ -238,7 +239,7 @@ protected:
 
     RecordedAgent agent = fixture("colour-laser");
     device::DeviceStatus expected;
-    Session session{Version::V2c};
+    PrinterSession session{Version::V2c};
 };
 
 INSTANTIATE_TEST_SUITE_P(
@@ -255,7 +256,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Refusal{"TooBigForEverOnTrays", ErrorStatus::TooBig, 0, "1.3.6.1.2.1.43.8"}),
     [](const ::testing::TestParamInfo<Refusal>& it) { return std::string(it.param.name); });
 
-TEST_P(RefusedBulk, LosesNothingOfTheFirstConversation)
+TEST_P(RefusedBulk, LosesNothingOfTheFirstRead)
 {
     converse(session, agent, ReadKind::Identity);
     ASSERT_TRUE(session.status());
@@ -306,7 +307,7 @@ TEST(RefusedBulkOnDevices, LosesNothing)
     agent.bulkError = ErrorStatus::GenErr;
     agent.bulkErrorIndex = 1;
     agent.bulkErrorOn = "1.3.6.1.2.1.25";
-    Session session(Version::V2c);
+    PrinterSession session(Version::V2c);
     converse(session, agent, ReadKind::Identity);
     ASSERT_TRUE(session.status());
     EXPECT_EQ(*session.status(), expected);
@@ -322,7 +323,7 @@ TEST(AnAgentThatAlwaysSaysTooBig, IsNoPrinterUntilItAnswers)
     for (const Version version : {Version::V1, Version::V2c}) {
         RecordedAgent agent = fixture("colour-laser");
         agent.v1 = version == Version::V1;
-        Session session(version);
+        PrinterSession session(version);
         session.begin(ReadKind::Identity);
         int requests = 0;
         while (std::optional<Pdu> request = session.nextRequest()) {
@@ -352,7 +353,7 @@ TEST(AnObjectThatFails, IsFoundAmongTheOthers)
         expected.trays.front().name.clear();
         agent.genErrOn = "1.3.6.1.2.1.43.8.2.1.13.1.1"; // prtInputName
         agent.namesFailing = false;
-        Session session(version);
+        PrinterSession session(version);
         const int requests = converse(session, agent, ReadKind::Identity);
         ASSERT_TRUE(session.status());
         EXPECT_EQ(session.status()->supplies, expected.supplies);

@@ -1,4 +1,4 @@
-#include "tarn/src/snmp/session.h"
+#include "tarn/src/snmp/printer_session.h"
 
 #include <filesystem>
 #include <random>
@@ -39,7 +39,7 @@ protected:
 
     int requests = 0;
     RecordedAgent agent = fixture("colour-laser");
-    Session session{GetParam()};
+    PrinterSession session{GetParam()};
 };
 
 INSTANTIATE_TEST_SUITE_P(BothVersions, ASession, ::testing::Values(Version::V1, Version::V2c));
@@ -54,7 +54,7 @@ TEST_P(ASession, BeginsWithASmallRequest)
     EXPECT_EQ(first->requestId, 0);
 }
 
-TEST_P(ASession, HasAPictureAfterTheFirstConversation)
+TEST_P(ASession, HasAPictureAfterTheFirstRead)
 {
     EXPECT_EQ(session.status(), nullptr);
     EXPECT_EQ(read(ReadKind::Identity), ReadOutcome::Changed);
@@ -205,7 +205,7 @@ TEST_P(ASession, LivesWithoutUpTime)
     EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Unchanged);
 }
 
-TEST_P(ASession, AbandonsAConversationWithoutATrace)
+TEST_P(ASession, AbandonsAReadWithoutATrace)
 {
     read(ReadKind::Identity);
     const auto before = session.status();
@@ -273,7 +273,7 @@ TEST_P(ASession, GetsSmallerAfterSilence)
     int refused = 0; // the large ones are dropped
     while (std::optional<Pdu> request = session.nextRequest()) {
         if (request->type == PduType::GetBulkRequest || request->varbinds.size() > 8) {
-            ASSERT_TRUE(session.noAnswer(2));
+            ASSERT_TRUE(session.onTimeout(2));
             ++refused;
             continue;
         }
@@ -290,7 +290,7 @@ TEST_P(ASession, NeedsNoCarefulnessForADeviceThatWasSimplyOff)
 {
     session.begin(ReadKind::Identity);
     ASSERT_TRUE(session.nextRequest());
-    EXPECT_FALSE(session.noAnswer(2)); // what was asked was small
+    EXPECT_FALSE(session.onTimeout(2)); // what was asked was small
     EXPECT_EQ(read(ReadKind::Identity), ReadOutcome::Changed);
     EXPECT_LE(requests, GetParam() == Version::V1 ? 25 : 8);
 }
@@ -300,7 +300,7 @@ TEST(Sessions, ReadAV1AgentWhoseMibEndsWithTheAlerts)
 {
     RecordedAgent agent = fixture("colour-laser");
     agent.v1 = true;
-    Session session(Version::V1);
+    PrinterSession session(Version::V1);
     converse(session, agent, ReadKind::Identity);
     EXPECT_LE(converse(session, agent, ReadKind::Full), 4);
     EXPECT_EQ(session.outcome(), ReadOutcome::Unchanged);
@@ -322,7 +322,7 @@ TEST(Sessions, AgreeOverEveryFixture)
             RecordedAgent agent = RecordedAgent::fromFile(entry.path().string());
             agent.v1 = v1;
             agent.cutAtOctets = cut;
-            Session session(v1 ? Version::V1 : Version::V2c);
+            PrinterSession session(v1 ? Version::V1 : Version::V2c);
             for (const ReadKind kind : {ReadKind::Identity, ReadKind::Full, ReadKind::Fast}) {
                 converse(session, agent, kind);
             }
@@ -337,7 +337,7 @@ TEST(Sessions, AgreeOverEveryFixture)
     EXPECT_GE(compared, 30 * 4);
 }
 
-// Whatever comes back, a conversation ends, soon.
+// Whatever comes back, a read ends, soon.
 TEST(Sessions, EndWhateverTheAnswersAre)
 {
     const unsigned seed = 4711;
@@ -348,8 +348,8 @@ TEST(Sessions, EndWhateverTheAnswersAre)
         RecordedAgent agent = whole;
         const bool v1 = random() % 2 != 0;
         agent.v1 = v1;
-        Session session(v1 ? Version::V1 : Version::V2c);
-        for (int conversation = 0; conversation < 6; ++conversation) {
+        PrinterSession session(v1 ? Version::V1 : Version::V2c);
+        for (int read = 0; read < 6; ++read) {
             session.begin(static_cast<ReadKind>(random() % 3));
             int requests = 0;
             while (std::optional<Pdu> request = session.nextRequest()) {

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "tests/support/recorded_agent.h"
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 #include "tests/unit/tarn/engine/first_meeting.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 
@@ -148,15 +148,15 @@ public:
     std::size_t changes = 0;
     std::size_t mostInFlight = 0;
     bool isMemoryShort = false;
-    const engine::DialogueFactory dialogues;
+    const snmp::SessionFactory sessions;
     UsmPoller poller;
 
-    explicit World(engine::DialogueFactory talk = engine::test::fakeDialogues())
-        : dialogues([this, make = std::move(talk)](snmp::Version version) {
+    explicit World(snmp::SessionFactory factory = engine::test::fakeSessions())
+        : sessions([this, make = std::move(factory)](snmp::Version version) {
               takeMemory();
               return make(version);
           }),
-          poller(clock, random, std::make_unique<Port>(*this), *this, dialogues)
+          poller(clock, random, std::make_unique<Port>(*this), *this, sessions)
     {
     }
 
@@ -289,7 +289,7 @@ TEST(UsmPolling, AFirstMeetingGoesOnWhereALossInterruptedIt)
 TEST(UsmPolling, GetbulkThatIsRefusedOrDroppedLosesNoTable)
 {
     for (const bool dropped : {false, true}) {
-        World world(engine::sessionDialogues());
+        World world(snmp::printerSessions());
         auto agent = kel::testing::RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec");
         agent.bulkError = snmp::ErrorStatus::GenErr;
         const auto target = world.add(1);
@@ -315,7 +315,7 @@ TEST(UsmPolling, LossOfOneDatagramInTwentyCostsAtMostFifteenPerCentMoreQuestions
 {
     double asked[2] = {0, 0};
     for (const bool loses : {false, true}) {
-        World world(engine::sessionDialogues());
+        World world(snmp::printerSessions());
         engine::test::SeededRandom dice(20261122);
         std::vector<kel::testing::RecordedAgent> agents(
             5, kel::testing::RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec"));

@@ -1,4 +1,4 @@
-#include "tarn/src/engine/conversation.h"
+#include "tarn/src/engine/read_results.h"
 
 namespace tarn::engine {
 
@@ -11,13 +11,13 @@ constexpr Milliseconds kMeetAnew{60000};
 
 } // namespace
 
-Liveliness publish(Target& target, const Dialogue& dialogue, ReadOutcome outcome, Liveliness liveliness,
+Liveliness publish(Target& target, const snmp::Session& session, ReadOutcome outcome, Liveliness liveliness,
                    BackendListener& listener)
 {
     if (outcome != ReadOutcome::Changed && target.answers(Way::Snmp) && target.isMet()) {
         return liveliness;
     }
-    const std::shared_ptr<const device::DeviceStatus> status = dialogue.status();
+    const std::shared_ptr<const device::DeviceStatus> status = session.status();
     // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
     target.report(Way::Snmp, status ? *status : target.pictureBy(Way::Snmp));
     target.markMet();
@@ -45,7 +45,7 @@ void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& l
     }
 }
 
-AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Dialogue& dialogue, TimePoint now)
+AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, snmp::Session& session, TimePoint now)
 {
     const bool isMet = missed.liveliness != Liveliness::NoPicture;
     // A first meeting across a bad network would never end if each silence began it anew.
@@ -57,7 +57,7 @@ AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Dialogue
     if (isHalfMet && now - silence.since() >= kMeetAnew) {
         return AfterMiss::ReadIdentity;
     }
-    return dialogue.noAnswer(silence.misses()) ? AfterMiss::AskForLess : AfterMiss::Repeat;
+    return session.onTimeout(silence.misses()) ? AfterMiss::AskForLess : AfterMiss::Repeat;
 }
 
 } // namespace tarn::engine

@@ -1,7 +1,5 @@
 #pragma once
 
-// Within session*.cpp only.
-
 #include <memory>
 #include <optional>
 #include <utility>
@@ -18,20 +16,29 @@
 
 namespace tarn::snmp {
 
-class Session::Impl
+// PrinterSession asks a printer for what HOST-RESOURCES-MIB and Printer-MIB say of it, and for what its
+// maker's objects add.
+//
+// Invariants
+//  (1) Fast compares numbers; the picture is built again only when one of them moved.
+//  (2) m_read is null exactly in Stage::Idle.
+// An Identity or Full that finds no printer objects where there were some before (an agent that still starts)
+// keeps the picture and ends Unusable. begin(Full) and begin(Fast) before the first Identity do Identity.
+// Threading: one thread (the engine's).
+class PrinterSession final : public Session
 {
 public:
-    explicit Impl(Version version) : m_sizing(version) {}
+    explicit PrinterSession(Version version) : m_sizing(version) {}
 
-    void begin(ReadKind kind);
-    std::optional<Pdu> nextRequest();
-    void accept(const Pdu& response);
-    bool noAnswer(unsigned misses);
-    bool hearAgain(const MessageHead& message, const device::KeptPicture& published);
-    bool asksTheSame() const { return m_oneFast; }
-    ReadOutcome outcome() const { return m_outcome; }
-    std::shared_ptr<const device::DeviceStatus> status() const;
-    void rest();
+    void begin(ReadKind kind) override;
+    std::optional<Pdu> nextRequest() override;
+    void accept(const Pdu& response) override;
+    bool onTimeout(unsigned misses) override { return m_stage != Stage::Idle && m_sizing.unanswered(misses); }
+    bool asksTheSame() const override { return m_oneFast; }
+    bool acceptReplay(const MessageHead& message, const device::KeptPicture& published) override;
+    ReadOutcome outcome() const override { return m_outcome; }
+    std::shared_ptr<const device::DeviceStatus> status() const override;
+    void rest() override;
 
 private:
     enum class Stage
@@ -46,15 +53,15 @@ private:
         Fast,
     };
 
-    // The conversation under way.
-    struct Talk
+    // The read under way.
+    struct Read
     {
         int answers = 0;
         std::optional<ObjectReader> objects;
         std::optional<ColumnReader> columns;
         std::vector<const VendorObject*> vendorObjects;
         PrinterIndex index;
-        Reading before; // what the last whole conversation left
+        Reading before; // what the last whole read left
         Reading now;
     };
 
@@ -81,21 +88,21 @@ private:
     void addFind(ColumnId id, std::uint16_t maxRows);
     void addInstance(ColumnId id);
     void addRows(ColumnId id, int group, bool askExpected);
-    const PrinterTables& known() const { return m_talk->before.tables; }
+    const PrinterTables& known() const { return m_read->before.tables; }
     bool lacksColumn(ColumnId id) const;
 
     RequestSizing m_sizing;
     int m_fulls = 0;
-    bool m_askAll = true;   // also what the device did not have
-    bool m_oneFast = false; // the last Fast conversation took one request, and the next would ask the same
+    bool m_askAll = true;       // also what the device did not have
+    bool m_oneFast = false;     // the last Fast read took one request, and the next would ask the same
     RequestLimits m_fastLimits; // then
 
     ReadKind m_kind = ReadKind::Identity;
     Stage m_stage = Stage::Idle;
     ReadOutcome m_outcome = ReadOutcome::Unusable;
-    std::unique_ptr<Talk> m_talk; // null exactly in Stage::Idle
+    std::unique_ptr<Read> m_read;
 
-    // What the last whole conversation left.
+    // What the last whole read left.
     std::optional<PrinterIndex> m_index;
     KeptTables m_kept;
     std::optional<std::uint64_t> m_pictureDigest;         // nothing: no picture yet

@@ -1,9 +1,10 @@
-// Session::hearAgain(): the quick way says what the ordinary one says, or nothing.
+// Session::acceptReplay(): the quick way says what the ordinary one says, or nothing.
 #include <cstdlib>
 #include <filesystem>
 #include <random>
 
 #include "tarn/src/device/rendering.h"
+#include "tarn/src/snmp/printer_session.h"
 #include "tests/unit/tarn/snmp/fixtures.h"
 
 namespace tarn::snmp {
@@ -33,7 +34,7 @@ ByteView viewOf(const std::string& bytes)
     return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
-// A session whose last conversation was a Fast one.
+// A session whose last read was a Fast one.
 class Known final
 {
 public:
@@ -52,9 +53,9 @@ public:
     }
     std::string picture() const { return device::detailDocument(published.unpacked()); }
 
-    Session session;
+    PrinterSession session;
     KeptPicture published;
-    std::string question; // of the last Fast conversation
+    std::string question; // of the last Fast read
     int requests = 0;
 };
 
@@ -68,7 +69,7 @@ protected:
     }
     std::string answer()
     {
-        Session asking = Session(Version::V2c);
+        PrinterSession asking = PrinterSession(Version::V2c);
         converse(asking, first, ReadKind::Identity);
         asking.begin(ReadKind::Fast);
         return encoded(agent.answer(*asking.nextRequest()));
@@ -76,7 +77,7 @@ protected:
     bool hear() { return hear(answer()); }
     bool hear(const std::string& bytes)
     {
-        const bool heard = known.session.hearAgain(readHead(viewOf(bytes)), known.published);
+        const bool heard = known.session.acceptReplay(readHead(viewOf(bytes)), known.published);
         known.remember();
         return heard;
     }
@@ -116,7 +117,7 @@ TEST_F(AnAnswerHeardAgain, ChangesNothingWhereOnlyTimePassed)
     ASSERT_TRUE(hear());
     EXPECT_EQ(known.session.outcome(), ReadOutcome::Unchanged);
     EXPECT_EQ(known.picture(), before);
-    agent.setInteger(upTime, 99999998); // later than at the first conversation, earlier than at the last
+    agent.setInteger(upTime, 99999998); // later than at the first read, earlier than at the last
     EXPECT_FALSE(hear());
 }
 
@@ -150,11 +151,11 @@ TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForCutAndSpoiltMessages)
 TEST_F(AnAnswerHeardAgain, NeedsThePictureThatItsSessionMade)
 {
     const std::string bytes = answer();
-    EXPECT_FALSE(known.session.hearAgain(readHead(viewOf(bytes)), KeptPicture()));
+    EXPECT_FALSE(known.session.acceptReplay(readHead(viewOf(bytes)), KeptPicture()));
     known.session.begin(ReadKind::Full);
     known.session.accept(agent.answer(*known.session.nextRequest()));
     ASSERT_TRUE(known.session.nextRequest());
-    ASSERT_TRUE(known.session.noAnswer(2));
+    ASSERT_TRUE(known.session.onTimeout(2));
     EXPECT_FALSE(hear(bytes)); // the next question is a smaller one
 }
 
@@ -240,7 +241,7 @@ void change(RecordedAgent& agent, std::mt19937& random)
     }
 }
 
-// The rest of a conversation in the ordinary way.
+// The rest of a read in the ordinary way.
 void finish(Known& known, RecordedAgent& agent, const Pdu& first)
 {
     known.session.begin(ReadKind::Fast);
@@ -263,7 +264,7 @@ bool stepOfBoth(Known& ordinary, Known& quick, RecordedAgent& agent, std::mt1993
     spoil(answer, random);
     const std::string bytes = encoded(answer);
     const std::optional<Message> message = decodeMessage(viewOf(bytes));
-    const bool heard = quick.session.hearAgain(readHead(viewOf(bytes)), quick.published);
+    const bool heard = quick.session.acceptReplay(readHead(viewOf(bytes)), quick.published);
     EXPECT_TRUE(message || !heard);
     if (!message) {
         return false;

@@ -5,30 +5,30 @@
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/backend.h"
 #include "tarn/src/engine/cadence.h"
-#include "tarn/src/engine/dialogue.h"
 #include "tarn/src/engine/silence.h"
 #include "tarn/src/engine/target.h"
+#include "tarn/src/snmp/session.h"
 
-// What holds for a conversation over SNMP in whatever version it is held: what comes of its end, and of an
+// What holds for a read over SNMP in whatever version: what comes of its end, and of an
 // answer that is missing.
 namespace tarn::engine {
 
-// Hands on what a conversation of the given outcome has found out, where that is anything new. liveliness is
+// Hands on what a read of the given outcome has found out, where that is anything new. liveliness is
 // of the picture that was handed on before; returns that of the present one.
-Liveliness publish(Target& target, const Dialogue& dialogue, snmp::ReadOutcome outcome, Liveliness liveliness,
-                   BackendListener& listener);
+Liveliness publish(Target& target, const snmp::Session& session, snmp::ReadOutcome outcome,
+                   Liveliness liveliness, BackendListener& listener);
 // Whether the printer is silent and nobody was told so, or not successfully.
 bool isToBeCalledSilent(const Target& target, const Silence& silence);
 // Hands on that nothing is heard of the printer.
 void publishSilence(Target& target, BackendListener& listener);
 // An answer has come. Who was away is back at the first one, with the last good picture until the
-// conversation has a new one; who was never seen before comes with his picture.
+// read has a new one; who was never seen before comes with his picture.
 void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& listener);
 
-// A conversation at the moment at which the patience with its question runs out.
+// A read at the moment at which the patience with its question runs out.
 struct MissedAnswer
 {
-    unsigned requests; // of the conversation so far
+    unsigned requests; // of the read so far
     Liveliness liveliness;
     bool becameOffline; // by this miss
 };
@@ -36,11 +36,12 @@ struct MissedAnswer
 enum class AfterMiss : std::uint8_t
 {
     Repeat,      // the same question
-    AskForLess,  // the dialogue's next one, which stands in its place
-    ReadFast,    // a Fast conversation, the present one being void
+    AskForLess,  // the session's next one, which stands in its place
+    ReadFast,    // a Fast read, the present one being void
     ReadIdentity // likewise
 };
-AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Dialogue& dialogue, TimePoint now);
+AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, snmp::Session& session,
+                    TimePoint now);
 
 // Reopening tells when a silence is so general that the socket may be at fault: an interface went and came
 // back.

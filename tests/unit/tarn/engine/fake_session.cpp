@@ -1,4 +1,4 @@
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 
 #include <utility>
 
@@ -14,10 +14,10 @@ bool startsWith(const std::string& text, const std::string& start)
     return text.compare(0, start.size(), start) == 0;
 }
 
-class FakeDialogue final : public Dialogue
+class FakeSession final : public snmp::Session
 {
 public:
-    explicit FakeDialogue(std::size_t* accepted) : m_accepted(accepted) {}
+    explicit FakeSession(std::size_t* accepted) : m_accepted(accepted) {}
 
     void begin(ReadKind kind) override
     {
@@ -48,11 +48,13 @@ public:
         }
     }
 
-    bool noAnswer(unsigned misses) override
+    bool onTimeout(unsigned misses) override
     {
         return misses == 2 && m_answered && !std::exchange(m_careful, true);
     }
 
+    bool asksTheSame() const override { return false; }
+    bool acceptReplay(const snmp::MessageHead&, const device::KeptPicture&) override { return false; }
     ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }
     void rest() override {}
@@ -86,7 +88,7 @@ private:
     std::size_t* const m_accepted;
     ReadKind m_kind = ReadKind::Identity;
     int m_left = 0;
-    bool m_answered = false; // in this conversation
+    bool m_answered = false; // in this read
     bool m_careful = false;
     ReadOutcome m_outcome = ReadOutcome::Unusable;
     std::shared_ptr<const device::DeviceStatus> m_status;
@@ -94,9 +96,9 @@ private:
 
 } // namespace
 
-DialogueFactory fakeDialogues(std::size_t* accepted)
+snmp::SessionFactory fakeSessions(std::size_t* accepted)
 {
-    return [accepted](snmp::Version) { return std::make_unique<FakeDialogue>(accepted); };
+    return [accepted](snmp::Version) { return std::make_unique<FakeSession>(accepted); };
 }
 
 ReadKind kindOf(const snmp::Message& request)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tarn/src/engine/dialogue.h"
+#include "tarn/src/snmp/session.h"
 
 namespace tarn::engine::test {
 
@@ -11,9 +11,9 @@ namespace tarn::engine::test {
 //   "restart..."   Restarted to Fast, else a picture
 //   anything else  an idle printer
 // The requests carry the kind of read in their first name: 1.3.<careful>.<kind>, careful being 1 after the
-// first noAnswer() in the middle of a conversation. accepted, where given, counts the answers that the
-// dialogues were handed.
-DialogueFactory fakeDialogues(std::size_t* accepted = nullptr);
+// first onTimeout() in the middle of a read. accepted, where given, counts the answers that the
+// sessions were handed.
+snmp::SessionFactory fakeSessions(std::size_t* accepted = nullptr);
 
 // The kind of read that a request belongs to.
 snmp::ReadKind kindOf(const snmp::Message& request);

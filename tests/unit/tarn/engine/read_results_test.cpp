@@ -1,9 +1,9 @@
 // What comes of an answer that is missing, and when the socket is to blame.
-#include "tarn/src/engine/conversation.h"
+#include "tarn/src/engine/read_results.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/tarn/engine/fake_dialogue.h"
+#include "tests/unit/tarn/engine/fake_session.h"
 
 namespace tarn::engine::test {
 namespace {
@@ -29,18 +29,18 @@ protected:
     }
     AfterMiss decide(unsigned requests, Liveliness liveliness, bool becameOffline)
     {
-        return afterMiss({requests, liveliness, becameOffline}, silence, *dialogue, now);
+        return afterMiss({requests, liveliness, becameOffline}, silence, *session, now);
     }
-    // The dialogue is in the middle of a conversation.
+    // The session is in the middle of a read.
     void answerOne()
     {
-        dialogue->begin(ReadKind::Identity);
-        dialogue->accept(*dialogue->nextRequest());
+        session->begin(ReadKind::Identity);
+        session->accept(*session->nextRequest());
     }
 
     TimePoint now = kStart;
     Silence silence;
-    std::unique_ptr<Dialogue> dialogue = fakeDialogues()(snmp::Version::V2c);
+    std::unique_ptr<snmp::Session> session = fakeSessions()(snmp::Version::V2c);
 };
 
 TEST_F(AnswerThatIsMissing, HasItsQuestionRepeated)
@@ -54,7 +54,7 @@ TEST_F(AnswerThatIsMissing, HasItsQuestionRepeated)
 
 TEST_F(AnswerThatIsMissing, TwiceInTheMiddleIsAskedForLessOnce)
 {
-    dialogue->begin(ReadKind::Identity);
+    session->begin(ReadKind::Identity);
     miss(2);
     EXPECT_EQ(decide(1, Liveliness::Calm, false), AfterMiss::Repeat) << "nothing says that anybody is there";
     answerOne();

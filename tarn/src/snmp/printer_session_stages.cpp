@@ -3,9 +3,9 @@
 
 #include "tarn/src/device/kept_picture.h"
 #include "tarn/src/snmp/fast_columns.h"
-#include "tarn/src/snmp/session_impl.h"
+#include "tarn/src/snmp/printer_session.h"
 
-// What is asked in each stage of a conversation, and what is made of the answers.
+// What is asked in each stage of a read, and what is made of the answers.
 namespace tarn::snmp {
 
 namespace {
@@ -82,7 +82,7 @@ bool contains(const std::vector<std::uint32_t>& rows, std::uint32_t row)
     return std::find(rows.begin(), rows.end(), row) != rows.end();
 }
 
-// Whether the Fast conversation asks the same of both.
+// Whether the Fast read asks the same of both.
 bool hasSameRows(const PrinterTables& before, const PrinterTables& now)
 {
     const auto same = [&](Id id) { return before[id].rows == now[id].rows; };
@@ -94,20 +94,20 @@ bool hasSameRows(const PrinterTables& before, const PrinterTables& now)
 
 // ---- the system group: small, and every agent has it ----
 
-void Session::Impl::beginSystem()
+void PrinterSession::beginSystem()
 {
     std::vector<Oid> names;
     for (const Id id : systemObjects) {
         names.push_back(scalarName(id));
     }
-    m_talk->objects.emplace(std::move(names), m_sizing.limits());
+    m_read->objects.emplace(std::move(names), m_sizing.limits());
 }
 
-void Session::Impl::finishSystem()
+void PrinterSession::finishSystem()
 {
     for (const Id id : systemObjects) {
-        if (const Value* value = m_talk->objects->find(scalarName(id))) {
-            appendCell(m_talk->now.tables[id], specOf(id).kind, 0, *value);
+        if (const Value* value = m_read->objects->find(scalarName(id))) {
+            appendCell(m_read->now.tables[id], specOf(id).kind, 0, *value);
         }
     }
     enter(Stage::Find);
@@ -115,19 +115,19 @@ void Session::Impl::finishSystem()
 
 // ---- the printer's index ----
 
-void Session::Impl::addFind(Id id, std::uint16_t maxRows)
+void PrinterSession::addFind(Id id, std::uint16_t maxRows)
 {
     ColumnReader::Walk walk;
     walk.id = id;
     walk.prefix = oidOf(id);
     walk.indexOnly = true;
     walk.maxRows = maxRows;
-    m_talk->columns->add(std::move(walk));
+    m_read->columns->add(std::move(walk));
 }
 
-void Session::Impl::beginFind()
+void PrinterSession::beginFind()
 {
-    m_talk->columns.emplace(m_sizing.limits());
+    m_read->columns.emplace(m_sizing.limits());
     for (const Id id : printerColumns) {
         addFind(id, 1);
     }
@@ -136,19 +136,19 @@ void Session::Impl::beginFind()
     }
 }
 
-void Session::Impl::finishFind()
+void PrinterSession::finishFind()
 {
     std::vector<std::uint32_t> devices;
     for (const Id id : deviceColumns) {
-        const std::vector<std::uint32_t> rows = m_talk->columns->take(id).rows;
+        const std::vector<std::uint32_t> rows = m_read->columns->take(id).rows;
         devices.insert(devices.end(), rows.begin(), rows.end());
     }
     std::sort(devices.begin(), devices.end());
-    PrinterIndex& index = m_talk->index;
+    PrinterIndex& index = m_read->index;
     std::array<std::vector<std::uint32_t>, std::size(printerColumns)> rows;
     std::optional<std::uint32_t> printer;
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        rows[i] = m_talk->columns->take(printerColumns[i]).rows;
+        rows[i] = m_read->columns->take(printerColumns[i]).rows;
         if (!printer && !rows[i].empty()) {
             printer = rows[i].front();
         }
@@ -168,19 +168,19 @@ void Session::Impl::finishFind()
     enter(Stage::Tables);
 }
 
-void Session::Impl::beginDeviceTypes()
+void PrinterSession::beginDeviceTypes()
 {
-    m_talk->columns.emplace(m_sizing.limits());
+    m_read->columns.emplace(m_sizing.limits());
     ColumnReader::Walk walk;
     walk.id = Id::HrDeviceType;
     walk.prefix = oidOf(walk.id);
     walk.maxRows = specOf(walk.id).maxRows;
-    m_talk->columns->add(std::move(walk));
+    m_read->columns->add(std::move(walk));
 }
 
-void Session::Impl::finishDeviceTypes()
+void PrinterSession::finishDeviceTypes()
 {
-    ColumnData types = m_talk->columns->take(Id::HrDeviceType);
+    ColumnData types = m_read->columns->take(Id::HrDeviceType);
     std::vector<std::uint32_t> printers;
     for (std::size_t i = 0; i < types.rows.size(); ++i) {
         if (types.texts[i] == hrDevicePrinter) {
@@ -188,12 +188,12 @@ void Session::Impl::finishDeviceTypes()
         }
     }
     if (!printers.empty()) {
-        if (!contains(printers, m_talk->index.device)) {
-            m_talk->index.device = printers.front();
+        if (!contains(printers, m_read->index.device)) {
+            m_read->index.device = printers.front();
         }
         ColumnData& kept =
-            m_talk->now.tables[Id::HrDeviceType]; // the printer's row alone: the rest is of no use
-        kept.rows = {m_talk->index.device};
+            m_read->now.tables[Id::HrDeviceType]; // the printer's row alone: the rest is of no use
+        kept.rows = {m_read->index.device};
         kept.texts = {hrDevicePrinter};
     }
     enter(Stage::Tables);
@@ -202,32 +202,32 @@ void Session::Impl::finishDeviceTypes()
 // ---- the tables ----
 
 // One object of the printer's row, or a scalar.
-void Session::Impl::addInstance(Id id)
+void PrinterSession::addInstance(Id id)
 {
     ColumnReader::Walk walk;
     walk.id = id;
     walk.prefix = oidOf(id);
-    walk.onlyRow = instanceOf(id, m_talk->index);
-    m_talk->columns->add(std::move(walk));
+    walk.onlyRow = instanceOf(id, m_read->index);
+    m_read->columns->add(std::move(walk));
 }
 
-void Session::Impl::addRows(Id id, int group, bool askExpected)
+void PrinterSession::addRows(Id id, int group, bool askExpected)
 {
     ColumnReader::Walk walk;
     walk.id = id;
     walk.prefix = oidOf(id);
-    walk.prefix.push_back(m_talk->index.of(id));
+    walk.prefix.push_back(m_read->index.of(id));
     walk.expected = known()[id].rows;
     walk.askExpected = askExpected;
     walk.group = group;
     walk.maxRows = specOf(id).maxRows;
-    m_talk->columns->add(std::move(walk));
+    m_read->columns->add(std::move(walk));
 }
 
-void Session::Impl::beginTables()
+void PrinterSession::beginTables()
 {
-    m_talk->columns.emplace(m_sizing.limits());
-    m_talk->columns->reserve(std::size(fullScalars) + std::size(fullRows));
+    m_read->columns.emplace(m_sizing.limits());
+    m_read->columns->reserve(std::size(fullScalars) + std::size(fullRows));
     m_askAll = m_kind == ReadKind::Identity || ++m_fulls % fullsBetweenSearches == 0;
     for (const Id id : fullScalars) {
         if (m_askAll || !known()[id].empty() || specOf(id).form == IndexForm::Device) {
@@ -242,7 +242,7 @@ void Session::Impl::beginTables()
 }
 
 // The device has the table and not this column of it: asking again would only make it answer something else.
-bool Session::Impl::lacksColumn(Id id) const
+bool PrinterSession::lacksColumn(Id id) const
 {
     const bool supplies = id >= Id::PrtMarkerSuppliesColorantIndex && id <= Id::PrtMarkerSuppliesLevel;
     const bool inputs = id >= Id::PrtInputType && id <= Id::PrtInputDescription;
@@ -252,96 +252,96 @@ bool Session::Impl::lacksColumn(Id id) const
     return !rowsOf(known(), supplies ? supplyColumns : inputColumns).empty();
 }
 
-void Session::Impl::finishTables()
+void PrinterSession::finishTables()
 {
     for (const Id id : fullScalars) {
-        m_talk->now.tables[id] = m_talk->columns->take(id);
+        m_read->now.tables[id] = m_read->columns->take(id);
     }
     for (const GroupedColumn& column : fullRows) {
-        m_talk->now.tables[column.id] = m_talk->columns->take(column.id);
+        m_read->now.tables[column.id] = m_read->columns->take(column.id);
     }
     if (m_kind == ReadKind::Full &&
-        isRestart(known()[Id::SysUpTime].firstNumber(), m_talk->now.tables[Id::SysUpTime].firstNumber())) {
+        isRestart(known()[Id::SysUpTime].firstNumber(), m_read->now.tables[Id::SysUpTime].firstNumber())) {
         m_oneFast = false;
         return end(ReadOutcome::Restarted);
     }
     const bool sameLocalization =
         m_kind == ReadKind::Full &&
-        m_talk->now.tables[Id::PrtGeneralCurrentLocalization] == known()[Id::PrtGeneralCurrentLocalization];
+        m_read->now.tables[Id::PrtGeneralCurrentLocalization] == known()[Id::PrtGeneralCurrentLocalization];
     if (sameLocalization) {
-        m_talk->now.tables[Id::PrtLocalizationCharacterSet] = known()[Id::PrtLocalizationCharacterSet];
+        m_read->now.tables[Id::PrtLocalizationCharacterSet] = known()[Id::PrtLocalizationCharacterSet];
         return enter(Stage::Vendor);
     }
     enter(Stage::Charset);
 }
 
-void Session::Impl::beginCharset()
+void PrinterSession::beginCharset()
 {
-    m_talk->columns.emplace(m_sizing.limits());
+    m_read->columns.emplace(m_sizing.limits());
     ColumnReader::Walk walk;
     walk.id = Id::PrtLocalizationCharacterSet;
     walk.prefix = oidOf(walk.id);
-    walk.prefix.push_back(m_talk->index.of(walk.id));
+    walk.prefix.push_back(m_read->index.of(walk.id));
     const std::optional<std::int64_t> current =
-        m_talk->now.tables[Id::PrtGeneralCurrentLocalization].firstNumber();
+        m_read->now.tables[Id::PrtGeneralCurrentLocalization].firstNumber();
     if (current && *current > 0 && *current <= 0xFFFF) {
         walk.onlyRow = static_cast<std::uint32_t>(*current);
     }
-    m_talk->columns->add(std::move(walk)); // without a current one, the first
+    m_read->columns->add(std::move(walk)); // without a current one, the first
 }
 
-void Session::Impl::finishCharset()
+void PrinterSession::finishCharset()
 {
-    m_talk->now.tables[Id::PrtLocalizationCharacterSet] =
-        m_talk->columns->take(Id::PrtLocalizationCharacterSet);
+    m_read->now.tables[Id::PrtLocalizationCharacterSet] =
+        m_read->columns->take(Id::PrtLocalizationCharacterSet);
     enter(Stage::Vendor);
 }
 
 // ---- vendor objects, only where the standard's leave something open ----
 
-void Session::Impl::beginVendor()
+void PrinterSession::beginVendor()
 {
     std::vector<Oid> names;
-    m_talk->vendorObjects.clear();
+    m_read->vendorObjects.clear();
     const bool counterOnly = m_kind == ReadKind::Full;
-    if (counterOnly ? m_talk->before.vendor.totalPages.has_value() : lacksIdentity(m_talk->now.tables)) {
-        const std::string* sysObjectId = m_talk->now.tables[Id::SysObjectId].firstText();
+    if (counterOnly ? m_read->before.vendor.totalPages.has_value() : lacksIdentity(m_read->now.tables)) {
+        const std::string* sysObjectId = m_read->now.tables[Id::SysObjectId].firstText();
         for (const VendorObject* object : vendorObjectsFor(sysObjectId == nullptr ? "" : *sysObjectId)) {
             if (!counterOnly || object->field == VendorField::TotalPages) {
-                m_talk->vendorObjects.push_back(object);
+                m_read->vendorObjects.push_back(object);
                 names.push_back(parseOid(object->oid));
             }
         }
         std::sort(names.begin(), names.end()); // an object that carries two fields is asked for once
         names.erase(std::unique(names.begin(), names.end()), names.end());
     }
-    m_talk->objects.emplace(std::move(names), m_sizing.limits());
+    m_read->objects.emplace(std::move(names), m_sizing.limits());
 }
 
-void Session::Impl::finishVendor()
+void PrinterSession::finishVendor()
 {
-    if (!m_talk->vendorObjects.empty() && m_kind == ReadKind::Full) {
-        m_talk->now.vendor.totalPages.reset();
+    if (!m_read->vendorObjects.empty() && m_kind == ReadKind::Full) {
+        m_read->now.vendor.totalPages.reset();
     }
     const std::optional<std::int64_t> charset =
-        m_talk->now.tables[Id::PrtLocalizationCharacterSet].firstNumber();
-    for (const VendorObject* object : m_talk->vendorObjects) {
-        if (const Value* value = m_talk->objects->find(parseOid(object->oid))) {
-            takeVendorValue(*object, *value, charset, m_talk->now.vendor);
+        m_read->now.tables[Id::PrtLocalizationCharacterSet].firstNumber();
+    for (const VendorObject* object : m_read->vendorObjects) {
+        if (const Value* value = m_read->objects->find(parseOid(object->oid))) {
+            takeVendorValue(*object, *value, charset, m_read->now.vendor);
         }
     }
-    if (!holdsPrinter(m_talk->now.tables, m_talk->now.vendor)) {
+    if (!holdsPrinter(m_read->now.tables, m_read->now.vendor)) {
         m_oneFast = false;
         return end(ReadOutcome::Unusable);
     }
-    m_oneFast = m_oneFast && m_sizing.limits().asksLike(m_fastLimits) && m_index == m_talk->index &&
-                hasSameRows(known(), m_talk->now.tables);
-    m_index = m_talk->index;
-    m_kept.keep(m_talk->now);
-    publish(m_talk->now);
+    m_oneFast = m_oneFast && m_sizing.limits().asksLike(m_fastLimits) && m_index == m_read->index &&
+                hasSameRows(known(), m_read->now.tables);
+    m_index = m_read->index;
+    m_kept.keep(m_read->now);
+    publish(m_read->now);
 }
 
-void Session::Impl::publish(const Reading& reading)
+void PrinterSession::publish(const Reading& reading)
 {
     device::DeviceStatus status = buildPicture(reading.tables, reading.vendor);
     const std::uint64_t digest = device::KeptPicture(status).digest();
@@ -353,13 +353,13 @@ void Session::Impl::publish(const Reading& reading)
     end(ReadOutcome::Changed);
 }
 
-// ---- the fast conversation ----
+// ---- the fast read ----
 
 // Everything known to move, each asked for by the name before it: a row that went or came shows at once.
-void Session::Impl::beginFast()
+void PrinterSession::beginFast()
 {
-    m_talk->columns.emplace(m_sizing.limits());
-    m_talk->columns->reserve(std::size(fastScalars) + std::size(fastRows) + 1);
+    m_read->columns.emplace(m_sizing.limits());
+    m_read->columns->reserve(std::size(fastScalars) + std::size(fastRows) + 1);
     for (const Id id : fastScalars) {
         if (!known()[id].empty()) {
             addInstance(id);
@@ -373,16 +373,16 @@ void Session::Impl::beginFast()
     addRows(Id::PrtAlertSeverityLevel, 0, !m_sizing.limits().bulk);
 }
 
-void Session::Impl::finishFast()
+void PrinterSession::finishFast()
 {
-    PrinterTables& kept = m_talk->before.tables; // becomes what is known now
-    PrinterTables& read = m_talk->now.tables;
+    PrinterTables& kept = m_read->before.tables; // becomes what is known now
+    PrinterTables& read = m_read->now.tables;
     FastChange change = FastChange::None;
     const auto take = [&](Id id) {
-        read[id] = m_talk->columns->take(id);
+        read[id] = m_read->columns->take(id);
         change = std::max(change, changeIn(id, known()[id], read[id]));
     };
-    m_oneFast = m_talk->answers == 1;
+    m_oneFast = m_read->answers == 1;
     m_fastLimits = m_sizing.limits();
     for (const Id id : fastScalars) {
         take(id);
@@ -401,8 +401,8 @@ void Session::Impl::finishFast()
     for (const Id id : fastRows) {
         kept[id] = std::move(read[id]);
     }
-    m_kept.keep(m_talk->before);
-    return change == FastChange::Numbers ? publish(m_talk->before) : end(ReadOutcome::Unchanged);
+    m_kept.keep(m_read->before);
+    return change == FastChange::Numbers ? publish(m_read->before) : end(ReadOutcome::Unchanged);
 }
 
 } // namespace tarn::snmp

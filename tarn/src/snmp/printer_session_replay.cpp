@@ -1,4 +1,4 @@
-// The quick way through a Fast conversation that is held again: an answer with the names that were there last
+// The quick way through a Fast read that is asked again: an answer with the names that were there last
 // time, so that only numbers can have moved. Everything else takes the ordinary way.
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 
 #include "tarn/src/device/kept_picture.h"
 #include "tarn/src/snmp/fast_columns.h"
-#include "tarn/src/snmp/session_impl.h"
+#include "tarn/src/snmp/printer_session.h"
 
 namespace tarn::snmp {
 
@@ -18,7 +18,7 @@ using Id = ColumnId;
 constexpr std::size_t mostBindings = 64; // of an answer to one request
 constexpr std::size_t longestName = 48;  // octets of any name that is asked for, and more
 
-// What one conversation needs for a moment, kept by the thread for the next: without it an answer that moved
+// What one read needs for a moment, kept by the thread for the next: without it an answer that moved
 // one number would cost a hundred small blocks of memory.
 struct Workspace
 {
@@ -154,7 +154,7 @@ bool takeRows(Answer& answer, Id id, std::uint32_t printer, const ColumnData& kn
 } // namespace
 
 // What finishFast() does, of an answer that gives it nothing to think about.
-bool Session::Impl::hearAgain(const MessageHead& message, const device::KeptPicture& published)
+bool PrinterSession::acceptReplay(const MessageHead& message, const device::KeptPicture& published)
 {
     if (m_stage != Stage::Idle || !m_oneFast || !m_pictureDigest || published.digest() != *m_pictureDigest) {
         return false;
@@ -204,8 +204,8 @@ bool Session::Impl::hearAgain(const MessageHead& message, const device::KeptPict
     return true;
 }
 
-void Session::Impl::refresh(const Reading& reading, const device::KeptPicture& published,
-                            std::shared_ptr<device::DeviceStatus>& status)
+void PrinterSession::refresh(const Reading& reading, const device::KeptPicture& published,
+                             std::shared_ptr<device::DeviceStatus>& status)
 {
     if (!status || status.use_count() > 1) { // somebody still reads the last one
         status = std::make_shared<device::DeviceStatus>();
