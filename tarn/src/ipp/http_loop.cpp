@@ -100,6 +100,7 @@ void HttpLoop::wait()
         m_due = kNever; // the library says when it wants the next call
         act(CURL_SOCKET_TIMEOUT, 0);
     }
+    takeMessages(); // what ended is not cut
     cutOverdue();
 }
 
@@ -114,6 +115,19 @@ void HttpLoop::act(int descriptor, int events)
 {
     int running = 0;
     m_curl.act(m_multi, descriptor, events, &running);
+}
+
+void HttpLoop::takeMessages()
+{
+    int left = 0;
+    while (const CURLMsg* const message = m_curl.nextMessage(m_multi, &left)) {
+        const auto found = m_running.find(message->easy_handle);
+        if (message->msg == CURLMSG_DONE && found != m_running.end()) {
+            HttpExchange& exchange = *found->second->exchange;
+            m_ended.push_back({&exchange, exchange.resultOf(message->data.result)});
+            drop(exchange); // message is gone with it
+        }
+    }
 }
 
 void HttpLoop::cutOverdue()
@@ -135,16 +149,7 @@ std::vector<HttpLoop::Finished> HttpLoop::finished()
 {
     std::vector<Finished> ended;
     ended.reserve(m_ended.size() + m_running.size());
-    int left = 0;
-    while (const CURLMsg* const message = m_curl.nextMessage(m_multi, &left)) {
-        const auto found = m_running.find(message->easy_handle);
-        if (message->msg == CURLMSG_DONE && found != m_running.end()) {
-            HttpExchange& exchange = *found->second->exchange;
-            m_ended.push_back({&exchange, exchange.resultOf(message->data.result)});
-            drop(exchange); // message is gone with it
-        }
-    }
-    ended.swap(m_ended);
+    ended.swap(m_ended); // which keeps room for all that are under way
     return ended;
 }
 

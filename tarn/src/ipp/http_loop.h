@@ -55,6 +55,7 @@ private:
     bool listen(int wakeFd);
     int timeoutMs() const;
     void act(int descriptor, int events);
+    void takeMessages();
     void cutOverdue();
 
     static int watchSocket(CURL* transfer, curl_socket_t descriptor, int what, void* self, void* known);

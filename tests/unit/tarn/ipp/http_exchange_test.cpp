@@ -187,7 +187,7 @@ TEST_P(HttpExchangeTest, LargeRequestIsNeitherChunkedNorAnnounced)
         const BootClock clock;
         const auto loop = HttpLoop::open(*curl, clock, pipes);
         ASSERT_NE(loop, nullptr);
-        ASSERT_TRUE(loop->begin(exchange, clock.now() + Milliseconds(10000)));
+        ASSERT_TRUE(loop->begin(exchange, clock.now() + Milliseconds(60000)));
         std::vector<HttpLoop::Finished> finished;
         while (finished.empty()) {
             loop->wait();

@@ -114,6 +114,13 @@ TEST_P(HttpLoopTest, AnswerWithoutLengthOrEndCountsAtTheDeadline)
     EXPECT_EQ(endOf("HT"), Attempt::TooLong);
 }
 
+// The connection is closed by then.
+TEST_P(HttpLoopTest, WholeAnswerThatIsLookedAtBehindTheDeadlineCounts)
+{
+    EXPECT_EQ(endOf("HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nanswer"), Attempt::Answered);
+    EXPECT_EQ(endOf("HTTP/1.1 404 Not Found\r\nContent-Length: 6\r\n\r\nanswer"), Attempt::OtherPath);
+}
+
 TEST_P(HttpLoopTest, ConnectionThatAForkedProcessKeepsIsWatchedNoMore)
 {
     std::atomic<bool> dropped{false};

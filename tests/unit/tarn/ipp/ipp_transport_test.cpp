@@ -1,7 +1,9 @@
 // The transport against servers that behave, and servers that do not: real sockets, the system's libcups, and
 // either libcurl.
+#include <condition_variable>
 #include <csignal>
 #include <future>
+#include <mutex>
 
 #include "tarn/src/ipp/ipp_shape.h"
 #include "tests/support/eventually.h"
@@ -344,19 +346,24 @@ TEST_P(IppTransportTest, EachQueueHasItsOwnAnswersAndEndsAlone)
 TEST_P(IppTransportTest, HundredsAreAskedAtOnceByOneThread)
 {
     constexpr int kCount = 300;
-    std::atomic<int> atOnce{0};
-    ScriptedServer server([&atOnce](const Connection& connection) {
+    int atOnce = 0;
+    std::mutex mutex;
+    std::condition_variable allAreThere;
+    ScriptedServer server([&](const Connection& connection) {
         const std::string request = connection.request();
-        ++atOnce;
-        while (atOnce < kCount && connection.wait(10)) {
+        std::unique_lock lock(mutex);
+        if (++atOnce == kCount) {
+            allAreThere.notify_all();
         }
+        allAreThere.wait_for(lock, std::chrono::seconds(60), [&] { return atOnce == kCount; });
+        lock.unlock();
         connection.send(httpAnswer("200 OK", goodBody()));
         connection.untilGone();
     });
     for (int i = 0; i < kCount; ++i) {
         session.send(requestTo(server.port()));
     }
-    ASSERT_TRUE(eventually([&] { return server.accepted() == kCount; }, std::chrono::seconds(10)));
+    ASSERT_TRUE(eventually([&] { return server.accepted() == kCount; }));
     EXPECT_EQ(kel_test::ownThreads("tarn-ipp"), 1);
     for (const auto& [ticket, answer] : session.answers(kCount)) {
         EXPECT_EQ(answer.outcome, IppOutcome::Answered) << ticket;

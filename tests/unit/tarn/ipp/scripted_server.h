@@ -85,7 +85,7 @@ public:
             if (end == std::string::npos || length == std::string::npos) {
                 return false;
             }
-            return got.size() >= end + 4 + std::stoul(got.substr(length + 16));
+            return got.size() >= end + 4 + std::stoul(got.substr(length + 16, 10));
         }
 
         const int m_fd;
