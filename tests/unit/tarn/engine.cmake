@@ -58,4 +58,11 @@ add_dependencies(tarn_stalled_home_test tarn)
 kel_add_gtest(tarn_status_test
     SOURCES status/command_line_test.cpp status/formats_test.cpp status/hostile_texts_test.cpp status/words_test.cpp
     LIBS tarn_status_core tarn_core)
-            engine/fake_session.cpp
+# What a thread uses must not be destroyed when the process exits: see tarn/src/base/immortal.h. The exit hook
+# registers a handler of its own by the same function.
+add_test(NAME tarn_no_exit_destructors COMMAND sh -c "nm -A '$<TARGET_FILE:tarn_core>' >'${KEL_REPORT_DIR}/tarn_core.nm' 2>&1 || exit 2
+    ! grep '__cxa_atexit' '${KEL_REPORT_DIR}/tarn_core.nm' | grep -v ':exit_hook[.]cpp[.]o:'")
+# Nothing that a device says can be run: there is nothing to run it with.
+add_test(NAME tarn_starts_nothing COMMAND sh -c "nm -D --undefined-only '$<TARGET_FILE:tarn>' '$<TARGET_FILE:tarn-status>' >'${KEL_REPORT_DIR}/tarn_starts.nm' 2>&1 || exit 2
+    ! grep -E ' (system|popen|v?fork|exec[lv]p?e?|execveat|fexecve|posix_spawnp?|wordexp)(@|$)' '${KEL_REPORT_DIR}/tarn_starts.nm'")
+set_tests_properties(tarn_no_exit_destructors tarn_starts_nothing PROPERTIES LABELS unit)
