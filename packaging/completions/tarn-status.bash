@@ -13,7 +13,7 @@ _tarn_status() {
     -F | --format)
         mapfile -t COMPREPLY < <(compgen -W 'table brief json csv prometheus nagios' -- "$word")
         return ;;
-    -l | --list)
+    -l | --list | --save)
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         return ;;
@@ -31,7 +31,7 @@ _tarn_status() {
         return ;;
     esac
     if [[ $word == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--list --find --usb --cups --format --json --watch --timeout --warning
+        mapfile -t COMPREPLY < <(compgen -W '--list --find --save --usb --cups --format --json --watch --timeout --warning
             --critical --check-config --help --version' -- "$word")
     else
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")

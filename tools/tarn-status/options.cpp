@@ -18,7 +18,7 @@ constexpr std::chrono::milliseconds kShortestInterval{100};
 
 constexpr char kUsage[] = R"(Usage: tarn-status [OPTION]... ADDRESS...
        tarn-status [OPTION]... --list FILE
-       tarn-status [OPTION]... --find NETWORK/24
+       tarn-status [OPTION]... --find[=NETWORK/24] [--save FILE]
        tarn-status [OPTION]... --usb | --cups
        tarn-status --check-config[=FILE]
 Show what printers say of themselves: state, alerts, supplies, trays, page counter.
@@ -67,8 +67,17 @@ void takeInterval(const std::string& argument, Options& options)
     }
 }
 
+bool isNoOption(const std::string& text)
+{
+    return text.empty() || text.front() != '-';
+}
+
 void takeNetwork(const std::string& argument, Options& options)
 {
+    options.find = true;
+    if (argument.empty()) {
+        return;
+    }
     if (hostsOf(argument).empty()) {
         throw UsageError("no IPv4 network of 24 to 32 bits, such as 192.168.1.0/24");
     }
@@ -89,9 +98,12 @@ std::vector<Option> printerOptions(Options& o)
     return {
         {'l', "list", Kind::Needed, "FILE", "the printers of FILE, a printers.json",
          [&o](const std::string& value) { o.listFile = filled(value); }},
-        {'f', "find", Kind::Needed, "NETWORK",
-         "the printers among the hosts of a network of at most 254 hosts (SNMP only)",
-         [&o](const std::string& value) { takeNetwork(value, o); }},
+        {'f', "find", Kind::Optional, "NETWORK",
+         "the printers that announce themselves (DNS-SD), and those\namong the hosts of a network of at most "
+         "254 hosts (SNMP)",
+         [&o](const std::string& value) { takeNetwork(value, o); }, isNoOption},
+        {0, "save", Kind::Needed, "FILE", "add what --find has found to FILE, a printers.json",
+         [&o](const std::string& value) { o.saveFile = filled(value); }},
         {'u', "usb", Kind::None, "", "the printers attached by USB, alone or beside the others",
          [&o](const std::string&) { o.usb = true; }},
         {'c', "cups", Kind::None, "", "the queues that CUPS has, alone or beside the others",
@@ -168,13 +180,16 @@ void check(const Options& options)
     if (options.action != Options::Action::Show) {
         return;
     }
-    const int ways = (options.addresses.empty() ? 0 : 1) + (options.listFile.empty() ? 0 : 1) +
-                     (options.network.empty() ? 0 : 1);
+    const int ways =
+        (options.addresses.empty() ? 0 : 1) + (options.listFile.empty() ? 0 : 1) + (options.find ? 1 : 0);
     if (ways == 0 && !options.usb && !options.cups) {
         throw UsageError("no printer named");
     }
     if (ways > 1) {
         throw UsageError("addresses, --list and --find exclude each other");
+    }
+    if (!options.saveFile.empty() && !options.find) {
+        throw UsageError("--save goes with --find");
     }
     if (options.watch && !options.format->isForWatching) {
         throw UsageError(std::string("--watch and --format ") + options.format->name + " exclude each other");

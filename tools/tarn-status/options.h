@@ -24,7 +24,9 @@ struct Options
     Action action = Action::Show;
     std::vector<std::string> addresses;
     std::string listFile;
-    std::string network;    // of --find
+    bool find = false;
+    std::string network;    // of --find; empty: those that announce themselves alone
+    std::string saveFile;   // of --save
     std::string configFile; // of --check-config; empty: the one that the library reads
     bool usb = false;
     bool cups = false;

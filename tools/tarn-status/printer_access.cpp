@@ -35,17 +35,22 @@ std::string textOf(Getter getter)
     return copy;
 }
 
-// Null when the text is no JSON.
-Json::Value parsed(const std::string& text)
+bool parse(const std::string& text, Json::Value& root)
 {
     Json::CharReaderBuilder builder;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value root;
     try {
-        return reader->parse(text.data(), text.data() + text.size(), &root, nullptr) ? root : Json::Value();
+        return reader->parse(text.data(), text.data() + text.size(), &root, nullptr);
     } catch (const Json::Exception&) {
-        return {};
+        return false;
     }
+}
+
+// Null when the text is no JSON.
+Json::Value parsed(const std::string& text)
+{
+    Json::Value root;
+    return parse(text, root) ? root : Json::Value();
 }
 
 std::string written(const Json::Value& value)
@@ -71,6 +76,13 @@ private:
     void* m_handle = nullptr;
 };
 
+void fillIn(Json::Value& text, const std::string& announced)
+{
+    if (!announced.empty() && (!text.isString() || text == "")) {
+        text = announced;
+    }
+}
+
 Reading read(const std::string& name, const NamedPrinter& printer)
 {
     const OpenPrinter opened(name);
@@ -91,6 +103,8 @@ Reading read(const std::string& name, const NamedPrinter& printer)
     if (!reading.detail.isObject()) {
         reading.detail = Json::Value(Json::objectValue);
     }
+    fillIn(reading.detail["model"], printer.model);
+    fillIn(reading.detail["location"], printer.location);
     reading.model = reading.detail.get("model", "").asString();
     reading.description = reading.detail.get("description", "").asString();
     return reading;
@@ -98,14 +112,19 @@ Reading read(const std::string& name, const NamedPrinter& printer)
 
 } // namespace
 
-PrinterAccess::PrinterAccess(Discoveries discoveries, bool useIpp) : m_discoveries(discoveries)
+PrinterAccess::PrinterAccess(Discoveries discoveries) : m_discoveries(discoveries)
 {
     demand(tarn_init(), "starting the library");
+    useIpp(true);
+}
+
+void PrinterAccess::useIpp(bool use)
+{
     Json::Value options;
     options["enable_cache"] = false;
-    options["enable_usb_printer_discovery"] = discoveries.usb;
-    options["enable_cups_printer"] = discoveries.cups;
-    options["enable_ipp"] = useIpp;
+    options["enable_usb_printer_discovery"] = m_discoveries.usb;
+    options["enable_cups_printer"] = m_discoveries.cups;
+    options["enable_ipp"] = use;
     demand(tarn_setOptions(written(options).c_str()), "setting the options");
 }
 
@@ -180,8 +199,8 @@ std::vector<NamedPrinter> printersOf(const std::string& file)
     if (stream.bad() || text.fail()) { // a directory, or nothing in it
         throw tools::FileError(file + " cannot be read");
     }
-    const Json::Value root = parsed(text.str());
-    if (!root.isArray()) {
+    Json::Value root;
+    if (!parse(text.str(), root) || !(root.isArray() || root.isNull())) { // null: the program's empty list
         throw tools::FileError(file + " is no list of printers");
     }
     std::vector<NamedPrinter> printers;

@@ -23,6 +23,9 @@ struct NamedPrinter
     std::string name;
     std::string ip;
     Origin origin = Origin::Named;
+    // What was announced of it; stands where the printer itself says nothing.
+    std::string model{};
+    std::string location{};
 };
 
 // What the library said of one printer.
@@ -63,13 +66,14 @@ struct Discoveries
 class PrinterAccess final
 {
 public:
-    // useIpp: false to connect to nobody by TCP.
-    explicit PrinterAccess(Discoveries discoveries = {}, bool useIpp = true);
+    explicit PrinterAccess(Discoveries discoveries = {});
     ~PrinterAccess();
     PrinterAccess(const PrinterAccess&) = delete;
     PrinterAccess& operator=(const PrinterAccess&) = delete;
 
     bool discovers() const { return m_discoveries.any(); }
+    // false: connects to nobody by TCP. It does, unless told otherwise.
+    void useIpp(bool use);
     // Replaces the printers; waits a moment for new ones, as tarn_setPrinterList says.
     void setPrinters(const std::vector<NamedPrinter>& printers);
     // All of them, in their order, then those that are discovered at this moment.

@@ -56,7 +56,7 @@ target_include_directories(tarn_stalled_home_test PRIVATE "$<TARGET_PROPERTY:tar
 set_target_properties(tarn_stalled_home_test PROPERTIES ENABLE_EXPORTS ON) # so that the library renames with the test's rename()
 add_dependencies(tarn_stalled_home_test tarn)
 kel_add_gtest(tarn_status_test
-    SOURCES status/command_line_test.cpp status/formats_test.cpp status/hostile_texts_test.cpp status/words_test.cpp
+    SOURCES status/announcement_test.cpp status/command_line_test.cpp status/formats_test.cpp status/hostile_texts_test.cpp status/words_test.cpp
     LIBS tarn_status_core tarn_core)
 # What a thread uses must not be destroyed when the process exits: see tarn/src/base/immortal.h. The exit hook
 # registers a handler of its own by the same function.

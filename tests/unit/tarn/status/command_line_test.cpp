@@ -36,6 +36,24 @@ TEST(CommandLine, AddressesAListOrANetworkExcludeEachOther)
               "addresses, --list and --find exclude each other");
 }
 
+TEST(CommandLine, NetworkOfFindMayBeLeftOut)
+{
+    EXPECT_TRUE(parse({"--find"}).find);
+    EXPECT_EQ(parse({"--find"}).network, "");
+    EXPECT_EQ(parse({"-f", "10.0.0.0/25"}).network, "10.0.0.0/25");
+    EXPECT_EQ(parse({"--find=10.0.0.0/25"}).network, "10.0.0.0/25");
+    EXPECT_EQ(parse({"--find", "--json"}).network, "");
+    EXPECT_NE(refusal({"--find", "10.0.0.0/8"}), "");
+    EXPECT_FALSE(parse({"10.0.0.1"}).find);
+}
+
+TEST(CommandLine, SaveGoesWithFind)
+{
+    EXPECT_EQ(parse({"--find", "--save", "file"}).saveFile, "file");
+    EXPECT_EQ(refusal({"--save", "file", "10.0.0.1"}), "--save goes with --find");
+    EXPECT_NE(refusal({"--find", "--save", ""}), "");
+}
+
 TEST(CommandLine, WhatIsDiscoveredStandsAloneOrBesideTheOthers)
 {
     EXPECT_TRUE(parse({"--usb"}).usb);
