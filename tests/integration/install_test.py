@@ -23,7 +23,8 @@ from scripted_kel import BUILD, ROOT, alone  # noqa: E402
 ID = "org.morvik.Kel"
 ICONS = [f"share/icons/hicolor/{size}x{size}/apps/{ID}.png" for size in (16, 22, 24, 32, 48, 64, 128, 256)]
 FILES = {
-    "kel": ["bin/kel -> ../lib/kel/bin/kel", "lib/kel/bin/kel", "lib/kel/bin/wqy-zenhei.ttf -> FONT", "lib/kel/lib/libtwheel.so",
+    "kel": ["bin/kel -> ../lib/kel/bin/kel", "lib/kel/bin/kel", "lib/kel/bin/kel-launcher", "lib/kel/bin/kel-notice",
+            "lib/kel/bin/wqy-zenhei.ttf -> FONT", "lib/kel/lib/libtwheel.so",
             "lib/tmpfiles.d/kel.conf", f"share/applications/{ID}.desktop", f"share/metainfo/{ID}.metainfo.xml",
             "share/man/man1/kel.1", *ICONS, f"share/icons/hicolor/scalable/apps/{ID}.svg"],
     "tarn": ["lib/libtarn.so.0 -> libtarn.so.0.2.0", "lib/libtarn.so.0.2.0", "lib/kel/lib/libtarn.so -> ../../libtarn.so.0",
@@ -137,6 +138,16 @@ class Installed(unittest.TestCase):
             self.assertRegex(tree, rf'\("[^"]*" "{expected}"\)')
             self.assertEqual(kel.quit()[0], 0)
 
+    def test_the_installed_launcher_starts_the_program_beside_it(self):
+        self.simulate()
+        kel = self.start()
+        done = subprocess.run([str(self.prefix / "lib/kel/bin/kel-launcher")], env=kel.environment, stdin=subprocess.DEVNULL,
+                              stderr=subprocess.PIPE, text=True, timeout=300, check=False)
+        self.assertEqual(done.returncode, 255)
+        self.assertIn("kel.lock cannot be locked.", done.stderr)
+        self.assertIn(f"kill {kel.process.pid} ", done.stderr)
+        self.assertEqual(kel.quit()[0], 0)
+
     @unittest.skipIf(IS_SANITIZED, "Python is without the sanitizers' runtime")
     def test_python_reads_a_printer(self):
         self.simulate()
@@ -166,6 +177,19 @@ class Components(unittest.TestCase):
         scratch = tempfile.TemporaryDirectory(prefix="kel-components-")
         self.addCleanup(scratch.cleanup)
         self.prefix = pathlib.Path(scratch.name)
+
+    def test_the_desktop_file_names_the_launcher_where_it_is_installed(self):
+        for name, quoted in (("plain", "{}"), ("two words%", '"{}"')):
+            with self.subTest(name):
+                prefix = self.prefix / name
+                install(prefix, "--component", "kel")
+                entry = configparser.ConfigParser(interpolation=None)
+                file = prefix / "share" / "applications" / f"{ID}.desktop"
+                entry.read(file, encoding="utf-8")
+                launcher = str(prefix / "lib/kel/bin/kel-launcher")
+                self.assertEqual(entry["Desktop Entry"]["Exec"], quoted.format(launcher.replace("%", "%%")))
+                self.assertTrue(os.access(launcher, os.X_OK))
+                run("desktop-file-validate", file)
 
     def test_each_component_has_its_files(self):
         for component, files in FILES.items():
