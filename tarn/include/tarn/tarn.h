@@ -58,7 +58,7 @@ extern "C" {
 // Starts the library: reads the configuration file and the remembered identities, starts the engine's thread.
 // A second call without tarn_destroy in between changes nothing and succeeds. What is wrong in the
 // configuration file is said on stderr, one line each with its place, and left out; the rest of it holds.
-// Returns TARN_OK, TARN_E_SYSTEM, TARN_E_MEMORY.
+// Returns TARN_OK, TARN_E_SYSTEM (also where there is no descriptor to read that file with), TARN_E_MEMORY.
 TARN_API int tarn_init(void);
 
 // Stops the library: ends every thread of the library (within 2 s, but see above for the files of foreign

@@ -94,14 +94,18 @@ FileText readFile(const std::string& path, std::size_t maxBytes)
 {
     const Descriptor file(
         ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a FIFO does not hold us up
+    FileText none;
+    none.error = ReadError::Unreadable;
     if (file.get() < 0) {
-        return {errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable, {}, 0, 0};
+        none.error = errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable;
+        none.isForTheMoment = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+        return none;
     }
     struct stat info
     {
     };
     if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return {ReadError::Unreadable, {}, 0, 0};
+        return none;
     }
     FileText result;
     result.mode = info.st_mode & 07777;
@@ -113,7 +117,7 @@ FileText readFile(const std::string& path, std::size_t maxBytes)
             continue;
         }
         if (got < 0 || result.text.size() + static_cast<std::size_t>(got) > maxBytes) {
-            return {ReadError::Unreadable, {}, 0, 0};
+            return none;
         }
         if (got == 0) {
             return result;

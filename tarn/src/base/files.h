@@ -16,6 +16,7 @@ enum class ReadError
 struct FileText
 {
     ReadError error = ReadError::None;
+    bool isForTheMoment = false; // Unreadable, as the system has no descriptor or memory left
     std::string text;
     unsigned mode = 0;  // its permission bits
     unsigned owner = 0; // user id

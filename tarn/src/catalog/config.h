@@ -47,7 +47,8 @@ public:
     // Nothing configured: port 161, version auto, community "public".
     Config();
 
-    // The file of configPath(), complaints to stderr, one line each.
+    // The file of configPath(), complaints to stderr, one line each. Throws std::system_error for a file that
+    // cannot be read for lack of descriptors or memory.
     static Config load();
 
     // What the text says. Nothing changes when it is no JSON object, which is a complaint, too.
@@ -92,6 +93,7 @@ std::string configPath();
 struct ConfigFile
 {
     ReadError error = ReadError::None;
+    bool isForTheMoment = false; // as of FileText
     Config config;                       // the defaults where it could not be read
     std::vector<std::string> complaints; // one line each, without the file's name
 };

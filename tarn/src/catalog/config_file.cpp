@@ -1,8 +1,10 @@
 // The configuration as a file.
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 
 #include "tarn/src/catalog/config.h"
 
@@ -43,6 +45,7 @@ ConfigFile readConfig(const std::string& path)
     ConfigFile found;
     const FileText file = readFile(path, kLargestFile);
     found.error = file.error;
+    found.isForTheMoment = file.isForTheMoment;
     if (file.error != ReadError::None) {
         return found;
     }
@@ -65,6 +68,10 @@ Config Config::load()
         return {};
     }
     ConfigFile file = readConfig(path);
+    if (file.isForTheMoment) {
+        // Printers would be asked as nobody wants it, until the next start.
+        throw std::system_error(EMFILE, std::generic_category(), path);
+    }
     if (file.error == ReadError::Unreadable) {
         file.complaints.emplace_back("cannot be read; using the defaults");
     }

@@ -55,6 +55,16 @@ target_compile_definitions(tarn_stalled_home_test PRIVATE TARN_LIBRARY="$<TARGET
 target_include_directories(tarn_stalled_home_test PRIVATE "$<TARGET_PROPERTY:tarn,INTERFACE_INCLUDE_DIRECTORIES>")
 set_target_properties(tarn_stalled_home_test PROPERTIES ENABLE_EXPORTS ON) # so that the library renames with the test's rename()
 add_dependencies(tarn_stalled_home_test tarn)
+# The library finds the program's allocations, and its socket() and the like, before the C library's.
+kel_add_gtest(tarn_scarcity_test SOURCES api/scarcity_test.cpp support/failing_calls.cpp
+              LIBS recorded_agent ${CMAKE_DL_LIBS} LONG_RUNNING)
+target_compile_definitions(tarn_scarcity_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"
+    KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
+target_include_directories(tarn_scarcity_test PRIVATE "$<TARGET_PROPERTY:tarn,INTERFACE_INCLUDE_DIRECTORIES>")
+set_target_properties(tarn_scarcity_test PROPERTIES ENABLE_EXPORTS ON)
+add_dependencies(tarn_scarcity_test tarn)
+add_test(NAME tarn_scarcity_long COMMAND tarn_scarcity_test --gtest_output=xml:${KEL_REPORT_DIR}/tarn_scarcity_long.xml)
+set_tests_properties(tarn_scarcity_long PROPERTIES LABELS long TIMEOUT 7200 ENVIRONMENT KEL_SCARCITY_SHARE=1)
 kel_add_gtest(tarn_status_test
     SOURCES status/announcement_test.cpp status/command_line_test.cpp status/formats_test.cpp status/hostile_texts_test.cpp status/words_test.cpp
     LIBS tarn_status_core tarn_core)

@@ -9,6 +9,7 @@
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/base/json_text.h"
 #include "tarn/src/base/shared_object.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn {
@@ -67,6 +68,12 @@ TEST(Files, AbsentUnreadableAndTooLargeAreToldApart)
     scratch.write("file", "0123456789");
     EXPECT_EQ(readFile(scratch.path("file"), 10).text, "0123456789");
     EXPECT_EQ(readFile(scratch.path("file"), 9).error, ReadError::Unreadable);
+    EXPECT_FALSE(readFile(scratch.path("file"), 9).isForTheMoment);
+    {
+        const test::NoDescriptors none;
+        EXPECT_EQ(readFile(scratch.path("file"), 10).error, ReadError::Unreadable);
+        EXPECT_TRUE(readFile(scratch.path("file"), 10).isForTheMoment);
+    }
     EXPECT_EQ(readFile(scratch.path("file/below"), 9).error, ReadError::Absent);
     ASSERT_EQ(mkfifo(scratch.path("fifo").c_str(), 0600), 0);
     EXPECT_EQ(readFile(scratch.path("fifo"), 10).error,
