@@ -23,7 +23,13 @@ _tarn_status() {
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return
         fi ;;
-    -f | --find | -t | --timeout)
+    -f | --find | -t | --timeout | --community | --port | --user)
+        return ;;
+    -e | --explain)
+        mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")
+        return ;;
+    --snmp)
+        mapfile -t COMPREPLY < <(compgen -W '1 2c 3' -- "$word")
         return ;;
     -W | --warning | -C | --critical)
         compopt -o nospace 2>/dev/null
@@ -32,7 +38,7 @@ _tarn_status() {
     esac
     if [[ $word == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W '--list --find --save --usb --cups --format --json --watch --timeout --warning
-            --critical --check-config --help --version' -- "$word")
+            --critical --explain --community --port --snmp --user --check-config --help --version' -- "$word")
     else
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")
     fi

@@ -59,6 +59,11 @@ class Bash(unittest.TestCase):
             self.assertEqual(self.complete("--timeout", "pri", directory=directory), [])
             self.assertNotIn("printers.json", self.complete("--json", "pri", directory=directory))
 
+    def test_offers_the_versions_of_snmp(self):
+        self.assertEqual(self.complete("--snmp", ""), ["1", "2c", "3"])
+        self.assertEqual(self.complete("--snmp", "=", "2"), ["2c"])
+        self.assertEqual(self.complete("--community", ""), [], "nothing to choose from, and no host")
+
     def test_offers_thresholds(self):
         self.assertIn("toner=", self.complete("--warning", "t"))
         self.assertIn("state=offline", self.complete("-C", "state"))
@@ -112,6 +117,10 @@ class Zsh(unittest.TestCase):
         self.type("tarn-status --format \t")
         shown = self.wait("nagios", "table")
         self.assertEqual(set(re.findall(r"^([a-z]+) +--", shown, re.M)), set(FORMATS))
+
+    def test_offers_the_versions_of_snmp(self):
+        self.type("tarn-status --snmp 2\t")
+        self.wait("--snmp 2c")
 
     def test_completes_a_file(self):
         self.type("tarn-status --list pri\t")

@@ -5,6 +5,7 @@
 #include "tools/common/file_error.h"
 #include "tools/common/standard_output.h"
 #include "tools/tarn-status/config/check_config.h"
+#include "tools/tarn-status/explain/explain.h"
 #include "tools/tarn-status/options.h"
 #include "tools/tarn-status/printer_access.h"
 #include "tools/tarn-status/session.h"
@@ -24,6 +25,8 @@ int run(const Options& options)
         return 0;
     case Options::Action::CheckConfig:
         return checkConfig(options.configFile);
+    case Options::Action::Explain:
+        return explain(options.explain, options.timeout);
     case Options::Action::Show:
         break;
     }

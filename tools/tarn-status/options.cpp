@@ -20,6 +20,7 @@ constexpr char kUsage[] = R"(Usage: tarn-status [OPTION]... ADDRESS...
        tarn-status [OPTION]... --list FILE
        tarn-status [OPTION]... --find[=NETWORK/24] [--save FILE]
        tarn-status [OPTION]... --usb | --cups
+       tarn-status [OPTION]... --explain ADDRESS
        tarn-status --check-config[=FILE]
 Show what printers say of themselves: state, alerts, supplies, trays, page counter.
 ADDRESS is an IPv4 address or the name of a host.
@@ -84,6 +85,27 @@ void takeNetwork(const std::string& argument, Options& options)
     options.network = argument;
 }
 
+void takePort(const std::string& argument, Options& options)
+{
+    const bool isPort = !argument.empty() && argument.size() <= 5 &&
+                        argument.find_first_not_of("0123456789") == std::string::npos;
+    const int port = isPort ? std::atoi(argument.c_str()) : 0;
+    if (port < 1 || port > 65535) {
+        throw UsageError("not a number from 1 to 65535");
+    }
+    options.explain.port = static_cast<std::uint16_t>(port);
+}
+
+void takeVersion(const std::string& argument, Options& options)
+{
+    if (argument != "1" && argument != "2c" && argument != "3") {
+        throw UsageError("not one of 1, 2c, 3");
+    }
+    options.explain.snmp = argument == "1"    ? SnmpVersion::V1
+                           : argument == "2c" ? SnmpVersion::V2c
+                                              : SnmpVersion::V3;
+}
+
 void takeFormat(const std::string& argument, Options& options)
 {
     options.format = findFormat(argument);
@@ -132,6 +154,27 @@ std::vector<Option> outputOptions(Options& o)
     };
 }
 
+std::vector<Option> explainOptions(Options& o)
+{
+    using Kind = Option::Argument;
+    return {
+        {'e', "explain", Kind::Needed, "ADDRESS",
+         "try each way to a printer, and say why it is not read and\nwhat to do about it",
+         [&o](const std::string& value) {
+             o.action = Options::Action::Explain;
+             o.explain.address = value;
+         }},
+        {0, "community", Kind::Needed, "TEXT", "explain: ask with this community",
+         [&o](const std::string& value) { o.explain.community = value; }},
+        {0, "port", Kind::Needed, "PORT", "explain: ask at this UDP port",
+         [&o](const std::string& value) { takePort(value, o); }},
+        {0, "snmp", Kind::Needed, "VERSION", "explain: ask in this version of SNMP: 1, 2c or 3",
+         [&o](const std::string& value) { takeVersion(value, o); }},
+        {0, "user", Kind::Needed, "NAME", "explain: ask in version 3 as this user of the configuration file",
+         [&o](const std::string& value) { o.explain.user = filled(value); }},
+    };
+}
+
 std::vector<Option> otherOptions(Options& o)
 {
     using Kind = Option::Argument;
@@ -152,7 +195,7 @@ std::vector<Option> otherOptions(Options& o)
 OptionTable tableFor(Options& options)
 {
     std::vector<Option> rows = printerOptions(options);
-    for (const auto& group : {outputOptions(options), otherOptions(options)}) {
+    for (const auto& group : {outputOptions(options), explainOptions(options), otherOptions(options)}) {
         rows.insert(rows.end(), group.begin(), group.end());
     }
     return OptionTable(std::move(rows));
@@ -175,8 +218,27 @@ void checkAddresses(const std::vector<std::string>& addresses)
     }
 }
 
+void checkExplain(const Options& options)
+{
+    const bool isElse = !options.addresses.empty() || !options.listFile.empty() || options.find ||
+                        !options.saveFile.empty() || options.usb || options.cups || options.watch ||
+                        !options.format->isForPeople;
+    if (isElse) {
+        throw UsageError("--explain takes one address, and no other printers, formats or --watch");
+    }
+    if (options.explain.user && options.explain.snmp && *options.explain.snmp != SnmpVersion::V3) {
+        throw UsageError("--user is for version 3");
+    }
+    checkAddresses({options.explain.address});
+}
+
 void check(const Options& options)
 {
+    if (options.action == Options::Action::Explain) {
+        checkExplain(options);
+    } else if (options.action == Options::Action::Show && options.explain.triesOtherwise()) {
+        throw UsageError("--community, --port, --snmp and --user go with --explain");
+    }
     if (options.action != Options::Action::Show) {
         return;
     }

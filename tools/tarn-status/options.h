@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/common/option_table.h"
+#include "tools/tarn-status/explain/explain.h"
 #include "tools/tarn-status/formats/format.h"
 #include "tools/tarn-status/thresholds.h"
 
@@ -17,6 +18,7 @@ struct Options
     {
         Show,
         CheckConfig,
+        Explain,
         Help,
         Version,
     };
@@ -28,6 +30,7 @@ struct Options
     std::string network;    // of --find; empty: those that announce themselves alone
     std::string saveFile;   // of --save
     std::string configFile; // of --check-config; empty: the one that the library reads
+    ExplainOptions explain;
     bool usb = false;
     bool cups = false;
     const FormatKind* format = nullptr; // never null after parsing

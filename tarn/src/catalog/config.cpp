@@ -144,7 +144,12 @@ Config::UserPtr Config::userOf(const ConfigEntry& entry) const
     if (!entry.user) {
         return m_snmpConfUser;
     }
-    const auto found = m_users.find(*entry.user);
+    return userNamed(*entry.user);
+}
+
+Config::UserPtr Config::userNamed(const std::string& name) const
+{
+    const auto found = m_users.find(name);
     return found != m_users.end() ? found->second : nullptr;
 }
 

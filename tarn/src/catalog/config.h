@@ -58,6 +58,9 @@ public:
     // The users may not be used: who is asked in the name of one of them has no user any more.
     void withholdUsers();
 
+    // The user of that name; null when there is none, or none that may be used.
+    std::shared_ptr<const engine::UsmUser> userNamed(const std::string& name) const;
+
     // How the printer at that address is asked.
     engine::PrinterAddress addressFor(std::uint32_t address) const;
 

@@ -12,8 +12,9 @@ namespace {
 
 constexpr const char kUsualGroup[] = "lp";
 
-// The group whose members may read and write the node; the usual one when it has none of its own.
-std::string groupOf(const std::string& node)
+} // namespace
+
+std::string groupWithRights(const std::string& node)
 {
     struct stat status = {};
     if (::stat(node.c_str(), &status) != 0 || status.st_gid == 0 || (status.st_mode & 0060) != 0060) {
@@ -28,12 +29,10 @@ std::string groupOf(const std::string& node)
     return found->gr_name;
 }
 
-} // namespace
-
 std::string rightsComplaint(const std::string& node)
 {
     return "no right to ask USB printers how they are (" + node + "): members of the group \"" +
-           groupOf(node) + "\" have it";
+           groupWithRights(node) + "\" have it";
 }
 
 std::string nodeOf(unsigned bus, unsigned address)

@@ -1,0 +1,120 @@
+#include "tools/tarn-status/explain/udp_conversation.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace tarnstatus {
+
+namespace {
+
+constexpr std::chrono::milliseconds kAgain{1000};
+constexpr std::size_t kLargestDatagram = 65535;
+
+Came cameOf(int error)
+{
+    switch (error) {
+    case ECONNREFUSED:
+        return Came::PortClosed;
+    case EHOSTUNREACH:
+    case EHOSTDOWN:
+        return Came::NoHost;
+    case EPERM:
+    case EACCES:
+        return Came::Forbidden;
+    case ENETUNREACH:
+    case ENETDOWN:
+    case EADDRNOTAVAIL:
+    case EINVAL: // as from the loopback interface to elsewhere
+        return Came::NoNetwork;
+    default:
+        return Came::NoSocket;
+    }
+}
+
+} // namespace
+
+UdpConversation::UdpConversation(std::uint32_t address, std::uint16_t port)
+    : m_socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+{
+    if (m_socket < 0) {
+        return;
+    }
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_addr.s_addr = htonl(address);
+    peer.sin_port = htons(port);
+    const int failed = ::connect(m_socket, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
+    m_state = failed == 0 ? Came::Found : cameOf(errno);
+}
+
+UdpConversation::~UdpConversation()
+{
+    if (m_socket >= 0) {
+        ::close(m_socket);
+    }
+}
+
+std::string UdpConversation::ownAddress() const
+{
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    char text[INET_ADDRSTRLEN] = "";
+    if (m_socket >= 0 && ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size) == 0) {
+        ::inet_ntop(AF_INET, &own.sin_addr, text, sizeof text);
+    }
+    return text;
+}
+
+Came UdpConversation::exchange(const std::string& message,
+                               const std::function<bool(const std::string&)>& isAnswer,
+                               SteadyClock::time_point until)
+{
+    if (m_state != Came::Found) {
+        return m_state;
+    }
+    Came came = Came::Silent;
+    auto next = SteadyClock::now();
+    std::string datagram;
+    do {
+        if (!message.empty() && SteadyClock::now() >= next) {
+            next += kAgain;
+            if (::send(m_socket, message.data(), message.size(), MSG_NOSIGNAL) < 0 && errno != EAGAIN &&
+                errno != ENOBUFS) {
+                return cameOf(errno);
+            }
+        }
+        const Came got = receive(datagram, message.empty() ? until : std::min(until, next));
+        if (got != Came::Found && got != Came::Silent) {
+            return got;
+        }
+        if (got == Came::Found && isAnswer(datagram)) {
+            return Came::Found;
+        }
+        came = got == Came::Found ? Came::Garbage : came;
+    } while (SteadyClock::now() < until);
+    return came;
+}
+
+Came UdpConversation::receive(std::string& datagram, SteadyClock::time_point until) const
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - SteadyClock::now());
+    pollfd watched{m_socket, POLLIN, 0};
+    const int ready = ::poll(&watched, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+    if (ready <= 0) {
+        return Came::Silent;
+    }
+    datagram.resize(kLargestDatagram);
+    const ssize_t size = ::recv(m_socket, datagram.data(), datagram.size(), 0);
+    if (size < 0) {
+        return errno == EAGAIN || errno == EINTR ? Came::Silent : cameOf(errno);
+    }
+    datagram.resize(static_cast<std::size_t>(size));
+    return Came::Found;
+}
+
+} // namespace tarnstatus
