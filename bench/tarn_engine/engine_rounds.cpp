@@ -35,7 +35,9 @@ public:
 
 EngineRounds::EngineRounds(std::unique_ptr<engine::DatagramPort> port, std::uint32_t printers)
     : m_listener(std::make_unique<Deaf>()),
-      m_poller(m_clock, m_random, std::move(port), *m_listener, snmp::printerSessions())
+      m_ownTransport(std::make_unique<engine::UdpTransport>(m_random, std::move(port))),
+      m_transport(*m_ownTransport),
+      m_poller(m_clock, m_random, std::move(m_ownTransport), *m_listener, snmp::printerSessions())
 {
     const auto community = std::make_shared<const std::string>("public");
     for (std::uint32_t i = 0; i < printers; ++i) {
@@ -69,7 +71,7 @@ void EngineRounds::markOpened()
 Round EngineRounds::finishRound(Counted what)
 {
     const auto accepted = [this] {
-        return m_poller.verdicts()[static_cast<std::size_t>(engine::Verdict::Accepted)];
+        return m_transport.verdicts()[static_cast<std::size_t>(engine::Verdict::Accepted)];
     };
     const std::uint64_t before = accepted();
     const auto begun = std::chrono::steady_clock::now();

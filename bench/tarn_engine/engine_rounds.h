@@ -7,6 +7,7 @@
 
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/snmp_poller.h"
+#include "tarn/src/engine/udp_transport.h"
 
 namespace bench {
 
@@ -75,6 +76,8 @@ private:
     LockstepRandom m_random;
     std::unique_ptr<tarn::engine::BackendListener> m_listener;
     std::vector<std::shared_ptr<tarn::engine::Target>> m_targets;
+    std::unique_ptr<tarn::engine::UdpTransport> m_ownTransport; // the poller's, as soon as there is one
+    tarn::engine::UdpTransport& m_transport;
     tarn::engine::SnmpPoller m_poller;
     std::function<void()> m_idle;
     Counted m_counted = Counted::Nothing;

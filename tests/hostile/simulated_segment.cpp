@@ -82,8 +82,10 @@ private:
 SimulatedSegment::SimulatedSegment(const std::vector<std::string>& scenarios, std::uint64_t seed)
     : m_random(seed), m_simulation(printersOf(scenarios), {}, static_cast<std::uint32_t>(seed)),
       m_begun(m_clock.now()),
-      m_poller(std::make_unique<tarn::engine::SnmpPoller>(m_clock, m_random, std::make_unique<Port>(*this),
-                                                          *this, tarn::snmp::printerSessions()))
+      m_poller(std::make_unique<tarn::engine::SnmpPoller>(
+          m_clock, m_random,
+          std::make_unique<tarn::engine::UdpTransport>(m_random, std::make_unique<Port>(*this)), *this,
+          tarn::snmp::printerSessions()))
 {
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tarn/src/engine/snmp_poller.h"
+#include "tarn/src/engine/udp_transport.h"
 #include "tools/printer-sim/simulation.h"
 
 namespace hostile {

@@ -5,6 +5,7 @@
 
 #include "tarn/src/engine/snmp_poller.h"
 #include "tarn/src/engine/udp_port.h"
+#include "tarn/src/engine/udp_transport.h"
 #include "tarn/src/ipp/ipp_backends.h"
 #include "tarn/src/ipp/ipp_transport.h"
 #include "tarn/src/usb/usb_backend.h"
@@ -77,8 +78,9 @@ Library::Library(Parts parts)
                std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
       m_engine(*m_clock, *this)
 {
-    m_engine.addBackend(std::make_unique<engine::SnmpPoller>(*m_clock, *m_random, std::move(parts.port),
-                                                             m_engine, std::move(parts.sessions)));
+    m_engine.addBackend(std::make_unique<engine::SnmpPoller>(
+        *m_clock, *m_random, std::make_unique<engine::UdpTransport>(*m_random, std::move(parts.port)),
+        m_engine, std::move(parts.sessions)));
     for (const BackendMaker& make : parts.backends) {
         m_engine.addBackend(make(*m_clock, *m_random, m_engine));
     }

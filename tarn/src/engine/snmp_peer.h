@@ -3,13 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
-#include "tarn/src/engine/replay_cache.h"
 #include "tarn/src/engine/request_log.h"
 #include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/snmp_transport.h"
 #include "tarn/src/engine/target.h"
 #include "tarn/src/snmp/session.h"
 
@@ -37,31 +36,28 @@ enum class VersionKnowledge : std::uint8_t
 // SnmpPeer is what the poller knows of one target.
 //
 // Invariants
-//  (1) requestId is not 0 exactly while a request waits for its answer or for its turn to be sent. Its
-//      bytes are those of request or, while isReplay, of the question in replay. A read that is yet to
-//      begin has none.
-//  (2) At most one request at a time: a repetition is the same bytes again, but for the number of one to a
-//      printer that is offline.
+//  (1) Phase Waiting to Lingering: a request waits for its answer or for its turn to be sent. It is the one
+//  at
+//      the link. A read that is yet to begin has none.
+//  (2) At most one request at a time: a repetition is the same again, but for the number of one to a printer
+//      that is offline.
 struct SnmpPeer
 {
     // constant after construction
     std::shared_ptr<Target> target;
+    std::unique_ptr<SnmpLink> link;
 
     std::unique_ptr<snmp::Session> session;
     Cadence cadence;
     Silence silence;
     RequestLog log;
-    std::string request; // the session's; empty while it rests
-    ReplayCache replay;  // what is asked again and again, in the session's name
     TimePoint readStart{};
     TimePoint firstSent{};
     TimePoint lastSent{};
     TimePoint repeatAt{};
     std::size_t heapSlot = DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
-    std::int32_t requestId = 0;
     std::uint32_t ticket = 0; // of its place in the queue; an older one is void
     unsigned requests = 0;    // of the read so far
-    unsigned malformed = 0;   // malformed answers to the present request, since it was last sent
     snmp::Version version = snmp::Version::V2c;
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     snmp::ReadKind kind = snmp::ReadKind::Identity;

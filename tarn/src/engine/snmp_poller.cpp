@@ -8,32 +8,39 @@ using snmp::ReadKind;
 using snmp::ReadOutcome;
 using snmp::Version;
 
-SnmpPoller::SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
+SnmpPoller::SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<SnmpTransport> transport,
                        BackendListener& listener, snmp::SessionFactory sessions)
-    : m_clock(clock), m_random(random), m_port(std::move(port)), m_listener(listener),
+    : m_clock(clock), m_random(random), m_transport(std::move(transport)), m_listener(listener),
       m_sessions(std::move(sessions)), m_now(clock.now())
 {
+    m_waiting.reserve(kSendBatch);
+    m_batch.reserve(kSendBatch);
+    m_links.reserve(kSendBatch);
 }
 
 void SnmpPoller::watch(std::shared_ptr<Target> target)
 {
-    m_now = m_clock.now();
     const PrinterAddress& address = target->address();
-    if (address.version == VersionChoice::V3) {
-        return; // another back-end's
+    if (!m_transport->carries(address)) {
+        return; // another poller's
     }
+    m_now = m_clock.now();
     auto peer = std::make_unique<SnmpPeer>();
+    m_deadlines.makeRoomFor(m_peers.size() + 1);
+    peer->target = std::move(target);
+    peer->link = m_transport->open(*peer->target, *peer);
+    if (!peer->link) { // the configuration has said why
+        return publishSilence(*peer->target, m_listener);
+    }
     peer->cadence.disperse(m_random);
     if (address.version != VersionChoice::Auto) {
         peer->knowledge = VersionKnowledge::Settled;
     }
     useVersion(*peer, address.version == VersionChoice::V1 ? Version::V1 : Version::V2c);
-    m_deadlines.makeRoomFor(m_peers.size() + 1);
     auto& place = m_peers[address.endpoint];
     if (place) {
         leave(*place);
     }
-    peer->target = std::move(target);
     place = std::move(peer);
     m_deadlines.schedule(*place, nextStart());
 }
@@ -71,7 +78,7 @@ void SnmpPoller::wake(const Target& target)
 void SnmpPoller::networkChanged()
 {
     m_now = m_clock.now();
-    m_port->reopen();
+    m_transport->reopen();
     m_reopening.reopened(m_now);
     m_nextStart = m_now;
     for (const auto& entry : m_peers) {
@@ -123,7 +130,7 @@ void SnmpPoller::runDeadlines()
     while (!m_deadlines.empty() && m_deadlines.nextDeadline() <= m_now) {
         SnmpPeer& peer = *m_deadlines.front();
         m_deadlines.remove(peer);
-        attempt(peer, [&] { return deadlinePassed(peer), true; });
+        attempt(peer, [&] { deadlinePassed(peer); });
     }
 }
 
@@ -205,12 +212,12 @@ void SnmpPoller::proceed(SnmpPeer& peer)
 void SnmpPoller::readEnded(SnmpPeer& peer, ReadOutcome outcome)
 {
     if (outcome != ReadOutcome::Unchanged && outcome != ReadOutcome::Changed) {
-        peer.replay.invalidate(); // the same answer would have to lead to the same again
+        peer.link->forgetQuestion(); // the same answer would have to lead to the same again
     } else if (peer.kind == ReadKind::Full) {
         // The tables are newer than the last answer: whatever comes next is held against them.
-        peer.replay.forgetAnswer();
+        peer.link->forgetReply();
         if (!peer.session->asksTheSame()) {
-            peer.replay.invalidate();
+            peer.link->forgetQuestion();
         }
     }
     peer.liveliness = publish(*peer.target, *peer.session, outcome, peer.liveliness, m_listener);
@@ -225,8 +232,8 @@ void SnmpPoller::rest(SnmpPeer& peer)
 {
     const Milliseconds interval = peer.cadence.interval(peer.liveliness, m_now, m_random);
     peer.session->rest();
-    if (!peer.request.empty()) {
-        std::string().swap(peer.request);
+    if (!peer.isReplay) { // which leaves nothing behind
+        peer.link->rest();
     }
     setPhase(peer, Phase::Resting);
     // A printer that takes its time gets half the interval to breathe.
@@ -237,9 +244,9 @@ void SnmpPoller::rest(SnmpPeer& peer)
 
 void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
 {
-    peer.session = m_sessions(version);
+    peer.session.reset(); // made when it is the printer's turn
     peer.version = version;
-    peer.replay.invalidate();
+    peer.link->forgetQuestion();
     peer.liveliness = Liveliness::NoPicture;
 }
 
@@ -266,7 +273,7 @@ void SnmpPoller::startOver(SnmpPeer& peer)
     dropRequest(peer);
     peer.session.reset();
     peer.liveliness = Liveliness::NoPicture;
-    peer.replay.invalidate();
+    peer.link->forgetQuestion();
     peer.isReplay = false;
     peer.yetToBegin = false;
     m_deadlines.schedule(peer, m_now + kAfterFailure);

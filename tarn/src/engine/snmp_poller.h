@@ -8,32 +8,30 @@
 
 #include "tarn/src/base/random.h"
 #include "tarn/src/engine/backend.h"
-#include "tarn/src/engine/datagram_port.h"
 #include "tarn/src/engine/read_results.h"
-#include "tarn/src/engine/reply_gate.h"
 #include "tarn/src/engine/snmp_peer.h"
+#include "tarn/src/engine/snmp_transport.h"
 
 namespace tarn::engine {
 
-// SnmpPoller is the back-end "sm": it keeps the pictures of all its targets fresh over SNMP v1 and v2c.
+// SnmpPoller is the back-end "sm": it keeps the pictures of all targets that its transport carries fresh over
+// SNMP.
 //
 // Invariants
-//  (1) One request at a time to one printer; of printers that answer at most kMostAnsweringInFlight. Printers
-//  that
-//      may be dead (Silence::isSuspect) have a lane of their own with kMostSuspectsInFlight, each for a
-//      moment only: a segment that falls silent holds nobody else up.
-//  (2) A reply is found by source address and port together, in constant time, and then held against the
-//      one request that is open there; what does not match changes nothing.
+//  (1) One request at a time to one printer, the one at its link; the transport tells which replies answer
+//  it. (2) Of printers that answer at most kMostAnsweringInFlight are on their way. Printers that may be dead
+//      (Silence::isSuspect) have a lane of their own with kMostSuspectsInFlight, each for a moment only: a
+//      segment that falls silent holds nobody else up.
 //  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
-//  (4) An answer that says what the last one said is neither decoded nor handed on; the session hears of a
-//      question that was asked in its name when its answer is a new one.
-//  (5) A read begins when those under way need no room any more: of ten thousand printers met at
-//      once a few hundred are half read at any time, not all of them.
+//  (4) A reply that says what the last one said is not handed on; the session is told of a question that was
+//      asked in its name when its reply is a new one.
+//  (5) A read begins when those under way need no room any more: of ten thousand printers met at once a few
+//      hundred are half read at any time, not all of them.
 //  (6) A read ends after at most kMostRequests requests, whatever the answers are.
 //  (7) A peer that is not Aside has a place in a queue or a deadline, whatever throws: one whose turn ends
 //      without memory begins anew kAfterFailure later, and a request leaves its queue when it is sent.
 // Threading: engine thread only.
-// Ownership: owns the port; borrows clock, randomness and listener, which must outlive it.
+// Ownership: owns the transport; borrows clock, randomness and listener, which must outlive it.
 class SnmpPoller final : public Backend
 {
 public:
@@ -44,14 +42,13 @@ public:
     static constexpr std::size_t kStrays = 4;   // more that nobody asked for, in one run(), are a flood
     static constexpr Milliseconds kFlood{1000}; // for so long after that
     static constexpr unsigned kMostRequests = 400;
-    static constexpr unsigned kMostMalformed = 16; // malformed answers to one request that are decoded at all
     static constexpr Milliseconds kUnopened{60000};    // nobody opened it for so long: it is not asked
     static constexpr Milliseconds kSleep{10000};       // run() so late means that the machine slept
     static constexpr Milliseconds kAfterFailure{1000}; // memory ran out in the printer's turn
     static constexpr unsigned kStartsPerMs = 3;        // many printers at once begin one after the other
     static constexpr Milliseconds kLongestSpread{5000};
 
-    SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<DatagramPort> port,
+    SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<SnmpTransport> transport,
                BackendListener& listener, snmp::SessionFactory sessions);
 
     const char* name() const override { return "sm"; }
@@ -61,13 +58,14 @@ public:
     void networkChanged() override;
     void run() override;
     TimePoint nextDeadline() const override;
-    int descriptor() const override { return m_port->descriptor(); }
+    int descriptor() const override { return m_transport->descriptor(); }
     bool isThronged() const override { return m_answeringInFlight > kThrong || m_now < m_floodedUntil; }
 
     std::size_t inFlight() const { return m_answeringInFlight + m_suspectsInFlight; }
-    const VerdictCounts& verdicts() const { return m_verdicts; }
 
 private:
+    static constexpr std::size_t kSendBatch = 64;
+
     struct Place
     {
         Endpoint endpoint;
@@ -82,12 +80,9 @@ private:
 
     // receiving
     void receiveAll();
-    void findSenders(const std::vector<Datagram>& batch);
-    void examine(const Datagram& datagram, SnmpPeer* sender);
-    bool deliver(SnmpPeer& peer, const snmp::MessageHead& head);
+    void deliver(SnmpPeer& peer, const SnmpReply& reply);
+    bool deliverReplay(SnmpPeer& peer, const SnmpReply& reply);
     void replyArrived(SnmpPeer& peer);
-    bool deliverReplay(SnmpPeer& peer, const std::optional<ReplyDigest>& digest,
-                       const snmp::MessageHead& head);
     bool informSession(SnmpPeer& peer);
 
     // reads
@@ -101,7 +96,6 @@ private:
     void ask(SnmpPeer& peer, snmp::Pdu pdu);
     void prepare(SnmpPeer& peer, snmp::Pdu pdu);
     bool askAgain(SnmpPeer& peer);
-    std::int32_t newRequestId();
     void enqueueInTurn(SnmpPeer& peer);
     void enqueue(SnmpPeer& peer);
     void dropRequest(SnmpPeer& peer);
@@ -111,10 +105,8 @@ private:
     void sendQueued();
     bool sendSome(Queue& queue, Lane lane, std::size_t room);
     SnmpPeer* peerAt(const Endpoint& endpoint);
-    void fetchQueued(const Queue& queue, std::size_t room);
-    SnmpPeer* waitingAt(const Place& place);
-    bool addToBatch(SnmpPeer& peer, std::size_t place);
-    const std::string& presentRequest(const SnmpPeer& peer, std::size_t place);
+    void findWaiting(const Queue& queue, std::size_t room);
+    void addToBatch(SnmpPeer& peer, std::size_t place);
     void markSent(SnmpPeer& peer);
 
     // deadlines
@@ -131,27 +123,24 @@ private:
 
     // without memory
     template <typename Work>
-    bool attempt(SnmpPeer& peer, const Work& work);
+    void attempt(SnmpPeer& peer, const Work& work);
     void startOver(SnmpPeer& peer);
 
     // constant after construction
     const Clock& m_clock;
     Random& m_random;
-    const std::unique_ptr<DatagramPort> m_port;
+    const std::unique_ptr<SnmpTransport> m_transport;
     BackendListener& m_listener;
     const snmp::SessionFactory m_sessions;
 
     std::unordered_map<Endpoint, std::unique_ptr<SnmpPeer>, EndpointHash> m_peers;
     DeadlineHeap<SnmpPeer> m_deadlines;
-    Queue m_underway; // of printers that answer, in the middle of a read
-    Queue m_queue;    // of printers that answer, with a read's first request
-    Queue m_suspects; // of those that may be dead
-    QuestionPool m_questions;
-    std::vector<SnmpPeer*> m_senders; // of the batch that is being received; null: nobody that is asked
+    Queue m_underway;                 // of printers that answer, in the middle of a read
+    Queue m_queue;                    // of printers that answer, with a read's first request
+    Queue m_suspects;                 // of those that may be dead
+    std::vector<SnmpPeer*> m_waiting; // at the front of a queue; null: nobody any more
     std::vector<Queued> m_batch;
-    std::vector<std::string> m_sameQuestions; // as they are sent, at their places in the batch
-    std::vector<Datagram> m_datagrams;
-    std::size_t m_unasked = 0; // datagrams of the present run() that answered nothing
+    std::vector<SnmpLink*> m_links; // of the batch
     std::size_t m_answeringInFlight = 0;
     std::size_t m_suspectsInFlight = 0;
     TimePoint m_now{};     // of the present run()
@@ -161,18 +150,15 @@ private:
     TimePoint m_nextStart{};
     TimePoint m_sendAgainAt = kNever; // the port had no room
     unsigned m_startsInThisMs = 0;
-    VerdictCounts m_verdicts{};
 };
 
-// What the work returned; true without memory.
 template <typename Work>
-bool SnmpPoller::attempt(SnmpPeer& peer, const Work& work)
+void SnmpPoller::attempt(SnmpPeer& peer, const Work& work)
 {
     try {
-        return work();
+        work();
     } catch (const std::exception&) {
         startOver(peer);
-        return true;
     }
 }
 

@@ -18,31 +18,30 @@ bool readPdu(ByteView content, MessageHead& head)
 
 } // namespace
 
-MessageHead readHead(ByteView bytes)
+void readHead(ByteView bytes, MessageHead& head)
 {
-    MessageHead head;
+    head = MessageHead();
     if (bytes.data == nullptr) {
-        return head;
+        return;
     }
     BerReader outer(bytes);
     BerReader body(outer.element(tagSequence));
     const std::optional<std::int64_t> version = signedOf(body.element(tagInteger));
     if (outer.failed() || body.failed() || !version) {
-        return head;
+        return;
     }
     head.version = *version;
     head.read = MessageHead::Part::Version;
     head.community = body.element(tagOctetString);
     if (body.failed()) {
-        return head;
+        return;
     }
     head.read = MessageHead::Part::Community;
     const ByteView pdu = body.anyElement(head.type);
     if (body.failed() || !body.atEnd()) {
-        return head;
+        return;
     }
     head.read = readPdu(pdu, head) ? MessageHead::Part::Whole : MessageHead::Part::Type;
-    return head;
 }
 
 } // namespace tarn::snmp

@@ -36,6 +36,12 @@ struct MessageHead
     bool isWhole() const { return read == Part::Whole; }
 };
 
-MessageHead readHead(ByteView bytes);
+void readHead(ByteView bytes, MessageHead& head);
+inline MessageHead readHead(ByteView bytes)
+{
+    MessageHead head;
+    readHead(bytes, head);
+    return head;
+}
 
 } // namespace tarn::snmp

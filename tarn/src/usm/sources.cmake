@@ -8,5 +8,5 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/usm_codec.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_codec_start.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_peer.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/usm_poller.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/usm_thread.cpp)
+    ${CMAKE_CURRENT_LIST_DIR}/usm_thread.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/usm_transport.cpp)

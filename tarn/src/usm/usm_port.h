@@ -26,7 +26,8 @@ struct UsmAnswer
     snmp::Pdu pdu;
 };
 
-// UsmPort is the seam between the poller and whatever speaks SNMPv3 with the printers: a thread, or a test.
+// UsmPort is the seam between the transport and whatever speaks SNMPv3 with the printers: a thread, or a
+// test.
 //
 // A question is open until it is answered, replaced or forgotten; what is wrong with keys and names is
 // silence to the asker. Threading: one thread (the engine's).

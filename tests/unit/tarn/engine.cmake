@@ -10,6 +10,7 @@ kel_add_gtest(tarn_engine_test
             engine/small_parts_test.cpp
             engine/target_test.cpp
             engine/udp_port_test.cpp
+            engine/udp_transport_test.cpp
     LIBS recorded_agent)
 target_compile_definitions(tarn_engine_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 # Hours of thousands of printers, by a simulated clock and in one thread.
@@ -32,7 +33,7 @@ kel_add_gtest(tarn_usm_test
             usm/fake_agent.cpp
             usm/usm_codec_test.cpp
             usm/usm_peer_test.cpp
-            usm/usm_poller_test.cpp
+            usm/usm_polling_test.cpp
             usm/usm_thread_test.cpp
     LIBS recorded_agent)
 target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")

@@ -129,8 +129,8 @@ TEST_F(OpenQuestion, FloodOfAnswersThatAreBrokenBehindTheirHeadIsNotDecodedForEv
     for (int i = 0; i < 1000; ++i) {
         network.inject(question.to, body);
     }
-    EXPECT_EQ(network.count(Verdict::Malformed), SnmpPoller::kMostMalformed);
-    EXPECT_EQ(network.count(Verdict::NothingAsked), 1000 - SnmpPoller::kMostMalformed);
+    EXPECT_EQ(network.count(Verdict::Malformed), UdpTransport::kMostMalformed);
+    EXPECT_EQ(network.count(Verdict::NothingAsked), 1000 - UdpTransport::kMostMalformed);
     EXPECT_EQ(network.poller.inFlight(), 1u);
     network.agent(1).answers = true; // it is heard again as soon as the request is repeated
     network.agent(1).says = "the truth";

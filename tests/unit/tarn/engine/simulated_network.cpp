@@ -54,7 +54,7 @@ bool SimulatedPort::reopen()
 }
 
 SimulatedNetwork::SimulatedNetwork(std::uint64_t seed, snmp::SessionFactory sessions)
-    : random(seed), poller(clock, random, std::make_unique<SimulatedPort>(*this), *this,
+    : random(seed), poller(clock, random, std::move(m_transport), *this,
                            sessions ? std::move(sessions) : fakeSessions(&accepted))
 {
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tarn/src/engine/snmp_poller.h"
+#include "tarn/src/engine/udp_transport.h"
 
 namespace tarn::engine::test {
 
@@ -118,7 +119,7 @@ public:
     std::size_t requestsSince(std::uint32_t number, TimePoint since);
     std::uint64_t count(Verdict verdict) const
     {
-        return poller.verdicts()[static_cast<std::size_t>(verdict)];
+        return transport.verdicts()[static_cast<std::size_t>(verdict)];
     }
 
     void targetChanged(Target& target) override;
@@ -139,6 +140,13 @@ public:
     std::vector<Lane> lanes; // of each that was sent
     std::vector<Publication> publications;
     std::vector<std::shared_ptr<Target>> targets;
+
+private:
+    std::unique_ptr<UdpTransport> m_transport = // the poller's, as soon as there is one
+        std::make_unique<UdpTransport>(random, std::make_unique<SimulatedPort>(*this));
+
+public:
+    UdpTransport& transport = *m_transport;
     SnmpPoller poller;
 
 private:

@@ -1,4 +1,5 @@
-#include "tarn/src/usm/usm_poller.h"
+// The poller over SNMPv3.
+#include "tarn/src/usm/usm_transport.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <optional>
 #include <set>
 
+#include "tarn/src/engine/snmp_poller.h"
 #include "tests/support/recorded_agent.h"
 #include "tests/unit/tarn/engine/fake_session.h"
 #include "tests/unit/tarn/engine/first_meeting.h"
@@ -29,6 +31,7 @@ struct Agent
     Milliseconds delay{5};
     std::string says = "idle";
     std::vector<TimePoint> asked;
+    std::vector<bool> asAbsent; // of each question: whether answers to the ones before count no more
     std::set<std::size_t> lost; // which of the questions, counted from 1, stay unanswered
     // Answers in its place where it is set; nothing: it drops the question.
     std::function<std::optional<snmp::Pdu>(const snmp::Pdu&)> device;
@@ -83,6 +86,7 @@ public:
     {
         Agent& agent = agents[question.endpoint.address - (10u << 24)];
         agent.asked.push_back(clock.now());
+        agent.asAbsent.push_back(question.isToAbsent);
         if (agent.answers && agent.lost.count(agent.asked.size()) == 0) {
             ++answered;
             UsmAnswer answer{question.endpoint, question.ticket, question.pdu};
@@ -149,14 +153,15 @@ public:
     std::size_t mostInFlight = 0;
     bool isMemoryShort = false;
     const snmp::SessionFactory sessions;
-    UsmPoller poller;
+    engine::SnmpPoller poller;
 
     explicit World(snmp::SessionFactory factory = engine::test::fakeSessions())
         : sessions([this, make = std::move(factory)](snmp::Version version) {
               takeMemory();
               return make(version);
           }),
-          poller(clock, random, std::make_unique<Port>(*this), *this, sessions)
+          poller(clock, random, std::make_unique<UsmTransport>(std::make_unique<Port>(*this)), *this,
+                 sessions)
     {
     }
 
@@ -247,6 +252,40 @@ TEST(UsmPolling, ThreeMissesMakeItUnreachableAndOneAnswerBringsItBack)
     world.agents[1].answers = true;
     world.pass(Milliseconds(11000));
     EXPECT_TRUE(target->snapshot()->online);
+}
+
+TEST(UsmPolling, WhoIsUnreachableIsAskedInAWayThatNoOldAnswerFits)
+{
+    World world;
+    const auto target = world.add(1);
+    world.pass(Milliseconds(5000));
+    Agent& agent = world.agents[1];
+    agent.answers = false;
+    agent.asAbsent.clear();
+    world.pass(Milliseconds(60000));
+    ASSERT_FALSE(target->snapshot()->online);
+    ASSERT_GE(agent.asAbsent.size(), 6u);
+    EXPECT_FALSE(agent.asAbsent[0]);
+    EXPECT_FALSE(agent.asAbsent[1]) << "a repetition: a late answer to the first one counts";
+    EXPECT_TRUE(agent.asAbsent.back());
+    agent.answers = true;
+    world.pass(Milliseconds(12000));
+    ASSERT_TRUE(target->snapshot()->online);
+    EXPECT_FALSE(agent.asAbsent.back());
+}
+
+TEST(UsmPolling, WhoTakesAnEndpointOverIsAskedThere)
+{
+    World world;
+    const auto before = world.add(1);
+    world.pass(Milliseconds(5000));
+    const auto now = world.add(1);
+    world.poller.unwatch(*before);
+    EXPECT_TRUE(world.forgotten.empty()) << "the other one is asked there";
+    world.pass(Milliseconds(5000));
+    EXPECT_TRUE(now->snapshot()->online);
+    world.poller.unwatch(*now);
+    EXPECT_EQ(world.forgotten.size(), 1u);
 }
 
 TEST(UsmPolling, WhoWasUnreachableFromTheBeginningComesWithHisPicture)
@@ -394,7 +433,7 @@ TEST(UsmPolling, TheSilentOnesHoldNobodyUp)
             EXPECT_LE(world.age(*good), Milliseconds(6000)) << i;
         }
     }
-    EXPECT_LE(world.mostInFlight, UsmPoller::kMostInFlight);
+    EXPECT_LE(world.mostInFlight, engine::SnmpPoller::kMostInFlight);
     EXPECT_GE(world.agents[100].asked.size(), 3u);
 }
 

@@ -1,0 +1,98 @@
+#include "tarn/src/usm/usm_transport.h"
+
+#include <new>
+#include <utility>
+
+namespace tarn::usm {
+
+using engine::Endpoint;
+using engine::SnmpLink;
+
+// The question that is open at one endpoint.
+class UsmTransport::Link final : public SnmpLink
+{
+public:
+    Link(UsmTransport& owner, const engine::Target& target, engine::SnmpPeer& asker)
+        : transport(owner), address(target.address()), peer(asker)
+    {
+    }
+    ~Link() override { transport.forget(*this); }
+
+    void ask(snmp::Version /*version*/, snmp::Pdu pdu) override
+    {
+        question = std::move(pdu);
+        ticket = ++transport.m_lastTicket;
+        isToAbsent = false;
+    }
+    bool renumber() override { return isToAbsent = true; }
+    void close() override { ticket = 0; }
+    std::optional<snmp::Pdu> decode() override
+    {
+        return std::move(transport.m_answers[transport.m_next - 1].pdu);
+    }
+
+    UsmTransport& transport;
+    const engine::PrinterAddress& address;
+    engine::SnmpPeer& peer;
+    snmp::Pdu question;
+    std::uint64_t ticket = 0; // 0: nothing is asked
+    bool isToAbsent = false;
+};
+
+bool UsmTransport::carries(const engine::PrinterAddress& address) const
+{
+    return address.version == engine::VersionChoice::V3;
+}
+
+std::unique_ptr<SnmpLink> UsmTransport::open(const engine::Target& target, engine::SnmpPeer& peer)
+{
+    if (!target.address().user) {
+        return nullptr;
+    }
+    auto link = std::make_unique<Link>(*this, target, peer);
+    m_links[target.address().endpoint] = link.get();
+    return link;
+}
+
+void UsmTransport::forget(const Link& link)
+{
+    const auto found = m_links.find(link.address.endpoint);
+    if (found != m_links.end() && found->second == &link) {
+        m_links.erase(found);
+        m_port->forget(link.address.endpoint);
+    }
+}
+
+std::size_t UsmTransport::send(engine::Lane /*lane*/, SnmpLink* const* batch, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const Link& link = static_cast<const Link&>(*batch[i]);
+        try {
+            m_port->ask(
+                {link.address.endpoint, link.ticket, link.address.user, link.question, link.isToAbsent});
+        } catch (const std::bad_alloc&) { // lost, as others are on the network, and repeated like them
+        }
+    }
+    return count;
+}
+
+bool UsmTransport::take(engine::SnmpReply& reply)
+{
+    for (;;) {
+        if (m_next == m_answers.size()) {
+            m_next = 0;
+            m_answers = m_port->take();
+            if (m_answers.empty()) {
+                return false;
+            }
+        }
+        const UsmAnswer& answer = m_answers[m_next++];
+        const auto found = m_links.find(answer.endpoint);
+        if (found != m_links.end() && found->second->ticket != 0 && found->second->ticket == answer.ticket) {
+            reply = {&found->second->peer, false, false, nullptr};
+            return true;
+        }
+    }
+}
+
+} // namespace tarn::usm
