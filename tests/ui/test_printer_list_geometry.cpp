@@ -7,6 +7,8 @@
 #include <QScrollBar>
 #include <QStyledItemDelegate>
 
+#include "ui/shown_text/shown_text.h"
+
 Q_DECLARE_METATYPE(std::vector<std::string>)
 
 namespace {
@@ -14,7 +16,7 @@ namespace {
 const std::string longName =
     "printer at the far end of the corridor on the third floor of the north wing, room 3.118";
 
-// The page's own list beside a list that nobody did anything to, with the same rows.
+// The page's own list beside a list that nobody did anything to, with the same rows as they are shown.
 struct Lists
 {
     explicit Lists(const std::vector<std::string>& names)
@@ -24,8 +26,7 @@ struct Lists
         }
         page.refreshPrinterList();
         for (const std::string& name : names) {
-            plain.addItem(
-                new QListWidgetItem(QIcon(QStringLiteral(":/res/grey.png")), QString::fromStdString(name)));
+            plain.addItem(new QListWidgetItem(QIcon(QStringLiteral(":/res/grey.png")), shownLine(name)));
         }
         plain.setCurrentRow(0);
         page.show();
