@@ -16,6 +16,7 @@ private slots:
     void emptyRegistryLeavesTheListEmpty();
     void rowsCarryNameIconAndRole();
     void firstRowIsSelectedAndReported();
+    void aSelectedRowsLampHasItsOwnColours();
     void selectionIsKept();
     void newPrintersGoToTheEnd();
     void removedAndAddedAgainGoesToTheEnd();
@@ -115,6 +116,42 @@ void TestPrinterListPage::firstRowIsSelectedAndReported()
     QCOMPARE(listOf(page)->currentRow(), 0);
     QCOMPARE(selected.count(), 1);
     QCOMPARE(selected[0][0].toString(), QStringLiteral("A"));
+}
+
+void TestPrinterListPage::aSelectedRowsLampHasItsOwnColours()
+{
+    for (const char* file : {":/res/green.png", ":/res/grey.png"}) {
+        PrinterListPage page(nullptr);
+        QListWidget* list = listOf(page);
+        list->addItem(new QListWidgetItem(QIcon(QString::fromLatin1(file)), QString()));
+        page.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&page));
+        list->setCurrentRow(0);
+        const QRect box = list->visualItemRect(list->item(0));
+        const QImage shown = list->viewport()->grab(box).toImage();
+        QVERIFY(list->item(0)->isSelected());
+        // Opaque pixels of the lamp stand in the row as they are in the image.
+        QSet<QRgb> colours;
+        for (int y = 0; y < shown.height(); ++y) {
+            for (int x = 0; x < 40; ++x) {
+                colours.insert(shown.pixel(x, y) | 0xff000000u);
+            }
+        }
+        const int side = list->style()->pixelMetric(QStyle::PM_ListViewIconSize);
+        const QImage lamp = list->item(0)->icon().pixmap(side, side).toImage();
+        int opaque = 0;
+        int found = 0;
+        for (int y = 0; y < lamp.height(); ++y) {
+            for (int x = 0; x < lamp.width(); ++x) {
+                if (qAlpha(lamp.pixel(x, y)) == 255) {
+                    ++opaque;
+                    found += colours.contains(lamp.pixel(x, y)) ? 1 : 0;
+                }
+            }
+        }
+        QVERIFY(opaque > 20);
+        QCOMPARE(found, opaque);
+    }
 }
 
 void TestPrinterListPage::selectionIsKept()

@@ -2,6 +2,9 @@
 #include <QLabel>
 #include <QProgressBar>
 
+#include <algorithm>
+#include <cmath>
+
 #include "tests/ui/panel_support.h"
 #include "ui/toner_widget/toner_widget.h"
 
@@ -49,6 +52,54 @@ bool hasPixel(const QImage& image, QRgb colour)
     return false;
 }
 
+// The application's colours are a dark theme's while it lives.
+class DarkTheme
+{
+public:
+    DarkTheme() : m_before(QApplication::palette())
+    {
+        QPalette dark(QColor(0x35, 0x35, 0x35), QColor(0x2a, 0x2a, 0x2a));
+        dark.setColor(QPalette::Text, Qt::white);
+        dark.setColor(QPalette::WindowText, Qt::white);
+        QApplication::setPalette(dark);
+    }
+    ~DarkTheme() { QApplication::setPalette(m_before); }
+    DarkTheme(const DarkTheme&) = delete;
+    DarkTheme& operator=(const DarkTheme&) = delete;
+
+private:
+    const QPalette m_before;
+};
+
+// WCAG 2: 1 for the same colour, 21 for black and white; 4.5 is readable.
+double contrast(const QColor& one, const QColor& other)
+{
+    const auto luminance = [](const QColor& colour) {
+        const auto linear = [](double part) {
+            return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+               0.0722 * linear(colour.blueF());
+    };
+    const double a = luminance(one);
+    const double b = luminance(other);
+    return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
+}
+
+// What stands out most from the ground inside a bar: its text.
+QRgb farthestFrom(const QColor& ground, const QImage& bar)
+{
+    QRgb farthest = ground.rgb();
+    for (int y = bar.height() / 4; y < bar.height() * 3 / 4; ++y) {
+        for (int x = bar.width() / 4; x < bar.width() * 3 / 4; ++x) {
+            if (contrast(bar.pixel(x, y), ground) > contrast(farthest, ground)) {
+                farthest = bar.pixel(x, y);
+            }
+        }
+    }
+    return farthest;
+}
+
 } // namespace
 
 class TonerWidgetTest : public QObject
@@ -74,6 +125,8 @@ private slots:
     void pageCount();
     void clearedPageCountIsEmpty();
     void blackBarWritesInWhite();
+    void aDarkThemeLeavesTheTextReadable_data();
+    void aDarkThemeLeavesTheTextReadable();
 };
 
 void TonerWidgetTest::formIsBuiltInOrder()
@@ -334,6 +387,34 @@ void TonerWidgetTest::blackBarWritesInWhite()
     QVERIFY(QTest::qWaitForWindowExposed(&toner));
     QVERIFY(hasPixel(child<QWidget>(toner, "pbTonerBlack")->grab().toImage(), qRgb(255, 255, 255)));
     QVERIFY(!hasPixel(child<QWidget>(toner, "pbTonerCyan")->grab().toImage(), qRgb(255, 255, 255)));
+}
+
+void TonerWidgetTest::aDarkThemeLeavesTheTextReadable_data()
+{
+    QTest::addColumn<QString>("bar");
+    QTest::addColumn<QColor>("chunk");
+    QTest::newRow("cyan") << "pbTonerCyan" << QColor(0x00, 0xff, 0xff);
+    QTest::newRow("magenta") << "pbTonerMagenta" << QColor(0xe4, 0x00, 0x7f);
+    QTest::newRow("yellow") << "pbTonerYellow" << QColor(0xff, 0xff, 0x00);
+    QTest::newRow("red") << "pbTonerRed" << QColor(0xff, 0x00, 0x00);
+}
+
+void TonerWidgetTest::aDarkThemeLeavesTheTextReadable()
+{
+    QFETCH(QString, bar);
+    QFETCH(QColor, chunk);
+    const DarkTheme dark;
+    TonerWidget toner(nullptr);
+    toner.resize(400, 240);
+    toner.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&toner));
+    // Under the text is the chunk where the bar is full, and the sheets' grey where it is empty.
+    const QPair<int, QColor> grounds[] = {{100, chunk}, {0, QColor(0xc0, 0xc0, 0xc0)}};
+    for (const auto& [level, ground] : grounds) {
+        setToner(toner, bar, level, true);
+        const QRgb text = farthestFrom(ground, child<QWidget>(toner, qPrintable(bar))->grab().toImage());
+        QVERIFY2(contrast(text, ground) >= 4.5, qPrintable(QColor(text).name()));
+    }
 }
 
 QTEST_MAIN(TonerWidgetTest)

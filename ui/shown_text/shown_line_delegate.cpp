@@ -5,6 +5,12 @@
 
 #include "ui/shown_text/shown_text.h"
 
+namespace {
+
+constexpr int mostIcons = 16; // more than any list here has
+
+} // namespace
+
 ShownLineDelegate::ShownLineDelegate(QAbstractItemView* view)
     : QStyledItemDelegate(view), m_view(view), m_metrics(view->fontMetrics())
 {
@@ -32,6 +38,32 @@ QSize ShownLineDelegate::sizeHint(const QStyleOptionViewItem& option, const QMod
         m_sizes.clear(); // texts that no row shows any more
     }
     return *m_sizes.insert(text, QStyledItemDelegate::sizeHint(option, index));
+}
+
+void ShownLineDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const
+{
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (option->state.testFlag(QStyle::State_Selected) && !option->icon.isNull()) {
+        option->icon = untinted(option->icon);
+    }
+}
+
+QIcon ShownLineDelegate::untinted(const QIcon& icon) const
+{
+    const auto known = m_untinted.constFind(icon.cacheKey());
+    if (known != m_untinted.constEnd()) {
+        return *known;
+    }
+    QIcon same;
+    for (const QSize& size : icon.availableSizes()) {
+        const QPixmap pixmap = icon.pixmap(size);
+        same.addPixmap(pixmap, QIcon::Normal);
+        same.addPixmap(pixmap, QIcon::Selected);
+    }
+    if (m_untinted.size() >= mostIcons) {
+        m_untinted.clear();
+    }
+    return *m_untinted.insert(icon.cacheKey(), same);
 }
 
 bool ShownLineDelegate::eventFilter(QObject* watched, QEvent* event)

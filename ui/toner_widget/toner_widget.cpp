@@ -1,6 +1,7 @@
 #include "ui/toner_widget/toner_widget.h"
 
 #include <QLatin1String>
+#include <QPalette>
 #include <QProgressBar>
 
 #include "ui_toner_widget.h"
@@ -85,6 +86,10 @@ void TonerWidget::initBar(QProgressBar* bar, const QString& color, QChar letter,
     bar->setAccessibleName(spokenName);
     describe(bar, levelText(0, false));
     bar->setStyleSheet(styleSheetForColor(color));
+    // The style sheets say what is behind the text, not its colour: a dark theme's would be white on yellow.
+    QPalette readable;
+    readable.setColor(QPalette::Text, Qt::black);
+    bar->setPalette(readable);
     bar->setMaximum(100);
     bar->setValue(100);
     bar->setFormat(caption(letter));
