@@ -13,7 +13,7 @@ _tarn_status() {
     -F | --format)
         mapfile -t COMPREPLY < <(compgen -W 'table brief json csv prometheus nagios' -- "$word")
         return ;;
-    -l | --list | --save)
+    -l | --list | --save | --plot)
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         return ;;
@@ -23,7 +23,7 @@ _tarn_status() {
             mapfile -t COMPREPLY < <(compgen -f -- "$word")
             return
         fi ;;
-    -f | --find | -t | --timeout | --community | --port | --user)
+    -f | --find | -t | --timeout | --community | --port | --user | --keep | --since)
         return ;;
     -e | --explain)
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")
@@ -38,7 +38,8 @@ _tarn_status() {
     esac
     if [[ $word == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W '--list --find --save --usb --cups --format --json --watch --timeout --warning
-            --critical --explain --community --port --snmp --user --check-config --help --version' -- "$word")
+            --critical --explain --community --port --snmp --user --record --keep --history --since --plot
+            --forecast --check-config --help --version' -- "$word")
     else
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")
     fi

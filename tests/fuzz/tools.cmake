@@ -6,3 +6,4 @@ kel_add_fuzz(fuzz_announcement SOURCES announcement_fuzz.cpp LIBS tarn_status_co
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/announcement)
 kel_add_fuzz(fuzz_discovery SOURCES discovery_fuzz.cpp LIBS tarn_status_core tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/discovery)
+kel_add_fuzz(fuzz_history_row SOURCES history_row_fuzz.cpp LIBS tarn_status_core CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/history_row)

@@ -43,7 +43,7 @@ class Bash(unittest.TestCase):
 
     def test_offers_every_option_and_no_other(self):
         self.assertEqual(set(self.complete("--")), OPTIONS)
-        self.assertEqual(self.complete("--fo"), ["--format"])
+        self.assertEqual(self.complete("--form"), ["--format"])
 
     def test_offers_the_formats(self):
         self.assertEqual(self.complete("--format", ""), FORMATS)
@@ -54,7 +54,8 @@ class Bash(unittest.TestCase):
     def test_offers_files_where_one_is_wanted(self):
         with tempfile.TemporaryDirectory() as directory:
             (pathlib.Path(directory) / "printers.json").touch()
-            for words in (["--list", "pri"], ["-l", ""], ["--list", "=", "pri"], ["--check-config", "=", "pri"]):
+            for words in (["--list", "pri"], ["-l", ""], ["--list", "=", "pri"], ["--check-config", "=", "pri"],
+                          ["--plot", "pri"]):
                 self.assertEqual(self.complete(*words, directory=directory), ["printers.json"], words)
             self.assertEqual(self.complete("--timeout", "pri", directory=directory), [])
             self.assertNotIn("printers.json", self.complete("--json", "pri", directory=directory))

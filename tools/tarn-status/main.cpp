@@ -6,6 +6,7 @@
 #include "tools/common/standard_output.h"
 #include "tools/tarn-status/config/check_config.h"
 #include "tools/tarn-status/explain/explain.h"
+#include "tools/tarn-status/history/history_command.h"
 #include "tools/tarn-status/options.h"
 #include "tools/tarn-status/printer_access.h"
 #include "tools/tarn-status/session.h"
@@ -30,7 +31,10 @@ int run(const Options& options)
     case Options::Action::Show:
         break;
     }
-    return show(options);
+    if (options.history.isLookingBack()) {
+        return lookBack(options);
+    }
+    return options.history.record ? record(options) : show(options);
 }
 
 int fail(const char* complaint, int status)

@@ -21,6 +21,8 @@ constexpr char kUsage[] = R"(Usage: tarn-status [OPTION]... ADDRESS...
        tarn-status [OPTION]... --find[=NETWORK/24] [--save FILE]
        tarn-status [OPTION]... --usb | --cups
        tarn-status [OPTION]... --explain ADDRESS
+       tarn-status --record [OPTION]... ADDRESS... | --list FILE | ...
+       tarn-status --history PRINTER [OPTION]... | --forecast
        tarn-status --check-config[=FILE]
 Show what printers say of themselves: state, alerts, supplies, trays, page counter.
 ADDRESS is an IPv4 address or the name of a host.
@@ -195,7 +197,8 @@ std::vector<Option> otherOptions(Options& o)
 OptionTable tableFor(Options& options)
 {
     std::vector<Option> rows = printerOptions(options);
-    for (const auto& group : {outputOptions(options), explainOptions(options), otherOptions(options)}) {
+    for (const auto& group : {outputOptions(options), explainOptions(options),
+                              historyOptions(options.history), otherOptions(options)}) {
         rows.insert(rows.end(), group.begin(), group.end());
     }
     return OptionTable(std::move(rows));
@@ -222,7 +225,7 @@ void checkExplain(const Options& options)
 {
     const bool isElse = !options.addresses.empty() || !options.listFile.empty() || options.find ||
                         !options.saveFile.empty() || options.usb || options.cups || options.watch ||
-                        !options.format->isForPeople;
+                        options.history.isUsed() || !options.format->isForPeople;
     if (isElse) {
         throw UsageError("--explain takes one address, and no other printers, formats or --watch");
     }
@@ -230,6 +233,18 @@ void checkExplain(const Options& options)
         throw UsageError("--user is for version 3");
     }
     checkAddresses({options.explain.address});
+}
+
+// Of the past there is a table and a list.
+void checkLookingBack(const Options& options, bool hasPrinters)
+{
+    const std::string format = options.format->name;
+    if (hasPrinters || options.watch) {
+        throw UsageError("--history and --forecast ask no printers");
+    }
+    if (format != "table" && format != "csv") {
+        throw UsageError("--history and --forecast have the formats table and csv");
+    }
 }
 
 void check(const Options& options)
@@ -244,7 +259,13 @@ void check(const Options& options)
     }
     const int ways =
         (options.addresses.empty() ? 0 : 1) + (options.listFile.empty() ? 0 : 1) + (options.find ? 1 : 0);
-    if (ways == 0 && !options.usb && !options.cups) {
+    const bool hasPrinters = ways != 0 || options.usb || options.cups;
+    checkHistoryOptions(options.history);
+    if (options.history.isLookingBack()) {
+        checkLookingBack(options, hasPrinters);
+        return;
+    }
+    if (!hasPrinters) {
         throw UsageError("no printer named");
     }
     if (ways > 1) {
@@ -255,6 +276,9 @@ void check(const Options& options)
     }
     if (options.watch && !options.format->isForWatching) {
         throw UsageError(std::string("--watch and --format ") + options.format->name + " exclude each other");
+    }
+    if (options.history.record && (options.watch || !options.saveFile.empty())) {
+        throw UsageError("--record excludes --watch and --save");
     }
     checkAddresses(options.addresses);
 }

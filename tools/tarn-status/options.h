@@ -7,6 +7,7 @@
 #include "tools/common/option_table.h"
 #include "tools/tarn-status/explain/explain.h"
 #include "tools/tarn-status/formats/format.h"
+#include "tools/tarn-status/history/history_options.h"
 #include "tools/tarn-status/thresholds.h"
 
 namespace tarnstatus {
@@ -39,6 +40,7 @@ struct Options
     std::chrono::milliseconds timeout{6000};
     Thresholds warning;
     Thresholds critical;
+    HistoryOptions history;
 };
 
 // Throws tools::UsageError.

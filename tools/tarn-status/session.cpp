@@ -128,6 +128,16 @@ Look lookOf(std::vector<Reading> readings)
 
 } // namespace
 
+Look lookOnce(const Options& options)
+{
+    catchSignals();
+    PrinterAccess access({options.usb, options.cups});
+    access.setPrinters(printersToShow(access, options));
+    std::vector<Reading> readings = readWhenAnswered(access, options.timeout);
+    tellWhatIsMissing(readings, options);
+    return lookOf(std::move(readings));
+}
+
 int show(const Options& options)
 {
     catchSignals();

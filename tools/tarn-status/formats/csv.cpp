@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tools/tarn-status/csv_field.h"
 #include "tools/tarn-status/formats/format.h"
 #include "tools/tarn-status/judgement.h"
 #include "tools/tarn-status/rfc3339.h"
@@ -15,18 +16,6 @@ namespace {
 constexpr char kHeader[] =
     "time,name,ip,state,online,age,source,model,serial,location,pages,black,cyan,magenta,"
     "yellow,red,less_paper,lack_paper,less_toner,lack_toner,alerts\n";
-
-std::string field(const std::string& text)
-{
-    if (text.find_first_of(",\"") == std::string::npos) {
-        return text;
-    }
-    std::string quoted = "\"";
-    for (const char c : text) {
-        quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    }
-    return quoted + '"';
-}
 
 std::string ageField(std::int64_t ageMs)
 {
@@ -81,7 +70,7 @@ private:
               std::string(reading.online ? "1" : "0"), ageField(reading.ageMs), reading.source, reading.model,
               reading.serial, reading.detail.get("location", "").asString(),
               reading.pages < 0 ? std::string() : std::to_string(reading.pages)}) {
-            out += ',' + field(printable(text));
+            out += ',' + csvField(printable(text));
         }
         for (const char* colour : {"black", "cyan", "magenta", "yellow", "red"}) {
             out += ',' + tonerField(reading, colour);
@@ -89,7 +78,7 @@ private:
         for (const char* flag : {"lessPaper", "lackPaper", "lessToner", "lackToner"}) {
             out += std::string(",") + (reading.ageMs < 0 ? "" : reading.info[flag] == "1" ? "1" : "0");
         }
-        return out + ',' + field(alertCodes(reading)) + '\n';
+        return out + ',' + csvField(alertCodes(reading)) + '\n';
     }
 
     bool m_hasHeader = false;
