@@ -160,7 +160,8 @@ class Ipp(unittest.TestCase):
         return subprocess.run([str(BUILD / "bin" / "tarn-status"), "--json", *arguments], stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, text=True, stdin=subprocess.DEVNULL, timeout=120,
                               env=dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"),
-                                       XDG_CACHE_HOME=str(self.directory / "cache"), **environment))
+                                       XDG_CACHE_HOME=str(self.directory / "cache"),
+                                       DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.directory}/no-bus", **environment))
 
     @unittest.skipUnless(pathlib.Path(Scheduler.PROGRAM).exists(), "no cupsd here")
     def test_queues_of_cups(self):

@@ -44,7 +44,8 @@ class Case(unittest.TestCase):
         cls.directory = pathlib.Path(cls._directory.name)
         cls.simulator = Simulator(PORT, "--web-port=0", f"{DATA}/colour.json@{GOOD}", f"{DATA}/toner-low.json@{LOW}")
         cls.environment = {name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS") or name == "PATH"}
-        cls.environment.update(HOME=cls._directory.name, TARN_CONFIG=str(cls.directory / "tarn.json"), LANG="C.UTF-8")
+        cls.environment.update(HOME=cls._directory.name, TARN_CONFIG=str(cls.directory / "tarn.json"), LANG="C.UTF-8",
+                               DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={cls.directory}/no-bus")  # not this machine's printers
         (cls.directory / "tarn.json").write_text(json.dumps({"default": {"port": PORT, "ipp": "off"}}))
         printers = [{"printerName": "office", "ip": GOOD}, {"printerName": 'hall "2", left', "ip": LOW}]
         (cls.directory / "printers.json").write_text(json.dumps(printers))
@@ -60,6 +61,46 @@ class Case(unittest.TestCase):
         done = subprocess.run([PROGRAM, *arguments], env={**self.environment, **environment}, stdin=subprocess.DEVNULL,
                               stdout=stdout, stderr=subprocess.PIPE, cwd=self.directory, timeout=60, text=True)
         return done.returncode, done.stdout, done.stderr
+
+
+class ListBefore(Case):
+    """What README says of a list that was lost."""
+
+    def setUp(self):
+        self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix="kel-home-")))
+        self.lists = self.home / ".local" / "share" / "Morvik" / "kel"
+        self.lists.mkdir(parents=True)
+        self.list = self.lists / "printers.json"
+        self.previous = self.lists / "printers.json.previous"
+        self.list.write_text("null\n")  # as the program writes a list without printers
+        self.previous.write_text((self.directory / "printers.json").read_text())
+
+    def named(self, path):
+        status, said, complaint = self.run_tool("--json", "--list", str(path))
+        return status, [printer["name"] for printer in json.loads(said)["printers"]], complaint
+
+    def test_is_shown_and_named_where_the_list_is_empty(self):
+        self.assertEqual(self.named(self.previous)[1], ["office", 'hall "2", left'])
+        status, names, complaint = self.named(self.list)
+        self.assertEqual((status, names), (2, []))
+        self.assertEqual(complaint, f"tarn-status: no printers in {self.list}; the list before it, with 2, is {self.previous}\n")
+
+    def test_is_not_named_where_it_has_nothing_or_is_none(self):
+        for text in ("[]", "null\n", "{", None):
+            self.previous.write_text(text) if text is not None else self.previous.unlink()
+            self.assertEqual(self.named(self.list)[2], f"tarn-status: no printers in {self.list}\n", text)
+
+    def test_comes_back_by_the_command_of_the_readme(self):
+        commands = re.findall(r"^    (.*printers\.json\.previous.*)$", (ROOT / "README.md").read_text(), re.M)
+        self.assertEqual(len(commands), 2, commands)
+        show, restore = commands
+        self.assertTrue(show.startswith("build/run/bin/tarn-status "), show)
+        environment = {**self.environment, "HOME": str(self.home)}
+        shown = subprocess.run(["bash", "-c", show.replace("build/run/bin/tarn-status", PROGRAM)], env=environment,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=60)
+        self.assertEqual((shown.stdout.count("office"), shown.stderr), (1, ""))
+        subprocess.run(["bash", "-c", restore], env=environment, check=True)
+        self.assertEqual(self.named(self.list)[1], ["office", 'hall "2", left'])
 
 
 class CommandLine(Case):
@@ -113,7 +154,8 @@ class CommandLine(Case):
         empty = str(self.directory / "nothing")
         for arguments, complaint in (
                 (["--list", "empty.json"], "no printers in empty.json"),
-                (["--find", f"{address('72.0')}/30", "--timeout=0.3"], f"no printer found in {address('72.0')}/30"),
+                (["--find", f"{address('72.0')}/30", "--timeout=0.3"], "not listening to DNS-SD: Avahi: Daemon not running\n"
+                 f"tarn-status: no printer found in {address('72.0')}/30"),
                 (["--usb"], "no USB printer found")):
             status, said, told = self.run_tool(*arguments, TARN_IPP_USB_DIR=empty)
             self.assertEqual((status, said, told), (2, "", f"tarn-status: {complaint}\n"))

@@ -67,7 +67,7 @@ std::vector<NamedPrinter> findPrinters(PrinterAccess& access, const Options& opt
     access.useIpp(false); // connects to nobody of whom nothing is known
     const std::vector<NamedPrinter> scanned = scan(access, options, dnsSd);
     listenToTheEnd(dnsSd, options.timeout);
-    access.useIpp(true);
+    access.useIpp(!dnsSd.printers().empty()); // that is what these announce
     std::vector<NamedPrinter> found;
     for (const Announcement& announced : dnsSd.printers()) {
         found.push_back(named(announced));
