@@ -165,7 +165,7 @@ class SecondStart(unittest.TestCase):
         return kel
 
     def show_notifications(self):
-        host = self.stack.enter_context(running([str(ROOT / "tests/support/notification_host.py")],
+        host = self.stack.enter_context(running(["/usr/bin/python3", str(ROOT / "tests/support/notification_host.py")],
                                                 DBUS_SESSION_BUS_ADDRESS=self.bus))
         self.assertEqual(host.stdout.readline(), "ready\n")
         return host

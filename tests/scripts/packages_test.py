@@ -29,7 +29,7 @@ PATTERNS = {
     "file": ["{}"],
     "typelib": ["/usr/lib/*/girepository-1.0/{}.typelib", "/usr/lib/girepository-1.0/{}.typelib"],
     "library": ["/lib/*/{}", "/usr/lib/*/{}"],
-    "platform": ["/usr/lib/*/qt5/plugins/platforms/libq{}.so"],
+    "platform": [f"/usr/lib/*/qt5/plugins/platforms/libq{{}}{kind}.so" for kind in ("", "-generic")],
     "backend": ["/usr/lib/cups/backend-available/{}", "/usr/lib/cups/backend/{}"],
 }
 # (file, find): why it need not come with a package of the list.
@@ -42,7 +42,7 @@ EXCEPTIONS = {
 # What scripts/setup is asked for by whoever runs them; everything else belongs to the tests.
 PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh": "demo", "scripts/setup": "demo",
             "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh",
-            "scripts/package": "package", "scripts/try-packages": "packages"}
+            "scripts/package": "package", "scripts/pictures": "pictures", "scripts/try-packages": "packages"}
 BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree")
 BENCH = ("scripts/bench",)  # measures on a prepared machine; says itself what it misses
 

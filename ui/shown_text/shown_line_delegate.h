@@ -16,8 +16,8 @@ class QAbstractItemView;
 //  (2) A row has the size that QStyledItemDelegate gives it. Rows differ in their text alone: their icons,
 //  where they
 //      have any, are of one size, none brings a font or a size of its own, and lines do not wrap.
-//  (3) A selected row's icon is drawn as it is, not mixed with the selection's colour; the item keeps its
-//  own. (4) No more sizes are remembered than twice the number of rows.
+//  (3) A selected row's icon is drawn as it is, not mixed with the selection's colour.
+//  (4) No more sizes are remembered than twice the number of rows.
 // Threading: GUI thread only.
 // Ownership: the view's child.
 class ShownLineDelegate final : public QStyledItemDelegate
