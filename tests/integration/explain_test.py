@@ -165,6 +165,21 @@ class Snmp(Case):
         self.assertIn("no route", said.causes()[0])
         self.assertIn("ip route get 10.9.9.9", said.deeds()[0])
 
+    def test_nobody_has_the_address(self):
+        alone = ("ip link add lan type veth peer name other && ip address add 10.9.9.1/24 dev lan && ip link set lan up && "
+                 'ip link set other up && ip link set lo up && exec "$@"')
+        said = self.explain("--explain", "10.9.9.2",
+                            before=["unshare", "--user", "--map-root-user", "--net", "sh", "-c", alone, "sh"])
+        self.assertEqual((said.status, said.came("route"), said.came("SNMP 2c")), (2, "from 10.9.9.1", "no such host"))
+        self.assertNotIn("SNMP 1", said.rows)
+        self.assertIn("nobody in its network has this address", said.causes()[0])
+
+    def test_addresses_that_no_printer_has(self):
+        for where in ("255.255.255.255", "0.0.0.0", "224.0.0.251", "127.255.255.255"):
+            said = self.explain("--explain", where)
+            self.assertEqual((said.status, said.came("route"), list(said.rows)), (2, "not one host's address", ["route", "USB"]))
+            self.assertIn("not that of one host", said.causes()[0])
+
     def test_silence_of_a_host_has_two_causes(self):
         said = self.explain(SHORT, "--explain", self.deaf_host(4))
         self.assertEqual(said.status, 2)

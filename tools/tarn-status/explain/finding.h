@@ -24,9 +24,10 @@ enum class Came
 {
     Found, // the address of the name; the address that packets leave from
     UnknownName,
-    NoNetwork, // no route from here
-    NoHost,    // a router, or this machine's own look for it, says that nobody has the address
-    Forbidden, // this machine's own filter refuses
+    NoNetwork,  // no route from here
+    NoHost,     // a router, or this machine's own look for it, says that nobody has the address
+    Forbidden,  // this machine's own filter refuses
+    NotOneHost, // the address is a network's, or of another kind
     NoSocket,
 
     Printer,

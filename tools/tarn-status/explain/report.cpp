@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kWayColumns = 8;
 constexpr std::size_t kSentColumns = 36;
-constexpr std::size_t kCameColumns = 27;
+constexpr std::size_t kCameColumns = 26;
 
 std::string shown(const std::string& text)
 {
@@ -88,6 +88,7 @@ const std::map<Came, std::pair<const char*, const char*>> kCame = {
     {Came::NoNetwork, {"no route", "没有路由"}},
     {Came::NoHost, {"no such host", "没有该主机"}},
     {Came::Forbidden, {"refused by this machine", "被本机拒绝"}},
+    {Came::NotOneHost, {"not one host's address", "不是单个主机的地址"}},
     {Came::NoSocket, {"could not be asked", "无法询问"}},
     {Came::NotPrinter, {"no printer: ", "不是打印机："}},
     {Came::Garbage, {"not SNMP", "不是 SNMP"}},

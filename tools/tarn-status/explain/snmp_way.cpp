@@ -28,6 +28,12 @@ bool isAnswer(Came came)
     return came == Came::Printer || came == Came::NotPrinter;
 }
 
+// Another version may yet be answered.
+bool leavesOpen(Came came)
+{
+    return came == Came::Silent || came == Came::Garbage;
+}
+
 std::chrono::milliseconds since(SteadyClock::time_point begin)
 {
     return std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - begin);
@@ -130,13 +136,16 @@ void askSnmp(const Questions& questions, const Tell& tell)
     CommunityWay second(questions, isV1First ? Version::V2c : Version::V1);
     const Finding inFirst = first.ask();
     tell(inFirst);
-    if (inFirst.came != Came::Silent && inFirst.came != Came::Garbage) {
+    if (!leavesOpen(inFirst.came)) {
         return;
     }
     const Finding inSecond = second.ask();
     tell(inSecond);
     if (isAnswer(inSecond.came)) {
         tell(first.ask()); // it may have slept before, rather than not know that version
+        return;
+    }
+    if (!leavesOpen(inSecond.came)) {
         return;
     }
     tell(discover(questions));

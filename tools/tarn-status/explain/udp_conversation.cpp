@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "tarn/src/engine/endpoint.h"
+
 namespace tarnstatus {
 
 namespace {
@@ -24,8 +26,9 @@ Came cameOf(int error)
     case EHOSTDOWN:
         return Came::NoHost;
     case EPERM:
-    case EACCES:
         return Came::Forbidden;
+    case EACCES: // a broadcast address, which is asked for extra
+        return Came::NotOneHost;
     case ENETUNREACH:
     case ENETDOWN:
     case EADDRNOTAVAIL:
@@ -44,6 +47,13 @@ UdpConversation::UdpConversation(std::uint32_t address, std::uint16_t port)
     if (m_socket < 0) {
         return;
     }
+    if (!tarn::engine::isUnicast(address)) {
+        m_state = Came::NotOneHost;
+        return;
+    }
+    // That nobody has an address is told to those alone who want to know all.
+    const int all = 1;
+    ::setsockopt(m_socket, IPPROTO_IP, IP_RECVERR, &all, sizeof all);
     sockaddr_in peer{};
     peer.sin_family = AF_INET;
     peer.sin_addr.s_addr = htonl(address);
@@ -111,10 +121,20 @@ Came UdpConversation::receive(std::string& datagram, SteadyClock::time_point unt
     datagram.resize(kLargestDatagram);
     const ssize_t size = ::recv(m_socket, datagram.data(), datagram.size(), 0);
     if (size < 0) {
-        return errno == EAGAIN || errno == EINTR ? Came::Silent : cameOf(errno);
+        const int error = errno;
+        dropErrors();
+        return error == EAGAIN || error == EINTR ? Came::Silent : cameOf(error);
     }
     datagram.resize(static_cast<std::size_t>(size));
     return Came::Found;
+}
+
+// What is left of an error would end every wait at once.
+void UdpConversation::dropErrors() const
+{
+    char octet = 0;
+    while (::recv(m_socket, &octet, sizeof octet, MSG_ERRQUEUE | MSG_DONTWAIT) >= 0) {
+    }
 }
 
 } // namespace tarnstatus

@@ -37,6 +37,7 @@ public:
 private:
     // Waits for one datagram. Came::Silent: none until then.
     Came receive(std::string& datagram, SteadyClock::time_point until) const;
+    void dropErrors() const;
 
     int m_socket = -1;
     Came m_state = Came::NoSocket;

@@ -50,7 +50,8 @@ std::optional<Cause> causeBefore(const Findings& findings)
     }
     for (const auto& [came, cause] :
          {std::pair{Came::NoNetwork, Cause::NoNetwork}, std::pair{Came::NoHost, Cause::NoHost},
-          std::pair{Came::Forbidden, Cause::Forbidden}, std::pair{Came::NoSocket, Cause::NoSocket}}) {
+          std::pair{Came::Forbidden, Cause::Forbidden}, std::pair{Came::NotOneHost, Cause::NotOneHost},
+          std::pair{Came::NoSocket, Cause::NoSocket}}) {
         if (findings.any(Way::Route, {came}) || findings.anySnmp({came})) {
             return cause;
         }

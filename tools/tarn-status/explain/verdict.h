@@ -18,6 +18,7 @@ enum class Cause
     NoNetwork,
     NoHost,
     Forbidden,
+    NotOneHost,
     NoSocket,
     Version1Alone,
     Version2cAlone,
