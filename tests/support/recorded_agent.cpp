@@ -88,6 +88,33 @@ std::size_t sizeOf(const Pdu& pdu)
     return encodeMessage(message).size();
 }
 
+std::size_t sizeOfElement(std::size_t content)
+{
+    return content + (content < 128 ? 2 : content < 256 ? 3 : content < 65536 ? 4 : 5);
+}
+
+// Of an answer whose bindings have so many octets: the list; request id (4 octets at most), two numbers and
+// the list; version, community and that.
+std::size_t sizeWith(std::size_t bindings)
+{
+    return sizeOfElement(3 + 8 + sizeOfElement(3 + 3 + 3 + sizeOfElement(bindings)));
+}
+
+std::size_t sizeOfBinding(const Varbind& binding)
+{
+    Pdu pdu;
+    pdu.type = PduType::Response;
+    pdu.varbinds.push_back(binding);
+    const std::size_t one = sizeOf(pdu);
+    const std::size_t none = sizeWith(0);
+    // Each of the three elements around the bindings has a longer head as they grow.
+    for (std::size_t size = one - none > 12 ? one - none - 12 : 0;; ++size) {
+        if (sizeWith(size) >= one) {
+            return size;
+        }
+    }
+}
+
 } // namespace
 
 RecordedAgent RecordedAgent::fromRecording(std::string_view text)
@@ -207,16 +234,23 @@ Pdu RecordedAgent::bulk(const Pdu& request) const
     response.type = PduType::Response;
     const auto nonRepeaters =
         std::min(request.varbinds.size(), static_cast<std::size_t>(std::max(request.errorStatus, 0)));
-    std::vector<Varbind> cursors = request.varbinds;
-    const auto push = [&](Varbind& cursor) {
+    std::vector<Oid> cursors;
+    for (const Varbind& asked : request.varbinds) {
+        cursors.push_back(asked.name);
+    }
+    std::size_t bindings = 0; // octets
+    bool anythingLeft = true;
+    const auto push = [&](Oid& cursor) {
         Varbind found;
-        next(cursor.name, found);
-        response.varbinds.push_back(found);
-        cursor = found;
-        if (cutAtOctets != 0 && sizeOf(response) > cutAtOctets) {
-            response.varbinds.pop_back();
-            return false;
+        anythingLeft = next(cursor, found) || anythingLeft;
+        if (cutAtOctets != 0) {
+            bindings += sizeOfBinding(found);
+            if (sizeWith(bindings) > cutAtOctets) {
+                return false;
+            }
         }
+        cursor = found.name;
+        response.varbinds.push_back(std::move(found));
         return true;
     };
     for (std::size_t i = 0; i < nonRepeaters; ++i) {
@@ -224,7 +258,9 @@ Pdu RecordedAgent::bulk(const Pdu& request) const
             return response;
         }
     }
-    for (int repetition = 0; repetition < request.errorIndex; ++repetition) {
+    // RFC 3416 4.2.3: an agent may stop where a whole repetition was beyond the end.
+    for (int repetition = 0; repetition < request.errorIndex && anythingLeft; ++repetition) {
+        anythingLeft = false;
         for (std::size_t i = nonRepeaters; i < cursors.size(); ++i) {
             if (!push(cursors[i])) {
                 return response;
