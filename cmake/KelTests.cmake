@@ -50,7 +50,7 @@ function(_kel_test_common name)
     if(NOT T_TIMEOUT)
         set(T_TIMEOUT 120)
     endif()
-    if(KEL_SANITIZE) # several times slower, more than that in a thread sanitizer's
+    if(KEL_SANITIZE OR CMAKE_CROSSCOMPILING) # a sanitizer or an emulator: several times slower
         math(EXPR T_TIMEOUT "${T_TIMEOUT} * 10")
     endif()
     set_tests_properties(${name} PROPERTIES LABELS "${T_LABELS}" TIMEOUT ${T_TIMEOUT})

@@ -3,6 +3,7 @@
 #include <boost/filesystem.hpp>
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -54,7 +55,7 @@ extern "C" int ftruncate(int descriptor, off_t length) noexcept
 extern "C" int unlink(const char* path) noexcept
 {
     note("unlink", path);
-    return static_cast<int>(::syscall(SYS_unlink, path));
+    return static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, 0));
 }
 
 namespace {
