@@ -25,6 +25,9 @@ _tarn_status() {
         fi ;;
     -f | --find | -t | --timeout | --community | --port | --user | --keep | --since)
         return ;;
+    --on-change)
+        mapfile -t COMPREPLY < <(compgen -c -- "$word")
+        return ;;
     -e | --explain)
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")
         return ;;
@@ -37,8 +40,8 @@ _tarn_status() {
         return ;;
     esac
     if [[ $word == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '--list --find --save --usb --cups --format --json --watch --timeout --warning
-            --critical --explain --community --port --snmp --user --record --keep --history --since --plot
+        mapfile -t COMPREPLY < <(compgen -W '--list --find --save --usb --cups --format --json --watch --on-change --timeout
+            --warning --critical --explain --community --port --snmp --user --record --keep --history --since --plot
             --forecast --check-config --help --version' -- "$word")
     else
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")

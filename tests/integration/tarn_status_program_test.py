@@ -339,7 +339,7 @@ class Manual(Case):
         self.assertEqual({option for entry in entries for option in re.findall(r"--[a-z][a-z-]+", entry)}, in_help)
 
     def test_examples_of_the_formats_run(self):
-        section = MANUAL[MANUAL.index(".SH FORMATS"):MANUAL.index(".SH HISTORY")].replace("\\-", "-")
+        section = MANUAL[MANUAL.index(".SH FORMATS"):MANUAL.index(".SH CHANGES")].replace("\\-", "-")
         shown = dict(re.findall(r"^\.SS (\w+)\n.*?^\$ (tarn-status .*?)$", section, re.M | re.S))
         formats = re.search(r"not one of (.*)\n?", self.run_tool("--format", "?", GOOD)[2]).group(1).split(";")[0].split(", ")
         self.assertEqual(list(shown), formats)

@@ -65,6 +65,9 @@ class Bash(unittest.TestCase):
         self.assertEqual(self.complete("--snmp", "=", "2"), ["2c"])
         self.assertEqual(self.complete("--community", ""), [], "nothing to choose from, and no host")
 
+    def test_offers_programs_for_changes(self):
+        self.assertIn("mkdir", self.complete("--on-change", "mkd"))
+
     def test_offers_thresholds(self):
         self.assertIn("toner=", self.complete("--warning", "t"))
         self.assertIn("state=offline", self.complete("-C", "state"))

@@ -1,7 +1,10 @@
 #include "tools/tarn-status/options.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <cstdlib>
+#include <sstream>
 
 #include "tools/tarn-status/addresses.h"
 
@@ -75,6 +78,21 @@ bool isNoOption(const std::string& text)
     return text.empty() || text.front() != '-';
 }
 
+// Looked for as a shell does.
+std::string programOf(const std::string& name)
+{
+    const char* const path = std::getenv("PATH");
+    std::istringstream directories(name.find('/') == std::string::npos && path != nullptr ? path : "");
+    std::string file = name;
+    for (std::string directory; ::access(file.c_str(), X_OK) != 0 || file.find('/') == std::string::npos;) {
+        if (name.empty() || !std::getline(directories, directory, ':')) {
+            throw UsageError("no program that can be run");
+        }
+        file = directory + "/" + name;
+    }
+    return file;
+}
+
 void takeNetwork(const std::string& argument, Options& options)
 {
     options.find = true;
@@ -146,6 +164,10 @@ std::vector<Option> outputOptions(Options& o)
         {'w', "watch", Kind::Optional, "SECONDS",
          "again and again, every 2 seconds by default, until interrupted",
          [&o](const std::string& value) { takeInterval(value, o); }, isNumber},
+        {0, "on-change", Kind::Needed, "COMMAND",
+         "with --watch: run a program where a printer goes offline, is back, has\nlittle toner left or no "
+         "paper",
+         [&o](const std::string& value) { o.changeCommand = programOf(value); }},
         {'t', "timeout", Kind::Needed, "SECONDS",
          "how long to wait for printers that do not answer (default 6)",
          [&o](const std::string& value) { o.timeout = secondsOf(value); }},
@@ -276,6 +298,9 @@ void check(const Options& options)
     }
     if (options.watch && !options.format->isForWatching) {
         throw UsageError(std::string("--watch and --format ") + options.format->name + " exclude each other");
+    }
+    if (!options.changeCommand.empty() && !options.watch) {
+        throw UsageError("--on-change goes with --watch");
     }
     if (options.history.record && (options.watch || !options.saveFile.empty())) {
         throw UsageError("--record excludes --watch and --save");

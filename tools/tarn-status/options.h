@@ -36,6 +36,7 @@ struct Options
     bool cups = false;
     const FormatKind* format = nullptr; // never null after parsing
     bool watch = false;
+    std::string changeCommand; // of --on-change, with its path
     std::chrono::milliseconds interval{2000};
     std::chrono::milliseconds timeout{6000};
     Thresholds warning;

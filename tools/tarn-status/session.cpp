@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 
 #include "tools/common/file_error.h"
 #include "tools/common/standard_output.h"
 #include "tools/tarn-status/addresses.h"
+#include "tools/tarn-status/changes/change_watch.h"
 #include "tools/tarn-status/find/find_printers.h"
 #include "tools/tarn-status/find/save_found.h"
 #include "tools/tarn-status/options.h"
@@ -150,9 +152,13 @@ int show(const Options& options)
     if (!options.saveFile.empty() && !isInterrupted()) {
         saveFound(readings, options.saveFile);
     }
+    std::optional<ChangeWatch> changes;
+    if (!options.changeCommand.empty()) {
+        changes.emplace(options.changeCommand, readings);
+    }
     for (auto next = SteadyClock::now(); options.watch && !isInterrupted();) {
         next = std::max(next + options.interval, SteadyClock::now());
-        const bool wasResized = sleepUntil(next);
+        const bool wasResized = changes ? changes->sleepUntil(next, access) : sleepUntil(next);
         if (!isInterrupted()) {
             next = wasResized ? SteadyClock::now() : next;
             printout.print(lookOf(access.readAll()));

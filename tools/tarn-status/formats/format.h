@@ -56,6 +56,10 @@ std::string formatNames(const char* separator);
 // A line for each, for the help.
 const char* formatHelp();
 
+// What --on-change tells of one printer: a JSON document in one line.
+std::string eventDocument(const char* event, std::chrono::system_clock::time_point time,
+                          const Reading& reading);
+
 std::unique_ptr<Format> makeTable(const FormatSettings& settings);
 std::unique_ptr<Format> makeBrief(const FormatSettings& settings);
 std::unique_ptr<Format> makeJson(const FormatSettings& settings);

@@ -65,6 +65,22 @@ private:
 
 } // namespace
 
+std::string eventDocument(const char* event, std::chrono::system_clock::time_point time,
+                          const Reading& reading)
+{
+    Json::Value out(Json::objectValue);
+    out["schema"] = kSchema;
+    out["time"] = rfc3339(time);
+    out["event"] = event;
+    out["printer"] = printerReport(reading);
+    Json::StreamWriterBuilder writer;
+    writer["emitUTF8"] = true;
+    writer["indentation"] = "";
+    writer["precision"] = 1;
+    writer["precisionType"] = "decimal";
+    return escapedInJson(Json::writeString(writer, out)) + "\n";
+}
+
 std::unique_ptr<Format> makeJson(const FormatSettings& settings)
 {
     return std::make_unique<JsonDocument>(settings);
