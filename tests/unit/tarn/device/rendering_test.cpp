@@ -226,7 +226,17 @@ TEST(DetailDocument, KeepsUnknownAndZeroApart)
     DeviceStatus status;
     status.supplies = {toner(SupplyColor::Black, LevelKind::Percent, 0),
                        toner(SupplyColor::Cyan, LevelKind::Unknown)};
+    Tray empty;
+    empty.level = 0;
+    empty.capacity = 0;
+    status.trays = {empty, Tray()};
+    status.totalPages = 0;
     const Json::Value root = parsed(detailDocument(status));
+    EXPECT_TRUE(root["trays"][0]["level"].isIntegral());
+    EXPECT_TRUE(root["trays"][0]["capacity"].isIntegral());
+    EXPECT_TRUE(root["trays"][1]["level"].isNull());
+    EXPECT_TRUE(root["trays"][1]["capacity"].isNull());
+    EXPECT_TRUE(root["counters"]["totalPages"].isIntegral());
     EXPECT_EQ(root["supplies"][0]["percent"].asInt(), 0);
     EXPECT_TRUE(root["supplies"][0]["percent"].isIntegral());
     EXPECT_TRUE(root["supplies"][1]["percent"].isNull());

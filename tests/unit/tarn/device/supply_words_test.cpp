@@ -4,6 +4,7 @@
 
 #include <tuple>
 
+#include "tarn/src/device/supply_types.h"
 #include "tarn/src/device/text.h"
 
 namespace tarn::device {
@@ -179,6 +180,63 @@ TEST(CodePoints, SurviveMalformedText)
     EXPECT_EQ(toCodePoints("a\xC3"), U"a\uFFFD");
     EXPECT_EQ(toCodePoints("\x80z"), U"\uFFFDz");
     EXPECT_EQ(folded("ÄŻЁΩＫ"), U"äżеωk");
+}
+
+// PrtMarkerSuppliesTypeTC of IANA-PRINTER-MIB, from 1 on.
+TEST(SupplyTypes, AreThoseOfTheStandardEachWithItsKind)
+{
+    const std::pair<const char*, Kind> standard[] = {
+        {"other", Kind::Other},
+        {"unknown", Kind::Other},
+        {"toner", Kind::Toner},
+        {"wasteToner", Kind::Waste},
+        {"ink", Kind::Toner},
+        {"inkCartridge", Kind::Toner},
+        {"inkRibbon", Kind::Toner},
+        {"wasteInk", Kind::Waste},
+        {"opc", Kind::Drum},
+        {"developer", Kind::Developer},
+        {"fuserOil", Kind::Fuser},
+        {"solidWax", Kind::Toner},
+        {"ribbonWax", Kind::Toner},
+        {"wasteWax", Kind::Waste},
+        {"fuser", Kind::Fuser},
+        {"coronaWire", Kind::Other},
+        {"fuserOilWick", Kind::Fuser},
+        {"cleanerUnit", Kind::Cleaner},
+        {"fuserCleaningPad", Kind::Cleaner},
+        {"transferUnit", Kind::Transfer},
+        {"tonerCartridge", Kind::Toner},
+        {"fuserOiler", Kind::Fuser},
+        {"water", Kind::Other},
+        {"wasteWater", Kind::Waste},
+        {"glueWaterAdditive", Kind::Other},
+        {"wastePaper", Kind::Waste},
+        {"bindingSupply", Kind::Other},
+        {"bandingSupply", Kind::Other},
+        {"stitchingWire", Kind::Staples},
+        {"shrinkWrap", Kind::Other},
+        {"paperWrap", Kind::Other},
+        {"staples", Kind::Staples},
+        {"inserts", Kind::Other},
+        {"covers", Kind::Other},
+        {"matteToner", Kind::Toner},
+        {"matteInk", Kind::Toner},
+    };
+    std::int64_t number = 1;
+    for (const auto& [keyword, kind] : standard) {
+        const SupplyType* const type = findSupplyType(std::optional(number));
+        ASSERT_NE(type, nullptr) << number;
+        EXPECT_EQ(type->type, number);
+        EXPECT_EQ(type->keyword, keyword);
+        EXPECT_EQ(type->kind, kind) << keyword;
+        EXPECT_EQ(findSupplyType(std::string_view(keyword)), type);
+        ++number;
+    }
+    EXPECT_EQ(findSupplyType(std::optional(number)), nullptr);
+    EXPECT_EQ(findSupplyType(std::optional<std::int64_t>(0)), nullptr);
+    EXPECT_EQ(findSupplyType(std::optional<std::int64_t>()), nullptr);
+    EXPECT_EQ(findSupplyType(std::string_view("none")), nullptr);
 }
 
 } // namespace
