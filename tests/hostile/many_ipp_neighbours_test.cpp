@@ -4,11 +4,9 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -19,6 +17,7 @@
 #include <fstream>
 #include <thread>
 
+#include "tests/hostile/bystander.h"
 #include "tests/hostile/ipp_crowd.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
@@ -156,91 +155,6 @@ protected:
     IppCrowd theGood{kGoodPort};
 };
 
-// Opens everybody, as a program does every second, and looks at the good ones: their oldest age.
-std::int64_t oldest(const LibrarySession& library, const std::vector<NamedPrinter>& good,
-                    const std::vector<NamedPrinter>& others)
-{
-    for (const NamedPrinter& printer : others) {
-        library.see(printer.name);
-    }
-    std::int64_t oldest = 0;
-    for (const NamedPrinter& printer : good) {
-        const Sight sight = library.see(printer.name);
-        EXPECT_TRUE(sight.online) << printer.ip;
-        oldest = std::max(oldest, sight.ageMs);
-    }
-    return oldest;
-}
-
-// How long it took until all the good ones were met, and the oldest picture of them afterwards.
-struct Course
-{
-    milliseconds met{0};
-    milliseconds worst{0};
-};
-
-template <typename GoesOn>
-Course follow(const LibrarySession& library, const std::vector<NamedPrinter>& good,
-              const std::vector<NamedPrinter>& others, GoesOn goesOn)
-{
-    Course course;
-    const auto begun = SteadyClock::now();
-    for (const NamedPrinter& printer : good) {
-        EXPECT_TRUE(eventually([&] { return library.see(printer.name).online; }, seconds(60)));
-    }
-    course.met = std::chrono::duration_cast<milliseconds>(SteadyClock::now() - begun);
-    while (goesOn()) {
-        course.worst = std::max(course.worst, milliseconds(oldest(library, good, others)));
-        std::this_thread::sleep_for(milliseconds(200));
-    }
-    return course;
-}
-
-// A program beside this one that watches the good printers alone: what it sees late, the machine made late.
-// Begun while no library is loaded. Until it is asked, or this process ends.
-class Bystander final
-{
-public:
-    explicit Bystander(const std::string& configuration, const std::vector<NamedPrinter>& good)
-    {
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, m_ends), 0);
-        m_process = ::fork();
-        if (m_process == 0) {
-            ::close(m_ends[0]);
-            ::_exit(watch(configuration, good) ? 0 : 1);
-        }
-        ::close(m_ends[1]);
-    }
-    ~Bystander()
-    {
-        ::close(m_ends[0]);
-        ::waitpid(m_process, nullptr, 0);
-    }
-    Bystander(const Bystander&) = delete;
-    Bystander& operator=(const Bystander&) = delete;
-
-    Course ask()
-    {
-        Course course;
-        EXPECT_EQ(::write(m_ends[0], "?", 1), 1);
-        EXPECT_EQ(::read(m_ends[0], &course, sizeof course), static_cast<ssize_t>(sizeof course));
-        return course;
-    }
-
-private:
-    bool watch(const std::string& configuration, const std::vector<NamedPrinter>& good) const
-    {
-        LibrarySession library(kSnmpPort, configuration);
-        library.name(good);
-        pollfd asked{m_ends[1], POLLIN, 0};
-        const Course course = follow(library, good, {}, [&] { return ::poll(&asked, 1, 0) == 0; });
-        return ::write(m_ends[1], &course, sizeof course) == sizeof course;
-    }
-
-    int m_ends[2] = {-1, -1};
-    pid_t m_process = -1;
-};
-
 // Nothing is remembered of a moment in which nothing could be begun. The first test, so that no library is
 // loaded yet.
 TEST_F(ManyIppNeighbours, MomentWithoutDescriptorsIsMadeUpFor)
@@ -276,7 +190,7 @@ TEST_F(ManyIppNeighbours, FiveHundredThatDoNotAnswerHoldNobodyBack)
         joined({IppCrowd::printers(IppCrowd::Absent, 150), IppCrowd::printers(IppCrowd::Slow, 250),
                 IppCrowd::printers(IppCrowd::Silent, 100)});
     ASSERT_EQ(others.size(), 500u);
-    Bystander bystander('{' + theGood.addresses(good) + '}', good);
+    Bystander bystander(kSnmpPort, '{' + theGood.addresses(good) + '}', good);
     LibrarySession library(kSnmpPort, '{' + crowd.addresses(others) + ',' + theGood.addresses(good) + '}');
     library.name(joined({others, good})); // the good ones last
     long threads = 0;
