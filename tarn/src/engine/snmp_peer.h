@@ -36,8 +36,7 @@ enum class VersionKnowledge : std::uint8_t
 // SnmpPeer is what the poller knows of one target.
 //
 // Invariants
-//  (1) Phase Waiting to Lingering: a request waits for its answer or for its turn to be sent. It is the one
-//  at
+//  (1) Phase Waiting to Lingering: a request waits for its answer or for its turn to be sent. It is the one at
 //      the link. A read that is yet to begin has none.
 //  (2) At most one request at a time: a repetition is the same again, but for the number of one to a printer
 //      that is offline.

@@ -174,6 +174,8 @@ void SnmpPoller::beginRead(SnmpPeer& peer, ReadKind kind)
         return;
     }
     // The session begins when it is the printer's turn: thousands may wait, and one that has begun is large.
+    // A late answer to what was asked before is none.
+    peer.link->close();
     peer.yetToBegin = true;
     enqueueInTurn(peer);
 }

@@ -59,7 +59,10 @@ void UsmTransport::forget(const Link& link)
     const auto found = m_links.find(link.address.endpoint);
     if (found != m_links.end() && found->second == &link) {
         m_links.erase(found);
-        m_port->forget(link.address.endpoint);
+        try {
+            m_port->forget(link.address.endpoint);
+        } catch (const std::bad_alloc&) { // the thread keeps what it knows of one more
+        }
     }
 }
 
@@ -70,7 +73,8 @@ std::size_t UsmTransport::send(engine::Lane /*lane*/, SnmpLink* const* batch, st
         try {
             m_port->ask(
                 {link.address.endpoint, link.ticket, link.address.user, link.question, link.isToAbsent});
-        } catch (const std::bad_alloc&) { // lost, as others are on the network, and repeated like them
+        } catch (const std::bad_alloc&) { // the rest when there is memory again
+            return i;
         }
     }
     return count;

@@ -134,6 +134,28 @@ TEST(Polling, LostRequestIsRepeatedWithTheSameIdAndCostsNoState)
     EXPECT_EQ(network.publications.size(), 1u);
 }
 
+// Each is asked in the other version by then, as soon as it is its turn among so many.
+TEST(Polling, LateAnswersToReadsThatWereGivenUpAreNone)
+{
+    SimulatedNetwork network;
+    constexpr std::uint32_t kCount = 600;
+    for (std::uint32_t i = 0; i < kCount; ++i) {
+        network.agent(i).speaksV2c = false;
+        network.agent(i).delay = Milliseconds(1000 + i * 5);
+        network.add(i);
+    }
+    network.pass(seconds(30));
+    EXPECT_GT(network.count(Verdict::NothingAsked), 0u);
+    for (std::uint32_t i = 0; i < kCount; ++i) {
+        network.agent(i).delay = Milliseconds(5);
+    }
+    network.pass(minutes(2));
+    for (const auto& target : network.targets) {
+        EXPECT_TRUE(target->snapshot()->online);
+        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    }
+}
+
 TEST(Polling, EachRepetitionToAnOfflinePrinterBearsANumberOfItsOwn)
 {
     for (const bool wasMet : {false, true}) {

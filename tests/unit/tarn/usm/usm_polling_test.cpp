@@ -50,7 +50,11 @@ public:
             m_world.takeMemory();
             m_world.arrive(question);
         }
-        void forget(Endpoint endpoint) override { m_world.forgotten.push_back(endpoint); }
+        void forget(Endpoint endpoint) override
+        {
+            m_world.takeMemory();
+            m_world.forgotten.push_back(endpoint);
+        }
         void reopen() override { ++m_world.reopened; }
         std::vector<UsmAnswer> take() override
         {
@@ -193,6 +197,29 @@ TEST(UsmPolling, WithoutMemoryForAWhileAllIsAsBeforeTenSecondsLater)
             EXPECT_EQ(World::modelOf(target), world.agents[i].says) << i;
             EXPECT_LE(world.age(target), Milliseconds(6000)) << i;
         }
+    }
+}
+
+TEST(UsmPolling, WithoutMemoryPrintersCanBeTakenOff)
+{
+    World world;
+    for (std::uint32_t i = 0; i < 6; ++i) {
+        world.add(i);
+    }
+    world.pass(Milliseconds(10000));
+    world.isMemoryShort = true;
+    for (const auto& target : world.targets) {
+        world.poller.unwatch(*target);
+    }
+    world.isMemoryShort = false;
+    EXPECT_EQ(world.forgotten.size(), 4u); // two were not told
+    for (auto& [number, agent] : world.agents) {
+        agent.asked.clear();
+    }
+    world.targets.clear();
+    world.pass(Milliseconds(20000));
+    for (const auto& [number, agent] : world.agents) {
+        EXPECT_TRUE(agent.asked.empty()) << number;
     }
 }
 
