@@ -44,6 +44,7 @@ Course follow(const LibrarySession& library, const std::vector<NamedPrinter>& go
         for (const NamedPrinter& printer : others) {
             library.see(printer.name);
         }
+        ++course.looks;
         course.worst = std::max(course.worst, oldest(library, good));
         std::this_thread::sleep_for(milliseconds(200));
     }
@@ -64,7 +65,9 @@ Bystander::Bystander(std::uint16_t port, const std::string& addresses, const std
 Bystander::~Bystander()
 {
     ::close(m_ends[0]);
-    ::waitpid(m_process, nullptr, 0);
+    if (m_process > 0) {
+        ::waitpid(m_process, nullptr, 0);
+    }
 }
 
 bool Bystander::watch(std::uint16_t port, const std::string& addresses,
@@ -74,14 +77,19 @@ bool Bystander::watch(std::uint16_t port, const std::string& addresses,
     library.name(good);
     pollfd asked{m_ends[1], POLLIN, 0};
     const Course course = follow(library, good, {}, [&] { return ::poll(&asked, 1, 0) == 0; });
-    return ::write(m_ends[1], &course, sizeof course) == sizeof course;
+    return ::send(m_ends[1], &course, sizeof course, MSG_NOSIGNAL) == sizeof course &&
+           !testing::Test::HasFailure();
 }
 
-Course Bystander::ask() const
+Course Bystander::ask()
 {
     Course course;
-    EXPECT_EQ(::write(m_ends[0], "?", 1), 1);
+    EXPECT_EQ(::send(m_ends[0], "?", 1, MSG_NOSIGNAL), 1);
     EXPECT_EQ(::read(m_ends[0], &course, sizeof course), static_cast<ssize_t>(sizeof course));
+    int status = -1;
+    EXPECT_EQ(::waitpid(m_process, &status, 0), m_process);
+    EXPECT_EQ(status, 0) << "see the failures above";
+    m_process = -1;
     return course;
 }
 
