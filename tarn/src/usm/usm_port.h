@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "tarn/src/engine/datagram_port.h"
 #include "tarn/src/engine/endpoint.h"
 #include "tarn/src/engine/usm_user.h"
 #include "tarn/src/snmp/pdu.h"
@@ -17,6 +18,7 @@ struct UsmQuestion
     std::shared_ptr<const engine::UsmUser> user;
     snmp::Pdu pdu;           // its request id does not matter
     bool isToAbsent = false; // of the question before, of the same ticket, no late answer is expected
+    engine::Lane lane = engine::Lane::Answering;
 };
 
 struct UsmAnswer

@@ -197,7 +197,7 @@ void UsmThread::speak(const UsmQuestion& question)
             return complain(entry, question.endpoint, keys.whyNot);
         }
     }
-    follow(entry, question.endpoint, entry.peer->ask(question, m_clock.now()));
+    follow(entry, question.endpoint, entry.peer->ask(question, m_clock.now()), question.lane);
 }
 
 const UsmThread::Keys& UsmThread::keysOf(const UserPtr& user)
@@ -222,19 +222,18 @@ void UsmThread::receiveAll()
             const auto found = m_entries.find(datagram.peer);
             if (found != m_entries.end() && found->second.peer) {
                 follow(found->second, datagram.peer,
-                       found->second.peer->receive(datagram.bytes, m_clock.now()));
+                       found->second.peer->receive(datagram.bytes, m_clock.now()), engine::Lane::Answering);
             }
         }
     }
 }
 
-void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step step)
+void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step step, engine::Lane lane)
 {
     if (!step.send.empty()) {
         const Datagram datagram{endpoint,
                                 {reinterpret_cast<const std::uint8_t*>(step.send.data()), step.send.size()}};
-        m_port->send(engine::Lane::Answering, &datagram,
-                     1); // without room it is lost, and repeated like any other
+        m_port->send(lane, &datagram, 1); // without room it is lost, and repeated like any other
     }
     if (step.complaint != nullptr) {
         complain(entry, endpoint, step.complaint);

@@ -82,7 +82,7 @@ private:
     void carryOut(const Order& order);
     void speak(const UsmQuestion& question);
     void receiveAll();
-    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step);
+    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step, engine::Lane lane);
     const Keys& keysOf(const UserPtr& user);
     void complain(Entry& entry, const engine::Endpoint& endpoint, const std::string& what);
 

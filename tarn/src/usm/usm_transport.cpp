@@ -66,13 +66,13 @@ void UsmTransport::forget(const Link& link)
     }
 }
 
-std::size_t UsmTransport::send(engine::Lane /*lane*/, SnmpLink* const* batch, std::size_t count)
+std::size_t UsmTransport::send(engine::Lane lane, SnmpLink* const* batch, std::size_t count)
 {
     for (std::size_t i = 0; i < count; ++i) {
         const Link& link = static_cast<const Link&>(*batch[i]);
         try {
-            m_port->ask(
-                {link.address.endpoint, link.ticket, link.address.user, link.question, link.isToAbsent});
+            m_port->ask({link.address.endpoint, link.ticket, link.address.user, link.question,
+                         link.isToAbsent, lane});
         } catch (const std::bad_alloc&) { // the rest when there is memory again
             return i;
         }

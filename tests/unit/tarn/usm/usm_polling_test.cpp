@@ -31,6 +31,7 @@ struct Agent
     Milliseconds delay{5};
     std::string says = "idle";
     std::vector<TimePoint> asked;
+    std::vector<engine::Lane> lanes;
     std::vector<bool> asAbsent; // of each question: whether answers to the ones before count no more
     std::set<std::size_t> lost; // which of the questions, counted from 1, stay unanswered
     // Answers in its place where it is set; nothing: it drops the question.
@@ -91,6 +92,7 @@ public:
         Agent& agent = agents[question.endpoint.address - (10u << 24)];
         agent.asked.push_back(clock.now());
         agent.asAbsent.push_back(question.isToAbsent);
+        agent.lanes.push_back(question.lane);
         if (agent.answers && agent.lost.count(agent.asked.size()) == 0) {
             ++answered;
             UsmAnswer answer{question.endpoint, question.ticket, question.pdu};
@@ -198,6 +200,18 @@ TEST(UsmPolling, WithoutMemoryForAWhileAllIsAsBeforeTenSecondsLater)
             EXPECT_LE(world.age(target), Milliseconds(6000)) << i;
         }
     }
+}
+
+TEST(UsmPolling, WhoMayBeDeadIsAskedInALaneOfItsOwn)
+{
+    World world;
+    world.add(1);
+    world.pass(Milliseconds(10000));
+    EXPECT_EQ(world.agents[1].lanes.front(), engine::Lane::Suspect);
+    EXPECT_EQ(world.agents[1].lanes.back(), engine::Lane::Answering);
+    world.agents[1].answers = false;
+    world.pass(Milliseconds(30000));
+    EXPECT_EQ(world.agents[1].lanes.back(), engine::Lane::Suspect);
 }
 
 TEST(UsmPolling, WithoutMemoryPrintersCanBeTakenOff)
