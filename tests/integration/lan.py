@@ -8,6 +8,7 @@ daemon takes them as any other's.
 import contextlib
 import os
 import pathlib
+import select
 import socket
 import struct
 import subprocess
@@ -184,21 +185,25 @@ class Relay:
         self._outside = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self._outside.bind((address, port))
         self._printer = (printer, port)
+        self._stopping = threading.Event()
         self._thread = threading.Thread(target=self._run)
         self._thread.start()
 
     def _run(self):
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as inside:
             inside.connect(self._printer)
-            while True:
-                request, peer = self._outside.recvfrom(9000)
-                if not request:
-                    return
-                inside.send(request)
-                self._outside.sendto(inside.recv(9000), peer)
+            peer = None
+            while not self._stopping.is_set():
+                for ready in select.select([self._outside, inside], [], [], 0.2)[0]:
+                    with contextlib.suppress(ConnectionRefusedError):  # nobody is there yet, or any more
+                        if ready is inside:
+                            self._outside.sendto(inside.recv(9000), peer)
+                            continue
+                        request, peer = self._outside.recvfrom(9000)
+                        if request:
+                            inside.send(request)
 
     def stop(self):
-        with contextlib.suppress(OSError):  # says that it is not connected, and wakes the thread
-            self._outside.shutdown(socket.SHUT_RDWR)
+        self._stopping.set()
         self._thread.join()
         self._outside.close()
