@@ -26,6 +26,7 @@ GOOD, LOW, AWAY = own_address(1), own_address(2), own_address(9)
 MANUAL = (ROOT / "docs" / "tarn-status.1").read_text()
 COUNTER = "1.3.6.1.2.1.43.10.2.1.4.1.1"
 DAY = 86400
+PATIENCE = "--timeout=60"  # whoever answers ends it sooner
 
 
 def small_files_only():
@@ -61,7 +62,7 @@ class Case(unittest.TestCase):
         return done.returncode, done.stdout, done.stderr
 
     def record(self):
-        self.assertEqual(self.run_tool("--record", "--list", "printers.json"), (0, "", ""))
+        self.assertEqual(self.run_tool("--record", PATIENCE, "--list", "printers.json"), (0, "", ""))
 
     def invent(self, days):
         """What a history of so many days, with one per cent of black used on each, would be."""
@@ -99,15 +100,16 @@ class Record(Case):
                          [0o600, 0o700])
 
     def test_says_whether_anything_answered(self):
-        self.assertEqual(self.run_tool("--record", "--timeout=0.5", AWAY, GOOD)[0], 0)
+        # AWAY has all of it pass; more of it is needed where the machine is busy.
+        self.assertTrue(any(self.run_tool("--record", f"--timeout={seconds}", AWAY, GOOD)[0] == 0 for seconds in (0.5, 5, 60)))
         self.assertEqual(self.run_tool("--record", "--timeout=0.5", AWAY), (2, "", ""))
 
     def test_stands_below_home_where_no_state_directory_is_named(self):
         home = self.state / "home"
         for name in ("", "relative"):
-            self.assertEqual(self.run_tool("--record", GOOD, XDG_STATE_HOME=name, HOME=str(home))[0], 0)
+            self.assertEqual(self.run_tool("--record", PATIENCE, GOOD, XDG_STATE_HOME=name, HOME=str(home))[0], 0)
         self.assertTrue((home / ".local/state/tarn/history.db").is_file())
-        self.assertEqual(self.run_tool("--record", GOOD, XDG_STATE_HOME="", HOME="")[0], 66)
+        self.assertEqual(self.run_tool("--record", PATIENCE, GOOD, XDG_STATE_HOME="", HOME="")[0], 66)
 
     def test_what_does_not_go_together_is_wrong_usage(self):
         for wrong in (["--record"], ["--record", "--watch", GOOD], ["--record", "--history", "a"], ["--keep", "3", GOOD],
@@ -138,7 +140,7 @@ class Trouble(Case):
         for content in (b"x", b"\0" * 100000, b"SQLite format 3\0" + b"\xff" * 5000, self.before[:3000],
                         self.before[:100] + b"\xff" * (len(self.before) - 100)):
             self.database.write_bytes(content)
-            for arguments in (["--record", GOOD], ["--history", "office"], ["--forecast"]):
+            for arguments in (["--record", PATIENCE, GOOD], ["--history", "office"], ["--forecast"]):
                 self.assert_told(66, "", *arguments)
             self.assertEqual(self.database.read_bytes(), content)
 
@@ -148,7 +150,7 @@ class Trouble(Case):
             database.execute("CREATE TABLE mail(text)")
         database.close()
         self.before = self.database.read_bytes()
-        for arguments in (["--record", GOOD], ["--history", "office"]):
+        for arguments in (["--record", PATIENCE, GOOD], ["--history", "office"]):
             self.assert_told(66, "is no history of tarn-status", *arguments)
         self.assertEqual(self.database.read_bytes(), self.before)
 
@@ -156,13 +158,13 @@ class Trouble(Case):
         with sqlite3.connect(self.database) as database:
             database.execute("PRAGMA user_version = 2")
         database.close()
-        self.assert_told(66, "another version", "--record", GOOD)
+        self.assert_told(66, "another version", "--record", PATIENCE, GOOD)
 
     def test_what_is_no_file(self):
         for make in (self.database.mkdir, lambda: os.mkfifo(self.database), lambda: self.database.symlink_to("/dev/zero")):
             self.database.unlink() if not self.database.is_dir() else self.database.rmdir()
             make()
-            for arguments in (["--record", GOOD], ["--history", "office"]):
+            for arguments in (["--record", PATIENCE, GOOD], ["--history", "office"]):
                 status, said, told = self.run_tool(*arguments)
                 self.assertIn(status, (66, 74), told)
                 self.assertEqual((said, told.count("\n")), ("", 1))
@@ -171,7 +173,7 @@ class Trouble(Case):
         other = sqlite3.connect(self.database, isolation_level=None)
         self.addCleanup(other.close)
         other.execute("BEGIN EXCLUSIVE")
-        self.assert_told(66, "in use by another program", "--record", GOOD)
+        self.assert_told(66, "in use by another program", "--record", PATIENCE, GOOD)
         self.assert_told(66, "in use by another program", "--history", "office")
         other.execute("ROLLBACK")
         self.record()
@@ -182,7 +184,7 @@ class Trouble(Case):
             database.execute("DELETE FROM printer")
         database.close()
         before = self.database.read_bytes()
-        self.assert_told(74, "", "--record", GOOD, preexec_fn=small_files_only)
+        self.assert_told(74, "", "--record", PATIENCE, GOOD, preexec_fn=small_files_only)
         with sqlite3.connect(self.database) as database:
             self.assertEqual(database.execute("PRAGMA integrity_check").fetchall(), [("ok",)])
             self.assertEqual(database.execute("SELECT count(*) FROM entry").fetchall(), [(0,)])
@@ -193,7 +195,7 @@ class Trouble(Case):
     def test_a_directory_that_cannot_be_made(self):
         shutil.rmtree(self.state)
         self.state.write_text("")
-        status, said, told = self.run_tool("--record", GOOD)
+        status, said, told = self.run_tool("--record", PATIENCE, GOOD)
         self.assertEqual((status, said), (74, ""))
         self.assertIn(str(self.state), told)
 
@@ -201,7 +203,7 @@ class Trouble(Case):
         with sqlite3.connect(self.database) as database:
             database.execute("UPDATE printer SET seen = seen + 1000000")
         database.close()
-        self.assert_told(74, r"\(20\d\d-.*Z\): nothing was recorded", "--record", GOOD)
+        self.assert_told(74, r"\(20\d\d-.*Z\): nothing was recorded", "--record", PATIENCE, GOOD)
         script = re.search(r'"(DELETE FROM entry WHERE.*?)"', MANUAL, re.S).group(1).replace("unixepoch()", "strftime('%s')")
         with sqlite3.connect(self.database) as database:
             database.executescript(script.replace("strftime('%s')", "CAST(strftime('%s') AS INTEGER)"))
@@ -291,7 +293,7 @@ class Manual(Case):
         commands = re.findall(r"^\$ tarn-status (.*?)$", section, re.M)
         self.assertEqual(len(commands), 6)
         for command in commands:
-            status, said, complaint = self.run_tool(*command.split())
+            status, said, complaint = self.run_tool(*command.split(), *([PATIENCE] if "--record" in command else []))
             self.assertEqual((status, complaint), (0, ""), command)
             self.assertEqual("office" in said or "pages" in said, "--record" not in command and "--plot" not in command)
 
