@@ -34,7 +34,7 @@ class Limits(unittest.TestCase):
         (directory / "tarn.json").write_text(json.dumps({"default": {"port": PORT, "ipp": "off"}}))
         cls.environment = {name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS") or name == "PATH"}
         cls.environment.update(HOME=scratch.name, TARN_CONFIG=str(directory / "tarn.json"), LANG="C.UTF-8")
-        simulator = Simulator(PORT, f"{DATA}/colour.json@{GOOD}")
+        simulator = Simulator(PORT, "--web-port=0", f"{DATA}/colour.json@{GOOD}")
         cls.addClassCleanup(simulator.stop)
 
     def run_with(self, limit, number, prefix=(), timeout_s=1):

@@ -14,7 +14,7 @@ import unittest
 from harness import Watch, address, main, seconds_until, wait_for
 import agents
 
-PORT = 16381
+PORT = 16384
 LIVE = 8  # seconds in which a change of an idle printer is seen: asked every 5 s, printed every second
 BACK = 15  # seconds in which a printer that was away is seen again
 
