@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <thread>
@@ -26,6 +27,8 @@ public:
         EXPECT_EQ(::bind(m_socket, reinterpret_cast<sockaddr*>(&own), size), 0);
         EXPECT_EQ(::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size), 0);
         m_port = ntohs(own.sin_port);
+        const timeval patience{60, 0}; // for whoever waits for the thread that answers
+        EXPECT_EQ(::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience), 0);
     }
     ~Peer() { close(); }
 
