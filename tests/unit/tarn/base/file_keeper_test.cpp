@@ -208,7 +208,7 @@ TEST_F(FileKeeperTest, WriterHoldsALockThatTellsItFromALeftover)
             removeLeftovers(scratch.path("dir/file"));
         }
     });
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 50; ++i) {
         failures += replaceFile(scratch.path("dir/file"), text) ? 0 : 1;
     }
     done = true;
