@@ -6,6 +6,7 @@
 
 #include <csignal>
 
+#include "tests/support/eventually.h"
 #include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/ipp/transport_session.h"
 #include "tests/unit/tarn/support/short_memory.h"
@@ -51,14 +52,16 @@ protected:
         ScriptedServer server([&](const Connection& connection) {
             connection.request();
             connection.send(said);
+            connection.untilDelivered();
             isSaid = true;
             connection.untilGone();
         });
         HttpExchange exchange(*curl, postTo(server.port()));
         EXPECT_TRUE(loop->begin(exchange, clock.now() + kPatience));
-        for (int i = 0; i < 100 && !isSaid; ++i) {
+        EXPECT_TRUE(kel_test::eventually([&] {
             turn();
-        }
+            return isSaid.load();
+        }));
         turn(); // takes it
         clock.set(clock.now() + kPatience);
         turn();

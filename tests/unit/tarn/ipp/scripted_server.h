@@ -3,8 +3,10 @@
 // A TCP server on the loopback interface that does to each connection what the test says.
 
 #include <arpa/inet.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -31,6 +33,14 @@ public:
         {
             return ::send(m_fd, octets.data(), octets.size(), MSG_NOSIGNAL) ==
                    static_cast<ssize_t>(octets.size());
+        }
+        // Until the other side's system has what was sent.
+        void untilDelivered() const
+        {
+            int left = 0;
+            while (!m_over && ::ioctl(m_fd, SIOCOUTQ, &left) == 0 && left > 0) {
+                ::usleep(1000);
+            }
         }
         // What comes until there is a whole HTTP request, something that is none, or the end.
         std::string request() const
