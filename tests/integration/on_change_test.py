@@ -14,7 +14,7 @@ import jsonschema
 
 from harness import BUILD, DATA, ROOT, Simulator, end, main, own_address, wait_for
 
-PORT = 16373
+PORT = 16379
 PROGRAM = str(BUILD / "bin" / "tarn-status")
 PRINTER = own_address(1)
 MANUAL = (ROOT / "docs" / "tarn-status.1").read_text()
@@ -45,9 +45,9 @@ class OnChange(unittest.TestCase):
         return str(path)
 
     def watch(self, command):
-        process = subprocess.Popen([PROGRAM, "--watch=86400", "--format=brief", "--on-change", command, "--list", "printers.json"],
-                                   env=self.environment, cwd=self.directory, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   text=True)
+        process = subprocess.Popen([PROGRAM, "--watch=86400", "--format=brief", "--timeout=60", "--on-change", command,
+                                    "--list", "printers.json"], env=self.environment, cwd=self.directory,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.addCleanup(process.stderr.close)
         self.addCleanup(process.stdout.close)
         self.addCleanup(end, process)
@@ -58,29 +58,40 @@ class OnChange(unittest.TestCase):
         path = self.directory / name
         return path.read_text().splitlines() if path.exists() else []
 
+    def edges(self):
+        """What was told, without what is over: on a busy machine the printer may be away at any time, and back."""
+        edges = []
+        for line in self.lines():
+            edges.append(json.loads(line)["event"])
+            if edges[-2:] == ["offline", "back"]:
+                del edges[-2:]
+        return edges
+
     def test_runs_the_program_once_for_each_edge(self):
         self.program("tell", f"echo $# >>{self.directory}/arguments; cat >>{self.directory}/events; echo noise")
         process = self.watch("tell")
-        for count, (state, what) in enumerate((("20", "toner low"), ("60", "out of paper")), 1):
+        edges = []
+        for state, what in (("20", "toner-low"), ("60", "out-of-paper")):
             self.simulator.set(PRINTER, ERRORS, "4x", state)
-            wait_for(lambda: len(self.lines()) == count, 120, what)
+            edges.append(what)
+            wait_for(lambda: self.edges() == edges, 120, what)
         self.simulator.stop()
-        wait_for(lambda: len(self.lines()) == 3, 120, "offline")
+        wait_for(lambda: self.edges() == [*edges, "offline"], 120, "offline")
         self.simulate()
-        wait_for(lambda: len(self.lines()) == 4, 120, "back")
-        events = [json.loads(line) for line in self.lines()]
-        self.assertEqual([event["event"] for event in events], ["toner-low", "out-of-paper", "offline", "back"])
-        self.assertEqual({event["printer"]["name"] for event in events}, {"office; $(touch x)"})
-        self.assertEqual([event["printer"]["online"] for event in events], [True, True, False, True])
-        schema = json.loads((ROOT / "docs" / "tarn-status.schema.json").read_text())["properties"]["printers"]["items"]
-        for event in events:
-            jsonschema.validate(event["printer"], schema, jsonschema.Draft202012Validator)
-        self.assertEqual(self.lines("arguments"), ["0", "0", "0", "0"])
-        self.assertFalse((self.directory / "x").exists())
+        wait_for(lambda: self.edges() == edges, 120, "back")
         process.send_signal(signal.SIGINT)
         said, told = process.communicate(timeout=60)
         self.assertEqual(said, "", "what the program writes stays out of what is shown")
-        self.assertEqual(told, "noise\n" * 4)
+        events = [json.loads(line) for line in self.lines()]
+        self.assertEqual(told, "noise\n" * len(events))
+        self.assertEqual({event["printer"]["name"] for event in events}, {"office; $(touch x)"})
+        for event in events:
+            self.assertEqual(event["printer"]["online"], event["event"] != "offline", event)
+        schema = json.loads((ROOT / "docs" / "tarn-status.schema.json").read_text())["properties"]["printers"]["items"]
+        for event in events:
+            jsonschema.validate(event["printer"], schema, jsonschema.Draft202012Validator)
+        self.assertEqual(self.lines("arguments"), ["0"] * len(events))
+        self.assertFalse((self.directory / "x").exists())
 
     def test_the_example_of_the_manual_runs(self):
         section = MANUAL[MANUAL.index(".SH CHANGES"):MANUAL.index(".SH HISTORY")]
