@@ -163,7 +163,6 @@ class PrinterList(Scratch):
             self.assertFalse(kel.printers_json.with_name("printers.json.journal").exists())
         self.assertEqual(kel.quit()[0], 0, kel.log_tail())
 
-
     def test_an_interrupted_save_is_completed_by_its_whole_journal_and_a_whole_list_left_alone(self):
         """As a kill leaves the two files; then what the next start shows, and what it leaves."""
         def record(name, address):
@@ -214,6 +213,36 @@ def add_printer(kel, name, last_octet):
     wait_for(lambda: "AddPrinterPage" not in kel.ask("windows"), 10 * SLOWER, "the editor to close")
 
 
+# One life of the access library for each text in its cache's place: LIBRARY CACHE-FILE TEXTS. The first and the last are
+# whole: there the cache's model is waited for, so that it is known to be read.
+HOST_OF_CACHES = """
+import ctypes, json, pathlib, shutil, sys, time
+library = ctypes.CDLL(sys.argv[1])
+cache, texts = pathlib.Path(sys.argv[2]), sorted(pathlib.Path(sys.argv[3]).iterdir())
+
+def models():
+    text = ctypes.c_char_p()
+    code = library.tarn_getModels(ctypes.byref(text))
+    said = text.value.decode()
+    library.tarn_freeStr(ctypes.byref(text))
+    return code, said
+
+for number, text in enumerate(texts):
+    shutil.copyfile(text, cache)
+    codes = [library.tarn_init(), library.tarn_setOptions(b'{"enable_backends": ""}'),
+             library.tarn_setPrinterList(b'[{"printerName": "office", "ip": "127.0.0.9"}]')]
+    handle = ctypes.c_void_p()
+    codes.append(library.tarn_openPrinter(b"office", ctypes.byref(handle), 0, 0))
+    code, said = models()
+    limit = time.monotonic() + 60
+    while number in (0, len(texts) - 1) and "X1" not in said and time.monotonic() < limit:
+        time.sleep(0.02)
+        code, said = models()
+    codes += [code, library.tarn_closePrinter(ctypes.byref(handle)), library.tarn_destroy()]
+    print(json.dumps({"codes": codes, "models": said, "isAsItWas": cache.read_bytes() == text.read_bytes()}), flush=True)
+"""
+
+
 class AccessLibrarysFiles(Scratch):
     """tarn.json and the identity cache, through the real library."""
 
@@ -247,26 +276,43 @@ class AccessLibrarysFiles(Scratch):
         return subprocess.run([str(BUILD / "bin" / "tarn-status"), "--list", str(self.directory / "list.json")], timeout=60,
                               env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
-    def test_cut_at_every_byte_or_of_any_text_they_are_no_reason_to_fail(self):
-        whole = {"configuration": b'{"default":{"port":1,"community":"x"},"addresses":{"127.0.0.0/8":{"version":"1"}}}',
-                 "cache": b'{"format":1,"models":["X1"],\n"printers":{\n"127.0.0.9":{"model":"X1","serial":"1","description":"d"}\n}}'}
+    def test_configuration_cut_at_every_byte_or_of_any_text_is_no_reason_to_fail(self):
+        whole = b'{"default":{"port":1,"community":"x"},"addresses":{"127.0.0.0/8":{"version":"1"}}}'
+        path = self.places()["configuration"]
         (self.directory / "list.json").write_text("[]")
         expected = self.status()
         self.assertGreaterEqual(expected.returncode, 0, expected.stderr)
-        step = 1 if SLOWER == 1 else 7
-        for name, path in self.places().items():
-            texts = [whole[name][:length] for length in range(0, len(whole[name]), step)] + list(BAD_TEXTS.values())
-            for text in texts:
-                path.parent.mkdir(parents=True, exist_ok=True)
-                path.write_bytes(text)
-                done = self.status()
-                with self.subTest(file=name, text=text[:60]):
-                    self.assertEqual(done.returncode, expected.returncode, done.stderr)
-                    self.assertEqual(done.stdout, expected.stdout)
-                    complaints = done.stderr.splitlines()[len(expected.stderr.splitlines()):]
-                    self.assertEqual(len(complaints), 1 if name == "configuration" else 0, done.stderr)
-                self.assertEqual(path.read_bytes(), text)
-            path.unlink()
+        for text in [*(whole[:length] for length in range(0, len(whole), 1 if SLOWER == 1 else 7)), *BAD_TEXTS.values()]:
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_bytes(text)
+            done = self.status()
+            with self.subTest(text=text[:60]):
+                self.assertEqual(done.returncode, expected.returncode, done.stderr)
+                self.assertEqual(done.stdout, expected.stdout)
+                complaints = done.stderr.splitlines()[len(expected.stderr.splitlines()):]
+                self.assertEqual(len(complaints), 1, done.stderr)
+            self.assertEqual(path.read_bytes(), text)
+
+    @unittest.skipIf(is_instrumented(), "the interpreter has not the sanitizers' runtime")
+    def test_cache_cut_at_every_byte_or_of_any_text_is_as_none(self):
+        whole = b'{"format":1,"models":["X1"],\n"printers":{\n"127.0.0.9":{"model":"X1","serial":"1","description":"d"}\n}}'
+        texts = [whole, *(whole[:length] for length in range(len(whole))), *BAD_TEXTS.values(), whole]
+        (self.directory / "texts").mkdir()
+        for number, text in enumerate(texts):
+            (self.directory / "texts" / f"{number:03}").write_bytes(text)
+        path = self.places()["cache"]
+        path.parent.mkdir(parents=True)
+        environment = {"PATH": os.environ["PATH"], "HOME": str(self.directory), "XDG_CACHE_HOME": str(self.directory / "cache")}
+        done = subprocess.run([sys.executable, "-c", HOST_OF_CACHES, str(BUILD / "lib" / "libtarn.so.0"), path,
+                               self.directory / "texts"], env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              text=True, timeout=600)
+        lives = [json.loads(line) for line in done.stdout.splitlines()]
+        self.assertEqual((done.returncode, len(lives)), (0, len(texts)), f"{texts[len(lives) % len(texts)][:60]}: {done.stderr}")
+        for text, life in zip(texts, lives):
+            with self.subTest(text=text[:60], length=len(text)):
+                self.assertEqual(set(life["codes"]), {0})
+                self.assertEqual("X1" in life["models"], text == whole, life)
+                self.assertTrue(life["isAsItWas"])
 
 
 class Lock(Scratch):
