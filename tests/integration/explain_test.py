@@ -1,7 +1,6 @@
 #!/usr/bin/python3
 """tarn-status --explain: each cause of a grey lamp against whatever has it, and what is said about it."""
 
-import contextlib
 import grp
 import json
 import os
@@ -30,15 +29,30 @@ CHINESE = re.compile("[\u4e00-\u9fff]")
 LONG = "--timeout=60"  # where an answer is the right one: 20 s for each question
 SHORT = "--timeout=1.5"  # where silence is
 MIXED = "--timeout=18"  # where both are
+OWN_NETWORK = ["unshare", "--user", "--map-root-user", "--net"]
 
 
-def free_port():
-    """One that nobody listens at, nor is given by the system to anybody who names none."""
+def kept_port():
+    """A socket at a port where nobody listens, and that nobody gets while it is open, except who is told its number and
+    allows others there, as every server does."""
     while True:
-        port = random.randint(20000, 32000)
-        with socket.socket() as probe, contextlib.suppress(OSError):
-            probe.bind(("", port))
-            return port
+        keeper = socket.socket()
+        try:
+            keeper.bind(("", random.randint(20000, 32000)))  # none of those given to who names none
+        except OSError:
+            keeper.close()
+            continue
+        keeper.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        return keeper
+
+
+def why_no_namespaces():
+    """Why no network can be made; empty when it can."""
+    tried = subprocess.run([*OWN_NETWORK, "true"], stderr=subprocess.PIPE, text=True, check=False)
+    return "" if tried.returncode == 0 else tried.stderr.strip() or "no namespaces"
+
+
+NO_NAMESPACES = why_no_namespaces()
 
 
 class Sleeper:
@@ -101,10 +115,17 @@ class Case(unittest.TestCase):
         self.environment = {name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS") or name == "PATH"}
         self.environment.update(HOME=directory.name, TARN_CONFIG=str(self.directory / "tarn.json"), LANG="C.UTF-8",
                                 SNMPCONFPATH=directory.name, TARN_IPP_USB_DIR=str(self.directory / "none"))
+        self.closed_port = self.port()
         self.configure()
 
+    def port(self):
+        """One of the test's own."""
+        keeper = kept_port()
+        self.addCleanup(keeper.close)
+        return keeper.getsockname()[1]
+
     def configure(self, users=None, **default):
-        settings = {"port": PORT, "ippPort": free_port(), **default}
+        settings = {"port": PORT, "ippPort": self.closed_port, **default}
         path = self.directory / "tarn.json"
         path.write_text(json.dumps({"default": settings, **({"users": users} if users else {})}))
         path.chmod(0o600)
@@ -159,17 +180,19 @@ class Snmp(Case):
         self.assertEqual(said.causes(), [f"Cause: the host is there; port {PORT} for SNMP is closed."])
         self.assertIn("switch SNMP on", said.deeds()[0])
 
+    @unittest.skipIf(NO_NAMESPACES, NO_NAMESPACES)
     def test_no_route(self):
-        said = self.explain("--explain", "10.9.9.9", before=["unshare", "--user", "--map-root-user", "--net"])
+        said = self.explain("--explain", "10.9.9.9", before=OWN_NETWORK)
         self.assertEqual((said.status, said.came("route"), list(said.rows)), (2, "no route", ["route", "USB"]))
         self.assertIn("no route", said.causes()[0])
         self.assertIn("ip route get 10.9.9.9", said.deeds()[0])
 
+    @unittest.skipIf(NO_NAMESPACES, NO_NAMESPACES)
     def test_nobody_has_the_address(self):
         alone = ("ip link add lan type veth peer name other && ip address add 10.9.9.1/24 dev lan && ip link set lan up && "
                  'ip link set other up && ip link set lo up && exec "$@"')
         said = self.explain("--explain", "10.9.9.2",
-                            before=["unshare", "--user", "--map-root-user", "--net", "sh", "-c", alone, "sh"])
+                            before=[*OWN_NETWORK, "sh", "-c", alone, "sh"])
         self.assertEqual((said.status, said.came("route"), said.came("SNMP 2c")), (2, "from 10.9.9.1", "no such host"))
         self.assertNotIn("SNMP 1", said.rows)
         self.assertIn("nobody in its network has this address", said.causes()[0])
@@ -315,7 +338,7 @@ class Users(Case):
                 ("nobody", {"nobody": {}}, "user unknown", "does not know the user nobody"),
                 ("sha", {"sha": {"authPassword": "another password"}}, "wrong password", "wrong authentication password"),
                 ("sha", {"sha": {"auth": "MD5"}}, "wrong password", "or protocol, of the user sha"),
-                ("shaaes", {"shaaes": {"privPassword": "another password"}}, None, "wrong privacy password"),
+                ("shaaes", {"shaaes": {"privPassword": "another password"}}, "user not answered", "wrong privacy password"),
                 ("sha", {"sha": {"priv": "AES", "privPassword": "another password"}}, "wrong security level", "level")):
             with self.subTest(user=user, changes=changes):
                 users = agents.users_for_tarn(**{name: values for name, values in changes.items() if name != "nobody"})
@@ -323,7 +346,7 @@ class Users(Case):
                 self.configure(users=users, version="3", user=user)
                 said = self.explain(MIXED, "--explain", where)
                 self.assertEqual(said.status, 2, said.text)
-                self.assertEqual(said.came("SNMP 3"), came or said.came("SNMP 3"))
+                self.assertEqual(said.came("SNMP 3"), came)
                 self.assertIn(cause, said.causes()[0])
 
     def test_no_user_that_may_be_used(self):
@@ -341,14 +364,14 @@ class Users(Case):
 
 class Ipp(Case):
     def eve(self):
-        port = free_port()
+        port = self.port()
         printer = ipp_printers.EvePrinter(self.directory / "eve", port, ipp_printers.MARKERS)
         self.addCleanup(printer.stop)
         printer.start()
         return port
 
     def old_printer(self):
-        port = free_port()
+        port = self.port()
         printer = ipp_printers.OldPrinter(self.directory / "old", port).start()
         self.addCleanup(printer.stop)
         return port
