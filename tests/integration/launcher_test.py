@@ -14,6 +14,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
@@ -179,6 +180,9 @@ class SecondStart(unittest.TestCase):
         kel = self.start_first()
         second = self.start_second(kel.environment)
         self.assertEqual(second.returncode, 255)
+        limit = threading.Timer(300, host.kill)  # no notification is the end of what can be read
+        limit.start()
+        self.addCleanup(limit.cancel)
         said = json.loads(host.stdout.readline())
         self.assertEqual((said["program"], said["icon"], said["title"]), ("Kel", "org.morvik.Kel", "Kel 已在运行"))
         self.assertEqual(said["hints"], {"desktop-entry": "org.morvik.Kel"})
