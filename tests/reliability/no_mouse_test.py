@@ -86,11 +86,14 @@ class NoMouse(unittest.TestCase):
     def check_lab_is_shown(self):
         """The window shows the printer that was added, and says so in words."""
         wait_for(lambda: {"SN-lab", "[3]缺纸", "网络连接(127.0.0.9)"} <= set(self.names("label")), PATIENCE, "its status")
-        self.assertEqual(self.rows(), {"printer 0": "在线", "lab": "在线"})
-        bars = [(node.get_name(), node.get_description()) for node in at_spi.walk(self.windows()[WINDOW])
+        wait_for(lambda: self.rows() == {"printer 0": "在线", "lab": "在线"}, PATIENCE, "both rows online")
+        wait_for(lambda: self.bars() == [("黑色碳粉", "余量 12%")], PATIENCE, "its level")
+        wait_for(lambda: at_spi.text(self.find("text", "错误信息")) == "缺纸", PATIENCE, "its error")
+
+    def bars(self):
+        window = self.windows().get(WINDOW)
+        return [(node.get_name(), node.get_description()) for node in (at_spi.walk(window) if window else [])
                 if node.get_role_name() == "progress bar" and at_spi.is_showing(node)]
-        self.assertEqual(bars, [("黑色碳粉", "余量 12%")])
-        self.assertEqual(at_spi.text(self.find("text", "错误信息")), "缺纸")
 
     def check_page_is_opened(self):
         wait_for(lambda: self.opened.exists() and self.opened.read_text() == "http://127.0.0.9", PATIENCE, "its page")
@@ -111,13 +114,18 @@ class Keyboard(NoMouse):
     def key(self, *names):
         subprocess.run(["xdotool", "key", "--delay", "20", *names], check=True)
 
+    def key_for(self, name, condition, what):
+        """Presses a key that would act twice once: whoever has the focus gets it, however late."""
+        self.key(name)
+        return wait_for(condition, PATIENCE, what)
+
     def key_until(self, name, condition, what):
         """Presses a key until it has its effect: one that comes while the window manager is busy goes astray."""
         end = time.monotonic() + PATIENCE
         while True:
             self.key(name)
             with contextlib.suppress(kel_driver.DriverError):
-                return wait_for(condition, 5 * SLOWER, what)
+                return wait_for(condition, 20 * SLOWER, what)
             if time.monotonic() > end:
                 raise AssertionError(f"{name} has no effect: {what}; focus: {self.focused()}")
 
@@ -133,27 +141,27 @@ class Keyboard(NoMouse):
     def test_a_printer_is_added_watched_and_its_page_opened(self):
         wait_for(lambda: self.focused() in ("打印机列表", "printer 0"), PATIENCE, "the focus on the list")
         self.tab_to("编辑打印机列表")
-        self.key_until("space", lambda: EDITOR in self.windows(), "the editor")
+        self.key_for("space", lambda: EDITOR in self.windows(), "the editor")
         self.tab_to("打印机名称")
         self.key(*"lab")
         for octet, digits in enumerate(("127", "0", "0", "9"), 1):
             self.tab_to(f"IP 地址第 {octet} 段")
             self.key(*digits)
         self.tab_to("添加")
-        self.key_until("space", lambda: "lab" in self.rows(EDITOR), "the printer in the editor")
+        self.key_for("space", lambda: "lab" in self.rows(EDITOR), "the printer in the editor")
         self.tab_to("确定")
-        self.key_until("space", lambda: EDITOR not in self.windows(), "the end of the editor")
+        self.key_for("space", lambda: EDITOR not in self.windows(), "the end of the editor")
 
         wait_for(lambda: "lab" in self.rows(), PATIENCE, "its row")
         self.tab_to("打印机列表", "printer 0")
-        self.key_until("Down", lambda: "SN-lab" in self.names("label"), "the printer")
+        self.key_for("Down", lambda: "SN-lab" in self.names("label"), "the printer")
         self.check_lab_is_shown()
         self.tab_to("EWS打印机设置")
-        self.key_until("space", self.opened.exists, "the browser")
+        self.key_for("space", self.opened.exists, "the browser")
         self.check_page_is_opened()
 
         self.key_until("Alt_L", lambda: ("menu item", "文件") in self.focus(), "the menu bar")
-        self.key_until("Down", lambda: "退出" in self.menu_items(), "the menu")
+        self.key_for("Down", lambda: "退出" in self.menu_items(), "the menu")
         self.key("Return")
         self.kel.check_clean_end(self)
 
