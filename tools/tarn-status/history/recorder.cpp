@@ -6,6 +6,12 @@
 
 namespace tarnstatus {
 
+namespace {
+
+constexpr char kChanges[] = "SELECT total_changes()";
+
+} // namespace
+
 Recorder::Recorder(Database& database, UnixTime now)
     : m_database(database), m_now(now),
       m_bySerial(database,
@@ -25,19 +31,27 @@ Recorder::Recorder(Database& database, UnixTime now)
 {
 }
 
-// A printer goes with its last entry.
+// The last entry before that time still holds at it: it goes only with its printer.
 void Recorder::removeBefore(UnixTime time)
 {
+    const std::int64_t before = m_database.integerOf(kChanges);
+    Statement(m_database, "DELETE FROM entry WHERE printer IN (SELECT id FROM printer WHERE seen < ?)")
+        .bind(1, time)
+        .run();
+    Statement(m_database, "DELETE FROM printer WHERE seen < ?").bind(1, time).run();
     std::vector<std::int64_t> printers;
     for (Statement rows(m_database, "SELECT id FROM printer"); rows.step();) {
         printers.push_back(rows.integer(0));
     }
     // One by one: the entries are sorted by printer first.
-    Statement entries(m_database, "DELETE FROM entry WHERE printer = ? AND time < ?");
+    Statement entries(m_database, "DELETE FROM entry WHERE printer = ?1 AND time < "
+                                  "(SELECT max(time) FROM entry WHERE printer = ?1 AND time <= ?2)");
     for (const std::int64_t printer : printers) {
         entries.bind(1, printer).bind(2, time).run();
     }
-    Statement(m_database, "DELETE FROM printer WHERE seen < ?").bind(1, time).run();
+    if (m_database.integerOf(kChanges) != before) { // it looks at every entry there is
+        Statement(m_database, "DELETE FROM supplies WHERE id NOT IN (SELECT supplies FROM entry)").run();
+    }
 }
 
 void Recorder::add(const Reading& reading)

@@ -123,7 +123,7 @@ void HistoryReader::add(std::int64_t time, std::optional<std::int64_t> pages, co
     if (time != plausibleTime(time)) {
         return;
     }
-    const std::vector<std::size_t>& places = placesOf(list);
+    const Places& places = placesOf(list);
     Entry entry;
     entry.time = time;
     entry.pages = pages && *pages >= 0 && *pages <= kMostPages ? pages : std::nullopt;
@@ -131,7 +131,9 @@ void HistoryReader::add(std::int64_t time, std::optional<std::int64_t> pages, co
     std::istringstream words(levels);
     std::string word;
     for (std::size_t i = 0; i < places.size() && words >> word; ++i) {
-        entry.levels[places[i]] = levelOf(word);
+        if (places[i]) {
+            entry.levels[*places[i]] = levelOf(word);
+        }
     }
     m_history.entries.push_back(std::move(entry));
 }
@@ -147,32 +149,50 @@ void HistoryReader::finish(UnixTime since)
     }
 }
 
-const std::vector<std::size_t>& HistoryReader::placesOf(const std::string& list)
+const HistoryReader::Places& HistoryReader::placesOf(const std::string& list)
 {
     const auto known = m_places.find(list);
     if (known != m_places.end()) {
         return known->second;
     }
-    std::vector<std::size_t> places;
+    std::vector<RecordedSupply> supplies;
     for (const Json::Value& names : parsedArray(list)) {
-        if (m_history.supplies.size() >= kMostSupplies || places.size() >= kMostSupplies) {
+        if (supplies.size() == kMostSupplies) {
             break;
         }
-        places.push_back(placeOf({textAt(names, 0), textAt(names, 1), textAt(names, 2)}, places));
+        supplies.push_back({textAt(names, 0), textAt(names, 1), textAt(names, 2)});
     }
-    return m_places.emplace(list, std::move(places)).first->second;
+    return m_places.emplace(list, placesOf(supplies)).first->second;
 }
 
-// Two of the same names are two supplies.
-std::size_t HistoryReader::placeOf(const RecordedSupply& supply, const std::vector<std::size_t>& taken)
+// Two of the same names are two supplies. One of another description than before, as where its serial number
+// is in there, is the next in the same place. A new one beyond the most that there may be has none.
+HistoryReader::Places HistoryReader::placesOf(const std::vector<RecordedSupply>& supplies)
 {
-    for (std::size_t i = 0; i < m_history.supplies.size(); ++i) {
-        if (m_history.supplies[i] == supply && std::find(taken.begin(), taken.end(), i) == taken.end()) {
-            return i;
+    Places places(supplies.size());
+    std::vector<bool> isTaken(m_history.supplies.size());
+    const auto assign = [&](const auto& isSame) {
+        for (std::size_t i = 0; i < supplies.size(); ++i) {
+            for (std::size_t at = 0; at < m_history.supplies.size() && !places[i]; ++at) {
+                if (!isTaken[at] && isSame(m_history.supplies[at], supplies[i])) {
+                    places[i] = at;
+                    isTaken[at] = true;
+                    m_history.supplies[at] = supplies[i];
+                }
+            }
+        }
+    };
+    assign([](const RecordedSupply& a, const RecordedSupply& b) { return a == b; });
+    assign([](const RecordedSupply& a, const RecordedSupply& b) {
+        return !a.colour.empty() && a.kind == b.kind && a.colour == b.colour;
+    });
+    for (std::size_t i = 0; i < supplies.size() && m_history.supplies.size() < kMostSupplies; ++i) {
+        if (!places[i]) {
+            places[i] = m_history.supplies.size();
+            m_history.supplies.push_back(supplies[i]);
         }
     }
-    m_history.supplies.push_back(supply);
-    return m_history.supplies.size() - 1;
+    return places;
 }
 
 } // namespace tarnstatus

@@ -36,12 +36,13 @@ public:
     void finish(UnixTime since);
 
 private:
-    // Where the levels of that list go.
-    const std::vector<std::size_t>& placesOf(const std::string& list);
-    std::size_t placeOf(const RecordedSupply& supply, const std::vector<std::size_t>& taken);
+    // Where the levels of a list go; none is kept of a supply without a place.
+    using Places = std::vector<std::optional<std::size_t>>;
+    const Places& placesOf(const std::string& list);
+    Places placesOf(const std::vector<RecordedSupply>& supplies);
 
     History& m_history;
-    std::map<std::string, std::vector<std::size_t>> m_places;
+    std::map<std::string, Places> m_places;
 };
 
 } // namespace tarnstatus

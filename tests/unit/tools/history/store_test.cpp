@@ -31,6 +31,11 @@ protected:
         return m_store->record({reading}, time, keepDays);
     }
 
+    std::int64_t inDatabase(const char* sql)
+    {
+        return Database(m_directory.file(), Database::Access::Read).integerOf(sql);
+    }
+
     Directory m_directory;
     std::optional<HistoryStore> m_store;
 };
@@ -143,7 +148,62 @@ TEST_F(HistoryStoreTest, RemovesWhatIsOlderThanItIsToBeKept)
     record(readingOf("a", 4, {{"black", 47}}), kNow + 32 * kDay, 30);
     const History history = onlyHistory(*m_store);
     EXPECT_EQ(history.printer.name, "a");
-    EXPECT_EQ(history.entries.size(), 3U);
+    EXPECT_EQ(history.entries.size(), 4U) << "what the first of them said held at that time";
+    record(readingOf("a", 5, {{"black", 46}}), kNow + 51 * kDay, 30);
+    record(readingOf("a", 6, {{"black", 45}}), kNow + 52 * kDay, 30);
+    const History later = onlyHistory(*m_store);
+    ASSERT_EQ(later.entries.size(), 5U);
+    EXPECT_EQ(later.entries.front().time, kNow + 20 * kDay);
+    EXPECT_EQ(inDatabase("SELECT count(*) FROM entry"), 5) << "none of the printer that is gone";
+}
+
+TEST_F(HistoryStoreTest, KeepsWhatStillHolds)
+{
+    record(readingOf("a", 1, {{"black", 50}}), kNow);
+    record(readingOf("a", 1, {{"black", 50}}), kNow + 100 * kDay, 30);
+    record(readingOf("a", 2, {{"black", 49}}), kNow + 101 * kDay, 30);
+    const History history = onlyHistory(*m_store, kNow + 90 * kDay);
+    ASSERT_EQ(history.entries.size(), 2U);
+    EXPECT_EQ(history.entries[0].time, kNow + 90 * kDay);
+    EXPECT_THAT(history.entries[0].levels[0], Optional(50));
+}
+
+TEST_F(HistoryStoreTest, ListsOfSuppliesGoWithTheirLastEntry)
+{
+    for (int day = 0; day < 40; ++day) {
+        record(readingOf("a", day, {{"cartridge " + std::to_string(day), 50}}), kNow + day * kDay, 10);
+    }
+    EXPECT_EQ(inDatabase("SELECT count(*) FROM supplies"), inDatabase("SELECT count(*) FROM entry"));
+    EXPECT_EQ(inDatabase("SELECT count(*) FROM entry"), 12) << "ten days before the look before, and both";
+}
+
+TEST_F(HistoryStoreTest, KnownSuppliesAreFollowedWhenThereAreTooManyOthers)
+{
+    for (int i = 0; i < 100; ++i) {
+        record(readingOf("a", i, {{"new " + std::to_string(i), 10}, {"black", 100 - i}}), kNow + i);
+    }
+    const History history = onlyHistory(*m_store);
+    EXPECT_EQ(history.supplies.size(), 64U);
+    ASSERT_EQ(history.entries.size(), 100U);
+    EXPECT_THAT(history.entries.front().levels[1], Optional(100));
+    EXPECT_THAT(history.entries.back().levels[1], Optional(1));
+}
+
+TEST_F(HistoryStoreTest, FollowsASupplyWhoseDescriptionChanges)
+{
+    for (int i = 0; i < 100; ++i) {
+        Reading reading = readingOf("a", i, {{"black", 100 - i}, {"black", 50}, {"", i}});
+        reading.detail["supplies"][0]["description"] = "Toner S/N " + std::to_string(i);
+        reading.detail["supplies"][2]["description"] = "Kit " + std::to_string(i % 2);
+        record(reading, kNow + i);
+    }
+    const History history = onlyHistory(*m_store);
+    ASSERT_EQ(history.supplies.size(), 4U) << "two of one colour, and two kits that are none's";
+    EXPECT_EQ(history.supplies[0].description, "Toner S/N 99");
+    EXPECT_THAT(history.entries.front().levels,
+                testing::ElementsAre(Optional(100), Optional(50), Optional(0), std::nullopt));
+    EXPECT_THAT(history.entries.back().levels,
+                testing::ElementsAre(Optional(1), Optional(50), std::nullopt, Optional(99)));
 }
 
 TEST_F(HistoryStoreTest, AClockThatJumpsAheadForOnceRemovesNothing)
