@@ -22,7 +22,8 @@ constexpr const char* lockPath = "/tmp/kel.lock";
 // here.
 pid_t holder()
 {
-    const int file = open(lockPath, O_RDONLY | O_CLOEXEC);
+    // Anybody may have put a pipe or a terminal there.
+    const int file = open(lockPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0) {
         return 0;
     }

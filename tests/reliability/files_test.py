@@ -350,6 +350,14 @@ class Lock(Scratch):
         self.works()
         self.assertTrue(stat.S_ISFIFO(LOCK.stat().st_mode))
 
+    def test_a_fifo_does_not_hang_the_notice(self):
+        os.mkfifo(LOCK)
+        nobody = f"unix:path={self.directory}/no-bus"
+        done = subprocess.run([str(BUILD / "bin" / "kel-notice")], env={**os.environ, "DBUS_SESSION_BUS_ADDRESS": nobody},
+                              stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, timeout=30 * SLOWER)
+        self.assertEqual(done.returncode, 1)
+        self.assertTrue(done.stderr.startswith("Kel 已在运行\n"), done.stderr)
+
     def test_a_link_is_followed_and_its_target_not_truncated(self):
         target = self.directory / "somebody's file"
         target.write_text("precious")
