@@ -57,18 +57,10 @@ public:
     ListFile(const std::string& name, const std::string& programLock)
         : m_name(name), m_target(resolved(name)), m_isNew(::access(name.c_str(), F_OK) != 0)
     {
-        if (!m_isNew && mayBeRunning(programLock)) {
-            throw tools::FileError(name + " may be in use: kel is running. Quit it, or name a new file");
-        }
-        m_lock = std::make_unique<StoreFile>(
-            StoreFile::open(name + ".lock", O_RDONLY | O_CREAT | O_NOFOLLOW, 0600));
-        if (!m_lock->isOpen()) {
-            failToWrite(name + ".lock");
-        }
-        if (!m_lock->lock(LOCK_EX, kPatience)) {
-            throw tools::FileError(name + " is being saved by somebody else");
-        }
+        demandFree(programLock);
+        takeLock();
         m_isNew = ::access(name.c_str(), F_OK) != 0; // it may have been made meanwhile
+        demandFree(programLock);                     // and the program been started
     }
 
     // The list; empty where there is none yet.
@@ -95,17 +87,19 @@ public:
 
     void replaceBy(const Json::Value& list, bool hadPrinters) const
     {
-        const std::string fresh = m_target + ".new"; // what a killed one left of it is written over
-        const StoreFile file = StoreFile::open(fresh, O_WRONLY | O_CREAT | O_NOFOLLOW, 0666);
-        if (!file.isOpen() || !file.isRegular() || !file.replaceContent(morvik::kel::writeJson(list))) {
+        const std::string fresh = m_target + ".new";
+        ::unlink(fresh.c_str()); // what a killed one left of it
+        const StoreFile file =
+            StoreFile::open(fresh, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, m_isNew ? 0666 : 0600);
+        if (!file.isOpen() || !file.replaceContent(morvik::kel::writeJson(list))) {
             const int code = errno;
-            if (file.isOpen() && file.isRegular()) {
+            if (file.isOpen()) {
                 ::unlink(fresh.c_str());
             }
             errno = code;
             failToWrite(fresh);
         }
-        takeOwnerAndMode(file, fresh);
+        takeOwnerAndMode(file);
         if (hadPrinters) {
             keepPrevious();
         }
@@ -122,23 +116,51 @@ private:
     static std::string resolved(const std::string& name)
     {
         char path[PATH_MAX];
-        return ::realpath(name.c_str(), path) != nullptr ? path : name;
+        if (::realpath(name.c_str(), path) != nullptr) {
+            return path;
+        }
+        const int code = errno;
+        struct stat data = {};
+        if (::lstat(name.c_str(), &data) == 0 && S_ISLNK(data.st_mode)) {
+            throw tools::FileError(name + " is a link that leads to no file: " + std::strerror(code));
+        }
+        return name;
     }
 
-    // Of the file that is replaced. Root adds to a user's list: it stays the user's, and so does the lock.
-    void takeOwnerAndMode(const StoreFile& file, const std::string& fresh) const
+    void demandFree(const std::string& programLock) const
     {
-        const StoreFile old = StoreFile::open(m_target, O_RDONLY);
-        struct stat data = {};
-        if (m_isNew || !old.isOpen() || ::stat(m_target.c_str(), &data) != 0) {
-            return;
+        if (!m_isNew && mayBeRunning(programLock)) {
+            throw tools::FileError(m_name + " may be in use: kel is running. Quit it, or name a new file");
         }
-        for (const std::string& path : {fresh, m_name + ".lock"}) {
-            if (::lchown(path.c_str(), data.st_uid, data.st_gid) != 0) {
-                break; // not root's to give away: it is whoever's runs us
-            }
+    }
+
+    void takeLock()
+    {
+        const std::string name = m_name + ".lock";
+        constexpr int kFlags = O_RDONLY | O_CREAT | O_NOFOLLOW;
+        m_lock = std::make_unique<StoreFile>(StoreFile::open(name, kFlags | O_EXCL, 0600));
+        if (m_lock->isOpen()) {
+            // Root adds to a user's list: the lock is the user's. One that was there is whoever's it is.
+            m_lock->takeOwnerOf(StoreFile::open(m_target, O_RDONLY));
+        } else {
+            m_lock = std::make_unique<StoreFile>(StoreFile::open(name, kFlags, 0600));
         }
-        file.takeModeOf(old);
+        if (!m_lock->isOpen()) {
+            failToWrite(name);
+        }
+        if (!m_lock->lock(LOCK_EX, kPatience)) {
+            throw tools::FileError(m_name + " is being saved by somebody else");
+        }
+    }
+
+    // Of the file that is replaced. Root adds to a user's list: it stays the user's. Where it is not ours to
+    // give away, it is whoever's runs us.
+    void takeOwnerAndMode(const StoreFile& file) const
+    {
+        if (const StoreFile old = StoreFile::open(m_target, O_RDONLY); !m_isNew && old.isOpen()) {
+            file.takeOwnerOf(old);
+            file.takeModeOf(old);
+        }
     }
 
     // As the program keeps it; that it cannot is no reason not to save.

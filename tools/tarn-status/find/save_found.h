@@ -18,7 +18,7 @@ struct Saved
 // What it has already, by address, is not added again, and no name twice; what it has stays as it is. The
 // file is replaced in one step, or not at all; one that had printers stays as FILE.previous. Another tool or
 // program that saves meanwhile is waited for, by the program's own lock on FILE.lock. Throws tools::FileError
-// when the file is no list or the program runs, which may use it; tools::WriteError when it cannot be
+// when the file is no list, a link to nothing, or the program runs, which may use it; tools::WriteError when it cannot be
 // written. programLock: what the program holds a lock on while it runs.
 Saved addToList(const std::string& file, const std::vector<Reading>& found,
                 const std::string& programLock = "/tmp/kel.lock");
