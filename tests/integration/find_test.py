@@ -170,6 +170,19 @@ class Announced(Case):
         self.assertEqual(json.loads(said)["printers"], [])
         self.assertRegex(complaint, r"tarn-status: not listening to DNS-SD: Avahi: .*\n")
 
+    def test_second_interrupt_ends_it_while_the_daemon_hangs(self):
+        os.kill(self.daemon.pid, signal.SIGSTOP)
+        self.stack.callback(os.kill, self.daemon.pid, signal.SIGCONT)
+        tool = subprocess.Popen([PROGRAM, "--timeout", "1", "--find", SILENT], env=self.environment,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=self.directory)
+        wait_for(lambda: "libavahi-client" in pathlib.Path(f"/proc/{tool.pid}/maps").read_text(), 60, "its library")
+
+        def has_ended():
+            tool.send_signal(signal.SIGINT)
+            return tool.poll() is not None
+        wait_for(has_ended, 60, "the end of the program")
+        self.assertEqual(tool.returncode, -signal.SIGINT)
+
 
 class Saved(Case):
     def setUp(self):

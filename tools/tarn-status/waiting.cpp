@@ -36,9 +36,11 @@ void catchSignals()
     {
     };
     action.sa_handler = interrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     action.sa_handler = resize;
+    action.sa_flags = 0;
     sigaction(SIGWINCH, &action, nullptr);
 }
 

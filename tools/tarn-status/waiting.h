@@ -8,7 +8,8 @@
 
 namespace tarnstatus {
 
-// From here on SIGINT and SIGTERM are noted, and so is another size of the terminal.
+// From here on SIGINT and SIGTERM are noted, and so is another size of the terminal. A second SIGINT or SIGTERM
+// ends the program at once, whatever it waits for.
 void catchSignals();
 bool isInterrupted();
 

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <deque>
 
 #include "tools/tarn-status/find/avahi_library.h"
+#include "tools/tarn-status/waiting.h"
 
 namespace tarnstatus {
 
@@ -48,16 +50,23 @@ public:
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 
-    bool isDone() const { return !m_complaint.empty() || (m_browsing == 0 && m_resolving == 0); }
+    bool isDone() const
+    {
+        return !m_complaint.empty() || (m_browsing == 0 && m_resolving == 0 && m_waiting.empty());
+    }
 
+    // A name at least is resolved, and more while there is time: each has the library wait for the daemon,
+    // for 25 s where it hangs.
     void listen(std::chrono::milliseconds time)
     {
         const auto end = std::chrono::steady_clock::now() + time;
-        while (!isDone()) {
+        while (!isDone() && !isInterrupted()) {
+            resolveNext();
             const auto left =
                 std::max(std::chrono::milliseconds(0), std::chrono::duration_cast<std::chrono::milliseconds>(
                                                            end - std::chrono::steady_clock::now()));
-            if (m_avahi.pollIterate(m_poll, static_cast<int>(left.count())) != 0) {
+            const int wait = m_waiting.empty() ? static_cast<int>(left.count()) : 0;
+            if (m_avahi.pollIterate(m_poll, wait) != 0) {
                 complain("its connection has ended");
             }
             if (std::chrono::steady_clock::now() >= end) {
@@ -70,6 +79,16 @@ public:
     const std::string& complaint() const { return m_complaint; }
 
 private:
+    // A service that was told of.
+    struct Name
+    {
+        AvahiIfIndex interface;
+        AvahiProtocol protocol;
+        std::string name;
+        std::string type;
+        std::string domain;
+    };
+
     void begin()
     {
         if (!m_avahi.complaint.empty()) {
@@ -87,6 +106,9 @@ private:
             return;
         }
         for (const char* const service : kServices) {
+            if (isInterrupted()) {
+                return;
+            }
             if (m_avahi.browserNew(m_client, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, service, nullptr,
                                    AvahiLookupFlags(0), onBrowse, this) == nullptr) {
                 complainOf(m_client);
@@ -122,22 +144,31 @@ private:
     {
         auto* const listener = static_cast<Listener*>(self);
         if (event == AVAHI_BROWSER_NEW) {
-            listener->resolve(interface, protocol, name, type, domain);
+            listener->note({interface, protocol, name, type, domain});
         } else if (event == AVAHI_BROWSER_ALL_FOR_NOW || event == AVAHI_BROWSER_FAILURE) {
             listener->m_browsing -= listener->m_browsing > 0 ? 1 : 0;
         }
     }
 
-    // An answer, or after some seconds that there is none, always comes.
-    void resolve(AvahiIfIndex interface, AvahiProtocol protocol, const char* name, const char* type,
-                 const char* domain)
+    void note(const Name& name)
     {
-        if (m_names == kMostNames) {
+        if (m_names < kMostNames) {
+            ++m_names;
+            m_waiting.push_back(name);
+        }
+    }
+
+    // An answer, or after some seconds that there is none, always comes.
+    void resolveNext()
+    {
+        if (m_waiting.empty()) {
             return;
         }
-        ++m_names;
-        if (m_avahi.resolverNew(m_client, interface, protocol, name, type, domain, AVAHI_PROTO_INET,
-                                AvahiLookupFlags(0), onResolve, this) != nullptr) {
+        const Name next = m_waiting.front();
+        m_waiting.pop_front();
+        if (m_avahi.resolverNew(m_client, next.interface, next.protocol, next.name.c_str(), next.type.c_str(),
+                                next.domain.c_str(), AVAHI_PROTO_INET, AvahiLookupFlags(0), onResolve,
+                                this) != nullptr) {
             ++m_resolving;
         }
     }
@@ -172,7 +203,8 @@ private:
     AvahiSimplePoll* m_poll = nullptr;
     AvahiClient* m_client = nullptr;
     std::string m_complaint;
-    int m_browsing = 0; // kinds of services not told of to the end
+    int m_browsing = 0;         // kinds of services not told of to the end
+    std::deque<Name> m_waiting; // to be resolved
     int m_resolving = 0;
     std::size_t m_names = 0;
     std::vector<Announcement> m_printers;

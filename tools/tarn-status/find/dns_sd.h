@@ -21,7 +21,7 @@ public:
     DnsSd(const DnsSd&) = delete;
     DnsSd& operator=(const DnsSd&) = delete;
 
-    // Takes what has come, and what comes in that time.
+    // Takes what has come, and what comes in that time; returns early when the program is interrupted.
     void listen(std::chrono::milliseconds time);
     // Whether the daemon has told of all that it knows; true as well when nothing more will come.
     bool isDone() const;
