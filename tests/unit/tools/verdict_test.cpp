@@ -75,6 +75,8 @@ TEST(Verdict, WhatKeepsFromAskingComesFirst)
         ElementsAre(Cause::NoHost));
     EXPECT_THAT(causesOf({{Way::Snmp2c, Came::Forbidden}, {Way::Ipp, Came::Silent}}, kUsual),
                 ElementsAre(Cause::Forbidden));
+    EXPECT_THAT(causesOf({{Way::Snmp2c, Came::Refused}, {Way::Ipp, Came::Silent}}, kUsual),
+                ElementsAre(Cause::Refused));
 }
 
 TEST(Verdict, PrinterThatAnswersInAnotherVersionThanAskedIn)
@@ -104,6 +106,17 @@ TEST(Verdict, IppInSnmpsPlaceWorksAndSnmpsCauseIsTold)
         {{Way::Route, Came::Found}, {Way::Snmp2c, Came::PortClosed}, {Way::Ipp, Came::PrinterByTls}}, kUsual);
     EXPECT_THAT(causes, ElementsAre(Cause::WorksByIpp, Cause::NoSnmp));
     EXPECT_TRUE(works(causes));
+}
+
+TEST(Verdict, WhoAnswersIppIsThereWhateverSnmpCameTo)
+{
+    for (const auto& [came, cause] :
+         {std::pair{Came::NoHost, Cause::Refused}, std::pair{Came::NoNetwork, Cause::Refused},
+          std::pair{Came::Refused, Cause::Refused}, std::pair{Came::Forbidden, Cause::Forbidden}}) {
+        EXPECT_THAT(
+            causesOf({{Way::Route, Came::Found}, {Way::Snmp2c, came}, {Way::Ipp, Came::Printer}}, kUsual),
+            ElementsAre(Cause::WorksByIpp, cause));
+    }
 }
 
 TEST(Verdict, IppsOwnCausesFollowSnmps)

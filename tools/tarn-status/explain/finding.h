@@ -27,6 +27,7 @@ enum class Came
     NoNetwork,  // no route from here
     NoHost,     // a router, or this machine's own look for it, says that nobody has the address
     Forbidden,  // this machine's own filter refuses
+    Refused,    // somebody on the way does
     NotOneHost, // the address is a network's, or of another kind
     NoSocket,
 

@@ -88,6 +88,7 @@ const std::map<Came, std::pair<const char*, const char*>> kCame = {
     {Came::NoNetwork, {"no route", "没有路由"}},
     {Came::NoHost, {"no such host", "没有该主机"}},
     {Came::Forbidden, {"refused by this machine", "被本机拒绝"}},
+    {Came::Refused, {"refused on the way", "途中被拒绝"}},
     {Came::NotOneHost, {"not one host's address", "不是单个主机的地址"}},
     {Came::NoSocket, {"could not be asked", "无法询问"}},
     {Came::NotPrinter, {"no printer: ", "不是打印机："}},

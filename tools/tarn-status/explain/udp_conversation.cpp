@@ -1,12 +1,15 @@
 #include "tools/tarn-status/explain/udp_conversation.h"
 
 #include <arpa/inet.h>
+#include <linux/errqueue.h>
+#include <netinet/ip_icmp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "tarn/src/engine/endpoint.h"
 
@@ -37,6 +40,27 @@ Came cameOf(int error)
     default:
         return Came::NoSocket;
     }
+}
+
+// Whether that error is somebody's on the way, who says other than that nobody has the address.
+bool isRefusal(msghdr& message, int error)
+{
+    for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
+         header = CMSG_NXTHDR(&message, header)) {
+        if (header->cmsg_level != IPPROTO_IP || header->cmsg_type != IP_RECVERR) {
+            continue;
+        }
+        sock_extended_err about{};
+        std::memcpy(&about, CMSG_DATA(header), sizeof about);
+        const bool isUnreachable = about.ee_type == ICMP_DEST_UNREACH;
+        const bool isNoHost =
+            isUnreachable && (about.ee_code == ICMP_HOST_UNREACH || about.ee_code == ICMP_HOST_UNKNOWN);
+        const bool isClosed = isUnreachable && about.ee_code == ICMP_PORT_UNREACH;
+        if (about.ee_origin == SO_EE_ORIGIN_ICMP && static_cast<int>(about.ee_errno) == error) {
+            return !isNoHost && !isClosed;
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -95,7 +119,7 @@ Came UdpConversation::exchange(const std::string& message,
             next += kAgain;
             if (::send(m_socket, message.data(), message.size(), MSG_NOSIGNAL) < 0 && errno != EAGAIN &&
                 errno != ENOBUFS) {
-                return cameOf(errno);
+                return failure(errno);
             }
         }
         const Came got = receive(datagram, message.empty() ? until : std::min(until, next));
@@ -122,18 +146,28 @@ Came UdpConversation::receive(std::string& datagram, SteadyClock::time_point unt
     const ssize_t size = ::recv(m_socket, datagram.data(), datagram.size(), 0);
     if (size < 0) {
         const int error = errno;
-        dropErrors();
-        return error == EAGAIN || error == EINTR ? Came::Silent : cameOf(error);
+        const Came came = failure(error);
+        return error == EAGAIN || error == EINTR ? Came::Silent : came;
     }
     datagram.resize(static_cast<std::size_t>(size));
     return Came::Found;
 }
 
-// What is left of an error would end every wait at once.
-void UdpConversation::dropErrors() const
+// What is left of errors would end every wait at once.
+Came UdpConversation::failure(int error) const
 {
-    char octet = 0;
-    while (::recv(m_socket, &octet, sizeof octet, MSG_ERRQUEUE | MSG_DONTWAIT) >= 0) {
+    Came came = cameOf(error);
+    alignas(cmsghdr) char control[512];
+    msghdr message{};
+    for (;;) {
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        if (::recvmsg(m_socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
+            return came;
+        }
+        if (isRefusal(message, error)) {
+            came = Came::Refused;
+        }
     }
 }
 

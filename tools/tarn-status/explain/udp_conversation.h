@@ -37,7 +37,8 @@ public:
 private:
     // Waits for one datagram. Came::Silent: none until then.
     Came receive(std::string& datagram, SteadyClock::time_point until) const;
-    void dropErrors() const;
+    // What a call that failed so came to.
+    Came failure(int error) const;
 
     int m_socket = -1;
     Came m_state = Came::NoSocket;

@@ -50,13 +50,19 @@ std::optional<Cause> causeBefore(const Findings& findings)
     }
     for (const auto& [came, cause] :
          {std::pair{Came::NoNetwork, Cause::NoNetwork}, std::pair{Came::NoHost, Cause::NoHost},
-          std::pair{Came::Forbidden, Cause::Forbidden}, std::pair{Came::NotOneHost, Cause::NotOneHost},
-          std::pair{Came::NoSocket, Cause::NoSocket}}) {
+          std::pair{Came::Forbidden, Cause::Forbidden}, std::pair{Came::Refused, Cause::Refused},
+          std::pair{Came::NotOneHost, Cause::NotOneHost}, std::pair{Came::NoSocket, Cause::NoSocket}}) {
         if (findings.any(Way::Route, {came}) || findings.anySnmp({came})) {
             return cause;
         }
     }
     return std::nullopt;
+}
+
+// Why SNMP got nowhere while IPP is answered: the host is there, and so is a way to it.
+Cause causeBesideIpp(Cause before)
+{
+    return before == Cause::NoHost || before == Cause::NoNetwork ? Cause::Refused : before;
 }
 
 Cause causeOfPrinter(const Finding& printer, const Asked& asked)
@@ -140,11 +146,11 @@ std::vector<Cause> causesOf(const std::vector<Finding>& all, const Asked& asked)
             causes.push_back(*ofUser);
         }
     } else {
-        const std::optional<Cause> ofSnmp = before ? before : causeOfSnmp(findings);
+        const Cause ofSnmp = before ? causeBesideIpp(*before) : causeOfSnmp(findings);
         if (answersIpp) {
             causes.push_back(Cause::WorksByIpp);
         }
-        causes.push_back(*ofSnmp);
+        causes.push_back(ofSnmp);
         if (const std::optional<Cause> ofIpp = causeOfIpp(findings)) {
             causes.push_back(*ofIpp);
         }

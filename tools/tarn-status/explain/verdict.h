@@ -18,6 +18,7 @@ enum class Cause
     NoNetwork,
     NoHost,
     Forbidden,
+    Refused, // on the way, or the host is there all the same
     NotOneHost,
     NoSocket,
     Version1Alone,
