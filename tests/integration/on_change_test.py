@@ -106,12 +106,22 @@ class OnChange(unittest.TestCase):
 
     def test_wrong_usage_is_told(self):
         (self.directory / "text").write_text("x")
-        for wrong in (["--on-change", "true", PRINTER], ["--watch", "--on-change", "no-such-program", PRINTER],
+        (self.directory / "folder").mkdir()
+        for wrong in (["--watch", "--on-change", "./folder", PRINTER],
+                      ["--on-change", "true", PRINTER], ["--watch", "--on-change", "no-such-program", PRINTER],
                       ["--watch", "--on-change", "", PRINTER], ["--watch", "--on-change", "./text", PRINTER],
                       ["--watch", "--on-change", "true; true", PRINTER]):
             done = subprocess.run([PROGRAM, *wrong], env=self.environment, cwd=self.directory, stdin=subprocess.DEVNULL,
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=60)
             self.assertEqual((done.returncode, done.stdout, done.stderr.count("\n")), (64, "", 1), wrong)
+
+    def test_empty_element_of_the_path_is_the_directory_it_is_in(self):
+        self.program("tool", "true")
+        for path in (":/nowhere", "/nowhere:", "/nowhere::/elsewhere", "", ".:/nowhere"):
+            done = subprocess.run([PROGRAM, "--watch", "--on-change", "tool"], env={**self.environment, "PATH": path},
+                                  cwd=self.directory / "bin", stderr=subprocess.PIPE, text=True, timeout=60)
+            self.assertEqual((done.returncode, done.stderr),
+                             (64, "tarn-status: no printer named; see tarn-status --help\n"), path)
 
 
 if __name__ == "__main__":

@@ -114,7 +114,9 @@ class CommandLine(Case):
     def test_wrong_usage_has_the_status_64(self):
         for wrong in ([], ["--bogus"], ["--list"], ["--watch"], ["--watch", "5"], ["--timeout", "x", GOOD],
                       ["--format", "xml", GOOD], ["--json=1", GOOD], ["--find", "10.0.0.0/8"], ["--warning", "ink=1", GOOD],
-                      ["--list", "printers.json", GOOD], ["--watch", "--format", "nagios", GOOD]):
+                      ["--list", "printers.json", GOOD], ["--watch", "--format", "nagios", GOOD],
+                      ["--explain", GOOD, "--on-change", "/bin/true"], ["--history", "office", "--on-change", "/bin/true"],
+                      ["--history", "office", "--save", "printers.json"], ["--forecast", "--save", "printers.json"]):
             status, said, complaint = self.run_tool(*wrong)
             self.assertEqual((status, said), (64, ""), wrong)
             self.assertRegex(complaint, r"^tarn-status: .*; see tarn-status --help\n$")

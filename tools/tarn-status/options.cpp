@@ -1,5 +1,6 @@
 #include "tools/tarn-status/options.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -78,17 +79,24 @@ bool isNoOption(const std::string& text)
     return text.empty() || text.front() != '-';
 }
 
-// Looked for as a shell does.
+bool isProgram(const std::string& file)
+{
+    struct stat data = {};
+    return ::stat(file.c_str(), &data) == 0 && S_ISREG(data.st_mode) && ::access(file.c_str(), X_OK) == 0;
+}
+
+// Looked for as a shell does, to which an element of nothing is the directory that we are in.
 std::string programOf(const std::string& name)
 {
     const char* const path = std::getenv("PATH");
-    std::istringstream directories(name.find('/') == std::string::npos && path != nullptr ? path : "");
+    std::istringstream directories(
+        name.find('/') == std::string::npos && path != nullptr ? std::string(path) + ':' : "");
     std::string file = name;
-    for (std::string directory; ::access(file.c_str(), X_OK) != 0 || file.find('/') == std::string::npos;) {
+    for (std::string directory; file.find('/') == std::string::npos || !isProgram(file);) {
         if (name.empty() || !std::getline(directories, directory, ':')) {
             throw UsageError("no program that can be run");
         }
-        file = directory + "/" + name;
+        file = (directory.empty() ? "." : directory) + "/" + name;
     }
     return file;
 }
@@ -247,7 +255,8 @@ void checkExplain(const Options& options)
 {
     const bool isElse = !options.addresses.empty() || !options.listFile.empty() || options.find ||
                         !options.saveFile.empty() || options.usb || options.cups || options.watch ||
-                        options.history.isUsed() || !options.format->isForPeople;
+                        !options.changeCommand.empty() || options.history.isUsed() ||
+                        !options.format->isForPeople;
     if (isElse) {
         throw UsageError("--explain takes one address, and no other printers, formats or --watch");
     }
@@ -261,8 +270,9 @@ void checkExplain(const Options& options)
 void checkLookingBack(const Options& options, bool hasPrinters)
 {
     const std::string format = options.format->name;
-    if (hasPrinters || options.watch) {
-        throw UsageError("--history and --forecast ask no printers");
+    if (hasPrinters || options.watch || !options.saveFile.empty() || !options.changeCommand.empty()) {
+        throw UsageError(
+            "--history and --forecast ask no printers, and take no --watch, --on-change or --save");
     }
     if (format != "table" && format != "csv") {
         throw UsageError("--history and --forecast have the formats table and csv");
