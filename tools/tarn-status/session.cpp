@@ -101,6 +101,7 @@ public:
 
     void print(Look look)
     {
+        forgetResize();
         m_last = std::move(look);
         const std::string text = m_format->render(m_last);
         if (!m_isInPlace) {

@@ -52,12 +52,16 @@ bool isInterrupted()
 // In small pieces, so that an interrupt ends the program soon, and another size is soon kept to.
 bool sleepUntil(SteadyClock::time_point until)
 {
-    g_resized = 0;
     while (g_interrupted == 0 && g_resized == 0 && SteadyClock::now() < until) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - SteadyClock::now());
         std::this_thread::sleep_for(std::clamp(left, std::chrono::milliseconds(1), kLook));
     }
     return g_resized != 0;
+}
+
+void forgetResize()
+{
+    g_resized = 0;
 }
 
 std::vector<Reading> readWhenAnswered(const PrinterAccess& access, std::chrono::milliseconds timeout)
@@ -72,7 +76,7 @@ std::vector<Reading> readWhenAnswered(const PrinterAccess& access, std::chrono::
         if (all || g_interrupted != 0 || SteadyClock::now() >= end) {
             return readings;
         }
-        sleepUntil(std::min(end, SteadyClock::now() + kLook));
+        std::this_thread::sleep_until(std::min(end, SteadyClock::now() + kLook)); // whatever the size
     }
 }
 

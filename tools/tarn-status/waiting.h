@@ -13,8 +13,10 @@ namespace tarnstatus {
 void catchSignals();
 bool isInterrupted();
 
-// Until then, an interrupt or another size of the terminal; true for the last.
+// Until then, an interrupt or another size of the terminal since forgetResize(); true for the last.
 bool sleepUntil(std::chrono::steady_clock::time_point until);
+// Goes before the size is read.
+void forgetResize();
 
 // The readings, as soon as every printer has answered or the time is up.
 std::vector<Reading> readWhenAnswered(const PrinterAccess& access, std::chrono::milliseconds timeout);
