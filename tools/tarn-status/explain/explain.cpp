@@ -1,5 +1,5 @@
-// With config/ the other place of this tool that looks behind the C interface, whose functions tell what a
-// printer says, and not why it says nothing.
+// With config/ and find/ one of the places of this tool that look behind the C interface, whose functions
+// tell what a printer says, and not why it says nothing.
 #include "tools/tarn-status/explain/explain.h"
 
 #include <arpa/inet.h>

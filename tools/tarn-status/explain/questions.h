@@ -19,7 +19,7 @@ struct Questions
     tarn::engine::VersionChoice version = tarn::engine::VersionChoice::Auto;
     std::shared_ptr<const tarn::engine::UsmUser> user; // null: none that may be used
     tarn::engine::IppSettings ipp;
-    std::chrono::milliseconds patience{6000}; // of all questions of SNMP together
+    std::chrono::milliseconds patience{6000}; // a question of SNMP may take a third of it
 
     bool isVersion3() const { return version == tarn::engine::VersionChoice::V3; }
     // How long one question may take.
