@@ -7,6 +7,7 @@ target_sources(tarn_core PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/usm_backend.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_codec.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_codec_start.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/usm_frame.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_peer.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_thread.cpp
     ${CMAKE_CURRENT_LIST_DIR}/usm_transport.cpp)

@@ -5,6 +5,7 @@
 
 #include "tarn/src/usm/net_snmp_library.h"
 #include "tarn/src/usm/pdu_conversion.h"
+#include "tarn/src/usm/usm_frame.h"
 
 namespace tarn::usm {
 
@@ -187,8 +188,8 @@ std::string UsmCodec::build(netsnmp_pdu& pdu) const
 UsmMessage UsmCodec::read(snmp::ByteView bytes, const UsmKeys& keys, UsmEngine* engine, TimePoint now) const
 {
     UsmMessage message;
-    const OwnedPdu pdu(bytes.size <= kLargestMessage ? m_library->createPdu(SNMP_MSG_RESPONSE) : nullptr,
-                       m_library->freePdu);
+    const bool isReadable = bytes.size <= kLargestMessage && isWholeMessage(bytes);
+    const OwnedPdu pdu(isReadable ? m_library->createPdu(SNMP_MSG_RESPONSE) : nullptr, m_library->freePdu);
     if (!pdu) {
         return message;
     }

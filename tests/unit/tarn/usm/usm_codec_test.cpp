@@ -4,6 +4,7 @@
 
 #include "tarn/src/usm/net_snmp_library.h"
 #include "tarn/src/usm/pdu_conversion.h"
+#include "tarn/src/usm/usm_frame.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/usm/fake_agent.h"
 
@@ -205,6 +206,25 @@ TEST_F(UsmCodecTest, AnyOctetThatIsChangedMakesItUnreadable)
         EXPECT_NE(m_codec->read(view(changed), *keys, &known, kNow).kind, UsmMessage::Kind::Response) << i;
         const UsmMessage cut = m_codec->read({view(response).data, i}, *keys, &known, kNow);
         EXPECT_EQ(cut.kind, UsmMessage::Kind::Unreadable) << i;
+    }
+}
+
+// Net-SNMP would read on behind the end.
+TEST_F(UsmCodecTest, InnerElementsMustNotLeadOutside)
+{
+    // Found by the fuzzer: the engine's name, at the very end, says that it has ten octets. It has eight.
+    const char octets[] = "\x30\x24\x02\x01\x03\x30\x11\x02\x04\x11\x22\x33\x44\x02\x03\x00\xff\xe3\x04\x01"
+                          "\x00\x02\x01\x03\x04\x1a\x30\x18\x04\x0a\x80\x00\x1f\x88\x04\x01\x02\x03";
+    EXPECT_FALSE(isWholeMessage(view(std::string(octets, sizeof octets - 1))));
+
+    const auto keys = keysOf(user(UsmUser::Auth::Sha, "authpass12"));
+    const std::string whole = FakeAgent(*m_codec, keys, "engine-1").response({1, 2}, kNow, "text");
+    ASSERT_TRUE(isWholeMessage(view(whole)));
+    ASSERT_EQ(whole.substr(whole.size() - 5), "\x04text");
+    for (const char length : {'\x05', '\x7F'}) {
+        std::string longer = whole;
+        longer[longer.size() - 5] = length;
+        EXPECT_FALSE(isWholeMessage(view(longer)));
     }
 }
 
