@@ -36,6 +36,7 @@ PATTERNS = {
 EXCEPTIONS = {
     ("scripts/setup", "sudo"): "only whoever is not root needs it; without it, setup says what root has to do",
     ("scripts/fresh", "sudo"): "only whoever is not root needs it",
+    ("scripts/arm64-tree", "sudo"): "only whoever is not root needs it",
     ("scripts/try-packages", "sudo"): "scripts/fresh has put it there",
     ("scripts/install-packages", "systemctl"): "only where it is there has it anything to say",
 }
@@ -141,9 +142,13 @@ def complaints(found, closures):
     local = {pathlib.Path(path).stem for path in found}
     result = []
     for path, finds in sorted(found.items()):
-        have = closures[PURPOSES.get(path, "test")]
+        purpose = PURPOSES.get(path, "test")
+        have = closures[purpose]
         for kind, name in sorted(finds):
             if (path, name) in EXCEPTIONS or is_own(kind, name, local):
+                continue
+            # What another purpose brings is judged where it is installed.
+            if purpose not in ("test", "demo") and not paths_of(kind, name):
                 continue
             said = complaint(kind, name, path, have)
             if said:
