@@ -17,8 +17,11 @@ PYTHON = ('<testsuite name="P"><testcase classname="C" name="a" time="0.1"/>'
 
 
 class CountResults(unittest.TestCase):
-    def count(self, program, timeout=20, told_by_environment=False):
-        """(last line, exit status) for a tree with one test named t, whose program is the shell text given."""
+    def count(self, program, timeout=20, told_by_environment=False, options=()):
+        """(last line, exit status) for a tree with one test named t, whose program is the shell text given.
+
+        The lines before the last are in self.named.
+        """
         with tempfile.TemporaryDirectory() as build:
             build = os.path.realpath(build)
             report = os.path.join(build, "reports", "t.xml")
@@ -35,9 +38,10 @@ class CountResults(unittest.TestCase):
                             f'ENVIRONMENT "{environment}")\n')
             subprocess.run(["ctest", "--test-dir", build, "--output-junit", os.path.join(build, "ctest.xml")],
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
-            done = subprocess.run([os.path.join(SCRIPTS, "count-results"), build], check=False,
+            done = subprocess.run([os.path.join(SCRIPTS, "count-results"), *options, build], check=False,
                                   stdout=subprocess.PIPE, text=True)
-            return done.stdout.splitlines()[-1], done.returncode
+            *self.named, last = done.stdout.splitlines()
+            return last, done.returncode
 
     def writes(self, report, status=0):
         return f"cat >$REPORT <<'X'\n{report}\nX\nexit {status}\n"
@@ -67,6 +71,16 @@ class CountResults(unittest.TestCase):
     def test_googletest_skip(self):
         self.assertEqual(self.count(self.writes(GTEST % '<skipped message="x"/>')),
                          ("1 passed, 0 failed, 1 skipped", 0))
+
+    def test_what_did_not_pass_is_named_with_its_program(self):
+        self.count(self.writes(GTEST % '<skipped message="x"/>'))
+        self.assertEqual(self.named, ["skipped: S.b (t)"])
+        self.count(self.writes(GTEST % '<failure message="x"/>', 1))
+        self.assertEqual(self.named, ["failed: S.b (t)"])
+
+    def test_each_names_what_passed_too(self):
+        self.count(self.writes(GTEST % '<skipped message="x"/>'), options=["--each"])
+        self.assertEqual(self.named, ["passed: S.a (t)", "skipped: S.b (t)"])
 
     def test_each_qtest_function_counts_and_the_frame_does_not(self):
         self.assertEqual(self.count(self.writes(QTEST % ('result="pass"', ""))), ("2 passed, 0 failed", 0))
