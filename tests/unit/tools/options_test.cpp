@@ -112,9 +112,8 @@ TEST(LoadPrinters, SaysWhatIsWrongWithAFile)
     EXPECT_EQ(loadFailure({"/proc/self"}), "/proc/self: cannot be read");
     EXPECT_EQ(loadFailure({file + "@127.0.0.5", file + "@127.0.0.5"}), "two printers at 127.0.0.5");
     EXPECT_EQ(loadFailure({file + "@127.255.255.255*2"}), "there are no addresses left in 127.0.0.0/8");
-    const std::string noRecording = KEL_TEST_DATA "/../unit/tools/CMakeLists.txt";
-    EXPECT_EQ(loadFailure({noRecording}),
-              noRecording + ":1: not OID|TAG|VALUE: \"kel_add_gtest(printer_sim_test\"");
+    const std::string noRecording = KEL_TEST_DATA "/no_recording.txt";
+    EXPECT_EQ(loadFailure({noRecording}), noRecording + ":2: not OID|TAG|VALUE: \"a line of prose\"");
 }
 
 } // namespace

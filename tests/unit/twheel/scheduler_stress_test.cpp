@@ -30,12 +30,13 @@ private:
     Tally& m_tally;
 };
 
-// Schedules, cancels and forgets at random until told to stop.
+// Schedules, cancels and forgets at random, so many steps and until something has run: on a busy machine the users may be
+// done before the scheduler's threads get a turn.
 void useAtRandom(TaskScheduler& scheduler, Tally& tally, std::uint64_t seed, int steps)
 {
     std::mt19937_64 random(seed);
     std::vector<boost::shared_ptr<TaskHandle>> handles(64);
-    for (int i = 0; i < steps; ++i) {
+    for (int i = 0; i < steps || tally.runs == 0; ++i) {
         auto& handle = handles[random() % handles.size()];
         if (handle && random() % 2 == 0) {
             handle->cancel();
