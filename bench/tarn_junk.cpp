@@ -17,7 +17,7 @@
 #include <thread>
 
 #include "bench/report.h"
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 #include "tests/hostile/flood.h"
 #include "tests/hostile/library_session.h"
 #include "tests/hostile/own_process.h"

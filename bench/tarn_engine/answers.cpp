@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace bench {
 

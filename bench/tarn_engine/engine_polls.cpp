@@ -7,9 +7,9 @@
 #include "bench/tarn_engine/engine_rounds.h"
 #include "bench/tarn_engine/pollers.h"
 #include "bench/tarn_engine/responder.h"
-#include "tarn/src/engine/reply_digest.h"
-#include "tarn/src/engine/udp_port.h"
-#include "tarn/src/snmp/printer_session.h"
+#include "tarn/src/snmp/poll/printer_session.h"
+#include "tarn/src/snmp/poll/udp_port.h"
+#include "tarn/src/snmp/wire/reply_digest.h"
 #include "tests/support/recorded_agent.h"
 
 namespace bench {
@@ -27,7 +27,7 @@ Stretch stretchOf(const Round& all, double units)
 class LibraryPolls final : public EnginePolls
 {
 public:
-    LibraryPolls() : m_rounds(std::make_unique<engine::UdpPort>(), kPrinters)
+    LibraryPolls() : m_rounds(std::make_unique<snmp::UdpPort>(), kPrinters)
     {
         m_meeting = stretchOf(m_rounds.meet(), kPrinters);
         m_rounds.readTables(); // that all do it in the same minute from then on
@@ -62,8 +62,8 @@ public:
 
     Stretch run(double seconds) override
     {
-        engine::replaceRequestId(m_request, engine::kLeastRequestId);
-        std::vector<engine::Datagram> batch;
+        snmp::replaceRequestId(m_request, snmp::kLeastRequestId);
+        std::vector<snmp::Datagram> batch;
         std::uint64_t answers = 0;
         std::uint64_t asked = 0;
         const double cpu = threadCpuUs();
@@ -71,7 +71,7 @@ public:
         const auto end = begun + std::chrono::duration<double>(seconds);
         auto heard = begun;
         while (SteadyClock::now() < end) {
-            while (asked - answers + 64 <= engine::SnmpPoller::kMostAnsweringInFlight) {
+            while (asked - answers + 64 <= snmp::SnmpPoller::kMostAnsweringInFlight) {
                 batch.clear();
                 for (std::uint64_t i = 0; i < 64; ++i) {
                     const auto printer = static_cast<std::uint32_t>((asked + i) % kPrinters);
@@ -79,7 +79,7 @@ public:
                         {{addressOf(printer), kResponderPort},
                          {reinterpret_cast<const std::uint8_t*>(m_request.data()), m_request.size()}});
                 }
-                asked += m_port.send(engine::Lane::Answering, batch.data(), batch.size());
+                asked += m_port.send(snmp::Lane::Answering, batch.data(), batch.size());
             }
             const std::size_t got = m_port.receive().size();
             answers += got;
@@ -100,7 +100,7 @@ public:
 
 private:
     std::string m_request;
-    engine::UdpPort m_port;
+    snmp::UdpPort m_port;
 };
 
 } // namespace
@@ -119,15 +119,15 @@ Question fastQuestion(const std::string& recording)
 {
     auto agent = kel::testing::RecordedAgent::fromFile(recording);
     snmp::PrinterSession session(snmp::Version::V2c);
-    kel::testing::converse(session, agent, snmp::ReadKind::Identity);
-    session.begin(snmp::ReadKind::Fast);
+    kel::testing::converse(session, agent, engine::ReadKind::Identity);
+    session.begin(engine::ReadKind::Fast);
     std::optional<snmp::Pdu> pdu = session.nextRequest();
     if (!pdu) {
         throw std::runtime_error("nothing is asked");
     }
-    pdu->requestId = engine::kLeastRequestId;
+    pdu->requestId = snmp::kLeastRequestId;
     snmp::Pdu answer = agent.answer(*pdu);
-    answer.requestId = engine::kLeastRequestId;
+    answer.requestId = snmp::kLeastRequestId;
     Question question;
     question.request = snmp::encodeMessage({snmp::Version::V2c, "public", *pdu});
     question.variables = answer.varbinds.size();

@@ -33,9 +33,9 @@ public:
 
 } // namespace
 
-EngineRounds::EngineRounds(std::unique_ptr<engine::DatagramPort> port, std::uint32_t printers)
+EngineRounds::EngineRounds(std::unique_ptr<snmp::DatagramPort> port, std::uint32_t printers)
     : m_listener(std::make_unique<Deaf>()),
-      m_ownTransport(std::make_unique<engine::UdpTransport>(m_random, std::move(port))),
+      m_ownTransport(std::make_unique<snmp::UdpTransport>(m_random, std::move(port))),
       m_transport(*m_ownTransport),
       m_poller(m_clock, m_random, std::move(m_ownTransport), *m_listener, snmp::printerSessions())
 {
@@ -71,14 +71,14 @@ void EngineRounds::markOpened()
 Round EngineRounds::finishRound(Counted what)
 {
     const auto accepted = [this] {
-        return m_transport.verdicts()[static_cast<std::size_t>(engine::Verdict::Accepted)];
+        return m_transport.verdicts()[static_cast<std::size_t>(snmp::Verdict::Accepted)];
     };
     const std::uint64_t before = accepted();
     const auto begun = std::chrono::steady_clock::now();
     const double cpu = threadCpuUs();
     for (;;) {
         if (m_counted == what && what != Counted::Nothing) {
-            countedInstructions([](void* poller) { static_cast<engine::SnmpPoller*>(poller)->run(); },
+            countedInstructions([](void* poller) { static_cast<snmp::SnmpPoller*>(poller)->run(); },
                                 &m_poller);
         } else {
             m_poller.run();
@@ -97,7 +97,7 @@ Round EngineRounds::finishRound(Counted what)
 
 Round EngineRounds::meet()
 {
-    m_clock.leap(engine::SnmpPoller::kLongestSpread);
+    m_clock.leap(snmp::SnmpPoller::kLongestSpread);
     m_tablesBegun = m_clock.now();
     const Round round = finishRound(Counted::Nothing);
     if (!allMet()) {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "tarn/src/base/random.h"
-#include "tarn/src/engine/snmp_poller.h"
-#include "tarn/src/engine/udp_transport.h"
+#include "tarn/src/snmp/poll/snmp_poller.h"
+#include "tarn/src/snmp/poll/udp_transport.h"
 
 namespace bench {
 
@@ -45,7 +45,7 @@ struct Round
 class EngineRounds final
 {
 public:
-    EngineRounds(std::unique_ptr<tarn::engine::DatagramPort> port, std::uint32_t printers);
+    EngineRounds(std::unique_ptr<tarn::snmp::DatagramPort> port, std::uint32_t printers);
 
     // What happens when the poller has nothing to do: its descriptor is waited for, unless told otherwise.
     void onIdle(std::function<void()> idle) { m_idle = std::move(idle); }
@@ -76,9 +76,9 @@ private:
     LockstepRandom m_random;
     std::unique_ptr<tarn::engine::BackendListener> m_listener;
     std::vector<std::shared_ptr<tarn::engine::Target>> m_targets;
-    std::unique_ptr<tarn::engine::UdpTransport> m_ownTransport; // the poller's, as soon as there is one
-    tarn::engine::UdpTransport& m_transport;
-    tarn::engine::SnmpPoller m_poller;
+    std::unique_ptr<tarn::snmp::UdpTransport> m_ownTransport; // the poller's, as soon as there is one
+    tarn::snmp::UdpTransport& m_transport;
+    tarn::snmp::SnmpPoller m_poller;
     std::function<void()> m_idle;
     Counted m_counted = Counted::Nothing;
     tarn::TimePoint m_tablesBegun{}; // the last time

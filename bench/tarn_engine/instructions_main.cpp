@@ -18,22 +18,22 @@
 
 namespace {
 
-using tarn::engine::Datagram;
+using tarn::snmp::Datagram;
 
 constexpr std::uint32_t kFewPrinters = 200;
 constexpr std::size_t kBatch = 64;
 
 // A network in memory. What is sent is answered by serve(), outside of what is counted.
-class MemoryPort final : public tarn::engine::DatagramPort
+class MemoryPort final : public tarn::snmp::DatagramPort
 {
 public:
     explicit MemoryPort(bench::Answers answers) : m_answers(std::move(answers))
     {
-        m_sent.resize(tarn::engine::SnmpPoller::kMostInFlight);
+        m_sent.resize(tarn::snmp::SnmpPoller::kMostInFlight);
         m_batch.reserve(kBatch);
     }
 
-    std::size_t send(tarn::engine::Lane, const Datagram* batch, std::size_t count) override
+    std::size_t send(tarn::snmp::Lane, const Datagram* batch, std::size_t count) override
     {
         for (std::size_t i = 0; i < count; ++i) {
             Letter& letter = m_sent[m_sentCount++];

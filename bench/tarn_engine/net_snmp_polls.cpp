@@ -11,7 +11,7 @@
 #include <stdexcept>
 
 #include "bench/tarn_engine/responder.h"
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace bench {
 

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tarn/src/device/text.h"
-#include "tarn/src/snmp/charset.h"
+#include "tarn/src/snmp/mib/charset.h"
 
 // Two octets of charset number, then a text: whatever it is, valid UTF-8 comes out, without control
 // characters.

@@ -4,19 +4,19 @@
 #include <cstdlib>
 #include <string>
 
-#include "tarn/src/engine/reply_digest.h"
-#include "tarn/src/engine/reply_gate.h"
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
+#include "tarn/src/snmp/wire/reply_digest.h"
+#include "tarn/src/snmp/wire/reply_gate.h"
 
 // Whatever looks at a message (gate, digest, the quick way to its bindings, the decoder) must read the same
 // in it, and must read the same in the same message written as carelessly as some agents write.
 namespace {
 
 using namespace tarn::snmp;
-using tarn::engine::digestOf;
-using tarn::engine::examineReply;
-using tarn::engine::ReplyDigest;
-using tarn::engine::Verdict;
+using tarn::snmp::digestOf;
+using tarn::snmp::examineReply;
+using tarn::snmp::ReplyDigest;
+using tarn::snmp::Verdict;
 
 void require(bool holds)
 {

@@ -2,22 +2,22 @@
 #include <cstdlib>
 #include <string>
 
-#include "tarn/src/engine/reply_digest.h"
-#include "tarn/src/engine/reply_gate.h"
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
+#include "tarn/src/snmp/wire/reply_digest.h"
+#include "tarn/src/snmp/wire/reply_gate.h"
 
 // The gate reads the head of a message, the codec all of it: what the codec decodes the gate must judge by
 // the very same version, community, type and id.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    using tarn::engine::examineReply;
-    using tarn::engine::Verdict;
+    using tarn::snmp::examineReply;
+    using tarn::snmp::Verdict;
     const tarn::snmp::ByteView bytes{data, size};
     const tarn::snmp::MessageHead head = tarn::snmp::readHead(bytes);
     examineReply(head, {tarn::snmp::Version::V2c, "public", 7});
-    tarn::engine::digestOf(head);
+    tarn::snmp::digestOf(head);
     std::string copy(reinterpret_cast<const char*>(data), size);
-    if (tarn::engine::replaceRequestId(copy, tarn::engine::kLeastRequestId) && copy.size() != size) {
+    if (tarn::snmp::replaceRequestId(copy, tarn::snmp::kLeastRequestId) && copy.size() != size) {
         std::abort();
     }
     const auto message = tarn::snmp::decodeMessage(bytes);

@@ -1,7 +1,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/device/text.h"
-#include "tarn/src/snmp/columns.h"
-#include "tarn/src/snmp/printer_session.h"
-#include "tarn/src/snmp/quirks.h"
+#include "tarn/src/snmp/mib/columns.h"
+#include "tarn/src/snmp/mib/quirks.h"
+#include "tarn/src/snmp/poll/printer_session.h"
 #include "tests/support/recorded_agent.h"
 
 // A whole read, from the questions to the rendered picture, with a device that the input makes up:
@@ -154,7 +154,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     snmp::PrinterSession session(agent.v1 ? snmp::Version::V1 : snmp::Version::V2c);
     device::DeviceStatus checked; // most of the time is spent with readers of JSON
-    for (const snmp::ReadKind kind : {snmp::ReadKind::Identity, snmp::ReadKind::Fast, snmp::ReadKind::Full}) {
+    for (const engine::ReadKind kind :
+         {engine::ReadKind::Identity, engine::ReadKind::Fast, engine::ReadKind::Full}) {
         session.begin(kind);
         int requests = 0;
         while (std::optional<snmp::Pdu> request = session.nextRequest()) {

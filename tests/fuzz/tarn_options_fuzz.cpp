@@ -10,19 +10,19 @@
 namespace {
 
 // No network at all.
-class NoPort final : public tarn::engine::DatagramPort
+class NoPort final : public tarn::snmp::DatagramPort
 {
 public:
-    std::size_t send(tarn::engine::Lane, const tarn::engine::Datagram*, std::size_t count) override
+    std::size_t send(tarn::snmp::Lane, const tarn::snmp::Datagram*, std::size_t count) override
     {
         return count;
     }
-    const std::vector<tarn::engine::Datagram>& receive() override { return m_nothing; }
+    const std::vector<tarn::snmp::Datagram>& receive() override { return m_nothing; }
     bool reopen() override { return false; }
     int descriptor() const override { return -1; }
 
 private:
-    std::vector<tarn::engine::Datagram> m_nothing;
+    std::vector<tarn::snmp::Datagram> m_nothing;
 };
 
 } // namespace

@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 #include "tools/printer-sim/printer.h"
 
 namespace hostile {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <thread>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 #include "tests/hostile/flood.h"
 #include "tests/hostile/hostile_agent.h"
 #include "tests/hostile/neighbourhood.h"

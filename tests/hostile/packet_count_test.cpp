@@ -193,7 +193,7 @@ TEST(PacketCount, PrinterThatFallsIdleIsStillLookedAt)
 TEST(PacketCount, WhoeverWaitsAsToldSendsAtMostEighteenAMinute)
 {
     for (std::uint32_t burst = 1; burst <= 12; ++burst) {
-        tarn::engine::RequestLog log;
+        tarn::snmp::RequestLog log;
         std::vector<TimePoint> sent;
         SeededRandom random(burst);
         TimePoint now{Milliseconds(4294000000)}; // the counter inside wraps on the way

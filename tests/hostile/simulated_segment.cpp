@@ -6,8 +6,8 @@
 
 namespace hostile {
 
-using tarn::engine::Datagram;
 using tarn::engine::Endpoint;
+using tarn::snmp::Datagram;
 
 namespace {
 
@@ -43,12 +43,12 @@ Endpoint sourceOf(const printersim::Outgoing& answer)
 } // namespace
 
 // The poller's end of the network.
-class SimulatedSegment::Port final : public tarn::engine::DatagramPort
+class SimulatedSegment::Port final : public tarn::snmp::DatagramPort
 {
 public:
     explicit Port(SimulatedSegment& segment) : m_segment(segment) {}
 
-    std::size_t send(tarn::engine::Lane, const Datagram* batch, std::size_t count) override
+    std::size_t send(tarn::snmp::Lane, const Datagram* batch, std::size_t count) override
     {
         std::for_each(batch, batch + count, [this](const Datagram& datagram) { m_segment.carry(datagram); });
         return count;
@@ -82,9 +82,9 @@ private:
 SimulatedSegment::SimulatedSegment(const std::vector<std::string>& scenarios, std::uint64_t seed)
     : m_random(seed), m_simulation(printersOf(scenarios), {}, static_cast<std::uint32_t>(seed)),
       m_begun(m_clock.now()),
-      m_poller(std::make_unique<tarn::engine::SnmpPoller>(
+      m_poller(std::make_unique<tarn::snmp::SnmpPoller>(
           m_clock, m_random,
-          std::make_unique<tarn::engine::UdpTransport>(m_random, std::make_unique<Port>(*this)), *this,
+          std::make_unique<tarn::snmp::UdpTransport>(m_random, std::make_unique<Port>(*this)), *this,
           tarn::snmp::printerSessions()))
 {
 }

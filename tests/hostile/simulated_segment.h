@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "tarn/src/engine/snmp_poller.h"
-#include "tarn/src/engine/udp_transport.h"
+#include "tarn/src/snmp/poll/snmp_poller.h"
+#include "tarn/src/snmp/poll/udp_transport.h"
 #include "tools/printer-sim/simulation.h"
 
 namespace hostile {
@@ -67,7 +67,7 @@ public:
     const std::vector<TimePoint>& requests(std::uint32_t number) { return m_requests[number]; }
     TimePoint now() const { return m_clock.now(); }
     double seconds() const;
-    const tarn::engine::SnmpPoller& poller() const { return *m_poller; }
+    const tarn::snmp::SnmpPoller& poller() const { return *m_poller; }
 
     void targetChanged(tarn::engine::Target&) override {}
     void rosterChanged(tarn::engine::Discovery, std::vector<tarn::engine::DiscoveredPrinter>) override {}
@@ -82,7 +82,7 @@ private:
         std::string bytes;
     };
 
-    void carry(const tarn::engine::Datagram& datagram);
+    void carry(const tarn::snmp::Datagram& datagram);
     void collect(std::vector<printersim::Outgoing>& answers);
     TimePoint nextEvent() const;
 
@@ -94,7 +94,7 @@ private:
     std::map<std::uint32_t, std::shared_ptr<tarn::engine::Target>> m_targets;
     TimePoint m_begun;
     TimePoint m_nextOpening{};
-    std::unique_ptr<tarn::engine::SnmpPoller> m_poller; // last: it refers to the others
+    std::unique_ptr<tarn::snmp::SnmpPoller> m_poller; // last: it refers to the others
 };
 
 // The most requests that any window of one minute held, from the given time on.

@@ -5,13 +5,14 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tarn/src/snmp/codec.h"
-#include "tarn/src/snmp/columns.h"
+#include "tarn/src/snmp/mib/columns.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace kel::testing {
 
 namespace {
 
+using tarn::engine::ReadKind;
 using namespace tarn::snmp;
 
 ValueType typeOfTag(int tag)

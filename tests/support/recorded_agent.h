@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "tarn/src/snmp/pdu.h"
-#include "tarn/src/snmp/session.h"
+#include "tarn/src/snmp/poll/session.h"
+#include "tarn/src/snmp/wire/pdu.h"
 
 namespace kel::testing {
 
@@ -60,7 +60,7 @@ private:
 };
 
 // Runs one read to its end; returns the number of requests it took.
-int converse(tarn::snmp::Session& session, RecordedAgent& agent, tarn::snmp::ReadKind kind);
+int converse(tarn::snmp::Session& session, RecordedAgent& agent, tarn::engine::ReadKind kind);
 
 tarn::snmp::Value integer(std::int64_t number);
 tarn::snmp::Value octets(const std::string& bytes);

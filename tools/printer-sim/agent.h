@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 #include "tools/printer-sim/printer.h"
 
 namespace printersim {

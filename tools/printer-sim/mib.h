@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tarn/src/snmp/pdu.h"
+#include "tarn/src/snmp/wire/pdu.h"
 
 namespace printersim {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace printersim {
 

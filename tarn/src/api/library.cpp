@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tarn/src/engine/snmp_poller.h"
-#include "tarn/src/engine/udp_port.h"
-#include "tarn/src/engine/udp_transport.h"
 #include "tarn/src/ipp/ipp_backends.h"
 #include "tarn/src/ipp/ipp_transport.h"
+#include "tarn/src/snmp/poll/snmp_poller.h"
+#include "tarn/src/snmp/poll/udp_port.h"
+#include "tarn/src/snmp/poll/udp_transport.h"
 #include "tarn/src/usb/usb_backend.h"
 #include "tarn/src/usm/usm_backend.h"
 #include "tarn/tarn.h"
@@ -64,7 +64,7 @@ Library::Parts Library::realParts()
 {
     return {std::make_unique<BootClock>(),
             std::make_unique<SystemRandom>(),
-            std::make_unique<engine::UdpPort>(),
+            std::make_unique<snmp::UdpPort>(),
             snmp::printerSessions(),
             catalog::Config::load(),
             catalog::IdentityCache::defaultPath(),
@@ -78,9 +78,9 @@ Library::Library(Parts parts)
                std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
       m_engine(*m_clock, *this)
 {
-    m_engine.addBackend(std::make_unique<engine::SnmpPoller>(
-        *m_clock, *m_random, std::make_unique<engine::UdpTransport>(*m_random, std::move(parts.port)),
-        m_engine, std::move(parts.sessions)));
+    m_engine.addBackend(std::make_unique<snmp::SnmpPoller>(
+        *m_clock, *m_random, std::make_unique<snmp::UdpTransport>(*m_random, std::move(parts.port)), m_engine,
+        std::move(parts.sessions)));
     for (const BackendMaker& make : parts.backends) {
         m_engine.addBackend(make(*m_clock, *m_random, m_engine));
     }

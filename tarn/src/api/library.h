@@ -17,9 +17,9 @@
 #include "tarn/src/base/random.h"
 #include "tarn/src/catalog/config.h"
 #include "tarn/src/catalog/identity_cache.h"
-#include "tarn/src/engine/datagram_port.h"
 #include "tarn/src/engine/engine.h"
-#include "tarn/src/snmp/session.h"
+#include "tarn/src/snmp/poll/datagram_port.h"
+#include "tarn/src/snmp/poll/session.h"
 
 namespace tarn::api {
 
@@ -50,7 +50,7 @@ public:
     {
         std::unique_ptr<Clock> clock;
         std::unique_ptr<Random> random;
-        std::unique_ptr<engine::DatagramPort> port;
+        std::unique_ptr<snmp::DatagramPort> port;
         snmp::SessionFactory sessions;
         catalog::Config config;
         std::string cachePath;                // empty: nothing is remembered

@@ -4,9 +4,6 @@
 
 namespace tarn::engine {
 
-using snmp::ReadKind;
-using snmp::ReadOutcome;
-
 namespace {
 
 constexpr Milliseconds kLongestInterval{60000};

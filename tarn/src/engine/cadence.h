@@ -5,7 +5,7 @@
 #include "tarn/src/base/clock.h"
 #include "tarn/src/base/random.h"
 #include "tarn/src/device/device_status.h"
-#include "tarn/src/snmp/session.h"
+#include "tarn/src/engine/read.h"
 
 namespace tarn::engine {
 
@@ -43,20 +43,20 @@ public:
     void disperse(Random& random);
 
     // What the next read should be.
-    snmp::ReadKind nextKind(TimePoint now, bool hasPicture) const;
+    ReadKind nextKind(TimePoint now, bool hasPicture) const;
 
     // Whether a read of that kind can take its time: nothing is known to have happened.
-    bool isRoutine(snmp::ReadKind kind, Liveliness liveliness, TimePoint now) const;
+    bool isRoutine(ReadKind kind, Liveliness liveliness, TimePoint now) const;
 
     // A read of that kind, of that many requests, has ended. True when nextKind() should be begun at
     // once.
-    bool finished(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);
+    bool finished(ReadKind kind, ReadOutcome outcome, unsigned requests, TimePoint now);
 
     // From the start of one read to the start of the next, up to 6 % less for jitter.
     Milliseconds interval(Liveliness liveliness, TimePoint now, Random& random) const;
 
 private:
-    void finishedTables(snmp::ReadKind kind, snmp::ReadOutcome outcome, unsigned requests, TimePoint now);
+    void finishedTables(ReadKind kind, ReadOutcome outcome, unsigned requests, TimePoint now);
     bool restarted(TimePoint now);
     bool changedLately(TimePoint now) const { return m_changed && now - m_changedAt < kLately; }
 

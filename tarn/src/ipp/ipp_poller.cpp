@@ -371,8 +371,8 @@ void IppPoller::report(Peer& peer, const device::DeviceStatus& picture)
     const bool changed = digest != peer.digest;
     peer.digest = digest;
     peer.liveliness = engine::livelinessOf(&picture);
-    peer.cadence.finished(snmp::ReadKind::Full,
-                          changed ? snmp::ReadOutcome::Changed : snmp::ReadOutcome::Unchanged, 1, m_now);
+    peer.cadence.finished(engine::ReadKind::Full,
+                          changed ? engine::ReadOutcome::Changed : engine::ReadOutcome::Unchanged, 1, m_now);
     if (peer.besideSnmp) {
         if (changed) {
             target.reportKnown(Way::Ipp, picture);

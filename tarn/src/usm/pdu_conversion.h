@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "tarn/src/snmp/pdu.h"
+#include "tarn/src/snmp/wire/pdu.h"
 #include "tarn/src/usm/net_snmp_library.h"
 
 namespace tarn::usm {

@@ -7,8 +7,8 @@
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/usm_user.h"
-#include "tarn/src/snmp/codec.h"
-#include "tarn/src/snmp/pdu.h"
+#include "tarn/src/snmp/wire/codec.h"
+#include "tarn/src/snmp/wire/pdu.h"
 
 struct snmp_pdu; // Net-SNMP's
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tarn/src/snmp/ber.h"
+#include "tarn/src/snmp/wire/ber.h"
 
 namespace tarn::usm {
 

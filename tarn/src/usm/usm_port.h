@@ -4,10 +4,10 @@
 #include <memory>
 #include <vector>
 
-#include "tarn/src/engine/datagram_port.h"
 #include "tarn/src/engine/endpoint.h"
 #include "tarn/src/engine/usm_user.h"
-#include "tarn/src/snmp/pdu.h"
+#include "tarn/src/snmp/poll/datagram_port.h"
+#include "tarn/src/snmp/wire/pdu.h"
 
 namespace tarn::usm {
 
@@ -18,7 +18,7 @@ struct UsmQuestion
     std::shared_ptr<const engine::UsmUser> user;
     snmp::Pdu pdu;           // its request id does not matter
     bool isToAbsent = false; // of the question before, of the same ticket, no late answer is expected
-    engine::Lane lane = engine::Lane::Answering;
+    snmp::Lane lane = snmp::Lane::Answering;
 };
 
 struct UsmAnswer

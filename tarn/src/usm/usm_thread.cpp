@@ -6,12 +6,12 @@
 #include <cstdio>
 
 #include "tarn/src/base/worker_thread.h"
-#include "tarn/src/engine/udp_port.h"
+#include "tarn/src/snmp/poll/udp_port.h"
 
 namespace tarn::usm {
 
-using engine::Datagram;
 using engine::Endpoint;
+using snmp::Datagram;
 
 namespace {
 
@@ -146,7 +146,7 @@ void UsmThread::work(const std::vector<Order>& orders)
 void UsmThread::begin()
 {
     m_beginAt = m_clock.now() + kTryAgain;
-    auto port = std::make_unique<engine::UdpPort>();
+    auto port = std::make_unique<snmp::UdpPort>();
     {
         WakeupFd spare;
         if (port->descriptor() < 0 || !spare.open()) {
@@ -222,13 +222,13 @@ void UsmThread::receiveAll()
             const auto found = m_entries.find(datagram.peer);
             if (found != m_entries.end() && found->second.peer) {
                 follow(found->second, datagram.peer,
-                       found->second.peer->receive(datagram.bytes, m_clock.now()), engine::Lane::Answering);
+                       found->second.peer->receive(datagram.bytes, m_clock.now()), snmp::Lane::Answering);
             }
         }
     }
 }
 
-void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step step, engine::Lane lane)
+void UsmThread::follow(Entry& entry, const Endpoint& endpoint, UsmPeer::Step step, snmp::Lane lane)
 {
     if (!step.send.empty()) {
         const Datagram datagram{endpoint,

@@ -11,7 +11,7 @@
 #include "tarn/src/base/exit_hook.h"
 #include "tarn/src/base/inbox.h"
 #include "tarn/src/base/random.h"
-#include "tarn/src/engine/datagram_port.h"
+#include "tarn/src/snmp/poll/datagram_port.h"
 #include "tarn/src/usm/usm_peer.h"
 #include "tarn/src/usm/usm_port.h"
 
@@ -82,7 +82,7 @@ private:
     void carryOut(const Order& order);
     void speak(const UsmQuestion& question);
     void receiveAll();
-    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step, engine::Lane lane);
+    void follow(Entry& entry, const engine::Endpoint& endpoint, UsmPeer::Step step, snmp::Lane lane);
     const Keys& keysOf(const UserPtr& user);
     void complain(Entry& entry, const engine::Endpoint& endpoint, const std::string& what);
 
@@ -96,7 +96,7 @@ private:
     // the thread's own
     SystemRandom m_random;
     std::unique_ptr<UsmCodec> m_codec;
-    std::unique_ptr<engine::DatagramPort> m_port;
+    std::unique_ptr<snmp::DatagramPort> m_port;
     std::unordered_map<engine::Endpoint, Entry, engine::EndpointHash> m_entries;
     std::unordered_map<UserPtr, Keys> m_keys;
     TimePoint m_beginAt{};

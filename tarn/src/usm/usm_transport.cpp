@@ -6,13 +6,13 @@
 namespace tarn::usm {
 
 using engine::Endpoint;
-using engine::SnmpLink;
+using snmp::SnmpLink;
 
 // The question that is open at one endpoint.
 class UsmTransport::Link final : public SnmpLink
 {
 public:
-    Link(UsmTransport& owner, const engine::Target& target, engine::SnmpPeer& asker)
+    Link(UsmTransport& owner, const engine::Target& target, snmp::SnmpPeer& asker)
         : transport(owner), address(target.address()), peer(asker)
     {
     }
@@ -33,7 +33,7 @@ public:
 
     UsmTransport& transport;
     const engine::PrinterAddress& address;
-    engine::SnmpPeer& peer;
+    snmp::SnmpPeer& peer;
     snmp::Pdu question;
     std::uint64_t ticket = 0; // 0: nothing is asked
     bool isToAbsent = false;
@@ -44,7 +44,7 @@ bool UsmTransport::carries(const engine::PrinterAddress& address) const
     return address.version == engine::VersionChoice::V3;
 }
 
-std::unique_ptr<SnmpLink> UsmTransport::open(const engine::Target& target, engine::SnmpPeer& peer)
+std::unique_ptr<SnmpLink> UsmTransport::open(const engine::Target& target, snmp::SnmpPeer& peer)
 {
     if (!target.address().user) {
         return nullptr;
@@ -66,7 +66,7 @@ void UsmTransport::forget(const Link& link)
     }
 }
 
-std::size_t UsmTransport::send(engine::Lane lane, SnmpLink* const* batch, std::size_t count)
+std::size_t UsmTransport::send(snmp::Lane lane, SnmpLink* const* batch, std::size_t count)
 {
     for (std::size_t i = 0; i < count; ++i) {
         const Link& link = static_cast<const Link&>(*batch[i]);
@@ -80,7 +80,7 @@ std::size_t UsmTransport::send(engine::Lane lane, SnmpLink* const* batch, std::s
     return count;
 }
 
-bool UsmTransport::take(engine::SnmpReply& reply)
+bool UsmTransport::take(snmp::SnmpReply& reply)
 {
     for (;;) {
         if (m_next == m_answers.size()) {

@@ -5,22 +5,22 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tarn/src/engine/snmp_transport.h"
+#include "tarn/src/snmp/poll/snmp_transport.h"
 #include "tarn/src/usm/usm_port.h"
 
 namespace tarn::usm {
 
 // UsmTransport carries SNMPv3 over whatever speaks it: a thread with Net-SNMP, or a test. A reply counts
 // while the question that it bears the ticket of is open; each is decoded, as it has to be decrypted first.
-class UsmTransport final : public engine::SnmpTransport
+class UsmTransport final : public snmp::SnmpTransport
 {
 public:
     explicit UsmTransport(std::unique_ptr<UsmPort> port) : m_port(std::move(port)) {}
 
     bool carries(const engine::PrinterAddress& address) const override;
-    std::unique_ptr<engine::SnmpLink> open(const engine::Target& target, engine::SnmpPeer& peer) override;
-    std::size_t send(engine::Lane lane, engine::SnmpLink* const* batch, std::size_t count) override;
-    bool take(engine::SnmpReply& reply) override;
+    std::unique_ptr<snmp::SnmpLink> open(const engine::Target& target, snmp::SnmpPeer& peer) override;
+    std::size_t send(snmp::Lane lane, snmp::SnmpLink* const* batch, std::size_t count) override;
+    bool take(snmp::SnmpReply& reply) override;
     void reopen() override { m_port->reopen(); }
     int descriptor() const override { return m_port->descriptor(); }
 

@@ -14,7 +14,7 @@
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_picture.h"
-#include "tarn/src/snmp/printer_session.h"
+#include "tarn/src/snmp/poll/printer_session.h"
 #include "tests/integration/device_matrix/ipp_recording.h"
 #include "tests/support/recorded_agent.h"
 
@@ -180,7 +180,7 @@ std::map<std::string, Reading> readInProcess(const std::string& directory,
         using namespace kel::testing;
         RecordedAgent agent = RecordedAgent::fromFile(directory + "/" + device + ".snmprec");
         tarn::snmp::PrinterSession session(tarn::snmp::Version::V2c);
-        converse(session, agent, tarn::snmp::ReadKind::Identity);
+        converse(session, agent, tarn::engine::ReadKind::Identity);
         if (const auto status = session.status()) {
             readings[device] = readingOf(*status);
         } else {

@@ -2,34 +2,10 @@ kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp base/exit_hook_test.cpp 
     support/stalled_rename.cpp base/socket_pair_test.cpp LIBS tarn_core ${CMAKE_DL_LIBS})
 kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
-    SOURCES engine/read_results_test.cpp
-            engine/engine_test.cpp
-            engine/fake_session.cpp
-            engine/replay_cache_test.cpp
-            engine/simulated_network.cpp
-            engine/small_parts_test.cpp
-            engine/target_test.cpp
-            engine/udp_port_test.cpp
-            engine/udp_transport_test.cpp
-    LIBS recorded_agent)
-target_compile_definitions(tarn_engine_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
-# Hours of thousands of printers, by a simulated clock and in one thread.
-kel_add_gtest(tarn_simulated_network_test
-    SOURCES engine/fake_session.cpp
-            engine/hostile_network_test.cpp
-            engine/lossy_network_test.cpp
-            engine/mass_silence_test.cpp
-            engine/polling_scenarios_test.cpp
-            engine/silence_scenarios_test.cpp
-            engine/simulated_network.cpp
-    LIBS recorded_agent LONG_RUNNING)
-target_compile_definitions(tarn_simulated_network_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
-# By itself, since it replaces the program's operators new and delete.
-kel_add_gtest(tarn_short_memory_test
-    SOURCES engine/fake_session.cpp engine/short_memory_test.cpp engine/simulated_network.cpp support/short_memory.cpp
+    SOURCES engine/engine_test.cpp engine/small_parts_test.cpp engine/target_test.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_usm_test
-    SOURCES engine/fake_session.cpp
+    SOURCES snmp/poll/fake_session.cpp
             usm/fake_agent.cpp
             usm/usm_codec_test.cpp
             usm/usm_peer_test.cpp
@@ -39,7 +15,7 @@ kel_add_gtest(tarn_usm_test
 target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
-    SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp engine/fake_session.cpp
+    SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp snmp/poll/fake_session.cpp
             support/short_memory.cpp support/stalled_rename.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)

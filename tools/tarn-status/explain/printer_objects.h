@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tarn/src/snmp/pdu.h"
+#include "tarn/src/snmp/wire/pdu.h"
 
 namespace tarnstatus {
 

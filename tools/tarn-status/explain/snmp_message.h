@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace tarnstatus {
 

@@ -7,10 +7,10 @@
 #include "tarn/src/api/library.h"
 #include "tarn/src/api/text.h"
 #include "tarn/src/base/json_input.h"
-#include "tarn/src/engine/udp_port.h"
+#include "tarn/src/snmp/poll/udp_port.h"
 #include "tarn/tarn.h"
 #include "tests/unit/tarn/api/loopback_agent.h"
-#include "tests/unit/tarn/engine/fake_session.h"
+#include "tests/unit/tarn/snmp/poll/fake_session.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/support/stalled_rename.h"
 
@@ -42,8 +42,8 @@ protected:
     {
         Library::Parts parts{std::make_unique<BootClock>(),
                              std::make_unique<SystemRandom>(),
-                             std::make_unique<engine::UdpPort>(),
-                             engine::test::fakeSessions(),
+                             std::make_unique<snmp::UdpPort>(),
+                             snmp::test::fakeSessions(),
                              catalog::Config(),
                              scratch.path("cache/tarn/identities.json"),
                              backends};

@@ -8,7 +8,7 @@
 
 #include <stdexcept>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 
 namespace tarn::test {
 

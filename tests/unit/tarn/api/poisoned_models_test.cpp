@@ -7,11 +7,11 @@
 
 #include "tarn/src/api/library.h"
 #include "tarn/src/base/json_input.h"
-#include "tarn/src/engine/udp_port.h"
+#include "tarn/src/snmp/poll/udp_port.h"
 #include "tarn/tarn.h"
-#include "tests/unit/tarn/engine/fake_session.h"
-#include "tests/unit/tarn/engine/simulated_network.h"
+#include "tests/unit/tarn/snmp/poll/fake_session.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::api {
 namespace {
@@ -25,10 +25,10 @@ class PoisonedModels : public testing::Test
 protected:
     PoisonedModels()
     {
-        Library::Parts parts{std::make_unique<SharedClock>(clock),
+        Library::Parts parts{std::make_unique<tarn::test::BorrowedClock>(clock),
                              std::make_unique<SystemRandom>(),
-                             std::make_unique<engine::UdpPort>(),
-                             engine::test::fakeSessions(),
+                             std::make_unique<snmp::UdpPort>(),
+                             snmp::test::fakeSessions(),
                              catalog::Config(),
                              scratch.path("cache/tarn/identities.json"),
                              {}};
@@ -60,18 +60,8 @@ protected:
         texts.insert(library->models());
     }
 
-    class SharedClock final : public Clock
-    {
-    public:
-        explicit SharedClock(const engine::test::SimulatedClock& clock) : m_clock(clock) {}
-        TimePoint now() const override { return m_clock.now(); }
-
-    private:
-        const engine::test::SimulatedClock& m_clock;
-    };
-
     test::ScratchDirectory scratch;
-    engine::test::SimulatedClock clock;
+    tarn::test::SimulatedClock clock;
     std::unique_ptr<Library> library;
     std::vector<std::shared_ptr<engine::Target>> targets;
     std::set<const char*> texts; // that were handed out

@@ -27,7 +27,7 @@
 #include <thread>
 #include <vector>
 
-#include "tarn/src/snmp/codec.h"
+#include "tarn/src/snmp/wire/codec.h"
 #include "tarn/tarn.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/ipp/attributes_text.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::ipp {
 namespace {
@@ -83,7 +83,7 @@ protected:
         queues->run();
     }
 
-    engine::test::SimulatedClock clock;
+    tarn::test::SimulatedClock clock;
     std::unique_ptr<CupsQueues> queues;
     ScriptedQueue* requests = nullptr;
     std::vector<DiscoveredPrinter> roster;

@@ -7,9 +7,9 @@
 #include <csignal>
 
 #include "tests/support/eventually.h"
-#include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/ipp/transport_session.h"
 #include "tests/unit/tarn/support/short_memory.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::ipp {
 namespace {
@@ -80,7 +80,7 @@ protected:
     }
 
     const CurlLibrary* curl = nullptr;
-    engine::test::SimulatedClock clock;
+    tarn::test::SimulatedClock clock;
     const int wakeFd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     std::unique_ptr<HttpLoop> loop;
 };

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "tarn/src/device/picture_field.h"
-#include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/ipp/attributes_text.h"
 #include "tests/unit/tarn/support/short_memory.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::ipp {
 namespace {
@@ -37,7 +37,7 @@ struct Behaviour
 class ScriptedQueue final : public RequestQueue
 {
 public:
-    explicit ScriptedQueue(const engine::test::SimulatedClock& clock) : m_clock(clock) {}
+    explicit ScriptedQueue(const tarn::test::SimulatedClock& clock) : m_clock(clock) {}
 
     bool send(std::uint32_t ticket, IppRequest request) override
     {
@@ -87,7 +87,7 @@ public:
     bool full = false; // no request is taken
 
 private:
-    const engine::test::SimulatedClock& m_clock;
+    const tarn::test::SimulatedClock& m_clock;
 };
 
 class IppPollerTest : public testing::Test, public engine::BackendListener
@@ -184,8 +184,8 @@ protected:
     static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
     std::vector<TimePoint>& asked(std::uint32_t address) { return requests->printers[address].asked; }
 
-    engine::test::SimulatedClock clock;
-    engine::test::SeededRandom random{1};
+    tarn::test::SimulatedClock clock;
+    tarn::test::SeededRandom random{1};
     std::vector<std::shared_ptr<Target>> watched;
     std::unique_ptr<IppPoller> poller;
     ScriptedQueue* requests = nullptr;

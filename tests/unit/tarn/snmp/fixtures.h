@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tarn/src/snmp/printer_session.h"
+#include "tarn/src/snmp/poll/printer_session.h"
 #include "tests/support/recorded_agent.h"
 
 namespace kel::testing {
@@ -18,8 +18,8 @@ inline RecordedAgent fixture(const std::string& name)
 inline tarn::device::DeviceStatus pictureOf(RecordedAgent agent)
 {
     tarn::snmp::PrinterSession session(agent.v1 ? tarn::snmp::Version::V1 : tarn::snmp::Version::V2c);
-    converse(session, agent, tarn::snmp::ReadKind::Identity);
-    EXPECT_EQ(session.outcome(), tarn::snmp::ReadOutcome::Changed);
+    converse(session, agent, tarn::engine::ReadKind::Identity);
+    EXPECT_EQ(session.outcome(), tarn::engine::ReadOutcome::Changed);
     return session.status() ? *session.status() : tarn::device::DeviceStatus();
 }
 

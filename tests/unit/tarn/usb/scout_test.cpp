@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tests/unit/tarn/engine/simulated_network.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 #include "tests/unit/tarn/usb/scripted_bus.h"
 
 namespace tarn::usb {
@@ -34,7 +34,7 @@ protected:
     void pass(Milliseconds time) { m_clock.set(m_clock.now() + time); }
     void ask(const std::string& name) { m_scout.ask(m_bus, find(name)->key); }
 
-    engine::test::SimulatedClock m_clock;
+    tarn::test::SimulatedClock m_clock;
     ScriptedPorts m_ports;
     ScriptedBus m_bus{m_ports};
     UsbScout m_scout{m_clock, "/missing"};

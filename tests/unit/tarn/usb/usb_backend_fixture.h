@@ -11,20 +11,12 @@
 #include "tarn/src/usb/usb_backend.h"
 #include "tests/support/eventually.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 #include "tests/unit/tarn/usb/scripted_bus.h"
 
 namespace tarn::usb::test {
 
-// The scout's thread reads it, too.
-class SharedClock final : public Clock
-{
-public:
-    TimePoint now() const override { return TimePoint(Milliseconds(m_ms.load())); }
-    void pass(Milliseconds time) { m_ms += time.count(); }
-
-private:
-    std::atomic<std::int64_t> m_ms{1000000};
-};
+using tarn::test::SimulatedClock;
 
 class Listener final : public engine::BackendListener
 {
@@ -104,7 +96,7 @@ protected:
     }
     void open(std::size_t index) { m_listener.roster[index].target->markOpened(m_clock.now()); }
 
-    SharedClock m_clock;
+    SimulatedClock m_clock;
     Listener m_listener;
     ScriptedPorts m_ports;
     QueueContents m_requests;

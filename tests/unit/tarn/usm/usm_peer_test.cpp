@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/tarn/engine/simulated_network.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 #include "tests/unit/tarn/usm/fake_agent.h"
 
 namespace tarn::usm {
@@ -68,7 +68,7 @@ protected:
 
     const test::ScratchDirectory m_scratch;
     const test::ScopedVariable m_path{"SNMPCONFPATH", m_scratch.path("")};
-    engine::test::SeededRandom m_random{1};
+    tarn::test::SeededRandom m_random{1};
     TimePoint m_now{Milliseconds(5000000)};
     std::unique_ptr<UsmCodec> m_codec;
     std::shared_ptr<const UsmKeys> m_keys;

@@ -10,11 +10,11 @@
 #include <optional>
 #include <set>
 
-#include "tarn/src/engine/snmp_poller.h"
+#include "tarn/src/snmp/poll/snmp_poller.h"
 #include "tests/support/recorded_agent.h"
-#include "tests/unit/tarn/engine/fake_session.h"
-#include "tests/unit/tarn/engine/first_meeting.h"
-#include "tests/unit/tarn/engine/simulated_network.h"
+#include "tests/unit/tarn/snmp/poll/fake_session.h"
+#include "tests/unit/tarn/snmp/poll/first_meeting.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::usm {
 
@@ -31,7 +31,7 @@ struct Agent
     Milliseconds delay{5};
     std::string says = "idle";
     std::vector<TimePoint> asked;
-    std::vector<engine::Lane> lanes;
+    std::vector<snmp::Lane> lanes;
     std::vector<bool> asAbsent; // of each question: whether answers to the ones before count no more
     std::set<std::size_t> lost; // which of the questions, counted from 1, stay unanswered
     // Answers in its place where it is set; nothing: it drops the question.
@@ -146,8 +146,8 @@ public:
     }
     void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override {}
 
-    engine::test::SimulatedClock clock;
-    engine::test::SeededRandom random{7};
+    tarn::test::SimulatedClock clock;
+    tarn::test::SeededRandom random{7};
     std::shared_ptr<const engine::UsmUser> user = std::make_shared<engine::UsmUser>();
     std::map<std::uint32_t, Agent> agents;
     std::vector<std::shared_ptr<Target>> targets;
@@ -159,9 +159,9 @@ public:
     std::size_t mostInFlight = 0;
     bool isMemoryShort = false;
     const snmp::SessionFactory sessions;
-    engine::SnmpPoller poller;
+    snmp::SnmpPoller poller;
 
-    explicit World(snmp::SessionFactory factory = engine::test::fakeSessions())
+    explicit World(snmp::SessionFactory factory = snmp::test::fakeSessions())
         : sessions([this, make = std::move(factory)](snmp::Version version) {
               takeMemory();
               return make(version);
@@ -207,11 +207,11 @@ TEST(UsmPolling, WhoMayBeDeadIsAskedInALaneOfItsOwn)
     World world;
     world.add(1);
     world.pass(Milliseconds(10000));
-    EXPECT_EQ(world.agents[1].lanes.front(), engine::Lane::Suspect);
-    EXPECT_EQ(world.agents[1].lanes.back(), engine::Lane::Answering);
+    EXPECT_EQ(world.agents[1].lanes.front(), snmp::Lane::Suspect);
+    EXPECT_EQ(world.agents[1].lanes.back(), snmp::Lane::Answering);
     world.agents[1].answers = false;
     world.pass(Milliseconds(30000));
-    EXPECT_EQ(world.agents[1].lanes.back(), engine::Lane::Suspect);
+    EXPECT_EQ(world.agents[1].lanes.back(), snmp::Lane::Suspect);
 }
 
 TEST(UsmPolling, WithoutMemoryPrintersCanBeTakenOff)
@@ -361,7 +361,7 @@ std::size_t answersToMeet(const std::set<std::size_t>& lost)
 
 TEST(UsmPolling, AFirstMeetingGoesOnWhereALossInterruptedIt)
 {
-    engine::test::expectFirstMeetingsToGoOn(answersToMeet);
+    snmp::test::expectFirstMeetingsToGoOn(answersToMeet);
 }
 
 // A printer that does something else with GETBULK than to answer it is read whole all the same, and never
@@ -396,7 +396,7 @@ TEST(UsmPolling, LossOfOneDatagramInTwentyCostsAtMostFifteenPerCentMoreQuestions
     double asked[2] = {0, 0};
     for (const bool loses : {false, true}) {
         World world(snmp::printerSessions());
-        engine::test::SeededRandom dice(20261122);
+        tarn::test::SeededRandom dice(20261122);
         std::vector<kel::testing::RecordedAgent> agents(
             5, kel::testing::RecordedAgent::fromFile(KEL_SNMP_DATA "/colour-laser.snmprec"));
         for (std::uint32_t i = 0; i < agents.size(); ++i) {
@@ -474,7 +474,7 @@ TEST(UsmPolling, TheSilentOnesHoldNobodyUp)
             EXPECT_LE(world.age(*good), Milliseconds(6000)) << i;
         }
     }
-    EXPECT_LE(world.mostInFlight, engine::SnmpPoller::kMostInFlight);
+    EXPECT_LE(world.mostInFlight, snmp::SnmpPoller::kMostInFlight);
     EXPECT_GE(world.agents[100].asked.size(), 3u);
 }
 

@@ -16,6 +16,7 @@
 #include "tests/support/own_threads.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::usm {
 
@@ -62,16 +63,6 @@ bool hasSaidSomething()
     std::fflush(stderr);
     return ::fstat(STDERR_FILENO, &file) == 0 && file.st_size > 0;
 }
-
-class MovedClock final : public Clock
-{
-public:
-    TimePoint now() const override { return TimePoint(Milliseconds(m_ms)); }
-    void pass(Milliseconds time) { m_ms += time.count(); }
-
-private:
-    std::atomic<std::int64_t> m_ms{1000000};
-};
 
 // The port of a printer that listens.
 class Agent final
@@ -141,7 +132,7 @@ TEST(UsmThreadTest, BeginsLaterWhereTheThreadFoundNoDescriptorForItsSocket)
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer beside it needs descriptors to look at a type that it has not seen yet";
 #endif
-    MovedClock clock;
+    tarn::test::SimulatedClock clock;
     const test::ScratchDirectory scratch;
     const test::ScopedVariable path("SNMPCONFPATH", scratch.path(""));
     const Agent agent(0x7F2B0903); // 127.43.9.3

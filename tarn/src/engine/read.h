@@ -1,0 +1,23 @@
+#pragma once
+
+namespace tarn::engine {
+
+// What is read of a printer at a time.
+enum class ReadKind
+{
+    Identity, // who it is; also everything of Full: the first picture of a printer
+    Full,     // everything that the picture needs
+    Fast,     // one small request: the state, and what moves often
+};
+
+// What a read that has ended says about the picture.
+enum class ReadOutcome
+{
+    Unchanged, // same picture
+    Changed,   // there is a new one
+    NeedsFull, // something moved that Fast does not read: read Full now
+    Restarted, // the printer started anew: read Identity now
+    Unusable,  // answered, but says nothing of a printer (no picture yet)
+};
+
+} // namespace tarn::engine

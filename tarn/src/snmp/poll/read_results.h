@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+
+#include "tarn/src/base/clock.h"
+#include "tarn/src/engine/backend.h"
+#include "tarn/src/engine/cadence.h"
+#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/target.h"
+#include "tarn/src/snmp/poll/session.h"
+
+// What holds for a read over SNMP in whatever version: what comes of its end, and of an
+// answer that is missing.
+namespace tarn::snmp {
+
+// Hands on what a read of the given outcome has found out, where that is anything new. liveliness is
+// of the picture that was handed on before; returns that of the present one.
+engine::Liveliness publish(engine::Target& target, const Session& session, engine::ReadOutcome outcome,
+                           engine::Liveliness liveliness, engine::BackendListener& listener);
+// Whether the printer is silent and nobody was told so, or not successfully.
+bool isToBeCalledSilent(const engine::Target& target, const engine::Silence& silence);
+// Hands on that nothing is heard of the printer.
+void publishSilence(engine::Target& target, engine::BackendListener& listener);
+// An answer has come. Who was away is back at the first one, with the last good picture until the
+// read has a new one; who was never seen before comes with his picture.
+void publishSignOfLife(engine::Target& target, engine::Liveliness liveliness,
+                       engine::BackendListener& listener);
+
+// A read at the moment at which the patience with its question runs out.
+struct MissedAnswer
+{
+    unsigned requests; // of the read so far
+    engine::Liveliness liveliness;
+    bool becameOffline; // by this miss
+};
+// What is to be done about it.
+enum class AfterMiss : std::uint8_t
+{
+    Repeat,      // the same question
+    AskForLess,  // the session's next one, which stands in its place
+    ReadFast,    // a Fast read, the present one being void
+    ReadIdentity // likewise
+};
+AfterMiss afterMiss(const MissedAnswer& missed, const engine::Silence& silence, Session& session,
+                    TimePoint now);
+
+// Reopening tells when a silence is so general that the socket may be at fault: an interface went and came
+// back.
+class Reopening final
+{
+public:
+    static constexpr Milliseconds kGap{30000};
+
+    // An answer from anybody.
+    void answered(TimePoint now) { m_lastAnswer = now; }
+    void reopened(TimePoint now) { m_last = now; }
+    bool isDue(const engine::Silence& silence, TimePoint now) const
+    {
+        return silence.isOffline() && m_lastAnswer < silence.since() && now - m_last >= kGap;
+    }
+
+private:
+    TimePoint m_lastAnswer{};
+    TimePoint m_last{};
+};
+
+} // namespace tarn::snmp

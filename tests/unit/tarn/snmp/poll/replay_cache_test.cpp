@@ -1,0 +1,115 @@
+#include "tarn/src/snmp/poll/replay_cache.h"
+
+#include <gtest/gtest.h>
+
+#include "tarn/src/snmp/wire/codec.h"
+
+namespace tarn::snmp::test {
+namespace {
+
+std::string questionOf(std::int32_t id)
+{
+    Message message;
+    message.community = "public";
+    message.pdu.type = PduType::GetRequest;
+    message.pdu.requestId = id;
+    message.pdu.varbinds.push_back({{1, 3, 6, 1, 2, 1, 1, 3, 0}, {}});
+    return encodeMessage(message);
+}
+
+constexpr ReplyDigest idle{17, 5000};
+constexpr ReplyDigest idleLater{17, 5200};
+constexpr ReplyDigest printing{18, 5200};
+
+class AReplayCache : public ::testing::Test
+{
+protected:
+    void SetUp() override { cache.remember(questionOf(kLeastRequestId + 9), idle, pool); }
+
+    QuestionPool pool;
+    ReplayCache cache;
+};
+
+TEST(AnEmptyReplayCache, KnowsNothing)
+{
+    const ReplayCache cache;
+    EXPECT_FALSE(cache.isValid());
+    EXPECT_FALSE(cache.isQuestion(questionOf(kLeastRequestId)));
+    EXPECT_FALSE(cache.isQuestion(std::string()));
+    EXPECT_FALSE(cache.matches(idle).same);
+    EXPECT_FALSE(cache.matches(idle).restarted);
+}
+
+TEST_F(AReplayCache, AsksTheSameUnderAnotherId)
+{
+    ASSERT_TRUE(cache.isValid());
+    std::string bytes = "what was sent before";
+    cache.writeQuestion(0x7ABCDEF1, bytes);
+    EXPECT_EQ(bytes, questionOf(0x7ABCDEF1));
+    EXPECT_TRUE(cache.isQuestion(questionOf(kLeastRequestId)));
+    EXPECT_FALSE(cache.isQuestion(questionOf(kLeastRequestId + 9)));
+}
+
+TEST_F(AReplayCache, SharesItsQuestion)
+{
+    ReplayCache other;
+    other.remember(questionOf(kLeastRequestId + 77), printing, pool);
+    EXPECT_EQ(pool.size(), 1u);
+    EXPECT_FALSE(other.matches(idle).same);
+}
+
+TEST_F(AReplayCache, MatchesWhatSaysTheSame)
+{
+    EXPECT_TRUE(cache.matches(idleLater).same);
+    EXPECT_FALSE(cache.matches(idleLater).restarted);
+    EXPECT_FALSE(cache.matches(printing).same);
+    EXPECT_FALSE(cache.matches({17, -1}).same); // sysUpTime is gone
+}
+
+TEST_F(AReplayCache, SeesARestartInWhatSaysTheSameAndInWhatDoesNot)
+{
+    EXPECT_TRUE(cache.matches({17, 4999}).restarted);
+    EXPECT_TRUE(cache.matches({17, 4999}).same);
+    EXPECT_TRUE(cache.matches({18, 0}).restarted);
+    EXPECT_FALSE(cache.matches({17, 5000}).restarted);
+    EXPECT_FALSE(cache.matches({17, -1}).restarted);
+}
+
+TEST_F(AReplayCache, HoldsTheNextAnswerAgainstTheLastOne)
+{
+    cache.remember(idleLater);
+    EXPECT_TRUE(cache.matches({17, 5100}).restarted); // later than the first, earlier than the last
+    cache.remember(printing);
+    EXPECT_FALSE(cache.matches(idleLater).same);
+    EXPECT_TRUE(cache.matches(printing).same);
+    EXPECT_TRUE(cache.isValid());
+}
+
+TEST_F(AReplayCache, ForgetsTheAnswerButNotTheTime)
+{
+    cache.forgetAnswer();
+    EXPECT_TRUE(cache.isValid());
+    EXPECT_FALSE(cache.matches(idleLater).same);
+    EXPECT_TRUE(cache.matches({17, 4999}).restarted);
+}
+
+TEST_F(AReplayCache, IsValidAgainWhenAQuestionIsRemembered)
+{
+    cache.invalidate();
+    EXPECT_FALSE(cache.isValid());
+    cache.remember(questionOf(kLeastRequestId), idle, pool);
+    EXPECT_TRUE(cache.isValid());
+}
+
+TEST_F(AReplayCache, IsNotValidWithARequestWhoseIdCannotBeReplaced)
+{
+    cache.remember(questionOf(7), printing, pool);
+    EXPECT_FALSE(cache.isValid());
+    EXPECT_FALSE(cache.isQuestion(questionOf(7)));
+    EXPECT_TRUE(cache.matches(printing).same);
+    cache.remember("no message", printing, pool);
+    EXPECT_FALSE(cache.isValid());
+}
+
+} // namespace
+} // namespace tarn::snmp::test

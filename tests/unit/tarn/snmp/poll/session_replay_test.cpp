@@ -1,0 +1,319 @@
+// Session::acceptReplay(): the quick way says what the ordinary one says, or nothing.
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+#include "tarn/src/device/rendering.h"
+#include "tarn/src/snmp/poll/printer_session.h"
+#include "tests/unit/tarn/snmp/fixtures.h"
+
+namespace tarn::snmp {
+namespace {
+
+using device::KeptPicture;
+using engine::ReadKind;
+using engine::ReadOutcome;
+using kel::testing::converse;
+using kel::testing::fixture;
+using kel::testing::RecordedAgent;
+
+constexpr const char* upTime = "1.3.6.1.2.1.1.3.0";
+constexpr const char* printerStatus = "1.3.6.1.2.1.25.3.5.1.1.1";
+constexpr const char* errorState = "1.3.6.1.2.1.25.3.5.1.2.1";
+constexpr const char* allEvents = "1.3.6.1.2.1.43.5.1.1.19.1";
+constexpr const char* blackLevel = "1.3.6.1.2.1.43.11.1.1.9.1.1";
+constexpr const char* trayLevel = "1.3.6.1.2.1.43.8.2.1.10.1.1";
+constexpr const char* lifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
+
+std::string encoded(Pdu answer)
+{
+    answer.requestId = 0x40000000;
+    return encodeMessage({Version::V2c, "public", std::move(answer)});
+}
+
+ByteView viewOf(const std::string& bytes)
+{
+    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
+}
+
+// A session whose last read was a Fast one.
+class Known final
+{
+public:
+    explicit Known(Version version) : session(version) {}
+
+    void read(RecordedAgent& agent, ReadKind kind)
+    {
+        requests = converse(session, agent, kind);
+        remember();
+    }
+    void remember()
+    {
+        if (session.status()) {
+            published = KeptPicture(*session.status());
+        }
+    }
+    std::string picture() const { return device::detailDocument(published.unpacked()); }
+
+    PrinterSession session;
+    KeptPicture published;
+    std::string question; // of the last Fast read
+    int requests = 0;
+};
+
+class AnAnswerHeardAgain : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        known.read(agent, ReadKind::Identity);
+        known.read(agent, ReadKind::Fast);
+    }
+    std::string answer()
+    {
+        PrinterSession asking = PrinterSession(Version::V2c);
+        converse(asking, first, ReadKind::Identity);
+        asking.begin(ReadKind::Fast);
+        return encoded(agent.answer(*asking.nextRequest()));
+    }
+    bool hear() { return hear(answer()); }
+    bool hear(const std::string& bytes)
+    {
+        const bool heard = known.session.acceptReplay(readHead(viewOf(bytes)), known.published);
+        known.remember();
+        return heard;
+    }
+
+    RecordedAgent agent = fixture("colour-laser");
+    RecordedAgent first = agent;
+    Known known{Version::V2c};
+};
+
+TEST_F(AnAnswerHeardAgain, SaysWhatHasMoved)
+{
+    agent.setInteger(blackLevel, 1000);
+    agent.setInteger(trayLevel, 0);
+    agent.setInteger(lifeCount, 12346);
+    agent.setInteger(printerStatus, 4);
+    agent.set(errorState, kel::testing::octets("\x20"));
+    ASSERT_TRUE(hear());
+    EXPECT_EQ(known.session.outcome(), ReadOutcome::Changed);
+    const device::DeviceStatus picture = known.published.unpacked();
+    EXPECT_EQ(picture.supplies[0].percent, 20);
+    EXPECT_TRUE(picture.trays[0].empty);
+    EXPECT_EQ(picture.totalPages, 12346);
+    EXPECT_EQ(picture.activity, device::Activity::Printing);
+    EXPECT_TRUE(picture.tonerLow);
+    EXPECT_EQ(picture, kel::testing::pictureOf(agent));
+
+    agent.set(errorState, kel::testing::octets(std::string(1, '\0')));
+    ASSERT_TRUE(hear());
+    EXPECT_EQ(known.published.unpacked(), kel::testing::pictureOf(agent));
+    EXPECT_TRUE(known.published.unpacked().alerts.empty());
+}
+
+TEST_F(AnAnswerHeardAgain, ChangesNothingWhereOnlyTimePassed)
+{
+    agent.setInteger(upTime, 99999999);
+    const std::string before = known.picture();
+    ASSERT_TRUE(hear());
+    EXPECT_EQ(known.session.outcome(), ReadOutcome::Unchanged);
+    EXPECT_EQ(known.picture(), before);
+    agent.setInteger(upTime, 99999998); // later than at the first read, earlier than at the last
+    EXPECT_FALSE(hear());
+}
+
+TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForRowsAndCounters)
+{
+    const RecordedAgent same = agent;
+    agent.setInteger(allEvents, 77);
+    EXPECT_FALSE(hear());
+    agent = same;
+    agent.erase("1.3.6.1.2.1.43.11.1.1.9.1.2");
+    EXPECT_FALSE(hear());
+    agent = same;
+    agent.setInteger("1.3.6.1.2.1.43.11.1.1.9.1.6", 5);
+    EXPECT_FALSE(hear());
+    agent = same;
+    agent.setInteger("1.3.6.1.2.1.43.18.1.1.2.1.9", 3);
+    EXPECT_FALSE(hear());
+    agent = same;
+    EXPECT_TRUE(hear());
+}
+
+TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForCutAndSpoiltMessages)
+{
+    const std::string whole = answer();
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        EXPECT_FALSE(hear(whole.substr(0, size))) << size;
+    }
+    EXPECT_TRUE(hear(whole));
+}
+
+TEST_F(AnAnswerHeardAgain, NeedsThePictureThatItsSessionMade)
+{
+    const std::string bytes = answer();
+    EXPECT_FALSE(known.session.acceptReplay(readHead(viewOf(bytes)), KeptPicture()));
+    known.session.begin(ReadKind::Full);
+    known.session.accept(agent.answer(*known.session.nextRequest()));
+    ASSERT_TRUE(known.session.nextRequest());
+    ASSERT_TRUE(known.session.onTimeout(2));
+    EXPECT_FALSE(hear(bytes)); // the next question is a smaller one
+}
+
+TEST_F(AnAnswerHeardAgain, IsHeldAgainstTablesReadMeanwhile)
+{
+    const std::string before = answer();
+    agent.setInteger(blackLevel, 1000);
+    known.read(agent, ReadKind::Full);
+    EXPECT_EQ(known.session.outcome(), ReadOutcome::Changed);
+    ASSERT_TRUE(known.session.asksTheSame());
+    ASSERT_TRUE(hear(before));
+    EXPECT_EQ(known.session.outcome(), ReadOutcome::Changed);
+    EXPECT_EQ(known.published.unpacked(), kel::testing::pictureOf(first));
+
+    agent.erase("1.3.6.1.2.1.43.11.1.1.9.1.5");
+    known.read(agent, ReadKind::Full);
+    EXPECT_FALSE(known.session.asksTheSame());
+    EXPECT_FALSE(hear(before));
+}
+
+void spoil(Pdu& answer, std::mt19937& random)
+{
+    const std::size_t size = answer.varbinds.size();
+    if (size == 0) {
+        return;
+    }
+    Varbind& one = answer.varbinds[random() % size];
+    switch (random() % 10) {
+    case 0:
+        answer.varbinds.resize(random() % size);
+        break;
+    case 1:
+        one.value.type = static_cast<ValueType>(random() % 13);
+        break;
+    case 2:
+        one.name.push_back(1);
+        break;
+    case 3:
+        one.name.back() += 1;
+        break;
+    case 4:
+        std::swap(one, answer.varbinds[random() % size]);
+        break;
+    default:
+        break;
+    }
+}
+
+void change(RecordedAgent& agent, std::mt19937& random)
+{
+    const auto number = static_cast<std::int64_t>(random() % 120) - 3;
+    const std::string row = std::to_string(1 + random() % 6);
+    switch (random() % 14) {
+    case 0:
+        agent.setInteger("1.3.6.1.2.1.43.11.1.1.9.1." + row, number);
+        break;
+    case 1:
+        agent.erase("1.3.6.1.2.1.43.11.1.1.9.1." + row);
+        break;
+    case 2:
+        agent.setInteger("1.3.6.1.2.1.43.18.1.1.2.1." + row, number % 6);
+        break;
+    case 3:
+        agent.setInteger(allEvents, number);
+        break;
+    case 4:
+        agent.setInteger(upTime, number * 1000);
+        break;
+    case 5:
+        agent.set(errorState, kel::testing::octets(std::string(random() % 3, static_cast<char>(number))));
+        break;
+    case 6:
+        agent.setInteger(printerStatus, number % 6);
+        break;
+    case 7:
+        agent.setInteger("1.3.6.1.2.1.43.8.2.1.10.1." + row, number);
+        break;
+    default:
+        if (agent.has(blackLevel)) {
+            agent.setInteger(blackLevel, number);
+        }
+        agent.setInteger(lifeCount, number * 50000000);
+    }
+}
+
+// The rest of a read in the ordinary way.
+void finish(Known& known, RecordedAgent& agent, const Pdu& first)
+{
+    known.session.begin(ReadKind::Fast);
+    known.requests = 0;
+    while (const std::optional<Pdu> request = known.session.nextRequest()) {
+        known.session.accept(known.requests == 0 ? first : agent.answer(*request));
+        ++known.requests;
+    }
+    known.remember();
+}
+
+// One step of both ways; true when the quick one was taken.
+bool stepOfBoth(Known& ordinary, Known& quick, RecordedAgent& agent, std::mt19937& random)
+{
+    ordinary.session.begin(ReadKind::Fast);
+    const Pdu asked = *ordinary.session.nextRequest();
+    EXPECT_TRUE(!quick.session.asksTheSame() || quick.question.empty() || quick.question == encoded(asked));
+    quick.question = encoded(asked);
+    Pdu answer = agent.answer(asked);
+    spoil(answer, random);
+    const std::string bytes = encoded(answer);
+    const std::optional<Message> message = decodeMessage(viewOf(bytes));
+    const bool heard = quick.session.acceptReplay(readHead(viewOf(bytes)), quick.published);
+    EXPECT_TRUE(message || !heard);
+    if (!message) {
+        return false;
+    }
+    finish(ordinary, agent, message->pdu);
+    if (heard) {
+        quick.remember();
+        EXPECT_EQ(ordinary.requests, 1);
+    } else {
+        finish(quick, agent, message->pdu);
+    }
+    EXPECT_EQ(quick.session.outcome(), ordinary.session.outcome());
+    EXPECT_EQ(quick.picture(), ordinary.picture());
+    return heard;
+}
+
+TEST(BothWays, AgreeWhateverAnyPrinterAnswers)
+{
+    const char* const given = std::getenv("KEL_SEED");
+    const unsigned seed =
+        given != nullptr ? static_cast<unsigned>(std::atoll(given)) : std::random_device{}();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    int heard = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(KEL_SNMP_DATA)) {
+        RecordedAgent agent = RecordedAgent::fromFile(entry.path().string());
+        agent.setInteger("1.3.6.1.4.1.99999.7.0", 1);
+        Known ordinary(Version::V2c);
+        Known quick(Version::V2c);
+        for (Known* known : {&ordinary, &quick}) {
+            known->read(agent, ReadKind::Identity);
+            known->read(agent, ReadKind::Fast);
+        }
+        for (int step = 0; step < 60 && ordinary.session.status(); ++step) {
+            change(agent, random);
+            heard += stepOfBoth(ordinary, quick, agent, random) ? 1 : 0;
+            if (ordinary.session.outcome() > ReadOutcome::Changed) {
+                const ReadKind kind = random() % 4 == 0 ? ReadKind::Identity : ReadKind::Full;
+                for (Known* known : {&ordinary, &quick}) {
+                    known->read(agent, kind);
+                }
+            }
+            ASSERT_FALSE(::testing::Test::HasFailure()) << entry.path() << " step " << step;
+        }
+    }
+    EXPECT_GT(heard, 100);
+}
+
+} // namespace
+} // namespace tarn::snmp
