@@ -80,10 +80,14 @@ void WorkerPool::start(int workers)
     pthread_sigmask(SIG_SETMASK, &all, &before);
     try {
         for (int i = 0; i < workers; ++i) {
-            m_threads.emplace_back([this] {
+            // All that a worker ever lets go of at once, its own batch's and all others' when it recalls
+            // them: where memory runs out there is somebody to tell here, and nobody in the thread.
+            Releases released;
+            released.reserve(std::size_t{Batch::kMost} * std::size_t(workers));
+            m_threads.emplace_back([this, released = std::move(released)]() mutable {
                 // From inside: another thread's name is written through /proc.
                 pthread_setname_np(pthread_self(), "twheel");
-                work();
+                work(released);
             });
         }
     } catch (...) {
@@ -135,11 +139,9 @@ boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
     return node;
 }
 
-void WorkerPool::work()
+void WorkerPool::work(Releases& released)
 {
     Batch batch;
-    Releases released;
-    released.reserve(Batch::kMost);
     MutexLock lock(m_gate.mutex);
     Nanoseconds now = monotonicNow();
     while (!m_stopped) {

@@ -28,6 +28,7 @@ namespace twheel {
 //  (3) Runs wait behind another in a batch only while a worker is free to recall them. With none free, and
 //      after a slow run, each worker takes one at a time and looks at the clock in between.
 //  (4) Only a slow run makes a worker call others; who is woken by the alarm alone wakes nobody.
+//  (5) A worker allocates nothing.
 // Threading: schedule() from any thread; stop() from any but a worker, not by two at once.
 class WorkerPool
 {
@@ -44,7 +45,7 @@ public:
 
 private:
     void start(int workers);
-    void work();
+    void work(Releases& released);
     // These let go of the lock meanwhile; some give the time that they have looked at last.
     Nanoseconds run(Batch& batch, Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
     Nanoseconds sleep(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);

@@ -33,7 +33,7 @@ target_include_directories(tarn_stalled_home_test PRIVATE "$<TARGET_PROPERTY:tar
 set_target_properties(tarn_stalled_home_test PROPERTIES ENABLE_EXPORTS ON) # so that the library renames with the test's rename()
 add_dependencies(tarn_stalled_home_test tarn)
 # The library finds the program's allocations, and its socket() and the like, before the C library's.
-kel_add_gtest(tarn_scarcity_test SOURCES api/scarcity_test.cpp support/failing_calls.cpp
+kel_add_gtest(tarn_scarcity_test SOURCES api/scarcity_test.cpp ${PROJECT_SOURCE_DIR}/tests/support/failing_calls.cpp
               LIBS recorded_agent ${CMAKE_DL_LIBS} LONG_RUNNING)
 target_compile_definitions(tarn_scarcity_test PRIVATE TARN_LIBRARY="$<TARGET_FILE:tarn>"
     KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")

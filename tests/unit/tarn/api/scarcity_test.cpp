@@ -30,15 +30,15 @@
 #include "tarn/src/snmp/wire/codec.h"
 #include "tarn/tarn.h"
 #include "tests/support/eventually.h"
+#include "tests/support/failing_calls.h"
 #include "tests/support/own_threads.h"
 #include "tests/support/recorded_agent.h"
-#include "tests/unit/tarn/support/failing_calls.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace {
 
 using kel_test::eventually;
-using tarn::test::FailingCalls;
+using kel_test::FailingCalls;
 using tarn::test::ScopedVariable;
 using tarn::test::ScratchDirectory;
 

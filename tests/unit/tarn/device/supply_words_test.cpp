@@ -230,6 +230,7 @@ TEST(SupplyTypes, AreThoseOfTheStandardEachWithItsKind)
         EXPECT_EQ(type->type, number);
         EXPECT_EQ(type->keyword, keyword);
         EXPECT_EQ(type->kind, kind) << keyword;
+        EXPECT_EQ(type->says, number > 2) << keyword; // neither other nor unknown
         EXPECT_EQ(findSupplyType(std::string_view(keyword)), type);
         ++number;
     }

@@ -472,43 +472,6 @@ TEST(IppAlerts, RowsSayItBeforeReasonsDo)
               "A－B");
 }
 
-TEST(IppReasons, TableIsSortedAndItsCodesExist)
-{
-    for (const char* keyword : {"connecting-to-device",
-                                "cover-open",
-                                "developer-low",
-                                "door-open",
-                                "fuser-over-temp",
-                                "input-tray-missing",
-                                "interlock-open",
-                                "marker-supply-empty",
-                                "marker-supply-low",
-                                "marker-waste-almost-full",
-                                "marker-waste-full",
-                                "media-empty",
-                                "media-jam",
-                                "media-low",
-                                "media-needed",
-                                "none",
-                                "offline",
-                                "opc-near-eol",
-                                "output-area-almost-full",
-                                "output-area-full",
-                                "paused",
-                                "shutdown",
-                                "spool-area-full",
-                                "toner-empty",
-                                "toner-low",
-                                "warming-up"}) {
-        const Reason* const reason = findReason(keyword);
-        ASSERT_NE(reason, nullptr) << keyword;
-        EXPECT_TRUE(reason->code == 0 || findAlertText(reason->code) != nullptr) << keyword;
-        EXPECT_EQ(reason->alert == nullptr, reason->text == nullptr) << keyword;
-    }
-    EXPECT_EQ(findReason("zz"), nullptr);
-    EXPECT_EQ(findReason(""), nullptr);
-}
-
 TEST(IppPicture, EveryTextIsUtf8WhateverCame)
 {
     IppAttributes attributes;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace tarn::test {
+namespace kel_test {
 
 // Calls of one shared library that fail as if the system had run out: allocations by operator new and, but
 // under sanitizers, calls that make a descriptor or a thread. Calls are told apart by their stacks, as far as
@@ -21,8 +21,9 @@ public:
 
     // Notes the stacks of all such calls until end().
     static void record();
-    // Lets the first call with that stack fail; with fromThenOn every other one behind it, too.
-    static void fail(Stack stack, bool fromThenOn);
+    // Lets the first call with that stack fail, or the one behind so many; with fromThenOn every other one
+    // behind it, too.
+    static void fail(Stack stack, bool fromThenOn, int behind = 0);
     // Lets one in so many of the allocations of threads of that name fail.
     static void failSome(const char* thread, unsigned oneIn);
     static void end();
@@ -31,4 +32,4 @@ public:
     static unsigned long failures(); // since the last fail() or failSome()
 };
 
-} // namespace tarn::test
+} // namespace kel_test

@@ -1,4 +1,4 @@
-#include "tests/unit/tarn/support/failing_calls.h"
+#include "tests/support/failing_calls.h"
 
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -8,6 +8,7 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,6 +44,7 @@ std::atomic<Mode> mode{Mode::Off};
 std::atomic<std::uint64_t> wanted{0};
 std::atomic<bool> goesOn{false};
 std::atomic<bool> begun{false};
+std::atomic<int> spared{0};
 std::atomic<unsigned long> failed{0};
 std::array<std::atomic<std::uint64_t>, kMostStacks> stacks{};
 std::atomic<std::uintptr_t> codeBegin{0};
@@ -118,7 +120,7 @@ bool failsHere(Mode how, bool isAllocation)
     if (begun) {
         return goesOn;
     }
-    if (stack != wanted || begun.exchange(true)) {
+    if (stack != wanted || spared-- > 0 || begun.exchange(true)) {
         return false;
     }
     sayWhere();
@@ -230,6 +232,11 @@ int eventfd(unsigned value, int flags) noexcept
     return descriptor([=] { return next<int(unsigned, int)>("eventfd")(value, flags); });
 }
 
+int timerfd_create(int clock, int flags) noexcept
+{
+    return descriptor([=] { return next<int(int, int)>("timerfd_create")(clock, flags); });
+}
+
 int epoll_create1(int flags) noexcept
 {
     return descriptor([=] { return next<int(int)>("epoll_create1")(flags); });
@@ -258,7 +265,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 #endif
 
-namespace tarn::test {
+namespace kel_test {
 
 void FailingCalls::watch(const void* anythingInside)
 {
@@ -286,8 +293,9 @@ void FailingCalls::record()
     mode = Mode::Record;
 }
 
-void FailingCalls::fail(Stack stack, bool fromThenOn)
+void FailingCalls::fail(Stack stack, bool fromThenOn, int behind)
 {
+    spared = behind;
     wanted = stack;
     goesOn = fromThenOn;
     begun = false;
@@ -325,4 +333,4 @@ unsigned long FailingCalls::failures()
     return failed;
 }
 
-} // namespace tarn::test
+} // namespace kel_test
