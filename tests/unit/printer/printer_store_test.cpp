@@ -11,6 +11,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/open_descriptors.h"
+
 namespace fs = boost::filesystem;
 using morvik::kel::PrinterContext;
 using morvik::kel::PrinterStore;
@@ -537,6 +539,27 @@ TEST_F(PrinterStoreTest, ReadOnlyDirectoryIsNoReasonNotToSave)
     save({printer("new")});
     EXPECT_EQ(read(), text("new"));
     EXPECT_EQ(names(), "new;");
+}
+
+TEST_F(PrinterStoreTest, NoDescriptorIsLeftBehind)
+{
+    const auto everything = [this] {
+        save({printer("one"), printer("two")});
+        save({printer("two")});
+        write(text("another's"));
+        PrinterStore store(m_path);
+        store.load();
+        store.load();
+        write("[{"); // and a journal that a killed save left
+        std::ofstream(m_path + ".journal") << text("whole");
+        PrinterStore(m_path).load();
+        save({});
+    };
+    everything();
+    const int before = kel_test::openDescriptors();
+    for (int i = 0; i < 3; ++i)
+        everything();
+    EXPECT_EQ(kel_test::openDescriptors(), before);
 }
 
 } // namespace

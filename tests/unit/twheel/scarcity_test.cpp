@@ -1,7 +1,6 @@
 // The scheduler in a process where calls fail for lack of memory, descriptors or threads: each in turn, once
 // for each call stack, and from then on. The caller is told by an exception, nothing ends, nothing is left
 // behind, and afterwards all is as before.
-#include <dirent.h>
 #include <dlfcn.h>
 
 #include <new>
@@ -11,6 +10,7 @@
 
 #include "tests/support/eventually.h"
 #include "tests/support/failing_calls.h"
+#include "tests/support/open_descriptors.h"
 #include "tests/support/own_threads.h"
 #include "tests/unit/twheel/runnables.h"
 
@@ -19,20 +19,10 @@ namespace {
 
 using kel_test::eventually;
 using kel_test::FailingCalls;
+using kel_test::openDescriptors;
 
 constexpr int kWorkers = 3;
 constexpr int kTasks = 20;
-
-int openDescriptors()
-{
-    int count = 0;
-    DIR* const all = opendir("/proc/self/fd");
-    while (readdir(all) != nullptr) {
-        ++count;
-    }
-    closedir(all);
-    return count;
-}
 
 // A scheduler's life; how often it was refused something.
 int live()

@@ -161,5 +161,24 @@ TEST(Silence, ForgivenMissesDoNotAddUp)
     EXPECT_FALSE(silence.missed(kStart + Milliseconds(100000), kStart + Milliseconds(101000)));
 }
 
+TEST(Silence, ForgivenWhoIsOfflineStaysSoAndIsAskedAsIfItHadJustFallenSilent)
+{
+    SeededRandom random(3);
+    Silence silence;
+    silence.missed(kStart, kStart + Milliseconds(1000));
+    silence.missed(kStart, kStart + Milliseconds(3000));
+    ASSERT_TRUE(silence.missed(kStart, kStart + Milliseconds(6000)));
+    const TimePoint later = kStart + Milliseconds(3600000);
+    EXPECT_GT(silence.patience(later, random), Milliseconds(20000));
+    const unsigned misses = silence.misses();
+    silence.forgive(later);
+    EXPECT_EQ(silence.misses(), misses);
+    EXPECT_TRUE(silence.isOffline());
+    EXPECT_TRUE(silence.isSilent());
+    EXPECT_EQ(silence.since(), later);
+    EXPECT_LE(silence.patience(later, random), Milliseconds(3000));
+    EXPECT_FALSE(silence.missed(later, later + Milliseconds(9000))) << "it is offline already";
+}
+
 } // namespace
 } // namespace tarn::engine::test

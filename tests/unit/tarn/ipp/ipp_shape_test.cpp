@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 #include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_attributes.h"
 #include "tests/unit/tarn/ipp/scripted_server.h"
@@ -168,6 +170,68 @@ TEST(IppShapeTest, WhatIsCutOffIsReadableAsFarAsItGoes)
     }
     EXPECT_FALSE(isReadableIpp("\x02"));
     EXPECT_FALSE(isReadableIpp(""));
+}
+
+// What printer-supply and its like are: octets of any kind.
+class IppOctetStringsTest : public testing::Test
+{
+protected:
+    static std::vector<IppValue> read(std::initializer_list<std::string> values)
+    {
+        IppOctets octets;
+        octets.printer();
+        bool first = true;
+        for (const std::string& value : values) {
+            octets.value(kOctetString, first ? "printer-supply" : "", value);
+            first = false;
+        }
+        const std::optional<IppReply> reply = decodeIpp(*CupsLibrary::system(), octets.whole());
+        return reply && reply->printers.size() == 1 ? reply->printers[0].values("printer-supply")
+                                                    : std::vector<IppValue>();
+    }
+    static std::string readOne(const std::string& value)
+    {
+        const std::vector<IppValue> values = read({value});
+        return values.size() == 1 ? values[0].text : "not one value";
+    }
+
+    static constexpr unsigned kOctetString = 0x30;
+    static constexpr std::size_t kLongest = IppAttributes::kLongestText;
+};
+
+TEST_F(IppOctetStringsTest, AreTextsWithoutNumbers)
+{
+    const std::vector<IppValue> values = read({"type=toner;level=5;", "type=opc;"});
+    ASSERT_EQ(values.size(), 2u);
+    EXPECT_EQ(values[0].text, "type=toner;level=5;");
+    EXPECT_EQ(values[1].text, "type=opc;");
+    EXPECT_FALSE(values[0].number.has_value());
+}
+
+TEST_F(IppOctetStringsTest, MayBeEmptyOrHoldAnything)
+{
+    EXPECT_EQ(readOne(""), "");
+    EXPECT_EQ(readOne("x"), "x");
+    const std::string odd("a\0b\xFF", 4);
+    EXPECT_EQ(readOne(odd), odd);
+    const std::vector<IppValue> values = read({"one", "", "three"});
+    ASSERT_EQ(values.size(), 3u) << "an empty one keeps its place";
+    EXPECT_EQ(values[1].text, "");
+    EXPECT_EQ(values[2].text, "three");
+}
+
+TEST_F(IppOctetStringsTest, AreCutAtTheLongestButNotInACharacter)
+{
+    EXPECT_EQ(readOne(std::string(kLongest, 'x')).size(), kLongest);
+    EXPECT_EQ(readOne(std::string(kLongest + 1, 'x')).size(), kLongest);
+    const std::string character = "\xE9\xBB\x91"; // 黑
+    EXPECT_EQ(readOne(std::string(kLongest - 3, 'x') + character),
+              std::string(kLongest - 3, 'x') + character);
+    for (std::size_t before : {kLongest - 2, kLongest - 1}) {
+        EXPECT_EQ(readOne(std::string(before, 'x') + character), std::string(before, 'x'));
+    }
+    EXPECT_EQ(readOne(std::string(kLongest, 'x') + character), std::string(kLongest, 'x'));
+    EXPECT_EQ(readOne(std::string(kLongest + 9, '\x80')), "") << "the middle of no character";
 }
 
 } // namespace

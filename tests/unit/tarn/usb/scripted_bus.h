@@ -63,6 +63,12 @@ public:
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_failingLooks;
     }
+    // How often the devices were looked at.
+    unsigned looks()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_looks;
+    }
     unsigned opened()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -88,6 +94,7 @@ private:
     std::map<std::pair<std::string, Question>, unsigned> m_asked;
     std::uint8_t m_lastAddress = 1;
     unsigned m_opened = 0;
+    unsigned m_looks = 0;
     unsigned m_failingLooks = 0;
     bool m_changed = false;
     bool m_interrupted = false;
@@ -108,6 +115,7 @@ public:
     std::optional<std::vector<UsbDevice>> devices() override
     {
         const std::lock_guard<std::mutex> lock(m_ports.m_mutex);
+        ++m_ports.m_looks;
         if (m_ports.m_failingLooks > 0) {
             --m_ports.m_failingLooks;
             m_ports.announce(); // look again

@@ -1,13 +1,16 @@
 #include "tests/unit/tarn/usb/usb_backend_fixture.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <new>
 
 #include "tarn/src/usb/libusb_bus.h"
+#include "tests/support/open_descriptors.h"
 #include "tests/unit/tarn/support/hostile_text.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
+#include "tests/unit/tarn/support/no_threads.h"
 
 namespace tarn::usb {
 namespace {
@@ -152,6 +155,55 @@ TEST_F(UsbBackendTest, PrinterThatWasBusyStartingIsListedAnewOnceItSaysWhoItIs)
     EXPECT_EQ(m_listener.roster[0].target, target);
 }
 
+TEST_F(UsbBackendTest, BusIsNotLookedAtAgainWhileNothingChanges)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    m_backend->discover(Discovery::Usb, true);
+    ASSERT_TRUE(awaitRoster(1));
+    const unsigned looks = m_ports.looks();
+    for (int i = 0; i < 20; ++i) {
+        const unsigned asked = m_ports.asked("1-2", Question::PortStatus);
+        m_clock.pass(UsbBackend::kInterval);
+        open(0);
+        ASSERT_TRUE(runUntil([&] { return m_ports.asked("1-2", Question::PortStatus) > asked; }));
+    }
+    EXPECT_EQ(m_ports.looks(), looks);
+}
+
+// As after a suspend.
+TEST_F(UsbBackendTest, QuestionThatIsLongOverdueIsAskedOnceAndTheNextInItsTime)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    m_backend->discover(Discovery::Usb, true);
+    ASSERT_TRUE(awaitRoster(1));
+    const unsigned first = m_ports.asked("1-2", Question::PortStatus);
+    m_clock.pass(10 * UsbBackend::kInterval + Milliseconds(7));
+    open(0);
+    EXPECT_LT(m_backend->nextDeadline(), m_clock.now());
+    m_backend->run();
+    EXPECT_EQ(m_backend->nextDeadline(), m_clock.now() + UsbBackend::kInterval);
+    ASSERT_TRUE(runUntil([&] { return m_ports.asked("1-2", Question::PortStatus) > first; }));
+    EXPECT_EQ(m_ports.asked("1-2", Question::PortStatus), first + 1);
+}
+
+TEST_F(UsbBackendTest, LeavesNoDescriptorBehind)
+{
+    m_ports.plug("1-2", {said(kId), said("\x18")});
+    m_backend.reset();
+    const int before = kel_test::openDescriptors();
+    for (int i = 0; i < 3; ++i) {
+        m_backend = std::make_unique<UsbBackend>(
+            m_clock, m_listener,
+            UsbBackend::Parts{[this](std::string&) { return std::make_unique<test::ScriptedBus>(m_ports); },
+                              nullptr, m_directory.path("")});
+        m_backend->discover(Discovery::Usb, true);
+        ASSERT_TRUE(awaitRoster(1));
+        EXPECT_GT(kel_test::openDescriptors(), before);
+        m_backend.reset();
+        EXPECT_EQ(kel_test::openDescriptors(), before);
+    }
+}
+
 TEST_F(UsbBackendTest, WhoIsNotOpenedIsNotAskedUntilOpenedAgain)
 {
     m_ports.plug("1-2", {said(kId), said("\x18")});
@@ -287,6 +339,29 @@ TEST_F(UsbBackendTest, WithoutDescriptorsAtTheBeginningItBeginsLater)
     m_clock.pass(UsbBackend::kShortestPause);
     EXPECT_TRUE(awaitRoster(1));
     EXPECT_GE(m_backend->descriptor(), 0);
+}
+
+TEST_F(UsbBackendTest, WithoutAThreadAtTheBeginningItBeginsLater)
+{
+    if (!tarn::test::NoThreads::isPossible()) {
+        GTEST_SKIP() << "threads are not refused to this user";
+    }
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    m_ports.plug("1-1", {said("MFG:Lyra;MDL:Jet;SN:L1;"), said("\x18")});
+    EXPECT_EXIT(
+        {
+            {
+                const tarn::test::NoThreads none;
+                m_backend->discover(Discovery::Usb, true);
+                m_backend->run();
+            }
+            if (m_backend->nextDeadline() != m_clock.now() + UsbBackend::kShortestPause) {
+                ::_exit(3);
+            }
+            m_clock.pass(UsbBackend::kShortestPause);
+            ::_exit(awaitRoster(1) ? 0 : 4);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(UsbBackendTest, BusThatCannotBeReadForAMomentLosesNobody)
