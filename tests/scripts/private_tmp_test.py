@@ -6,6 +6,7 @@ import pathlib
 import socket
 import subprocess
 import sys
+import tempfile
 import unittest
 
 SUPPORT = pathlib.Path(__file__).resolve().parent.parent / "support"
@@ -29,8 +30,26 @@ print("ready", flush=True)
 sys.stdin.read()
 """
 
+# Says what is in a directory that it needs.
+NEEDS = f"""
+import os, sys
+sys.path.insert(0, {str(SUPPORT)!r})
+import private_tmp
+if not private_tmp.enter(sys.argv[1]):
+    sys.exit({CANNOT})
+print(*os.listdir("/tmp"), *os.listdir(sys.argv[1]))
+"""
+
 
 class PrivateTmp(unittest.TestCase):
+    def test_a_tree_below_tmp_stays_in_sight_alone(self):
+        with tempfile.TemporaryDirectory(dir="/tmp") as tree:
+            (pathlib.Path(tree) / "program").touch()
+            done = subprocess.run(["/usr/bin/python3", "-c", NEEDS, tree], stdout=subprocess.PIPE, text=True)
+            if done.returncode == CANNOT:
+                self.skipTest("the system refuses a /tmp of one's own")
+            self.assertEqual(done.stdout.split(), [os.path.basename(tree), "program"])
+
     def test_files_and_sockets_of_one_test_are_not_seen_outside(self):
         name = f"kel-private-{os.getpid()}"
         directories = ["/tmp"] + [path for path in [KEYBOARD_MAPS] if os.path.isdir(path)]

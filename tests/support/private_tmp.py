@@ -46,8 +46,10 @@ def enter(*needed):
     children. needed: directories that must stay in sight where they lie below /tmp, the build tree for example."""
     global _turn
     libc = ctypes.CDLL(None, use_errno=True)
+    unshared = _unshared(libc)
+    # Opened in the new mount namespace: a descriptor of the old one cannot be mounted here.
     kept = [(os.path.realpath(path), os.open(path, os.O_PATH | os.O_DIRECTORY)) for path in needed]
-    if not _unshared(libc) or libc.mount(b"tmpfs", b"/tmp", b"tmpfs", 0, b"mode=1777") != 0:
+    if not unshared or libc.mount(b"tmpfs", b"/tmp", b"tmpfs", 0, b"mode=1777") != 0:
         _turn = open("/tmp/kel-tests.flock", "w")
         fcntl.flock(_turn, fcntl.LOCK_EX)
         return False
