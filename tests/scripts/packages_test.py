@@ -47,7 +47,7 @@ PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh
             "scripts/coverage": "ci", "scripts/fuzz": "ci", "scripts/mutate": "ci",
             "scripts/package": "package", "scripts/pictures": "pictures", "scripts/try-packages": "packages"}
 BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree", "scripts/arm64-tree")
-BENCH = ("scripts/bench",)  # measures on a prepared machine; says itself what it misses
+BENCH = ("scripts/bench", "scripts/soak")  # measures on a prepared machine; says itself what it misses
 
 
 def output(*command):
