@@ -12,7 +12,9 @@ kel_add_fuzz(fuzz_message_readers SOURCES message_readers_fuzz.cpp LIBS tarn_cor
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_gate ${CMAKE_CURRENT_SOURCE_DIR}/corpus/snmp_reply)
 kel_add_fuzz(fuzz_usm_message SOURCES usm_message_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/usm_message)
-foreach(target fuzz_usm_message fuzz_usm_message_replay) # either, see kel_add_fuzz()
+kel_add_fuzz(fuzz_usm_conversation SOURCES usm_conversation_fuzz.cpp ${PROJECT_SOURCE_DIR}/tests/unit/tarn/usm/fake_agent.cpp
+             LIBS tarn_core CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/usm_conversation)
+foreach(target fuzz_usm_message fuzz_usm_message_replay fuzz_usm_conversation fuzz_usm_conversation_replay) # either, see kel_add_fuzz()
     if(TARGET ${target})
         target_include_directories(${target} SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
     endif()

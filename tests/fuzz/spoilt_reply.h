@@ -1,0 +1,88 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
+#include "tarn/src/snmp/mib/columns.h"
+#include "tarn/src/snmp/mib/quirks.h"
+#include "tarn/src/snmp/wire/pdu.h"
+
+// What fuzz targets of SNMP share: objects by a number, values and answers that no agent should give.
+namespace kel_fuzz {
+
+// The name of an object that is asked for.
+inline std::string nameOf(std::uint8_t column, std::uint8_t row)
+{
+    using namespace tarn;
+    static const std::vector<const snmp::VendorObject*> vendor = snmp::vendorObjectsFor("");
+    if (column >= snmp::columnCount) {
+        return vendor[(column - snmp::columnCount) % vendor.size()]->oid;
+    }
+    const snmp::ColumnSpec& spec = snmp::specOf(static_cast<snmp::ColumnId>(column));
+    const std::string number = std::to_string(row);
+    switch (spec.form) {
+    case snmp::IndexForm::Scalar:
+        return std::string(spec.oid) + ".0";
+    case snmp::IndexForm::Device:
+    case snmp::IndexForm::PrinterDevice:
+        return std::string(spec.oid) + "." + number;
+    case snmp::IndexForm::PrinterRow:
+        return std::string(spec.oid) + "." + std::to_string(row >> 6) + "." + std::to_string(row & 63);
+    }
+    return spec.oid;
+}
+
+inline tarn::snmp::Value valueOf(std::uint8_t type, const std::string& octets)
+{
+    using namespace tarn;
+    snmp::Value value;
+    value.type = static_cast<snmp::ValueType>(type % 13);
+    value.bytes = octets;
+    for (const char c : octets.substr(0, 8)) {
+        value.number = (value.number << 8) | static_cast<std::uint8_t>(c);
+    }
+    if (type >= 128) {
+        value.number = -value.number;
+    }
+    if (value.type == snmp::ValueType::ObjectId) {
+        value.oid = snmp::parseOid(octets.c_str());
+    }
+    return value;
+}
+
+inline void spoil(tarn::snmp::Pdu& response, std::uint8_t how)
+{
+    using namespace tarn;
+    std::vector<snmp::Varbind>& binds = response.varbinds;
+    switch (how & 0xF0) {
+    case 0x10:
+        response.errorStatus = how & 7;
+        response.errorIndex = how % 5;
+        break;
+    case 0x20:
+        binds.resize(binds.size() * (how & 0x0F) / 16);
+        break;
+    case 0x30:
+        std::reverse(binds.begin(), binds.end());
+        break;
+    case 0x40:
+        binds.insert(binds.end(), binds.begin(),
+                     binds.begin() + static_cast<std::ptrdiff_t>(binds.size() / 2));
+        break;
+    case 0x50:
+        for (snmp::Varbind& bind : binds) {
+            bind.value.type = static_cast<snmp::ValueType>((how & 0x0F) % 13);
+        }
+        break;
+    case 0x60:
+        for (snmp::Varbind& bind : binds) {
+            bind.name.push_back(how);
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace kel_fuzz
