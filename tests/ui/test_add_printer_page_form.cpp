@@ -96,12 +96,12 @@ void AddPrinterPageFormTest::tabOrder()
     const QWidget* first = child<QWidget>(page, "listPrinter");
     const QWidget* widget = first;
     do {
-        if (named.contains(widget->objectName())) {
+        if ((widget->focusPolicy() & Qt::TabFocus) != 0) {
             chain << widget->objectName();
         }
         widget = widget->nextInFocusChain();
     } while (widget != first);
-    QCOMPARE(chain, named);
+    QCOMPARE(chain.mid(0, named.size()), named); // the octets come after them
 }
 
 void AddPrinterPageFormTest::slotsKeepTheirOrderAndSignatures()

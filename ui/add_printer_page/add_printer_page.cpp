@@ -33,7 +33,7 @@ AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_
 {
     ui->setupUi(this);
     setWindowTitle(tr("添加打印机"));
-    orderOctets();
+    collectTabStops();
     ui->listPrinter->setItemDelegate(new ShownLineDelegate(ui->listPrinter));
     try {
         loadModels();
@@ -46,25 +46,27 @@ AddPrinterPage::AddPrinterPage(QWidget* parent) : QDialog(parent), ui(std::make_
 
 AddPrinterPage::~AddPrinterPage() = default;
 
-// The form knows the address as one field: Tab would leave its last octet for the list and never meet the
-// buttons.
-void AddPrinterPage::orderOctets()
+void AddPrinterPage::collectTabStops()
 {
-    QWidget* before = ui->ledtIP;
+    m_tabStops = {ui->listPrinter, ui->cmbModel, ui->ledtName};
     for (QLineEdit* octet : ui->ledtIP->findChildren<QLineEdit*>()) {
-        setTabOrder(before, octet);
-        before = octet;
+        m_tabStops.append(octet);
     }
+    m_tabStops += {ui->pbtnAdd, ui->pbtnDel, ui->pbtnOk};
 }
 
+// The form knows the address as one field, and its octets come after all others: Tab would leave the last of
+// them for the list and never meet the buttons.
 bool AddPrinterPage::focusNextPrevChild(bool next)
 {
-    // Before the first octet stands the address itself, which hands the focus back to it.
-    if (!next && focusWidget() == ui->ledtIP->nextInFocusChain()) {
-        ui->ledtName->setFocus(Qt::BacktabFocusReason);
-        return true;
+    const int at = m_tabStops.indexOf(focusWidget());
+    if (at < 0) {
+        return QDialog::focusNextPrevChild(next);
     }
-    return QDialog::focusNextPrevChild(next);
+    const int count = m_tabStops.size();
+    QWidget* to = m_tabStops.at((at + (next ? 1 : count - 1)) % count);
+    to->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    return true;
 }
 
 void AddPrinterPage::loadModels()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QList>
 #include <QStringList>
 
 #include <memory>
@@ -39,13 +40,14 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
-    void orderOctets();
+    void collectTabStops();
     void loadModels();
     void loadPrinters();
     // The whole model, where the box shows but the beginning of one as well.
     QString chosenModel() const;
 
     std::unique_ptr<Ui::AddPrinterPage> ui;
-    QStringList m_models; // without duplicates, in the order first met
+    QList<QWidget*> m_tabStops; // where Tab leads, in its order
+    QStringList m_models;       // without duplicates, in the order first met
     std::vector<PrinterContext> m_printers;
 };
