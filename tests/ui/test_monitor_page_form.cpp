@@ -30,6 +30,7 @@ private slots:
     void refreshIsTheDefaultButton();
     void startsWithoutAPrinter();
     void longTextsDoNotWidenThePage();
+    void theLongestAddressIsWhole();
 };
 
 void MonitorPageFormTest::widgetsAreCreatedInOrder()
@@ -189,6 +190,7 @@ void MonitorPageFormTest::longTextsDoNotWidenThePage()
     page.updateView(context);
     QCoreApplication::processEvents();
     const QSize size = page.minimumSizeHint();
+    context.ip = std::string(300, '1');
     context.description = std::string(40, 'd') + " " + std::string(400, 'w');
     context.model = std::string(300, 'm');
     context.serialNumber = std::string(300, 's');
@@ -196,6 +198,20 @@ void MonitorPageFormTest::longTextsDoNotWidenThePage()
     page.updateView(context);
     QCoreApplication::processEvents();
     QCOMPARE(page.minimumSizeHint().width(), size.width());
+}
+
+void MonitorPageFormTest::theLongestAddressIsWhole()
+{
+    MonitorPage page(nullptr);
+    PrinterContext context(false);
+    context.ip = "255.255.255.255";
+    page.updateView(context);
+    page.resize(page.minimumSizeHint());
+    page.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    const auto* label = child<QLabel>(page, "lbPrinterIP");
+    QVERIFY(label->sizeHint().width() > 100);
+    QVERIFY(label->width() >= label->sizeHint().width());
 }
 
 QTEST_MAIN(MonitorPageFormTest)

@@ -21,12 +21,17 @@ constexpr int offlineState = 2;
 constexpr int maxErrorLines = 1000;
 constexpr char itemSeparator = '-';
 
+QString networkText(const QString& address)
+{
+    return QStringLiteral("网络连接(") + address + QLatin1Char(')');
+}
+
 QString connectionText(const PrinterContext& context)
 {
     if (context.isUsbPrinter) {
         return QStringLiteral("USB连接");
     }
-    return QStringLiteral("网络连接(") + shownLine(context.ip) + QLatin1Char(')');
+    return networkText(shownLine(context.ip));
 }
 
 QString stateText(const PrinterContext& context)
@@ -49,6 +54,10 @@ QString paperText(const PrinterContext& context)
 MonitorPage::MonitorPage(QWidget* parent) : QWidget(parent), ui(std::make_unique<Ui::MonitorPage>())
 {
     ui->setupUi(this);
+    // The longest address is always whole; what is longer has to do with the room there is.
+    ui->lbPrinterIP->setText(networkText(QStringLiteral("255.255.255.255")));
+    ui->lbPrinterIP->setMinimumWidth(ui->lbPrinterIP->sizeHint().width());
+    ui->lbPrinterIP->clear();
     ui->pteErrorInfo->setReadOnly(true);
     ui->pteErrorInfo->setMaximumBlockCount(maxErrorLines);
     // kept on purpose: hints of a window on a page that stays a child of its pane.
