@@ -26,7 +26,8 @@ struct Lists
         }
         page.refreshPrinterList();
         for (const std::string& name : names) {
-            plain.addItem(new QListWidgetItem(QIcon(QStringLiteral(":/res/grey.png")), shownLine(name)));
+            plain.addItem(new QListWidgetItem(QIcon(QStringLiteral(":/res/grey.png")),
+                                              shownRow(QString::fromStdString(name))));
         }
         plain.setCurrentRow(0);
         page.show();

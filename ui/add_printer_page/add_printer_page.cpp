@@ -78,7 +78,7 @@ void AddPrinterPage::loadModels()
         if (!known.contains(model)) {
             known.insert(model);
             m_models.append(model);
-            shown.append(shownLine(utf8));
+            shown.append(shownRow(model));
         }
     }
     ui->cmbModel->addItems(shown);

@@ -19,7 +19,7 @@ ShownLineDelegate::ShownLineDelegate(QAbstractItemView* view)
 
 QString ShownLineDelegate::displayText(const QVariant& value, const QLocale& locale) const
 {
-    return shownLine(QStyledItemDelegate::displayText(value, locale));
+    return shownRow(QStyledItemDelegate::displayText(value, locale));
 }
 
 QSize ShownLineDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const

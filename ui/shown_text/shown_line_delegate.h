@@ -8,7 +8,7 @@
 
 class QAbstractItemView;
 
-// ShownLineDelegate draws the rows of a list as shownLine() gives them, and remembers how large they are: a
+// ShownLineDelegate draws the rows of a list as shownRow() gives them, and remembers how large they are: a
 // view measures all its rows again whenever one of them changes, its icon included.
 //
 // Invariants

@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr int longestLine = 4096;
+constexpr std::size_t longestLine = 32 * 1024;
+constexpr int longestRow = 4096;
 constexpr std::size_t longestItems = 256 * 1024;
 constexpr const char* separators = "-\n";
 
@@ -50,11 +51,11 @@ QString shownLine(const std::string& utf8)
     return beginningOf(utf8);
 }
 
-QString shownLine(const QString& text)
+QString shownRow(const QString& text)
 {
-    const bool cutsPair = text.size() > longestLine && text[longestLine].isLowSurrogate() &&
-                          text[longestLine - 1].isHighSurrogate();
-    return withoutBreaks(text.left(cutsPair ? longestLine - 1 : longestLine));
+    const bool cutsPair = text.size() > longestRow && text[longestRow].isLowSurrogate() &&
+                          text[longestRow - 1].isHighSurrogate();
+    return withoutBreaks(text.left(cutsPair ? longestRow - 1 : longestRow));
 }
 
 QString shownItems(const std::string& utf8, int mostItems)

@@ -13,9 +13,11 @@
 //
 // Threading: GUI thread only.
 
-// One line: its beginning, at most 4096 octets of UTF-8, or 4096 units of UTF-16.
+// One line: its beginning, at most 32 Ki octets of UTF-8.
 QString shownLine(const std::string& utf8);
-QString shownLine(const QString& text);
+
+// A row of a list or a box, of which many are drawn at once: at most 4096 units of UTF-16.
+QString shownRow(const QString& text);
 
 // Items separated by "-" or a line's end, a line each and each cut as by shownLine(): the last ones, as many
 // as mostItems (the view's maximumBlockCount()), fewer where these together are longer than 256 Ki units of
