@@ -44,6 +44,7 @@ struct PrivateFolder
             throw std::runtime_error("no private folder");
         path = pattern;
         ::setenv("XDG_CACHE_HOME", (path / "cache").c_str(), 1);
+        ::setenv("XDG_STATE_HOME", (path / "state").c_str(), 1);
         ::setenv("TARN_CONFIG", (path / "tarn.json").c_str(), 1);
         ::setenv("TARN_DIR", KEL_LIB_DIR, 1);
         ::setenv("QT_QPA_PLATFORM", "offscreen", 0);

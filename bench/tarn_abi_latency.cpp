@@ -216,6 +216,7 @@ int main(int argc, char** argv)
         const tarn::test::ScratchDirectory scratch;
         scratch.write("tarn.json", R"({"default": {"port": )" + std::to_string(kPort) + "}}");
         const tarn::test::ScopedVariable cache("XDG_CACHE_HOME", scratch.path("cache"));
+        const tarn::test::ScopedVariable state("XDG_STATE_HOME", scratch.path("state"));
         const tarn::test::ScopedVariable config("TARN_CONFIG", scratch.path("tarn.json"));
         measureLife(neighbours, samples[0]);
     }

@@ -25,7 +25,7 @@ demo_prepare() {
     mkdir -m 0700 "$demo/runtime"
     cp scripts/demo/printers.json "$demo/data/Morvik/kel/printers.json"
     cp scripts/demo/tarn.json "$demo/tarn.json"
-    demo_environment=(XDG_DATA_HOME="$demo/data" XDG_CACHE_HOME="$demo/cache" TARN_CONFIG="$demo/tarn.json")
+    demo_environment=(XDG_DATA_HOME="$demo/data" XDG_CACHE_HOME="$demo/cache" XDG_STATE_HOME="$demo/state" TARN_CONFIG="$demo/tarn.json")
 }
 
 demo_start_printers() {

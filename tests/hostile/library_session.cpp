@@ -47,7 +47,8 @@ std::string listDocument(const std::vector<NamedPrinter>& printers)
 }
 
 LibrarySession::LibrarySession(std::uint16_t port, const std::string& addresses)
-    : m_cache("XDG_CACHE_HOME", m_scratch.path("cache")), m_config("TARN_CONFIG", m_scratch.path("tarn.json"))
+    : m_cache("XDG_CACHE_HOME", m_scratch.path("cache")), m_state("XDG_STATE_HOME", m_scratch.path("state")),
+      m_config("TARN_CONFIG", m_scratch.path("tarn.json"))
 {
     m_scratch.write("tarn.json", R"({"default": {"port": )" + std::to_string(port) + R"(}, "addresses": )" +
                                      addresses + "}");

@@ -44,6 +44,7 @@ public:
 private:
     tarn::test::ScratchDirectory m_scratch;
     tarn::test::ScopedVariable m_cache;
+    tarn::test::ScopedVariable m_state;
     tarn::test::ScopedVariable m_config;
 };
 

@@ -150,7 +150,7 @@ class Kel:
         (self.directory / "config" / "tarn").mkdir(parents=True)
         self.environment = dict(desktop.environment, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
                                 XDG_DATA_HOME=str(self.directory / "data"), XDG_CACHE_HOME=str(self.directory / "cache"),
-                                XDG_CONFIG_HOME=str(self.directory / "config"))
+                                XDG_CONFIG_HOME=str(self.directory / "config"), XDG_STATE_HOME=str(self.directory / "state"))
         for option in ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"):
             if option in os.environ:
                 self.environment[option] = os.environ[option]
@@ -233,7 +233,7 @@ class Watch:
         (directory / "tarn.json").write_text(json.dumps(config or {"default": {"port": port}}))
         (directory / "tarn.json").chmod(mode)
         environment = dict(os.environ, TARN_CONFIG=str(directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"),
-                           **(extra or {}))
+                           **{"XDG_STATE_HOME": str(directory / "state"), **(extra or {})})
         self._complaints = directory / "stderr"
         with open(self._complaints, "w") as stderr:
             self.process = subprocess.Popen([str(BUILD / "bin" / "tarn-status"), "--json", f"--watch={interval}", *where],

@@ -25,7 +25,8 @@ class IppWatch(Watch):
         self.stop()  # begun with a configuration that knows nothing of IPP
         config = {"default": {"port": SNMP_PORT, "ipp": ipp, "ippPort": port}}
         (directory / "tarn.json").write_text(json.dumps(config))
-        environment = dict(os.environ, TARN_CONFIG=str(directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"))
+        environment = dict(os.environ, TARN_CONFIG=str(directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"),
+                           XDG_STATE_HOME=str(directory / "state"))
         self.process = subprocess.Popen([str(BUILD / "bin" / "tarn-status"), "--json", "--watch=1", "127.0.0.1"],
                                         env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         os.set_blocking(self.process.stdout.fileno(), False)
@@ -160,7 +161,7 @@ class Ipp(unittest.TestCase):
         return subprocess.run([str(BUILD / "bin" / "tarn-status"), "--json", *arguments], stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, text=True, stdin=subprocess.DEVNULL, timeout=120,
                               env=dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"),
-                                       XDG_CACHE_HOME=str(self.directory / "cache"),
+                                       XDG_CACHE_HOME=str(self.directory / "cache"), XDG_STATE_HOME=str(self.directory / "state"),
                                        DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.directory}/no-bus", **environment))
 
     @unittest.skipUnless(pathlib.Path(Scheduler.PROGRAM).exists(), "no cupsd here")
@@ -207,7 +208,8 @@ class Ipp(unittest.TestCase):
         watch = IppWatch(directory, "ipp", PORTS["find"])
         self.addCleanup(watch.stop)
         watch.stop()
-        environment = dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"))
+        environment = dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"), XDG_CACHE_HOME=str(directory / "cache"),
+                           XDG_STATE_HOME=str(directory / "state"))
         (self.directory / "tarn.json").write_text(json.dumps({"default": {"port": PORTS["find"], "ippPort": PORTS["find"]}}))
         watch.process = subprocess.Popen([str(BUILD / "bin" / "tarn-status"), "--json", "--watch=1", where], env=environment,
                                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)

@@ -144,7 +144,7 @@ class RealLibrary(unittest.TestCase):
                  str(pause_ms), *more],
                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=log, text=True,
                 env=dict(os.environ, TARN_CONFIG=str(self.directory / "tarn.json"), HOME=str(self.directory),
-                         XDG_CACHE_HOME=str(self.directory), SNMPCONFPATH=str(self.directory),
+                         XDG_CACHE_HOME=str(self.directory), XDG_STATE_HOME=str(self.directory), SNMPCONFPATH=str(self.directory),
                          ASAN_OPTIONS="detect_leaks=0", **self.bus.environment(host))) as process:
             expected = set(self.printers) | set(self.USB)
             seen = next((line for line in process.stdout if set(json.loads(line)) >= expected), "")

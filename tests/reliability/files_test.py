@@ -271,7 +271,8 @@ class AccessLibrarysFiles(Scratch):
     def status(self):
         """One look at a silent address through the library, as the program takes it."""
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.directory),
-                       "XDG_CONFIG_HOME": str(self.directory / "config"), "XDG_CACHE_HOME": str(self.directory / "cache")}
+                       "XDG_CONFIG_HOME": str(self.directory / "config"), "XDG_CACHE_HOME": str(self.directory / "cache"),
+                       "XDG_STATE_HOME": str(self.directory / "state")}
         environment.update({name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS")})
         return subprocess.run([str(BUILD / "bin" / "tarn-status"), "--list", str(self.directory / "list.json")], timeout=60,
                               env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
@@ -302,7 +303,8 @@ class AccessLibrarysFiles(Scratch):
             (self.directory / "texts" / f"{number:03}").write_bytes(text)
         path = self.places()["cache"]
         path.parent.mkdir(parents=True)
-        environment = {"PATH": os.environ["PATH"], "HOME": str(self.directory), "XDG_CACHE_HOME": str(self.directory / "cache")}
+        environment = {"PATH": os.environ["PATH"], "HOME": str(self.directory), "XDG_CACHE_HOME": str(self.directory / "cache"),
+                       "XDG_STATE_HOME": str(self.directory / "state")}
         done = subprocess.run([sys.executable, "-c", HOST_OF_CACHES, str(BUILD / "lib" / "libtarn.so.0"), path,
                                self.directory / "texts"], env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                               text=True, timeout=600)

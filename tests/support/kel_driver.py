@@ -58,7 +58,7 @@ class Kel:
                 if name in os.environ}
         here = self.directory
         env = dict(keep, HOME=str(here), XDG_DATA_HOME=str(here / "data"), XDG_CACHE_HOME=str(here / "cache"),
-                   XDG_CONFIG_HOME=str(here / "config"), XDG_RUNTIME_DIR=str(here),
+                   XDG_STATE_HOME=str(here / "state"), XDG_CONFIG_HOME=str(here / "config"), XDG_RUNTIME_DIR=str(here),
                    QT_QPA_PLATFORM="offscreen", QT_PLUGIN_PATH=str(self.build / "tests" / "plugins"),
                    QT_QPA_GENERIC_PLUGINS="kelremote", KEL_REMOTE_SOCKET=str(self.socket_path))
         env.setdefault("LANG", "C.UTF-8")

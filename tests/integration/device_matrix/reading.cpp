@@ -94,6 +94,7 @@ void writeConfiguration(const std::vector<Served>& served, int port, const std::
     std::ofstream(path) << written(root);
     setenv("TARN_CONFIG", path.c_str(), 1);
     setenv("XDG_CACHE_HOME", (workDir + "/home").c_str(), 1);
+    setenv("XDG_STATE_HOME", (workDir + "/home").c_str(), 1);
 }
 
 std::string listDocument(const std::vector<Served>& served)

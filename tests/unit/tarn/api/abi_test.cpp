@@ -58,6 +58,7 @@ protected:
     // The user's own configuration and cache are left alone.
     tarn::test::ScratchDirectory m_scratch;
     tarn::test::ScopedVariable m_cache{"XDG_CACHE_HOME", m_scratch.path("cache")};
+    tarn::test::ScopedVariable m_state{"XDG_STATE_HOME", m_scratch.path("state")};
     tarn::test::ScopedVariable m_config{"TARN_CONFIG", m_scratch.path("tarn.json")};
 };
 

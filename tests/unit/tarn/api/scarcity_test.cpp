@@ -178,6 +178,7 @@ std::string live(std::uint16_t port, const Lack& lack, std::chrono::milliseconds
     const ScratchDirectory scratch;
     const ScopedVariable home("HOME", scratch.path("home"));
     const ScopedVariable cache("XDG_CACHE_HOME", scratch.path("cache"));
+    const ScopedVariable state("XDG_STATE_HOME", scratch.path("state"));
     const ScopedVariable config("TARN_CONFIG", scratch.path("tarn.json"));
     scratch.write("tarn.json",
                   R"({"default": {"port": )" + std::to_string(port) + R"(, "ipp": "off"}, "addresses": {

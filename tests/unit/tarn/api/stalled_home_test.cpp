@@ -55,6 +55,7 @@ protected:
 
     const ScratchDirectory scratch;
     const ScopedVariable home{"XDG_CACHE_HOME", scratch.path("cache")};
+    const ScopedVariable state{"XDG_STATE_HOME", scratch.path("state")};
     const ScopedVariable config{"TARN_CONFIG", scratch.path("tarn.json")};
 };
 

@@ -196,6 +196,7 @@ TEST(Unloading, LeavesNothingBehindOfAnyWayToAPrinter)
     const Door door;
     const ScratchDirectory scratch;
     const ScopedVariable cache("XDG_CACHE_HOME", scratch.path("cache"));
+    const ScopedVariable state("XDG_STATE_HOME", scratch.path("state"));
     const ScopedVariable config("TARN_CONFIG", scratch.path("tarn.json"));
     // Nobody listens on UDP's discard port: SNMP stays silent.
     scratch.write("tarn.json",
