@@ -19,3 +19,5 @@ foreach(target fuzz_usm_message fuzz_usm_message_replay fuzz_usm_conversation fu
         target_include_directories(${target} SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
     endif()
 endforeach()
+kel_add_fuzz(fuzz_last_values SOURCES last_values_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/last_values)

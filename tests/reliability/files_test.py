@@ -244,17 +244,18 @@ for number, text in enumerate(texts):
 
 
 class AccessLibrarysFiles(Scratch):
-    """tarn.json and the identity cache, through the real library."""
+    """tarn.json, the identity cache and the last values, through the real library."""
 
     def places(self):
         return {"configuration": self.directory / "config" / "tarn" / "tarn.json",
-                "cache": self.directory / "cache" / "tarn" / "identities.json"}
+                "cache": self.directory / "cache" / "tarn" / "identities.json",
+                "last values": self.directory / "state" / "tarn" / "last-values.jsonl"}
 
     def test_the_program_starts_with_any_of_them_in_any_shape(self):
         for name in self.places():
             for kind in ("deep", "huge", "directory", "fifo", "link into nowhere", "link loop"):
                 with self.subTest(file=name, kind=kind):
-                    for room in ("config", "cache"):
+                    for room in ("config", "cache", "state"):
                         shutil.rmtree(self.directory / room, ignore_errors=True)
                     path = self.places()[name]
                     place(path, kind)
@@ -263,7 +264,8 @@ class AccessLibrarysFiles(Scratch):
                     kel.set_list([("office", "127.0.0.1", "X1")])
                     self.run_and_quit(kel)
                     self.assertEqual([entry.name for entry in path.parent.iterdir()], [path.name])
-                    # The user's own file is never written; the cache may be replaced by a whole one.
+                    # The user's own file is never written, last values only with an answer; the cache may be replaced by a
+                    # whole one.
                     if picture_of(path) != before:
                         self.assertEqual(name, "cache", "the file is as it was")
                         self.assertEqual(json.loads(path.read_text())["format"], 1)

@@ -6,6 +6,8 @@
 // function answers from memory: none waits for the network, with one bounded exception (tarn_setPrinterList),
 // nor for files, with two (tarn_init, which reads the configuration, and the first list or models, bounded).
 //
+// What a printer said last is kept from one run to the next, for when it is off: see TARN_OPEN_DETAIL.
+//
 // Texts are NUL-terminated UTF-8, structured data is JSON text. Every int that is returned is 0 (TARN_OK) or
 // one of the TARN_E_... codes below; a function that fails leaves its output untouched unless it says
 // otherwise.
@@ -21,8 +23,15 @@
 // given back.
 //
 // Environment, read by tarn_init: TARN_CONFIG (configuration file, default $XDG_CONFIG_HOME/tarn/tarn.json),
-// XDG_CONFIG_HOME, XDG_CACHE_HOME, HOME, TARN_IPP_USB_DIR (where ipp-usb keeps its state files, default
-// /var/ipp-usb/dev). Identities of printers are kept in $XDG_CACHE_HOME/tarn/.
+// XDG_CONFIG_HOME, XDG_CACHE_HOME, XDG_STATE_HOME, HOME, TARN_IPP_USB_DIR (where ipp-usb keeps its state
+// files, default /var/ipp-usb/dev).
+//
+// Files that are written, mode 0600, whole or not at all: $XDG_CACHE_HOME/tarn/identities.json, who answered
+// where, 3 s after that changed; $XDG_STATE_HOME/tarn/last-values.jsonl, what the printers of the list said
+// last (2,000 printers, 4 MiB at most), 10 minutes after a change at the earliest, every hour for their
+// dates, and by tarn_destroy. Of a printer that tarn_setPrinterList names no longer the last values are
+// forgotten. A file of last values that is damaged costs one line on stderr and what cannot be understood of
+// it.
 
 // Printers that the configuration has asked in SNMP version 3 are asked by Net-SNMP, which keeps one state
 // for the whole process, without locks. A program that uses Net-SNMP itself must name no such printers.
@@ -52,7 +61,11 @@ extern "C" {
 #define TARN_E_DISABLED 7  // the options switched this off
 
 // For tarn_openPrinter's first reserved argument: tarn_getInfo of this handle also tells "detail", "online",
-// "age" and "source".
+// "age", "remembered" and "source"; and of a named printer that has not answered since tarn_init the handle
+// tells what it said in an earlier run, as soon as that has been read from the file of last values: with
+// "online" "0", "remembered" "1" and the "age" that it has by the wall clock (never negative: a date to come,
+// as the clock was set back, counts as the moment of reading). State and message are those of a printer that
+// cannot be reached. Without the flag a handle tells of this run only.
 #define TARN_OPEN_DETAIL 1
 
 // Starts the library: reads the configuration file and the remembered identities, starts the engine's thread.
@@ -64,10 +77,10 @@ TARN_API int tarn_init(void);
 // Stops the library: ends every thread of the library (within 2 s, but see above for the files of foreign
 // libraries) and forgets everything, the texts of tarn_getModels included. Handles that are open stay
 // readable, with what they pinned, until they are closed. Without tarn_init before: changes nothing and
-// succeeds. tarn_init may follow. Where the remembered identities lie on a file system that stalls, the one
-// thread that writes them is left behind after that time, and the library then stays loaded, whoever unloads
-// it, to the end of the process; the thread uses nothing of the program's, and ends when the file system
-// answers. Returns TARN_OK.
+// succeeds. tarn_init may follow. Where remembered identities or last values lie on a file system that
+// stalls, the one thread for each that writes them is left behind after that time, and the library then stays
+// loaded, whoever unloads it, to the end of the process; the thread uses nothing of the program's, and ends
+// when the file system answers. Returns TARN_OK.
 TARN_API int tarn_destroy(void);
 
 // Gives back a text of tarn_getVersion, tarn_getSerialNumber, tarn_getStateMessage or tarn_getInfo, and sets
@@ -124,12 +137,13 @@ TARN_API int tarn_getStateMessage(void* handle, char** out);
 // "KToner", "RToner" (percent; "101" some or unknown; "-1" the printer has no such supply), "totalprint"
 // ("-1" unknown), "lessPaper", "lackPaper", "lessToner", "lackToner" ("1" or "0"). Of a printer that cannot
 // be reached it holds the last good picture. Of a handle opened with TARN_OPEN_DETAIL also: "online" ("1" or
-// "0"), "age" (milliseconds between the last answer and the opening of the handle, "-1" without any answer
-// yet), "source" (the way the state came: "sm" SNMP, "ipp", "smusb" USB, "cups" a queue of CUPS; "" before
-// the first), "sources" (JSON text: an object with the way of each of "model", "serial", "description",
-// "location", "state", "alerts", "supplies", "trays", "counters" that the picture tells of), "detail" (the
-// whole picture, JSON text). *out is a new text: tarn_freeStr. Returns TARN_OK, TARN_E_ARGUMENT (handle or
-// out NULL), TARN_E_MEMORY.
+// "0"), "age" (milliseconds between the last answer and the opening of the handle, "-1" where none is known),
+// "remembered" ("1" when that answer came in an earlier run, else "0"), "source" (the way the state came:
+// "sm" SNMP, "ipp", "smusb" USB, "cups" a queue of CUPS; "" before the first), "sources" (JSON text: an
+// object with the way of each of "model", "serial", "description", "location", "state", "alerts", "supplies",
+// "trays", "counters" that the picture tells of; empty for a remembered one), "detail" (the whole picture,
+// JSON text). *out is a new text: tarn_freeStr. Returns TARN_OK, TARN_E_ARGUMENT (handle or out NULL),
+// TARN_E_MEMORY.
 TARN_API int tarn_getInfo(void* handle, char** out);
 
 // The models: a JSON array of objects with the member "model", first the entry that stands for detection,
@@ -143,7 +157,8 @@ TARN_API int tarn_getModels(char** out);
 // Options, a JSON object. Known members, each taken only where it has the type shown, the others ignored:
 // "enable_backends" (string, names joined by "|": "sm" is the network, "smusb" USB; default both),
 // "enable_set_printer_list" (boolean; false: tarn_setPrinterList is refused), "enable_cache" (boolean; false:
-// identities are neither read nor written), "enable_ipp" (boolean; false: "sm" asks over SNMP only, and never
+// identities and last values are neither read nor written), "enable_cache_writing" (boolean; false: they are
+// read and never written), "enable_ipp" (boolean; false: "sm" asks over SNMP only, and never
 // connects to anybody), "enable_usb_printer_discovery" (boolean; false: USB printers are not listed),
 // "enable_cups_printer" (boolean, default false; true: the queues of CUPS are listed). "sm" and IPP are
 // switched for printers named from then on, discoveries at once; none begins before the first

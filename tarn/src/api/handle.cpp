@@ -39,6 +39,7 @@ std::string PrinterHandle::detailedInfo() const
     out.pop_back();
     appendJsonMember(out, "online", snapshot().online ? "1" : "0");
     appendJsonMember(out, "age", std::to_string(m_opened.ageMs));
+    appendJsonMember(out, "remembered", m_opened.isOfEarlierRun ? "1" : "0");
     appendJsonMember(out, "source", engine::wayName(snapshot().way));
     appendJsonMember(out, "sources", sourcesDocument(snapshot()));
     appendJsonMember(out, "detail", device::detailDocument(snapshot().picture.unpacked()));

@@ -3,13 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tarn/src/ipp/ipp_backends.h"
-#include "tarn/src/ipp/ipp_transport.h"
 #include "tarn/src/snmp/poll/snmp_poller.h"
-#include "tarn/src/snmp/poll/udp_port.h"
 #include "tarn/src/snmp/poll/udp_transport.h"
-#include "tarn/src/usb/usb_backend.h"
-#include "tarn/src/usm/usm_backend.h"
 #include "tarn/tarn.h"
 
 namespace tarn::api {
@@ -41,42 +36,15 @@ std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
     return engine::unmetSnapshot(picture);
 }
 
-// What asks over IPP shares one transport.
-std::vector<Library::BackendMaker> backendsBesideSnmp()
-{
-    const auto transport = ipp::IppTransport::make();
-    return {[transport](const Clock& clock, Random& random, engine::BackendListener& listener) {
-                return ipp::makeIppPoller(clock, random, listener, *transport);
-            },
-            [transport](const Clock& clock, Random& /*random*/, engine::BackendListener& listener) {
-                return ipp::makeCupsQueues(clock, listener, *transport);
-            },
-            [transport](const Clock& clock, Random& /*random*/, engine::BackendListener& listener) {
-                return std::make_unique<usb::UsbBackend>(clock, listener,
-                                                         usb::UsbBackend::realParts(transport));
-            },
-            usm::makeBackend};
-}
-
 } // namespace
-
-Library::Parts Library::realParts()
-{
-    return {std::make_unique<BootClock>(),
-            std::make_unique<SystemRandom>(),
-            std::make_unique<snmp::UdpPort>(),
-            snmp::printerSessions(),
-            catalog::Config::load(),
-            catalog::IdentityCache::defaultPath(),
-            backendsBesideSnmp()};
-}
 
 Library::Library(Parts parts)
     : m_clock(std::move(parts.clock)), m_random(std::move(parts.random)), m_config(std::move(parts.config)),
       m_hasCacheFile(!parts.cachePath.empty()), m_cacheFile(std::move(parts.cachePath), kLargestCache),
+      m_values(std::move(parts.valuesPath)),
       m_roster(m_index,
                std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
-      m_engine(*m_clock, *this)
+      m_valuesSaved(m_clock->now()), m_engine(*m_clock, *this)
 {
     m_engine.addBackend(std::make_unique<snmp::SnmpPoller>(
         *m_clock, *m_random, std::make_unique<snmp::UdpTransport>(*m_random, std::move(parts.port)), m_engine,
@@ -108,12 +76,16 @@ void Library::stop()
     }
     m_meeting.notifyAll();
     m_engine.stop();
+    bool writes = false;
     {
         const MutexLock lock(m_mutex);
         saveCache();
+        saveValues(m_clock->now());
+        writes = m_options.writesCache;
     }
-    const auto now = std::chrono::steady_clock::now();
-    m_cacheFile.stop(std::max(began + kLongestStop, now + kShortestWrite));
+    const auto deadline = writes ? began + kLongestStop : began; // reading is not worth a wait
+    m_cacheFile.stop(std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite));
+    m_values.stop(std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite));
 }
 
 int Library::setOptions(std::string_view text)
@@ -157,6 +129,12 @@ int Library::setPrinterList(std::string_view text)
                                 TARN_REQUIRES(m_mutex) { return newTarget(address); };
     m_gone.reserve(m_gone.size() + m_roster.targets().size());
     std::vector<TargetPtr> gone = m_roster.name(text, std::move(*printers), makeTarget);
+    for (const TargetPtr& target : gone) {
+        m_forgotten.insert(target->address().endpoint.address);
+    }
+    for (const auto& entry : m_roster.targets()) {
+        m_forgotten.erase(entry.first);
+    }
     std::move(gone.begin(), gone.end(), std::back_inserter(m_gone));
     unwatchGone();
     awaitFirstMeeting();
@@ -255,8 +233,9 @@ char* Library::models()
     return m_modelTexts.document(m_cache.models(), m_cache.modelsRevision());
 }
 
-int Library::open(std::string_view name, OpenedPrinter& out)
+int Library::open(std::string_view name, OpenedPrinter& out, Picture picture)
 {
+    std::uint32_t address = 0;
     const bool isKnown = m_index.withTarget(name, [&](const TargetPtr& target) {
         const TimePoint now = m_clock->now();
         if (target->markOpened(now)) {
@@ -265,8 +244,27 @@ int Library::open(std::string_view name, OpenedPrinter& out)
         out.snapshot = target->snapshot();
         const std::optional<TimePoint> answered = target->lastAnswer();
         out.ageMs = answered ? (now - *answered).count() : -1;
+        address = target->address().endpoint.address;
     });
+    if (picture == Picture::WithEarlier && address != 0 && out.ageMs < 0) {
+        takeEarlier(address, m_clock->now(), out);
+    }
     return isKnown ? TARN_OK : TARN_E_UNKNOWN;
+}
+
+void Library::takeEarlier(std::uint32_t address, TimePoint now, OpenedPrinter& out)
+{
+    {
+        const MutexLock lock(m_mutex);
+        if (!m_options.usesCache || m_stopped) {
+            return;
+        }
+    }
+    if (const std::optional<catalog::RememberedValue> value = m_values.find(address, now)) {
+        out.snapshot = engine::earlierSnapshot(value->picture.unpacked(), value->way);
+        out.ageMs = value->age.count();
+        out.isOfEarlierRun = true;
+    }
 }
 
 // True when the file is on its way by this call's order.
@@ -308,7 +306,7 @@ void Library::takeCacheFile()
 // False when that must be tried again.
 bool Library::saveCache()
 {
-    if (!m_cache.isDirty() || !m_options.usesCache || !m_hasCacheFile) {
+    if (!m_cache.isDirty() || !m_options.keepsCache() || !m_hasCacheFile) {
         return true;
     }
     orderCacheFile();
@@ -320,10 +318,36 @@ bool Library::saveCache()
     return true;
 }
 
+TimePoint Library::nextValues() const
+{
+    const bool keeps = m_options.keepsCache() && m_values.hasPlace();
+    return keeps ? m_valuesSaved + (m_valuesChanged ? kValuesEvery : kDatesEvery) : kNever;
+}
+
+// Only shares of what is there: the rest is done in a thread of its own.
+void Library::saveValues(TimePoint now)
+{
+    if (nextValues() == kNever) {
+        return;
+    }
+    std::vector<catalog::Answer> answers;
+    for (const auto& [address, target] : m_roster.targets()) {
+        const std::optional<TimePoint> answered = target->lastAnswer();
+        std::shared_ptr<const Snapshot> snapshot = target->snapshot();
+        if (answered && snapshot->way != engine::Way::None) {
+            answers.push_back({address, now - *answered, std::move(snapshot)});
+        }
+    }
+    const bool isAny = !answers.empty() || !m_forgotten.empty();
+    m_valuesChanged = isAny && !m_values.save(std::move(answers), m_forgotten); // then in time again
+    m_valuesSaved = now;
+}
+
 void Library::targetChanged(Target& target)
 {
     {
         const MutexLock lock(m_mutex);
+        m_valuesChanged = true;
         if (target.snapshot()->identity !=
             target.rememberedIdentity) { // of ten thousand, few say anything new
             rememberIdentity(target);
@@ -345,7 +369,10 @@ TimePoint Library::housekeeping(TimePoint now)
     if (m_saveAt <= now) {
         m_saveAt = saveCache() ? kNever : now + kSaveDelay;
     }
-    return m_saveAt;
+    if (nextValues() <= now) {
+        saveValues(now);
+    }
+    return std::min(m_saveAt, nextValues());
 }
 
 } // namespace tarn::api

@@ -17,6 +17,7 @@
 #include "tarn/src/base/random.h"
 #include "tarn/src/catalog/config.h"
 #include "tarn/src/catalog/identity_cache.h"
+#include "tarn/src/catalog/last_values_file.h"
 #include "tarn/src/engine/engine.h"
 #include "tarn/src/snmp/poll/datagram_port.h"
 #include "tarn/src/snmp/poll/session.h"
@@ -27,7 +28,8 @@ namespace tarn::api {
 struct OpenedPrinter
 {
     std::shared_ptr<const engine::Snapshot> snapshot;
-    std::int64_t ageMs = -1; // since the last answer; -1 without any
+    std::int64_t ageMs = -1;     // since the last answer; -1 without any
+    bool isOfEarlierRun = false; // it has not answered in this one
 };
 
 // Library is everything between tarn_init and tarn_destroy: it wires the options, the roster, what is
@@ -53,7 +55,8 @@ public:
         std::unique_ptr<snmp::DatagramPort> port;
         snmp::SessionFactory sessions;
         catalog::Config config;
-        std::string cachePath;                // empty: nothing is remembered
+        std::string cachePath;                // empty: no identities are remembered
+        std::string valuesPath{};             // empty: no last values are
         std::vector<BackendMaker> backends{}; // beside the one for SNMP v1 and v2c
     };
     static Parts realParts();
@@ -69,7 +72,15 @@ public:
     std::string printerList() TARN_EXCLUDES(m_mutex);
     // The library's own text; null without memory.
     char* models() TARN_EXCLUDES(m_mutex);
-    int open(std::string_view name, OpenedPrinter& out);
+    // WithEarlier: of a printer that has not answered yet what it said in an earlier run, where that is
+    // known.
+    enum class Picture
+    {
+        OfThisRun,
+        WithEarlier,
+    };
+    int open(std::string_view name, OpenedPrinter& out, Picture picture = Picture::OfThisRun)
+        TARN_EXCLUDES(m_mutex);
 
     void targetChanged(engine::Target& target) override TARN_EXCLUDES(m_mutex);
     void rosterChanged(engine::Discovery discovery, std::vector<engine::DiscoveredPrinter> roster) override
@@ -80,6 +91,10 @@ public:
     static constexpr Milliseconds kFirstMeeting{250};
     // For the cache file, once; what comes later is taken over when it comes.
     static constexpr Milliseconds kReadPatience{250};
+    // Last values are saved so long after the time before at the earliest, where only their dates are others,
+    // and where they are others themselves.
+    static constexpr Milliseconds kDatesEvery{3600000};
+    static constexpr Milliseconds kValuesEvery{600000};
     // For everything that stop() waits for.
     static constexpr Milliseconds kLongestStop{1800};
 
@@ -101,6 +116,9 @@ private:
     void awaitFirstMeeting() TARN_REQUIRES(m_mutex);
     void rememberIdentity(engine::Target& target) TARN_REQUIRES(m_mutex);
     bool saveCache() TARN_REQUIRES(m_mutex);
+    TimePoint nextValues() const TARN_REQUIRES(m_mutex);
+    void saveValues(TimePoint now) TARN_REQUIRES(m_mutex);
+    void takeEarlier(std::uint32_t address, TimePoint now, OpenedPrinter& out) TARN_EXCLUDES(m_mutex);
 
     // constant after construction
     const std::unique_ptr<Clock> m_clock;
@@ -110,6 +128,7 @@ private:
 
     PrinterIndex m_index;
     FileKeeper m_cacheFile;
+    catalog::LastValuesFile m_values;
 
     Mutex m_mutex;
     Condition m_meeting; // a target was met, or the library stops
@@ -123,6 +142,9 @@ private:
     catalog::IdentityCache m_cache TARN_GUARDED_BY(m_mutex);
     CacheFile m_cacheFileState TARN_GUARDED_BY(m_mutex) = CacheFile::Unread;
     TimePoint m_saveAt TARN_GUARDED_BY(m_mutex) = kNever;
+    TimePoint m_valuesSaved TARN_GUARDED_BY(m_mutex);
+    bool m_valuesChanged TARN_GUARDED_BY(m_mutex) = false;        // since then
+    std::set<std::uint32_t> m_forgotten TARN_GUARDED_BY(m_mutex); // addresses that are named no longer
 
     engine::Engine m_engine; // last: its thread ends before anything else goes
 };

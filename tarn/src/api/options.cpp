@@ -46,6 +46,7 @@ bool Options::parse(std::string_view text)
     take(*root, "enable_ipp", usesIpp);
     take(*root, "enable_set_printer_list", acceptsList);
     take(*root, "enable_cache", usesCache);
+    take(*root, "enable_cache_writing", writesCache);
     take(*root, "enable_usb_printer_discovery", findsUsbPrinters);
     take(*root, "enable_cups_printer", findsCupsQueues);
     return true;

@@ -15,6 +15,7 @@ struct Options
     bool findsUsbPrinters = true; // enable_usb_printer_discovery
     bool findsCupsQueues = false; // enable_cups_printer
     bool usesCache = true;        // enable_cache
+    bool writesCache = true;      // enable_cache_writing
 
     // Takes over what the document says; what it leaves out, or says in another type, stays as it was. False,
     // and nothing changes, when it is no JSON object or larger than 1 MiB.
@@ -22,6 +23,7 @@ struct Options
 
     bool discoversUsb() const { return usesUsb && findsUsbPrinters; }
     bool discoversCups() const { return findsCupsQueues; }
+    bool keepsCache() const { return usesCache && writesCache; }
 };
 
 } // namespace tarn::api

@@ -144,17 +144,20 @@ int tarn_openPrinter(const char* printerName, void** handle, int reserved1, int)
         return TARN_E_ARGUMENT;
     }
     return guarded([&] {
+        const bool wantsDetail = reserved1 == TARN_OPEN_DETAIL;
+        const Library::Picture picture =
+            wantsDetail ? Library::Picture::WithEarlier : Library::Picture::OfThisRun;
         OpenedPrinter opened;
         {
             // The gate is held all through: it is but a moment, and cheaper than a share of the library.
             const ReadLock lock(g_gate);
             const int code =
-                g_library != nullptr ? (*g_library)->open(printerName, opened) : TARN_E_NOT_READY;
+                g_library != nullptr ? (*g_library)->open(printerName, opened, picture) : TARN_E_NOT_READY;
             if (code != TARN_OK) {
                 return code;
             }
         }
-        *handle = new PrinterHandle(std::move(opened), reserved1 == TARN_OPEN_DETAIL);
+        *handle = new PrinterHandle(std::move(opened), wantsDetail);
         return TARN_OK;
     });
 }

@@ -20,7 +20,7 @@ struct FileKeeper::State
         TARN_REQUIRES(state->mutex);
     bool doNext() TARN_EXCLUDES(mutex);
     void readNow() TARN_EXCLUDES(mutex);
-    void writeNow(std::string text) TARN_EXCLUDES(mutex);
+    void workNow(Work work) TARN_EXCLUDES(mutex);
     void awaitRetry() TARN_REQUIRES(mutex);
 
     const std::string path;
@@ -38,15 +38,15 @@ struct FileKeeper::State
     bool wantsRead TARN_GUARDED_BY(mutex) = false;
     bool hasRead TARN_GUARDED_BY(mutex) = false; // since it was last ordered
     std::optional<FileText> read TARN_GUARDED_BY(mutex);
-    std::optional<std::string> toWrite TARN_GUARDED_BY(mutex);
-    bool hasFailed TARN_GUARDED_BY(mutex) = false; // toWrite did, and waits to be tried again
+    Work toDo TARN_GUARDED_BY(mutex);              // empty: nothing
+    bool hasFailed TARN_GUARDED_BY(mutex) = false; // toDo did, and waits to be tried again
 };
 
 namespace {
 
 // False where function says so or finds no memory.
 template <typename Function>
-bool attempt(Function function) noexcept
+bool attempt(const Function& function) noexcept
 {
     try {
         return function();
@@ -60,7 +60,7 @@ bool attempt(Function function) noexcept
 // False when there is nothing to do any more.
 bool FileKeeper::State::doNext()
 {
-    std::optional<std::string> text;
+    Work work;
     bool reads = false;
     {
         const MutexLock lock(mutex);
@@ -69,9 +69,9 @@ bool FileKeeper::State::doNext()
         }
         reads = std::exchange(wantsRead, false);
         if (!reads) {
-            text.swap(toWrite);
+            work.swap(toDo);
         }
-        if (!reads && !text) {
+        if (!reads && !work) {
             isRunning = false;
             changed.notifyAll(); // under the lock: whoever sees it may end the object
             return false;
@@ -83,7 +83,7 @@ bool FileKeeper::State::doNext()
     if (reads) {
         readNow();
     } else {
-        writeNow(std::move(*text));
+        workNow(std::move(work));
     }
     return true;
 }
@@ -111,14 +111,14 @@ void FileKeeper::State::readNow()
     changed.notifyAll();
 }
 
-void FileKeeper::State::writeNow(std::string text)
+void FileKeeper::State::workNow(Work work)
 {
-    const bool isWritten = attempt([&] { return replaceFile(path, text); });
+    const bool isDone = attempt(work);
     const MutexLock lock(mutex);
-    if (isWritten) {
+    if (isDone) {
         retryAfter = firstRetry;
-    } else if (!toWrite && !isStopping) {
-        toWrite = std::move(text);
+    } else if (!toDo && !isStopping) {
+        toDo = std::move(work);
         hasFailed = true;
     }
 }
@@ -178,12 +178,17 @@ std::optional<FileText> FileKeeper::takeText()
 
 bool FileKeeper::replace(std::string text)
 {
+    return carryOut([path = m_state->path, text = std::move(text)] { return replaceFile(path, text); });
+}
+
+bool FileKeeper::carryOut(Work work)
+{
     const MutexLock lock(m_state->mutex);
     if (!m_library.isHeld() || !State::ensureThread(m_state, m_thread)) {
         return false;
     }
-    m_state->toWrite = std::move(text);
-    m_state->hasFailed = false; // a newer text does not wait
+    m_state->toDo = std::move(work);
+    m_state->hasFailed = false; // a newer one does not wait
     m_state->changed.notifyAll();
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,11 +18,9 @@ namespace tarn {
 // to do.
 //
 // Invariants
-//  (1) One read or write is under way at a time, in the order given; of texts that wait to be written only
-//  the
-//      newest is.
-//  (2) A text that could not be written is tried again after a while, and that while doubles, until it is
-//      written, a newer one takes its place, or stop().
+//  (1) One read or work is under way at a time, reads first; of works that wait only the newest is done.
+//  (2) A work that failed is tried again after a while, and that while doubles, until it succeeds, a newer
+//      one takes its place, or stop().
 //  (3) After stop() the thread has ended, or is in a call of the system that does not return. It then owns
 //  all
 //      that it still touches, and the library stays loaded for it.
@@ -51,8 +50,12 @@ public:
     std::optional<FileText> takeText();
     // Orders the file to be replaced. False as for read().
     [[nodiscard]] bool replace(std::string text);
+    // False, as when it throws: it has failed. It owns all that it touches, see (3).
+    using Work = std::function<bool()>;
+    // Orders any other work on the file. False as for read().
+    [[nodiscard]] bool carryOut(Work work);
 
-    // Gives what is still to be written one last try, and until the deadline to succeed. False when the
+    // Gives what is still to be done one last try, and until the deadline to succeed. False when the
     // thread had to be left behind.
     bool stop(Deadline deadline);
 

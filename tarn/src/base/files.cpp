@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 namespace tarn {
 
@@ -49,7 +51,8 @@ bool writeAll(int fd, std::string_view text)
     return true;
 }
 
-constexpr int kAttempts = 100; // of a file that others keep removing
+constexpr int kAttempts = 100;                         // of a file that others keep removing
+constexpr std::chrono::milliseconds kBetweenLooks{10}; // at a turn that another process has
 constexpr std::string_view kTemporaryMark = ".tmp.";
 constexpr std::string_view kTemporarySuffix = ".tmp.XXXXXX"; // as mkostemp() wants it
 
@@ -145,6 +148,28 @@ bool replaceFile(const std::string& path, std::string_view text)
     }
     ::unlink(temporary.c_str());
     return false;
+}
+
+// A lock on the directory: it is there for as long as the file is, whatever the file's name leads to.
+FileTurn::FileTurn(const std::string& path, std::chrono::milliseconds patience)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos || slash == 0 || !makeDirectories(path.substr(0, slash))) {
+        return;
+    }
+    m_directory = ::open(path.substr(0, slash).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (m_directory >= 0 && ::flock(m_directory, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK &&
+           std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kBetweenLooks);
+    }
+}
+
+FileTurn::~FileTurn()
+{
+    if (m_directory >= 0) {
+        ::close(m_directory);
+    }
 }
 
 bool removeLeftovers(const std::string& path)

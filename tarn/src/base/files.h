@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,23 @@ FileText readFile(const std::string& path, std::size_t maxBytes);
 // missing. A reader sees the old or the new text, never a mixture. False when nothing was replaced, which may
 // be because another process took the temporary file for a leftover: the next try succeeds.
 bool replaceFile(const std::string& path, std::string_view text);
+
+// While one lives it is this process's turn at the file: others that ask for theirs wait, nobody longer than
+// his patience, and go on without it then. Who reads a file to replace it by something like it so keeps what
+// another process has added. It makes the file's directory where that is missing.
+class FileTurn final
+{
+public:
+    static constexpr std::chrono::milliseconds kPatience{500};
+
+    explicit FileTurn(const std::string& path, std::chrono::milliseconds patience = kPatience);
+    ~FileTurn();
+    FileTurn(const FileTurn&) = delete;
+    FileTurn& operator=(const FileTurn&) = delete;
+
+private:
+    int m_directory = -1;
+};
 
 // Removes what writers that were killed in replaceFile() left beside the file; what one that lives is writing
 // stays. False when the directory cannot be read.

@@ -81,6 +81,14 @@ std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last)
     return snapshot;
 }
 
+std::shared_ptr<const Snapshot> earlierSnapshot(const device::DeviceStatus& picture, Way way)
+{
+    std::shared_ptr<Snapshot> snapshot = render(picture);
+    snapshot->state = kUnreachable;
+    snapshot->way = way;
+    return snapshot;
+}
+
 std::shared_ptr<const Snapshot> unmetSnapshot(const device::DeviceStatus& picture)
 {
     std::shared_ptr<Snapshot> snapshot = render(picture);

@@ -37,6 +37,9 @@ FieldWays fieldWaysOf(const device::DeviceStatus& picture, Way way);
 // picture.
 std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last);
 
+// The same of what it said in an earlier run; the way each field came is not known.
+std::shared_ptr<const Snapshot> earlierSnapshot(const device::DeviceStatus& picture, Way way);
+
 // A printer that never answered in this run; picture holds what is remembered of it, perhaps nothing.
 std::shared_ptr<const Snapshot> unmetSnapshot(const device::DeviceStatus& picture);
 

@@ -1,6 +1,6 @@
 kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp base/exit_hook_test.cpp base/file_keeper_test.cpp base/inbox_test.cpp
     support/stalled_rename.cpp base/socket_pair_test.cpp LIBS tarn_core ${CMAKE_DL_LIBS})
-kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp LIBS tarn_core)
+kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_users_test.cpp catalog/last_values_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
     SOURCES engine/engine_test.cpp engine/small_parts_test.cpp engine/target_test.cpp
     LIBS tarn_core)
@@ -15,7 +15,7 @@ kel_add_gtest(tarn_usm_test
 target_compile_definitions(tarn_usm_test PRIVATE KEL_SNMP_DATA="${PROJECT_SOURCE_DIR}/tests/data/snmp")
 target_include_directories(tarn_usm_test SYSTEM PRIVATE ${NET_SNMP_INCLUDE_DIR})
 kel_add_gtest(tarn_library_test
-    SOURCES api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp snmp/poll/fake_session.cpp
+    SOURCES api/earlier_values_test.cpp api/library_test.cpp api/loopback_agent.cpp api/options_test.cpp api/poisoned_models_test.cpp api/roster_test.cpp snmp/poll/fake_session.cpp
             support/short_memory.cpp support/stalled_rename.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_abi_test SOURCES api/abi_test.cpp LIBS tarn PkgConfig::JSONCPP)

@@ -46,6 +46,7 @@ protected:
                              snmp::test::fakeSessions(),
                              catalog::Config(),
                              scratch.path("cache/tarn/identities.json"),
+                             scratch.path("state/tarn/last-values.jsonl"),
                              backends};
         catalog::ConfigComplaints complaints(configuration);
         parts.config.parse(configuration, complaints);

@@ -11,7 +11,7 @@ namespace {
 auto valuesOf(const Options& o)
 {
     return std::make_tuple(o.acceptsList, o.usesNetwork, o.usesIpp, o.usesUsb, o.findsUsbPrinters,
-                           o.findsCupsQueues, o.usesCache);
+                           o.findsCupsQueues, o.usesCache, o.writesCache);
 }
 
 TEST(OptionsTest, EachMemberSetsItsOwnOption)
@@ -22,6 +22,7 @@ TEST(OptionsTest, EachMemberSetsItsOwnOption)
         {"enable_usb_printer_discovery", &Options::findsUsbPrinters},
         {"enable_cups_printer", &Options::findsCupsQueues},
         {"enable_cache", &Options::usesCache},
+        {"enable_cache_writing", &Options::writesCache},
     };
     for (const auto& [member, option] : members) {
         Options expected;

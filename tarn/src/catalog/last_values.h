@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "tarn/src/device/kept_picture.h"
+#include "tarn/src/engine/way.h"
+
+namespace tarn::catalog {
+
+using UnixTime = std::int64_t; // seconds since 1970, by the wall clock
+
+// What a printer said last, and when.
+struct LastValue
+{
+    UnixTime time = 0;
+    engine::Way way = engine::Way::None; // the way its state came
+    device::KeptPicture picture;
+};
+
+// LastValues are the last pictures of printers from one run to the next, and the text of the file that holds
+// them: a line that names the format, and a line for each printer, all of them JSON.
+//
+// Invariants
+//  (1) At most kMostPrinters, those that answered last.
+//  (2) None is of a time behind the last "now" that was given: the clock may have been set back since.
+//  (3) text() has at most kLargestText octets; what does not fit any more is what answered longest ago, or
+//      says more than kLargestLine alone.
+// Threading: guarded by its owner.
+class LastValues final
+{
+public:
+    static constexpr std::size_t kMostPrinters = 2000;
+    static constexpr std::size_t kLargestText = 4u << 20;
+    static constexpr std::size_t kLargestLine = 64u << 10;
+
+    // Adds what the text says of addresses of which it knows more than is known. What is damaged is left out;
+    // complaint then says where.
+    void parse(std::string_view text, UnixTime now, std::string& complaint);
+    // Where a newer value is known that stays, unless it seemed to be from the future.
+    void take(std::map<std::uint32_t, LastValue> values, UnixTime now);
+    void forget(std::uint32_t address) { m_values.erase(address); }
+
+    const LastValue* find(std::uint32_t address) const; // null: nothing is known
+    std::size_t size() const { return m_values.size(); }
+    std::string text() const;
+
+    // $XDG_STATE_HOME/tarn/last-values.jsonl; empty where there is no such place.
+    static std::string defaultPath();
+
+private:
+    bool parseLine(std::string_view line, UnixTime now);
+    void keepToMost();
+
+    std::map<std::uint32_t, LastValue> m_values;
+};
+
+} // namespace tarn::catalog
