@@ -95,6 +95,7 @@ Reading read(const std::string& name, const NamedPrinter& printer)
     reading.info = parsed(textOf([&](char** out) { return tarn_getInfo(opened.get(), out); }));
     if (reading.info.isObject()) {
         reading.online = reading.info["online"] == "1";
+        reading.isRemembered = reading.info["remembered"] == "1";
         reading.source = reading.info.get("source", "").asString();
         reading.ageMs = std::strtoll(reading.info.get("age", "-1").asString().c_str(), nullptr, 10);
         reading.detail = parsed(reading.info.get("detail", "").asString());
@@ -112,6 +113,23 @@ Reading read(const std::string& name, const NamedPrinter& printer)
 
 } // namespace
 
+Reading withoutRemembered(Reading reading)
+{
+    if (reading.isRemembered) {
+        for (const char* member : {"supplies", "trays", "alerts", "counters", "flags"}) {
+            reading.detail.removeMember(member);
+        }
+        for (const char* flag : {"lessPaper", "lackPaper", "lessToner", "lackToner"}) {
+            reading.info[flag] = "0";
+        }
+        reading.source.clear();
+        reading.pages = -1;
+        reading.ageMs = -1;
+        reading.isRemembered = false;
+    }
+    return reading;
+}
+
 PrinterAccess::PrinterAccess(Discoveries discoveries) : m_discoveries(discoveries)
 {
     demand(tarn_init(), "starting the library");
@@ -121,7 +139,7 @@ PrinterAccess::PrinterAccess(Discoveries discoveries) : m_discoveries(discoverie
 void PrinterAccess::useIpp(bool use)
 {
     Json::Value options;
-    options["enable_cache"] = false;
+    options["enable_cache_writing"] = false;
     options["enable_usb_printer_discovery"] = m_discoveries.usb;
     options["enable_cups_printer"] = m_discoveries.cups;
     options["enable_ipp"] = use;

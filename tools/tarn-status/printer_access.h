@@ -40,11 +40,15 @@ struct Reading
     int state = 2;
     int pages = -1;
     bool online = false;
-    std::int64_t ageMs = -1; // -1: it never answered
-    Json::Value info;        // the status document
-    Json::Value detail;      // the whole picture, an object
-    Json::Value sources;     // the way each field came, an object
+    std::int64_t ageMs = -1;   // -1: it never answered
+    bool isRemembered = false; // it has not answered yet, and this is what it said in an earlier run
+    Json::Value info;          // the status document
+    Json::Value detail;        // the whole picture, an object
+    Json::Value sources;       // the way each field came, an object
 };
+
+// The same without what is remembered: a printer that never answered. Who it is stays known.
+Reading withoutRemembered(Reading reading);
 
 class AccessError final : public std::runtime_error
 {
@@ -61,8 +65,8 @@ struct Discoveries
     bool any() const { return usb || cups; }
 };
 
-// PrinterAccess is libtarn as this tool uses it: started with it, stopped with it. It remembers nothing on
-// disk. Throws AccessError where the library refuses.
+// PrinterAccess is libtarn as this tool uses it: started with it, stopped with it. It reads what others have
+// the library remember on disk, and writes nothing there. Throws AccessError where the library refuses.
 class PrinterAccess final
 {
 public:

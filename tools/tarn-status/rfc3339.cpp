@@ -19,4 +19,14 @@ std::string rfc3339(std::chrono::system_clock::time_point time)
     return text;
 }
 
+std::string localDate(std::chrono::system_clock::time_point time)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char date[32];
+    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M", &local);
+    return date;
+}
+
 } // namespace tarnstatus

@@ -87,8 +87,8 @@ class Printout final
 {
 public:
     explicit Printout(const Options& options)
-        : m_terminal(terminalOfOutput()), m_language(languageOfEnvironment()),
-          m_isInPlace(options.watch && options.format->isForPeople && m_terminal.isClever)
+        : m_terminal(terminalOfOutput()), m_language(languageOfEnvironment()), m_kind(*options.format),
+          m_isInPlace(options.watch && m_kind.isForPeople && m_terminal.isClever)
     {
         FormatSettings settings;
         settings.colour = m_terminal.colour;
@@ -96,13 +96,13 @@ public:
         settings.language = m_language;
         settings.warning = options.warning;
         settings.critical = options.critical;
-        m_format = options.format->make(settings);
+        m_format = m_kind.make(settings);
     }
 
     void print(Look look)
     {
         forgetResize();
-        m_last = std::move(look);
+        m_last = lookFor(m_kind, std::move(look));
         const std::string text = m_format->render(m_last);
         if (!m_isInPlace) {
             tools::writeOut(text);
@@ -118,6 +118,7 @@ public:
 private:
     const Terminal m_terminal;
     const Language m_language;
+    const FormatKind& m_kind;
     const bool m_isInPlace;
     std::unique_ptr<Format> m_format;
     Look m_last;

@@ -10,12 +10,12 @@ namespace tarnstatus {
 namespace {
 
 const FormatKind kFormats[] = {
-    {"table", "for people, the default", true, true, makeTable},
-    {"brief", "one line a printer, for people", true, true, makeBrief},
-    {"json", "one JSON document; with --watch one a line", true, false, makeJson},
-    {"csv", "one row a printer below one row of names", true, false, makeCsv},
-    {"prometheus", "metrics, for a collector of text files", false, false, makePrometheus},
-    {"nagios", "one line with its exit status, for a plugin's caller", false, false, makeNagios},
+    {"table", "for people, the default", true, true, true, makeTable},
+    {"brief", "one line a printer, for people", true, true, true, makeBrief},
+    {"json", "one JSON document; with --watch one a line", true, false, true, makeJson},
+    {"csv", "one row a printer below one row of names", true, false, false, makeCsv},
+    {"prometheus", "metrics, for a collector of text files", false, false, false, makePrometheus},
+    {"nagios", "one line with its exit status, for a plugin's caller", false, false, false, makeNagios},
 };
 
 } // namespace
@@ -23,6 +23,14 @@ const FormatKind kFormats[] = {
 int Format::exitStatus(const Look& look) const
 {
     return static_cast<int>(conditionOf(look.readings));
+}
+
+Look lookFor(const FormatKind& kind, Look look)
+{
+    if (!kind.showsRemembered) {
+        std::transform(look.readings.begin(), look.readings.end(), look.readings.begin(), withoutRemembered);
+    }
+    return look;
 }
 
 const FormatKind* findFormat(const std::string& name)

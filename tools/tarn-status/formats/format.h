@@ -44,10 +44,14 @@ struct FormatKind
 {
     const char* name;
     const char* help;
-    bool isForWatching; // false: its readers take one look a run
-    bool isForPeople;   // on a terminal a look takes the place of the last
+    bool isForWatching;   // false: its readers take one look a run
+    bool isForPeople;     // on a terminal a look takes the place of the last
+    bool showsRemembered; // false: its readers take what it says for what is
     std::unique_ptr<Format> (*make)(const FormatSettings& settings);
 };
+
+// What a format of that kind is given of a look.
+Look lookFor(const FormatKind& kind, Look look);
 
 // Null when there is none of that name.
 const FormatKind* findFormat(const std::string& name);

@@ -19,6 +19,7 @@ Json::Value printerReport(const Reading& reading)
     out["ip"] = reading.printer.ip;
     out["online"] = reading.online;
     out["age"] = reading.ageMs < 0 ? Json::Value() : Json::Value(static_cast<double>(reading.ageMs) / 1000.0);
+    out["remembered"] = reading.isRemembered;
     out["source"] = reading.source;
     out["sources"] = reading.sources.isObject() ? reading.sources : Json::Value(Json::objectValue);
     out["model"] = reading.model;

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "tools/tarn-status/formats/format.h"
+#include "tools/tarn-status/rfc3339.h"
 #include "tools/tarn-status/text.h"
 
 namespace tarnstatus {
@@ -57,8 +58,9 @@ const char* levelStyle(int percent, bool receptacle)
 class TablePrinter final
 {
 public:
-    TablePrinter(const Reading& reading, const FormatSettings& settings)
-        : m_reading(reading), m_language(settings.language), m_colour(settings.colour)
+    TablePrinter(const Reading& reading, std::chrono::system_clock::time_point time,
+                 const FormatSettings& settings)
+        : m_reading(reading), m_time(time), m_language(settings.language), m_colour(settings.colour)
     {
     }
 
@@ -119,6 +121,9 @@ private:
         if (m_reading.ageMs < 0) {
             return say("never answered", "从未应答");
         }
+        if (m_reading.isRemembered) {
+            return rememberedText();
+        }
         if (m_reading.ageMs < 100000) {
             std::snprintf(text, sizeof text, say("answered %.1f s ago", "%.1f 秒前应答"),
                           static_cast<double>(m_reading.ageMs) / 1000);
@@ -127,6 +132,21 @@ private:
                           static_cast<long long>(m_reading.ageMs / 60000));
         }
         return text;
+    }
+
+    // With the date: it may be of long ago.
+    std::string rememberedText() const
+    {
+        const auto hours = static_cast<long long>(m_reading.ageMs / 3600000);
+        char age[64];
+        if (hours < 48) {
+            std::snprintf(age, sizeof age, say("%lld h", "%lld 小时"), hours);
+        } else {
+            std::snprintf(age, sizeof age, say("%lld days", "%lld 天"), hours / 24);
+        }
+        const std::string date = localDate(m_time - std::chrono::milliseconds(m_reading.ageMs));
+        return m_language == Language::Chinese ? "最后已知值（" + date + "，" + age + "前）"
+                                               : "last known values, of " + date + " (" + age + " ago)";
     }
 
     // "sm", or "sm; ipp: trays, counters" where some fields came another way.
@@ -204,6 +224,7 @@ private:
     }
 
     const Reading& m_reading;
+    const std::chrono::system_clock::time_point m_time;
     const Language m_language;
     const bool m_colour;
 };
@@ -217,7 +238,7 @@ public:
     {
         std::string out;
         for (const Reading& reading : look.readings) {
-            out += TablePrinter(reading, m_settings).lines();
+            out += TablePrinter(reading, look.time, m_settings).lines();
         }
         return out;
     }

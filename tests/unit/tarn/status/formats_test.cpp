@@ -12,6 +12,7 @@ namespace {
 
 using test::goodReading;
 using test::json;
+using test::rememberedReading;
 using test::unmetReading;
 
 const std::chrono::system_clock::time_point kTime{std::chrono::milliseconds(1795354589412)};
@@ -212,6 +213,61 @@ TEST(Table, IsInTheLanguageThatIsAskedFor)
     EXPECT_NE(text.find("就绪"), std::string::npos) << text;
     EXPECT_NE(text.find("碳粉       黑色  "), std::string::npos) << text;
     EXPECT_EQ(text.find("pages"), std::string::npos) << text;
+}
+
+TEST(Remembered, ValuesAreShownToPeopleWithTheirDateAndAge)
+{
+    const std::string table = rendered("table", {rememberedReading()});
+    EXPECT_NE(table.find("office              10.0.0.1         offline\n"), std::string::npos) << table;
+    const std::string date = localDate(kTime - std::chrono::hours(50));
+    EXPECT_NE(table.find("1234 pages  last known values, of " + date + " (2 days ago) (sm)\n"),
+              std::string::npos)
+        << table;
+    EXPECT_NE(table.find(" 50 %"), std::string::npos) << table;
+    EXPECT_NE(rendered("table", {rememberedReading()}, chinese()).find("最后已知值（" + date + "，2 天前）"),
+              std::string::npos);
+    Reading recent = rememberedReading();
+    recent.ageMs = 47 * 3600 * 1000 + 1;
+    EXPECT_NE(rendered("table", {recent}).find(" (47 h ago)"), std::string::npos);
+    EXPECT_EQ(rendered("brief", {rememberedReading()}), "office                  offline\n");
+}
+
+TEST(Remembered, ValuesAreMarkedInJson)
+{
+    const Json::Value report = jsonReport({rememberedReading(), goodReading()});
+    const Json::Value& off = report["printers"][0];
+    EXPECT_EQ(off["online"], false);
+    EXPECT_EQ(off["remembered"], true);
+    EXPECT_EQ(off["age"], 180000.0);
+    EXPECT_EQ(off["supplies"][0]["percent"], 50);
+    EXPECT_EQ(report["printers"][1]["remembered"], false);
+}
+
+TEST(Remembered, ValuesAreNoMetrics)
+{
+    const auto given = [](const char* format, Reading reading, const FormatSettings& settings) {
+        const FormatKind* const kind = findFormat(format);
+        return kind->make(settings)->render(lookFor(*kind, {kTime, {std::move(reading)}}));
+    };
+    FormatSettings limits;
+    limits.warning.toner = 60;
+    limits.critical.state = Thresholds::State::Offline;
+    limits.warning.age = 10;
+    Reading never = unmetReading();
+    never.printer = rememberedReading().printer;
+    for (const char* format : {"prometheus", "nagios"}) {
+        EXPECT_EQ(given(format, rememberedReading(), limits), given(format, never, limits)) << format;
+    }
+    EXPECT_NE(given("csv", rememberedReading(), {}).find(",unreachable,0,,,Laser,S1,hall,,,,,,,,,,,\n"),
+              std::string::npos)
+        << given("csv", rememberedReading(), {});
+    EXPECT_NE(given("csv", goodReading(), {}).find(",idle,1,1.5,sm,"), std::string::npos);
+}
+
+TEST(Remembered, PrinterIsJudgedAsOneThatIsOff)
+{
+    EXPECT_EQ(conditionOf(std::vector<Reading>{rememberedReading()}), Condition::Unreachable);
+    EXPECT_FALSE(looksLikePrinter(rememberedReading()));
 }
 
 TEST(Brief, IsOneLineAPrinterWithWhatIsWrongFirst)

@@ -47,4 +47,17 @@ inline Reading unmetReading()
     return reading;
 }
 
+// One that is off, and said all that in an earlier run.
+inline Reading rememberedReading()
+{
+    Reading reading = goodReading();
+    reading.online = false;
+    reading.isRemembered = true;
+    reading.state = 2;
+    reading.message.clear();
+    reading.ageMs = std::int64_t{50} * 3600 * 1000;
+    reading.info["lackPaper"] = "1";
+    return reading;
+}
+
 } // namespace tarnstatus::test

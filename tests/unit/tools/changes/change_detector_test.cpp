@@ -47,6 +47,15 @@ TEST_F(ChangeDetectorTest, WhatTheFirstLookShowsIsNoChange)
         IsEmpty());
 }
 
+TEST_F(ChangeDetectorTest, WhatIsRememberedOfAnEarlierRunIsNoEdge)
+{
+    Reading remembered = printer("a", false, "lackPaper");
+    remembered.isRemembered = true;
+    EXPECT_THAT(looks({printer("a", false)}), IsEmpty());
+    EXPECT_THAT(looks({remembered}, 100), IsEmpty()) << "as soon as the file was read";
+    EXPECT_THAT(looks({printer("a", true, "lackPaper")}), ElementsAre("a back")) << "and it still is so";
+}
+
 TEST_F(ChangeDetectorTest, TellsEachEdgeOnce)
 {
     looks({printer("a")});
