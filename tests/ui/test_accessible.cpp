@@ -70,6 +70,7 @@ private slots:
     void editorsListHasTheFirstFocus();
     void tabGoesThroughTheEditor();
     void shiftTabLeavesTheAddress();
+    void tabEntersTheAddressByItsFirstOctet();
     void selectingARowShowsItsPrinter();
 };
 
@@ -245,14 +246,32 @@ void TestAccessible::shiftTabLeavesTheAddress()
     AddPrinterPage editor;
     editor.show();
     QVERIFY(QTest::qWaitForWindowActive(&editor));
-    child<QWidget>(editor, "pbtnAdd")->setFocus();
+    child<QLineEdit>(editor, "ledtIP")->findChildren<QLineEdit*>().last()->setFocus();
     QStringList met;
-    for (int press = 0; press < 8; ++press) {
+    for (int press = 0; press < 9; ++press) {
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab, Qt::ShiftModifier);
         met << nameOf(QApplication::focusWidget());
     }
-    QCOMPARE(met, QStringList({"IP 地址第 4 段", "IP 地址第 3 段", "IP 地址第 2 段", "IP 地址第 1 段",
-                               "打印机名称", "X1", "网络打印机列表", "确定"}));
+    QCOMPARE(met, QStringList({"IP 地址第 3 段", "IP 地址第 2 段", "IP 地址第 1 段", "打印机名称", "X1",
+                               "网络打印机列表", "确定", "移除", "添加"}));
+}
+
+void TestAccessible::tabEntersTheAddressByItsFirstOctet()
+{
+    AddPrinterPage editor;
+    editor.show();
+    QVERIFY(QTest::qWaitForWindowActive(&editor));
+    auto octets = child<QLineEdit>(editor, "ledtIP")->findChildren<QLineEdit*>();
+    octets.first()->setText(QStringLiteral("127"));
+    child<QWidget>(editor, "ledtName")->setFocus();
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QCOMPARE(QApplication::focusWidget(), octets.first());
+    QCOMPARE(octets.first()->selectedText(), QStringLiteral("127"));
+    child<QWidget>(editor, "pbtnAdd")->setFocus();
+    octets.first()->deselect();
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab, Qt::ShiftModifier);
+    QCOMPARE(QApplication::focusWidget(), octets.first());
+    QCOMPARE(octets.first()->selectedText(), QStringLiteral("127"));
 }
 
 void TestAccessible::selectingARowShowsItsPrinter()

@@ -65,6 +65,9 @@ bool AddPrinterPage::focusNextPrevChild(bool next)
     }
     const int count = m_tabStops.size();
     QWidget* to = m_tabStops.at((at + (next ? 1 : count - 1)) % count);
+    if (ui->ledtIP->isAncestorOf(to) && !ui->ledtIP->isAncestorOf(focusWidget())) {
+        to = ui->ledtIP; // which hands the focus to its first octet, from either side
+    }
     to->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
     return true;
 }
