@@ -29,7 +29,6 @@ struct FileKeeper::State
 
     // the thread's
     Milliseconds retryAfter;
-    bool hasTidied = false;
 
     Mutex mutex;
     Condition changed;
@@ -76,9 +75,6 @@ bool FileKeeper::State::doNext()
             changed.notifyAll(); // under the lock: whoever sees it may end the object
             return false;
         }
-    }
-    if (!hasTidied) {
-        hasTidied = attempt([this] { return removeLeftovers(path); });
     }
     if (reads) {
         readNow();
@@ -178,7 +174,10 @@ std::optional<FileText> FileKeeper::takeText()
 
 bool FileKeeper::replace(std::string text)
 {
-    return carryOut([path = m_state->path, text = std::move(text)] { return replaceFile(path, text); });
+    return carryOut([path = m_state->path, text = std::move(text)] {
+        removeLeftovers(path);
+        return replaceFile(path, text);
+    });
 }
 
 bool FileKeeper::carryOut(Work work)

@@ -24,7 +24,8 @@ namespace tarn {
 //  (3) After stop() the thread has ended, or is in a call of the system that does not return. It then owns
 //  all
 //      that it still touches, and the library stays loaded for it.
-//  (4) What writers that were killed left beside the file is removed before the first read or write.
+//  (4) What writers that were killed left beside the file is removed before each replace(); who only reads
+//      removes nothing.
 // Threading: any thread, but stop() and the destructor are the owner's, within a call of the host. No
 // function waits for the file system, except for as long as it is told to.
 class FileKeeper final

@@ -125,6 +125,7 @@ bool LastValuesFile::State::tend()
     }
     if (save && reading == Reading::Done) {
         merge(found, *save, now);
+        removeLeftovers(path);
         if (!replaceFile(path, found.text())) {
             return false;
         }

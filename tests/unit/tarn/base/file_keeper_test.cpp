@@ -173,7 +173,7 @@ TEST_F(FileKeeperTest, ANewerTextDoesNotWaitForTheNextTryOfAnOlderOneAndStopDoes
     EXPECT_EQ(scratch.read("dir/file"), "last");
 }
 
-TEST_F(FileKeeperTest, LeftoversOfKilledWritersGoAtTheNextStartAndThoseOfLiveOnesStay)
+TEST_F(FileKeeperTest, LeftoversOfKilledWritersGoAtTheNextWriteAndThoseOfLiveOnesStay)
 {
     scratch.write("dir/file.tmp.Ab12Cd", "half a t");
     scratch.write("dir/file.tmp.Live12", "being written");
@@ -188,6 +188,10 @@ TEST_F(FileKeeperTest, LeftoversOfKilledWritersGoAtTheNextStartAndThoseOfLiveOne
     FileKeeper files = keeper();
     ASSERT_TRUE(files.read());
     ASSERT_TRUE(files.awaitText(inAMinute()));
+    EXPECT_EQ(entries(), 9U); // who only reads removes nothing
+    ASSERT_TRUE(files.replace("new"));
+    ASSERT_TRUE(files.stop(inAMinute()));
+    EXPECT_EQ(scratch.read("dir/file"), "new");
     EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.tmp.Ab12Cd")));
     EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.tmp.aFifo1"))); // did not hold it up
     EXPECT_TRUE(std::filesystem::exists(scratch.path("dir/file.tmp.Live12")));
