@@ -1,7 +1,7 @@
 #include "tarn/src/api/library.h"
 
 #include <algorithm>
-#include <iterator>
+#include <new>
 
 #include "tarn/src/snmp/poll/snmp_poller.h"
 #include "tarn/src/snmp/poll/udp_transport.h"
@@ -79,13 +79,22 @@ void Library::stop()
     bool writes = false;
     {
         const MutexLock lock(m_mutex);
-        saveCache();
-        saveValues(m_clock->now());
+        saveAtTheEnd();
         writes = m_options.writesCache;
     }
     const auto deadline = writes ? began + kLongestStop : began; // reading is not worth a wait
     m_cacheFile.stop(std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite));
     m_values.stop(std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite));
+}
+
+// The files are let go all the same.
+void Library::saveAtTheEnd()
+{
+    try {
+        saveCache();
+        saveValues(m_clock->now());
+    } catch (const std::bad_alloc&) { // then not
+    }
 }
 
 int Library::setOptions(std::string_view text)
@@ -128,17 +137,26 @@ int Library::setPrinterList(std::string_view text)
     const auto makeTarget = [this](std::uint32_t address)
                                 TARN_REQUIRES(m_mutex) { return newTarget(address); };
     m_gone.reserve(m_gone.size() + m_roster.targets().size());
-    std::vector<TargetPtr> gone = m_roster.name(text, std::move(*printers), makeTarget);
-    for (const TargetPtr& target : gone) {
-        m_forgotten.insert(target->address().endpoint.address);
-    }
+    const std::vector<TargetPtr> gone = m_roster.name(text, std::move(*printers), makeTarget);
+    m_gone.insert(m_gone.end(), gone.begin(), gone.end());
+    unwatchGone();
+    awaitFirstMeeting();
+    forget(gone);
+    return TARN_OK;
+}
+
+// What was remembered of them, but of those that were named again since.
+void Library::forget(const std::vector<TargetPtr>& gone)
+{
     for (const auto& entry : m_roster.targets()) {
         m_forgotten.erase(entry.first);
     }
-    std::move(gone.begin(), gone.end(), std::back_inserter(m_gone));
-    unwatchGone();
-    awaitFirstMeeting();
-    return TARN_OK;
+    for (const TargetPtr& target : gone) {
+        const std::uint32_t address = target->address().endpoint.address;
+        if (m_roster.targets().count(address) == 0) {
+            m_forgotten.insert(address);
+        }
+    }
 }
 
 // Whom there is no memory for now are left for the next call.

@@ -113,6 +113,8 @@ private:
     void orderDiscoveries() TARN_REQUIRES(m_mutex);
     void orderDiscovery(engine::Discovery discovery, bool on) TARN_REQUIRES(m_mutex);
     void unwatchGone() TARN_REQUIRES(m_mutex);
+    void forget(const std::vector<TargetPtr>& gone) TARN_REQUIRES(m_mutex);
+    void saveAtTheEnd() TARN_REQUIRES(m_mutex);
     void awaitFirstMeeting() TARN_REQUIRES(m_mutex);
     void rememberIdentity(engine::Target& target) TARN_REQUIRES(m_mutex);
     bool saveCache() TARN_REQUIRES(m_mutex);

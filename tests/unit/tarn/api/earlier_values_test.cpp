@@ -123,10 +123,21 @@ TEST_F(EarlierValues, APlainOpeningTellsOnlyOfThisRun)
 
 TEST_F(EarlierValues, GiveWayToTheFirstAnswer)
 {
-    writeFile("5", "before");
+    scratch.write(kFile, "{\"format\":1}\n"
+                         R"({"address":"127.42.2.1","time":5,"way":"sm","picture":{"model":"before"}})"
+                         "\n"
+                         R"({"address":"127.42.2.2","time":5,"way":"sm","picture":{"model":"off"}})");
     const LoopbackAgent agent("127.42.2.1", "now");
     const auto library = start(portOf(agent));
+    ASSERT_EQ(library->setPrinterList(
+                  R"([{"printerName":"a","ip":"127.42.2.1"},{"printerName":"b","ip":"127.42.2.2"}])"),
+              TARN_OK);
     ASSERT_TRUE(awaitAnswer(*library));
+    OpenedPrinter off;
+    ASSERT_TRUE(eventually([&] { // the file has been read
+        return library->open("b", off, Library::Picture::WithEarlier) == TARN_OK && off.isOfEarlierRun;
+    }));
+    EXPECT_EQ(modelOf(off), "off");
     const OpenedPrinter printer = opened(*library, Library::Picture::WithEarlier);
     EXPECT_FALSE(printer.isOfEarlierRun);
     EXPECT_EQ(modelOf(printer), "now");
