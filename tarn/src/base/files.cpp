@@ -100,6 +100,7 @@ FileText readFile(const std::string& path, std::size_t maxBytes)
     FileText none;
     none.error = ReadError::Unreadable;
     if (file.get() < 0) {
+        none.errorNumber = errno;
         none.error = errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable;
         none.isForTheMoment = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
         return none;

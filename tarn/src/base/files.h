@@ -18,6 +18,7 @@ struct FileText
 {
     ReadError error = ReadError::None;
     bool isForTheMoment = false; // Unreadable, as the system has no descriptor or memory left
+    int errorNumber = 0;         // of errno, where the file could not be opened
     std::string text;
     unsigned mode = 0;  // its permission bits
     unsigned owner = 0; // user id

@@ -96,7 +96,8 @@ std::string configPath();
 struct ConfigFile
 {
     ReadError error = ReadError::None;
-    bool isForTheMoment = false; // as of FileText
+    bool isForTheMoment = false;         // as of FileText
+    int errorNumber = 0;                 // as of FileText
     Config config;                       // the defaults where it could not be read
     std::vector<std::string> complaints; // one line each, without the file's name
 };

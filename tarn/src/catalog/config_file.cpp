@@ -1,7 +1,6 @@
 // The configuration as a file.
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
@@ -46,6 +45,7 @@ ConfigFile readConfig(const std::string& path)
     const FileText file = readFile(path, kLargestFile);
     found.error = file.error;
     found.isForTheMoment = file.isForTheMoment;
+    found.errorNumber = file.errorNumber;
     if (file.error != ReadError::None) {
         return found;
     }
@@ -70,7 +70,7 @@ Config Config::load()
     ConfigFile file = readConfig(path);
     if (file.isForTheMoment) {
         // Printers would be asked as nobody wants it, until the next start.
-        throw std::system_error(EMFILE, std::generic_category(), path);
+        throw std::system_error(file.errorNumber, std::generic_category(), path);
     }
     if (file.error == ReadError::Unreadable) {
         file.complaints.emplace_back("cannot be read; using the defaults");

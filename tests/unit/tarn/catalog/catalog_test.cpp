@@ -4,7 +4,6 @@
 #include "tarn/src/catalog/config.h"
 #include "tarn/src/catalog/identity_cache.h"
 #include "tarn/src/catalog/printer_list.h"
-#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn::catalog {
@@ -210,18 +209,6 @@ TEST(Configuration, FileIsFoundThroughTheEnvironmentAndBrokenOnesCostOneLine)
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
     EXPECT_NE(said.find(scratch.path("tarn.json")), std::string::npos) << said;
-}
-
-TEST(Configuration, FileThatCannotBeReadForLackOfDescriptorsIsNotTheDefaults)
-{
-    const test::ScratchDirectory scratch;
-    scratch.write("tarn.json", "{}");
-    const test::ScopedVariable path("TARN_CONFIG", scratch.path("tarn.json"));
-    {
-        const test::NoDescriptors none;
-        EXPECT_THROW(Config::load(), std::system_error);
-    }
-    Config::load();
 }
 
 TEST(Configuration, WhatIsWrongInAFileIsSaidOnceALineWithItsName)
