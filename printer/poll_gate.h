@@ -39,6 +39,7 @@ public:
     void open();
     void close();
     // Whether close() has begun: a poll that waited for its turn looks again before it calls the library.
+    // Acquire and release: what its closer did before is seen by who is turned back.
     bool isClosing() const { return m_closing.load(std::memory_order_acquire); }
     // Polls in progress.
     long inside();

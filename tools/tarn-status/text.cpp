@@ -13,10 +13,12 @@ std::size_t pieceEnd(const std::string& text, std::size_t begin)
 {
     std::size_t end = begin + 1;
     if (text[begin] == '\033') {
-        while (end < text.size() && (text[end] < '@' || text[end] == '[')) {
+        // What is not ASCII ends a sequence that was never finished, and is no part of it.
+        while (end < text.size() && ((text[end] >= ' ' && text[end] <= '?') || text[end] == '[')) {
             ++end;
         }
-        return std::min(end + 1, text.size());
+        const bool isFinished = end < text.size() && text[end] >= '@' && text[end] <= '~';
+        return isFinished ? end + 1 : end;
     }
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
         ++end;

@@ -37,7 +37,8 @@ public:
     // The longest: some microseconds of short runs, and about as many lines of memory as a core can wait for.
     static constexpr unsigned kMost = 16;
 
-    // The task whose run begins now; null when there is no other.
+    // The task whose run begins now; null when there is no other. Releases what the runs before it did to
+    // whoever recalls the rest, and lets their tasks go.
     Task* next()
     {
         const unsigned begun = m_next.fetch_add(1, std::memory_order_acq_rel);

@@ -57,7 +57,7 @@ void Task::cancel()
     lock.unlock();
     if (released.task != nullptr) {
         // The handle through which this was called cannot go meanwhile, so it becomes the only owner
-        // uncounted.
+        // uncounted. Relaxed: the last handle sees it through the handles' own count.
         released.task.release()->m_owners.store(1, std::memory_order_relaxed);
     }
 }

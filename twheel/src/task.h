@@ -44,7 +44,8 @@ public:
     // One of two owners has gone.
     void dropOwner()
     {
-        // The last one need not count: nobody else is there to see it.
+        // The last one need not count: nobody else is there to see it. What the owner before it did to the
+        // task is acquired from its release.
         if (m_owners.load(std::memory_order_acquire) == 1 ||
             m_owners.fetch_sub(1, std::memory_order_acq_rel) == 1) {
             delete this;

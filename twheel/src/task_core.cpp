@@ -152,6 +152,7 @@ unsigned TaskCore::fill(Batch& batch, Tick now, unsigned most)
     batch.m_tick = now;
     batch.m_older = m_open;
     m_open = &batch;
+    // Relaxed: others look at it under the lock only, the owner is here.
     batch.m_next.store(0, std::memory_order_relaxed);
     return size;
 }

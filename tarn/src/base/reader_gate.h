@@ -52,7 +52,7 @@ private:
         Mutex mutex;
     };
 
-    // Of the calling thread: the same for as long as it lives.
+    // Of the calling thread: the same for as long as it lives. Relaxed: numbers are dealt out, nothing more.
     static std::size_t ownShard()
     {
         static std::atomic<std::size_t> threads{0};

@@ -57,7 +57,8 @@ public:
     // Engine: the same as it is kept; valid until the next report, by whatever way.
     const device::KeptPicture& keptPictureBy(Way way) const;
 
-    // When the printer answered last; nothing before the first answer.
+    // When the printer answered last; nothing before the first answer. Relaxed: a time alone, which is marked
+    // before the answer is reported; who has seen the report has passed the reports' mutex.
     std::optional<TimePoint> lastAnswer() const
     {
         const std::int64_t ms = m_lastAnswer.load(std::memory_order_relaxed);
@@ -87,7 +88,8 @@ public:
         return false;
     }
 
-    // Whether the first read is over: it answered, or it is known to be silent.
+    // Whether the first read is over: it answered, or it is known to be silent. Acquire and release: what that
+    // read came to is there by then.
     bool isMet() const { return m_met.load(std::memory_order_acquire); }
     // Engine.
     void markMet() { m_met.store(true, std::memory_order_release); }

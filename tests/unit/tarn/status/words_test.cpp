@@ -26,6 +26,7 @@ TEST(Width, ChineseTakesTwoColumns)
     EXPECT_EQ(displayWidth("é"), 1u);
     EXPECT_EQ(displayWidth("（a）"), 5u);
     EXPECT_EQ(displayWidth("\033[31mab\033[0m"), 2u);
+    EXPECT_EQ(displayWidth("\033[31就绪"), 4u) << "no letter ends the sequence; char may have a sign";
 }
 
 TEST(Width, IsKeptToWithoutTearingCharactersOrColours)
