@@ -158,7 +158,11 @@ Came UdpConversation::failure(int error) const
 {
     Came came = cameOf(error);
     alignas(cmsghdr) char control[512];
+    char octet = 0; // without room for any, qemu's user mode says 0 for ever and asks nobody
+    iovec room{&octet, sizeof octet};
     msghdr message{};
+    message.msg_iov = &room;
+    message.msg_iovlen = 1;
     for (;;) {
         message.msg_control = control;
         message.msg_controllen = sizeof control;
