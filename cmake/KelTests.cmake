@@ -42,6 +42,14 @@ function(_kel_use_headers name headers)
     target_precompile_headers(${name} REUSE_FROM ${headers})
 endfunction()
 
+# kel_time_out(<variable>): as many times longer as an emulator is slower.
+function(kel_time_out variable)
+    if(CMAKE_CROSSCOMPILING)
+        math(EXPR seconds "${${variable}} * 10")
+        set(${variable} ${seconds} PARENT_SCOPE)
+    endif()
+endfunction()
+
 function(_kel_test_common name)
     cmake_parse_arguments(T "LONG_RUNNING" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
     if(NOT T_LABELS)
@@ -50,9 +58,10 @@ function(_kel_test_common name)
     if(NOT T_TIMEOUT)
         set(T_TIMEOUT 120)
     endif()
-    if(KEL_SANITIZE OR CMAKE_CROSSCOMPILING) # a sanitizer or an emulator: several times slower
+    if(KEL_SANITIZE) # several times slower, too
         math(EXPR T_TIMEOUT "${T_TIMEOUT} * 10")
     endif()
+    kel_time_out(T_TIMEOUT)
     set_tests_properties(${name} PROPERTIES LABELS "${T_LABELS}" TIMEOUT ${T_TIMEOUT})
     set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ${T_ENV})
     if(KEL_FAST_STACKS) # by frame pointers, at a seventh of the time

@@ -1,7 +1,9 @@
 # The parts of scripts/run --demo and scripts/try-packages; sourced by them, from the repository's root.
 
 demo=$PWD/build/demo
-demo_bin=build/run/bin
+demo_bin=${KEL_DEMO_BIN:-build/run/bin}
+demo_data=${KEL_DEMO_DATA:-tests/data}
+demo_patience=${KEL_DEMO_PATIENCE:-1} # how many times longer everything may take
 demo_port=16183 # as in scripts/demo/tarn.json
 demo_scenarios=(colour mono red-black offline out-of-paper toner-low) # 127.83.0.1 and on, as in printers.json
 children=()
@@ -25,17 +27,19 @@ demo_prepare() {
     mkdir -m 0700 "$demo/runtime"
     cp scripts/demo/printers.json "$demo/data/Morvik/kel/printers.json"
     cp scripts/demo/tarn.json "$demo/tarn.json"
+    [[ -z ${KEL_DEMO_CACHE:-} ]] || cp -r "$KEL_DEMO_CACHE/." "$demo/cache"
     demo_environment=(XDG_DATA_HOME="$demo/data" XDG_CACHE_HOME="$demo/cache" XDG_STATE_HOME="$demo/state" TARN_CONFIG="$demo/tarn.json")
 }
 
 demo_start_printers() {
     local i sources=() line
     for i in "${!demo_scenarios[@]}"; do
-        sources+=("tests/data/${demo_scenarios[i]}.json@127.83.0.$((i + 1))")
+        sources+=("$demo_data/${demo_scenarios[i]}.json@127.83.0.$((i + 1))")
     done
     exec {printers_say}< <(exec "$demo_bin/printer-sim" --port "$demo_port" "${sources[@]}" 2>"$demo/log/printer-sim")
     children+=($!)
-    read -r -t 10 -u "$printers_say" line || die "the simulated printers did not start: $(<"$demo/log/printer-sim")"
+    read -r -t $((10 * demo_patience)) -u "$printers_say" line ||
+        die "the simulated printers did not start: $(<"$demo/log/printer-sim")"
     [[ $line == ready:* ]] || die "the simulated printers say: $line"
 }
 
@@ -71,7 +75,7 @@ demo_start_kel() {
 
 # demo_wait WHAT COMMAND...: until the command succeeds, for 20 seconds at most; not when kel has ended meanwhile.
 demo_wait() {
-    local end=$((SECONDS + 20))
+    local end=$((SECONDS + 20 * demo_patience))
     until "${@:2}" >/dev/null 2>&1; do
         if [[ -n $kel_pid ]] && ! kill -0 "$kel_pid" 2>/dev/null; then
             return 1
@@ -81,13 +85,15 @@ demo_wait() {
     done
 }
 
+demo_pause() { sleep "$(awk "BEGIN { print $1 * $demo_patience }")"; }
+
 # demo_window NAME: the visible windows with that name.
 demo_window() { xdotool search --onlyvisible --name "$1"; }
 demo_gone() { ! demo_window "$1"; }
 
 # demo_shoot NAME: the whole screen as build/demo/NAME.png.
 demo_shoot() {
-    sleep 0.5 # what was just opened is being drawn
+    demo_pause 0.5 # what was just opened is being drawn
     import -window root "$demo/$1.png"
 }
 
@@ -102,7 +108,7 @@ demo_click() {
 # Opens the tray icon's menu; the icon is all that the panel holds.
 demo_open_tray_menu() {
     demo_click '^panel$' WIDTH/2 HEIGHT/2 3
-    sleep 0.7
+    demo_pause 0.7
 }
 
 # Waits for the program to end and leaves its exit status in kel_status.
@@ -119,12 +125,12 @@ demo_show_windows() {
         demo_wait_for_end
         return
     fi
-    sleep 6 # the first polls
+    demo_pause 6 # the first polls
     demo_shoot kel
 
     demo_click '^Kel 打印机管理工具$' WIDTH/8 HEIGHT-48 1 # the button under the list
     demo_wait "the list editor" demo_window '^添加打印机$'
-    sleep 0.5
+    demo_pause 0.5
     demo_shoot editor
     xdotool key Escape
     demo_wait "the list editor's end" demo_gone '^添加打印机$'
@@ -144,7 +150,7 @@ demo_show_windows() {
 
 # One line per printer on stdout, as the library sees it. Its exit status tells of the printers, not of us.
 demo_print_printers() {
-    env "${demo_environment[@]}" "$demo_bin/tarn-status" --timeout 3 --list scripts/demo/printers.json >"$demo/log/tarn-status" ||
+    env "${demo_environment[@]}" "$demo_bin/tarn-status" --timeout $((3 * demo_patience)) --list scripts/demo/printers.json >"$demo/log/tarn-status" ||
         [[ $? -le 2 ]]
     awk '/^[^ ]/ { if (line) print line; line = $0; details = 0; next }
          { sub(/^ +/, "") }

@@ -3,6 +3,7 @@
 Import it after a Desktop was made: the library looks for the bus in the environment, once.
 """
 
+import os
 import subprocess
 import time
 
@@ -12,7 +13,8 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
 # A program that was just started may register before it answers: rather ask again than wait for one answer.
-Atspi.set_timeout(1000, 1000)
+PATIENCE_MS = 1000 * int(os.environ.get("KEL_PATIENCE", "1"))
+Atspi.set_timeout(PATIENCE_MS, PATIENCE_MS)
 
 
 class Node:

@@ -17,7 +17,7 @@ import unittest
 
 import agents
 import ipp_printers
-from harness import BUILD, DATA, ROOT, Simulator, main, own_address
+from harness import BUILD, DATA, PATIENCE, ROOT, Simulator, main, own_address
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
 from usb_bus import UsbBus  # noqa: E402
@@ -27,7 +27,7 @@ PORT = 16411
 MANUAL = (ROOT / "docs" / "tarn-status.1").read_text()
 CHINESE = re.compile("[\u4e00-\u9fff]")
 LONG = "--timeout=60"  # where an answer is the right one: 20 s for each question
-SHORT = "--timeout=1.5"  # where silence is
+SHORT = f"--timeout={1.5 * PATIENCE}"  # where silence is
 MIXED = "--timeout=18"  # where both are
 OWN_NETWORK = ["unshare", "--user", "--map-root-user", "--net"]
 

@@ -24,6 +24,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BUILD = pathlib.Path(os.environ.get("KEL_BUILD", ROOT / "build" / "dev")).resolve()
 DATA = ROOT / "tests" / "data"
 NETWORK = "127.43"  # every address of these tests lies in it
+PATIENCE = int(os.environ.get("KEL_PATIENCE", "1"))  # how many times longer everything may take
 LOCK_FILE = pathlib.Path("/tmp/kel.lock")
 
 
@@ -39,6 +40,7 @@ def own_address(tail):
 
 def wait_for(condition, seconds, what):
     """The first true value of condition(); AssertionError when there was none in that time."""
+    seconds *= PATIENCE
     limit = time.monotonic() + seconds
     while True:
         value = condition()

@@ -18,7 +18,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support
 from desktop import running, x_server  # noqa: E402
 from harness import main  # noqa: E402
 from kel_driver import Kel, wait_for  # noqa: E402
-from scripted_kel import BUILD, ROOT, alone  # noqa: E402
+from scripted_kel import BUILD, PYTHON, ROOT, alone  # noqa: E402
 
 ID = "org.morvik.Kel"
 ICONS = [f"share/icons/hicolor/{size}x{size}/apps/{ID}.png" for size in (16, 22, 24, 32, 48, 64, 128, 256)]
@@ -154,7 +154,7 @@ class Installed(unittest.TestCase):
     def test_python_reads_a_printer(self):
         self.simulate()
         environment = {**self.environment, "PYTHONPATH": str(self.prefix / "lib/kel/python"), "PYTHONDONTWRITEBYTECODE": "1"}
-        said = run("/usr/bin/python3", "-c", f"import tarn; print(tarn.read('{PRINTER}').model)", env=environment)
+        said = run(PYTHON, "-c", f"import tarn; print(tarn.read('{PRINTER}').model)", env=environment)
         self.assertIn("Orion", said)
 
     @unittest.skipIf(IS_SANITIZED, "the example is built without the sanitizers' runtime")

@@ -159,8 +159,10 @@ class Status(StatusCase):
         _, complaint = watch.communicate(timeout=LONG)
         self.assertTrue(any("Lyra Locked K1" in line for line in lines))
         self.assertTrue(any("Lyra Locked K2" in line for line in lines))
-        self.assertEqual(complaint.decode().count("\n"), 1, complaint)
-        self.assertIn(f'group "{group.gr_name}"', complaint.decode())
+        # setpriv may be of another processor than the library that is preloaded for the program.
+        complaints = [line for line in complaint.decode().splitlines() if not line.startswith("ERROR: ld.so: ")]
+        self.assertEqual(len(complaints), 1, complaint)
+        self.assertIn(f'group "{group.gr_name}"', complaints[0])
         self.assertEqual((self.bus.transfers("p1"), self.bus.transfers("p2")), (0, 0))
 
     def test_end_does_not_wait_for_a_device_that_is_silent(self):

@@ -17,13 +17,12 @@ import at_spi  # noqa: E402
 from desktop import running, session_bus, x_server  # noqa: E402
 from junit_unittest import main  # noqa: E402
 from kel_driver import wait_for  # noqa: E402
-from scripted_kel import ScriptedKel, alone, is_instrumented, network_printers  # noqa: E402
+from scripted_kel import SLOWER, ScriptedKel, alone, network_printers  # noqa: E402
 
 WINDOW, ABOUT, EDITOR, SETTINGS = "Kel 打印机管理工具", "关于", "添加打印机", "设置"
 SCRIPT = {"defaultPrinter": {
     "serialNumber": "SN-7", "stateMessage": "需要处理-缺纸-盖子打开",
     "info": '{"CToner":"61","MToner":"42","YToner":"23","KToner":"80","lackPaper":"1","totalprint":"1234"}'}}
-SLOWER = 10 if is_instrumented() else 1
 
 stack = contextlib.ExitStack()
 display = bus = None

@@ -21,11 +21,10 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support
 import private_tmp  # noqa: E402
 from junit_unittest import main  # noqa: E402
 from kel_driver import Kel, wait_for  # noqa: E402
-from scripted_kel import BUILD, LIBRARY, ScriptedKel, alone, is_instrumented, network_printers  # noqa: E402
+from scripted_kel import BUILD, LIBRARY, PYTHON, SLOWER, ScriptedKel, alone, is_instrumented, network_printers  # noqa: E402
 
 KILLS = int(os.environ.get("KEL_PROGRAM_KILLS", "6"))
 SEED = int(os.environ.get("KEL_SEED", str(int(time.time()))))
-SLOWER = 10 if is_instrumented() else 1
 LOCK = pathlib.Path("/tmp/kel.lock")
 GOOD_LIST = '[{"ip":"127.0.0.1","manufacturer":"MORVIK","model":"X1","printerName":"office"}]\n'
 
@@ -307,7 +306,7 @@ class AccessLibrarysFiles(Scratch):
         path.parent.mkdir(parents=True)
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.directory), "XDG_CACHE_HOME": str(self.directory / "cache"),
                        "XDG_STATE_HOME": str(self.directory / "state")}
-        done = subprocess.run([sys.executable, "-c", HOST_OF_CACHES, str(BUILD / "lib" / "libtarn.so.0"), path,
+        done = subprocess.run([PYTHON, "-c", HOST_OF_CACHES, str(BUILD / "lib" / "libtarn.so.0"), path,
                                self.directory / "texts"], env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                               text=True, timeout=600)
         lives = [json.loads(line) for line in done.stdout.splitlines()]

@@ -15,12 +15,11 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
 from junit_unittest import main  # noqa: E402
 from kel_driver import wait_for  # noqa: E402
-from scripted_kel import ScriptedKel, alone, is_instrumented, network_printers  # noqa: E402
+from scripted_kel import SLOWER, ScriptedKel, alone, network_printers  # noqa: E402
 
 SECONDS = float(os.environ.get("KEL_LIES_SECONDS", "8"))
 SEED = int(os.environ.get("KEL_SEED", str(int(time.time()))))
 HUGE = int(os.environ.get("KEL_HUGE_TEXT", "3000000"))
-SLOWER = 10 if is_instrumented() else 1
 # Seconds that nothing takes but a program that hangs: reading texts of a hundred megabytes takes long by itself.
 PATIENCE = 60 * SLOWER * (10 if HUGE > 10_000_000 else 1)
 

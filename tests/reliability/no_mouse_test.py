@@ -18,12 +18,11 @@ import at_spi  # noqa: E402
 import kel_driver  # noqa: E402
 from desktop import running, session_bus, x_server  # noqa: E402
 from junit_unittest import main  # noqa: E402
-from scripted_kel import ScriptedKel, alone, is_instrumented, network_printers  # noqa: E402
+from scripted_kel import SLOWER, ScriptedKel, alone, network_printers  # noqa: E402
 
 WINDOW, EDITOR = "Kel 打印机管理工具", "添加打印机"
 SCRIPT = {"defaultPrinter": {"serialNumber": "SN-7", "stateMessage": "就绪", "info": '{"KToner":"80"}'},
           "printers": {"lab": {"serialNumber": "SN-lab", "stateMessage": "缺纸", "info": '{"KToner":"12"}'}}}
-SLOWER = 10 if is_instrumented() else 1
 PATIENCE = 60 * SLOWER
 
 stack = contextlib.ExitStack()

@@ -18,13 +18,12 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
 from desktop import end  # noqa: E402
 from junit_unittest import main  # noqa: E402
-from scripted_kel import BUILD, LIBRARY, ROOT, ScriptedKel, alone, is_instrumented  # noqa: E402
+from scripted_kel import BUILD, LIBRARY, ROOT, SLOWER, ScriptedKel, alone  # noqa: E402
 
 TURNS = int(os.environ.get("KEL_STRESS_TURNS", "2"))
 TURN_SECONDS = 15
 SEED = int(os.environ.get("KEL_SEED", str(int(time.time()))))
 PORT = 20161
-SLOWER = 10 if is_instrumented() else 1
 SCENARIOS = ("colour", "mono", "red-black", "out-of-paper", "toner-low", "changing")
 FAULTS = ("none", "loss=40", "garbage=30,duplicate=30", "truncate=50", "wrong-id=50,wrong-port=30", "delay=0..900")
 

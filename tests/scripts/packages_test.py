@@ -37,13 +37,14 @@ EXCEPTIONS = {
     ("scripts/setup", "sudo"): "only whoever is not root needs it; without it, setup says what root has to do",
     ("scripts/fresh", "sudo"): "only whoever is not root needs it",
     ("scripts/arm64-tree", "sudo"): "only whoever is not root needs it",
+    ("scripts/arm64-tree", "aarch64-linux-gnu-gcc"): "runs in the tree that this makes",
     ("scripts/try-packages", "sudo"): "scripts/fresh has put it there",
     ("scripts/install-packages", "systemctl"): "only where it is there has it anything to say",
 }
 # What scripts/setup is asked for by whoever runs them; everything else belongs to the tests.
 PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh": "demo", "scripts/setup": "demo",
             "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh",
-            "scripts/arm64-tree": "fresh",
+            "scripts/arm64-tree": "fresh", "scripts/compare-demo": "demo",
             "scripts/coverage": "ci", "scripts/fuzz": "ci", "scripts/mutate": "ci",
             "scripts/package": "package", "scripts/pictures": "pictures", "scripts/try-packages": "packages"}
 BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree", "scripts/arm64-tree")

@@ -13,6 +13,7 @@ fail() { echo "$1"; failed=1; }
 # stub NAME: a program of that name, whose text is on stdin.
 stub() { { echo '#!/bin/bash'; cat; } >"$world/$1"; chmod +x "$world/$1"; }
 export WORLD=$world
+unset KEL_SKIP_SETUP # which whoever runs this may have needed
 for tool in bash dirname sed sort; do ln -s "$(command -v $tool)" "$world/"; done
 stub id <<<'echo 1000'
 stub dpkg-query <<<'[[ ! -e $WORLD/installed ]] || printf "installed=%s " $(<"$WORLD/installed")'

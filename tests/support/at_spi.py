@@ -37,6 +37,7 @@ def connect(display, bus):
         import gi
         gi.require_version("Atspi", "2.0")
         from gi.repository import Atspi as library
+        library.set_timeout(10000, 15000)  # an answer may take longer than the 0.8 s that people's patience is put at
         Atspi = library
         yield
 

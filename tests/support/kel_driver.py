@@ -45,7 +45,7 @@ class Kel:
         self.socket_path = self.directory / "remote.sock"
         self.log_path = self.directory / "kel.log"
         self.environment = self._environment(library_dir, extra or {})
-        self.patience = 60  # seconds that one answer may take
+        self.patience = 60 * int(os.environ.get("KEL_PATIENCE", "1"))  # seconds that one answer may take
         self.process = None
         self._connection = None
 

@@ -29,6 +29,11 @@ def is_instrumented():
     return b"__asan_init" in data or b"__tsan_init" in data
 
 
+# An interpreter that loads libraries of the program's processor.
+PYTHON = os.environ.get("KEL_PYTHON", sys.executable)
+SLOWER = 10 if is_instrumented() else int(os.environ.get("KEL_PATIENCE", "1"))
+
+
 def network_printers(count, first=0):
     return [(f"printer {i}", f"127.0.0.{i + 1}", "X1") for i in range(first, first + count)]
 
