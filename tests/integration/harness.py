@@ -10,6 +10,7 @@ import fcntl
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -223,6 +224,17 @@ class Simulator:
         end(self.process)
         self.process.stdin.close()
         self.process.stdout.close()
+
+
+def still(scenario, directory):
+    """A copy of a scenario of tests/data whose numbers and states are for ever what they are at the start."""
+    text = (DATA / scenario).read_text()
+    for moving, first in ((r'\{"steps": \[\[0, ("\w+")\].*\}', r"\1"), (r'\{"start": (\d+), "perMinute": \d+\}', r"\1"),
+                          (r'\{"line": \[\[0, (\d+)\][^}]*\}', r"\1")):
+        text = re.sub(moving, first, text)
+    path = pathlib.Path(directory) / scenario
+    path.write_text(text)
+    return path
 
 
 class Watch:

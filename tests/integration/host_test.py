@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import BUILD, DATA, ROOT, Simulator, main, own_address
+from harness import BUILD, ROOT, Simulator, main, own_address, still
 
 PORT = 16375
 GOOD, AWAY = own_address(1), own_address(9)
@@ -34,7 +34,7 @@ class Host(unittest.TestCase):
     def setUpClass(cls):
         cls._directory = tempfile.TemporaryDirectory(prefix="kel-host-")
         cls.directory = pathlib.Path(cls._directory.name)
-        cls.simulator = Simulator(PORT, "--web-port=0", f"{DATA}/colour.json@{GOOD}")
+        cls.simulator = Simulator(PORT, "--web-port=0", f"{still('colour.json', cls.directory)}@{GOOD}")
         (cls.directory / "tarn.json").write_text(json.dumps({"default": {"port": PORT, "ipp": "off"}}))
         cls.environment = {"PATH": os.environ["PATH"], "HOME": cls._directory.name,
                            "TARN_CONFIG": str(cls.directory / "tarn.json")}

@@ -13,7 +13,7 @@ import tempfile
 import threading
 import unittest
 
-from harness import BUILD, DATA, ROOT, Simulator, main, own_address
+from harness import BUILD, DATA, ROOT, Simulator, main, own_address, still
 
 MODULE = ROOT / "tarn" / "python"
 PORT = 16373
@@ -35,7 +35,7 @@ sys.dont_write_bytecode = True
 class Module(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.simulator = Simulator(PORT, "--web-port=0", f"{DATA}/colour.json@{GOOD}", f"{DATA}/toner-low.json@{LOW}")
+        cls.simulator = Simulator(PORT, "--web-port=0", f"{still('colour.json', _directory.name)}@{GOOD}", f"{DATA}/toner-low.json@{LOW}")
         cls.tarn = importlib.import_module("tarn")
 
     @classmethod

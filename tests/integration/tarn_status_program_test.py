@@ -24,7 +24,7 @@ import jsonschema
 import pyte
 from prometheus_client.parser import text_string_to_metric_families
 
-from harness import BUILD, DATA, PATIENCE, ROOT, Simulator, address, end, main, own_address, wait_for
+from harness import BUILD, DATA, PATIENCE, ROOT, Simulator, address, end, main, own_address, still, wait_for
 
 PORT = 16371
 PROGRAM = str(BUILD / "bin" / "tarn-status")
@@ -43,7 +43,7 @@ class Case(unittest.TestCase):
     def setUpClass(cls):
         cls._directory = tempfile.TemporaryDirectory(prefix="kel-tarn-status-")
         cls.directory = pathlib.Path(cls._directory.name)
-        cls.simulator = Simulator(PORT, "--web-port=0", f"{DATA}/colour.json@{GOOD}", f"{DATA}/toner-low.json@{LOW}")
+        cls.simulator = Simulator(PORT, "--web-port=0", f"{still('colour.json', cls.directory)}@{GOOD}", f"{DATA}/toner-low.json@{LOW}")
         cls.environment = {name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS") or name == "PATH"}
         cls.environment.update(HOME=cls._directory.name, TARN_CONFIG=str(cls.directory / "tarn.json"), LANG="C.UTF-8",
                                DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={cls.directory}/no-bus")  # not this machine's printers
