@@ -6,6 +6,7 @@ kel_add_gtest(tarn_engine_test
     LIBS tarn_core)
 kel_add_gtest(tarn_usm_test
     SOURCES snmp/poll/fake_session.cpp
+            usm/agent_process.cpp
             usm/fake_agent.cpp
             usm/usm_codec_test.cpp
             usm/usm_peer_test.cpp

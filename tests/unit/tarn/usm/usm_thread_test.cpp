@@ -17,6 +17,7 @@
 #include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/support/simulated_time.h"
+#include "tests/unit/tarn/usm/agent_process.h"
 
 namespace tarn::usm {
 
@@ -209,6 +210,116 @@ TEST(UsmThreadTest, AUserWithoutKeysIsSaidOnceForEachAddress)
     EXPECT_NE(said.find("127.43.9.1 port 16399"), std::string::npos) << said;
     EXPECT_NE(said.find("127.43.9.2 port 16399"), std::string::npos) << said;
     EXPECT_EQ(said.find("secret7"), std::string::npos) << said;
+}
+
+// With an agent that answers, in a process of its own.
+class UsmConversationTest : public testing::Test
+{
+protected:
+    static constexpr std::uint32_t kAddress = 0x7F2B0905; // 127.43.9.5
+
+    void begin(AgentProcess::Manner manner = AgentProcess::Manner::Sound)
+    {
+        m_agent = std::make_unique<AgentProcess>(kAddress, "authpass12", manner);
+        m_thread = std::make_unique<UsmThread>(m_clock, NetSnmpLibrary::kSoname);
+    }
+    void ask(std::uint64_t ticket)
+    {
+        UsmQuestion asked = question(kAddress, m_user);
+        asked.endpoint.port = m_agent->port();
+        asked.ticket = ticket;
+        m_thread->ask(asked);
+    }
+    // Asks once; the answers that came.
+    std::vector<UsmAnswer> answersTo(std::uint64_t ticket)
+    {
+        ask(ticket);
+        std::vector<UsmAnswer> all;
+        EXPECT_TRUE(kel_test::eventually([&] {
+            pollfd waits{m_thread->descriptor(), POLLIN, 0};
+            ::poll(&waits, 1, 1000);
+            all = m_thread->take();
+            return !all.empty();
+        }));
+        return all;
+    }
+
+    const test::ScratchDirectory m_scratch;
+    const test::ScopedVariable m_path{"SNMPCONFPATH", m_scratch.path("")};
+    tarn::test::SimulatedClock m_clock;
+    const std::shared_ptr<const engine::UsmUser> m_user = user("authpass12");
+    std::unique_ptr<AgentProcess> m_agent;
+    std::unique_ptr<UsmThread> m_thread;
+};
+
+TEST_F(UsmConversationTest, AnswerIsHandedOnWithItsTicketAndPlace)
+{
+    begin();
+    for (const std::uint64_t ticket : {5u, 6u}) {
+        const std::vector<UsmAnswer> answers = answersTo(ticket);
+        ASSERT_EQ(answers.size(), 1u);
+        EXPECT_EQ(answers[0].ticket, ticket);
+        EXPECT_EQ(answers[0].endpoint.address, kAddress);
+        EXPECT_EQ(answers[0].endpoint.port, m_agent->port());
+        ASSERT_EQ(answers[0].pdu.varbinds.size(), 1u);
+        EXPECT_EQ(answers[0].pdu.varbinds[0].value.bytes, "idle");
+    }
+    EXPECT_EQ(m_agent->probes(), 1u) << "the engine is looked for once";
+}
+
+TEST_F(UsmConversationTest, OfWhoIsForgottenNothingIsKept)
+{
+    begin();
+    answersTo(1);
+    const unsigned probes = m_agent->probes();
+    m_thread->forget({kAddress, static_cast<std::uint16_t>(m_agent->port() + 1)}); // another
+    answersTo(2);
+    EXPECT_EQ(m_agent->probes(), probes);
+    m_thread->forget({kAddress, m_agent->port()});
+    answersTo(3);
+    EXPECT_GT(m_agent->probes(), probes);
+}
+
+TEST_F(UsmConversationTest, AfterAChangeOfTheNetworkItAsksFromAnotherPort)
+{
+    begin();
+    answersTo(1);
+    const unsigned before = m_agent->asker();
+    answersTo(2);
+    EXPECT_EQ(m_agent->asker(), before);
+    m_thread->reopen();
+    answersTo(3);
+    EXPECT_NE(m_agent->asker(), before);
+}
+
+TEST_F(UsmConversationTest, WhatTheAgentComplainsOfIsSaidOnceInTenMinutes)
+{
+    begin(AgentProcess::Manner::SaysWrongPassword);
+    testing::internal::CaptureStderr();
+    std::string said;
+    const auto askUntil = [&](const auto& isEnough) {
+        return kel_test::eventually([&] {
+            ask(1);
+            ::poll(nullptr, 0, 10);
+            std::fflush(stderr);
+            said += testing::internal::GetCapturedStderr();
+            testing::internal::CaptureStderr();
+            return isEnough();
+        });
+    };
+    const auto lines = [&said] { return std::count(said.begin(), said.end(), '\n'); };
+    EXPECT_TRUE(askUntil([&] { return lines() == 1; }));
+    m_clock.pass(UsmThread::kSaidAgain - Milliseconds(1));
+    const unsigned refused = m_agent->requests();
+    EXPECT_TRUE(askUntil([&] { return m_agent->requests() > refused + 8; }));
+    EXPECT_EQ(lines(), 1) << said;
+    m_clock.pass(Milliseconds(1));
+    EXPECT_TRUE(askUntil([&] { return lines() == 2; }));
+    m_thread.reset();
+    said += testing::internal::GetCapturedStderr();
+    EXPECT_EQ(lines(), 2) << said;
+    EXPECT_NE(said.find("127.43.9.5 port"), std::string::npos) << said;
+    EXPECT_NE(said.find("wrong authentication password"), std::string::npos) << said;
 }
 
 } // namespace tarn::usm
