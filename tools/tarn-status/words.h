@@ -18,8 +18,8 @@ enum class Language
 // Chinese where LC_ALL, else LC_MESSAGES, else LANG, the first that is not empty, begins with "zh".
 Language languageOfEnvironment();
 
-// One of two ways to say the same.
-inline const char* say(Language language, const char* english, const char* chinese)
+// One of two ways to say the same. Where they are formats, compilers check both.
+__attribute__((format_arg(2), format_arg(3))) inline const char* say(Language language, const char* english, const char* chinese)
 {
     return language == Language::Chinese ? chinese : english;
 }

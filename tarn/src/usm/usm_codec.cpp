@@ -148,7 +148,7 @@ std::string UsmCodec::probe(UsmIds ids) const
     return build(*pdu);
 }
 
-std::string UsmCodec::request(const UsmKeys& keys, const UsmEngine& engine, snmp::Pdu request,
+std::string UsmCodec::request(const UsmKeys& keys, const UsmEngine& engine, const snmp::Pdu& request,
                               std::int32_t messageId, TimePoint now) const
 {
     const Loan loan(*m_library, keys, engine, now);

@@ -106,7 +106,7 @@ public:
     // The message that asks an agent for its engine. RFC 3414 4.
     std::string probe(UsmIds ids) const;
     // The request under the user's protection; empty when it cannot be made.
-    std::string request(const UsmKeys& keys, const UsmEngine& engine, snmp::Pdu pdu, std::int32_t messageId,
+    std::string request(const UsmKeys& keys, const UsmEngine& engine, const snmp::Pdu& pdu, std::int32_t messageId,
                         TimePoint now) const;
     // Reads a message. engine is what is known of its sender, null while nothing is; its clock is set by what
     // is authentic.

@@ -82,7 +82,8 @@ public:
     }
 
 private:
-    const char* say(const char* english, const char* chinese) const
+    __attribute__((format_arg(2), format_arg(3))) const char* say(const char* english,
+                                                                  const char* chinese) const
     {
         return tarnstatus::say(m_language, english, chinese);
     }
