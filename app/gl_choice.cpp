@@ -4,18 +4,18 @@
 
 namespace {
 
-constexpr const char* variable = "QT_XCB_GL_INTEGRATION";
+constexpr const char* kVariable = "QT_XCB_GL_INTEGRATION";
 
 } // namespace
 
-NoGlStack::NoGlStack() : m_isOurs(!qEnvironmentVariableIsSet(variable))
+NoGlStack::NoGlStack() : m_isOurs(!qEnvironmentVariableIsSet(kVariable))
 {
     if (m_isOurs)
-        qputenv(variable, "none");
+        qputenv(kVariable, "none");
 }
 
 NoGlStack::~NoGlStack()
 {
     if (m_isOurs)
-        qunsetenv(variable);
+        qunsetenv(kVariable);
 }

@@ -7,7 +7,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-constexpr const char* content = "kel lock file";
+constexpr const char* kContent = "kel lock file";
 
 // The path, once the file is there.
 const char* createWhereMissing(const std::string& path)
@@ -16,7 +16,7 @@ const char* createWhereMissing(const std::string& path)
     // A status that cannot be read counts as missing; what follows then fails and says why.
     if (!fs::exists(fs::status(path, unreadable))) {
         fs::ofstream file(path, std::ios::trunc);
-        file << content;
+        file << kContent;
         file.close();
         // Other users' instances have to open it for writing, too.
         fs::permissions(path, fs::all_all);

@@ -21,9 +21,9 @@ using morvik::kel::PrinterManager;
 
 namespace {
 
-constexpr const char* lockPath = "/tmp/kel.lock";
-constexpr int refreshPeriodMs = 2000;
-constexpr int fontPointSize = 11;
+constexpr const char* kLockPath = "/tmp/kel.lock";
+constexpr int kRefreshPeriodMs = 2000;
+constexpr int kFontPointSize = 11;
 
 void installTranslation(QTranslator& translator, const QString& file)
 {
@@ -39,7 +39,7 @@ void useFont(const QString& path)
     const QStringList families = QFontDatabase::applicationFontFamilies(id);
     if (families.isEmpty())
         return;
-    QFont font(families.first(), fontPointSize);
+    QFont font(families.first(), kFontPointSize);
     font.setWeight(QFont::Normal);
     QApplication::setFont(font);
 }
@@ -58,7 +58,7 @@ void connectToSessionBus()
 
 int main(int argc, char** argv)
 {
-    InstanceLock lock(lockPath);
+    InstanceLock lock(kLockPath);
     if (!lock.tryLock()) {
         qDebug() << "kel.lock cannot be locked.";
         return -1;
@@ -86,7 +86,7 @@ int main(int argc, char** argv)
     window.show();
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, &window, &MainWindow::sigUpdatePrinters);
-    timer.start(refreshPeriodMs);
+    timer.start(kRefreshPeriodMs);
 
     const int result = QApplication::exec();
     timer.stop();

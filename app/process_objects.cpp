@@ -31,7 +31,7 @@ struct Resources
     Resources& operator=(const Resources&) = delete;
 };
 
-constexpr int workers = 10;
+constexpr int kWorkers = 10;
 
 // Computed while there is no application object: afterwards the location would carry the program's name.
 std::string printersPath()
@@ -46,7 +46,7 @@ const Resources resources;
 
 } // namespace
 
-twheel::TaskScheduler g_scheduler(workers);
+twheel::TaskScheduler g_scheduler(kWorkers);
 std::string g_printersPath = printersPath();
 
 } // namespace morvik::kel

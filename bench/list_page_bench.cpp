@@ -75,8 +75,8 @@ namespace {
 using morvik::kel::PrinterManager;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-constexpr int rounds = 15;
-constexpr double frameMs = 1000.0 / 60;
+constexpr int kRounds = 15;
+constexpr double kFrameMs = 1000.0 / 60;
 
 std::vector<PrinterContext> printersOf(int count)
 {
@@ -265,7 +265,7 @@ void deliver(PrinterListPage& page, const std::vector<PrinterContext>& statuses)
 // Prints how often the counted function went through the path.
 int countInstructions(const std::string& path)
 {
-    constexpr int refreshes = 10;
+    constexpr int kRefreshes = 10;
     const bool isSmall = path == "status-1000" || path == "status-icon";
     const int printers = isSmall ? 1000 : 10000;
     Program program(printers);
@@ -275,10 +275,10 @@ int countInstructions(const std::string& path)
     if (path == "refresh") {
         page.refreshPrinterList();
         countedInstructions([&] {
-            for (int i = 0; i < refreshes; ++i)
+            for (int i = 0; i < kRefreshes; ++i)
                 page.refreshPrinterList();
         });
-        std::printf("%d\n", refreshes);
+        std::printf("%d\n", kRefreshes);
         return 0;
     }
     // The names of the rows are read at the first status, once.
@@ -301,13 +301,13 @@ void measureAgainstPlainList(bench::Report& report, Program& program, int printe
     std::vector<double> plainFills;
     std::vector<double> changes;
     std::vector<double> plainChanges;
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         fills.push_back(program.fill());
         plainFills.push_back(plain.fill());
     }
     deliver(program.page(), statusesOf(printers, false));
     QApplication::processEvents();
-    for (int round = 0; round < 2 * rounds; ++round) {
+    for (int round = 0; round < 2 * kRounds; ++round) {
         const int row = round / 2;
         changes.push_back(program.changeIcon(row, round % 2 == 0));
         plainChanges.push_back(plain.changeIcon(row, round % 2 == 0));
@@ -331,12 +331,12 @@ void measure(bench::Report& report, int printers)
     measureAgainstPlainList(report, program, printers);
     std::vector<double> refreshes;
     std::vector<double> clicks;
-    for (int round = 0; round < 4 * rounds; ++round)
+    for (int round = 0; round < 4 * kRounds; ++round)
         refreshes.push_back(cpuMillisecondsOf([&] { program.page().refreshPrinterList(); }));
-    for (int round = 0; round < 2 * rounds; ++round)
+    for (int round = 0; round < 2 * kRounds; ++round)
         clicks.push_back(program.click((round * 997 + 5) % printers));
     report.add({"refresh with nothing changed" + of, bench::median(refreshes), "ms of CPU", 10, "", 0, {}});
-    report.add({"click until the printer is shown" + of, bench::median(clicks), "ms", frameMs, "", 0, {}});
+    report.add({"click until the printer is shown" + of, bench::median(clicks), "ms", kFrameMs, "", 0, {}});
     report.add({"slowest of " + std::to_string(clicks.size()) + " clicks" + of,
                 *std::max_element(clicks.begin(), clicks.end()),
                 "ms",
@@ -346,7 +346,7 @@ void measure(bench::Report& report, int printers)
                 {}});
     for (const bool changes : {false, true}) {
         std::vector<double> each;
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < kRounds; ++round) {
             const auto statuses = statusesOf(printers, !changes || round % 2 == 0);
             each.push_back(cpuMillisecondsOf([&] { deliver(program.page(), statuses); }) * 1000 / printers);
         }

@@ -3,7 +3,7 @@
 #include <exception>
 #include <optional>
 
-#include "printer/json_text.h"
+#include "printer/json_io.h"
 #include "printer/tarn_call.h"
 #include "printer/tarn_library.h"
 
@@ -145,9 +145,9 @@ std::optional<std::vector<PrinterContext>> ListExchange::run(const std::vector<P
         m_revision = revision;
     }
     const Answer answer = exchange(m_sent, m_received);
-    if (answer == Answer::Same && m_settled)
+    if (answer == Answer::Same && m_confirmed)
         return std::nullopt;
-    m_settled = false;
+    m_confirmed = false;
     if (answer == Answer::None) {
         m_received.reset();
         return std::vector<PrinterContext>();
@@ -155,9 +155,9 @@ std::optional<std::vector<PrinterContext>> ListExchange::run(const std::vector<P
     return readPrinterList(*m_received);
 }
 
-void ListExchange::settle()
+void ListExchange::confirm()
 {
-    m_settled = true;
+    m_confirmed = true;
 }
 
 std::vector<std::string> getPrinterModels()

@@ -20,18 +20,18 @@ std::vector<PrinterContext> syncPrinterList(const std::vector<PrinterContext>& p
 class ListExchange final
 {
 public:
-    // Nothing when the library answered with the very text that was settled last; else what syncPrinterList
+    // Nothing when the library answered with the very text that was confirmed last; else what syncPrinterList
     // gives. revision: of `printers`; the same number means the same list.
     std::optional<std::vector<PrinterContext>> run(const std::vector<PrinterContext>& printers,
                                                    std::uint64_t revision);
     // The last answer has been taken over in full: the same text again says nothing new.
-    void settle();
+    void confirm();
 
 private:
     std::uint64_t m_revision = 0; // of m_sent; 0: nothing rendered yet
     std::string m_sent;
     std::optional<std::string> m_received; // the last answer's text
-    bool m_settled = false;
+    bool m_confirmed = false;
 };
 
 // The model names that the library supports, in its order; an element without "model" gives an empty name.

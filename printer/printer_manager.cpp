@@ -20,8 +20,8 @@ namespace morvik::kel {
 namespace {
 
 // Milliseconds.
-constexpr long firstPollDelay = 2000;
-constexpr long pollPeriod = 1000;
+constexpr long kFirstPollDelay = 2000;
+constexpr long kPollPeriod = 1000;
 
 } // namespace
 
@@ -67,7 +67,7 @@ void PrinterManager::start()
     dropVanished(*known);
     for (const PrinterContext& context : *known)
         addPrinter(context);
-    m_exchange.settle();
+    m_exchange.confirm();
 }
 
 void PrinterManager::dropVanished(const std::vector<PrinterContext>& known)
@@ -92,7 +92,7 @@ bool PrinterManager::addPrinter(const PrinterContext& context)
         return false;
     const PrinterPtr printer = boost::make_shared<Printer>(context);
     printer->setCallback(callback);
-    printer->setTask(g_scheduler.schedule(firstPollDelay, pollPeriod, printer));
+    printer->setTask(g_scheduler.schedule(kFirstPollDelay, kPollPeriod, printer));
     const MutexLock lock(m_listMutex);
     printers.push_back(printer);
     m_byName.emplace(printer->printerName(), printer);

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "printer/json_text.h"
+#include "printer/json_io.h"
 #include "printer/printer_documents.h"
 #include "printer/store_file.h"
 
@@ -21,8 +21,8 @@ namespace fs = boost::filesystem;
 namespace {
 
 // Another process's save takes milliseconds; who holds the lock for longer is stopped or hostile.
-constexpr std::chrono::milliseconds savePatience{3000};
-constexpr std::chrono::milliseconds loadPatience{100};
+constexpr std::chrono::milliseconds kSavePatience{3000};
+constexpr std::chrono::milliseconds kLoadPatience{100};
 
 fs::path pathOf(const std::string& utf8)
 {
@@ -103,7 +103,7 @@ void PrinterStore::ensureFileExists() const
     // Not truncated: another process may have created and filled it since we looked.
     const StoreFile file = StoreFile::open(m_path, O_WRONLY | O_CREAT, 0666);
     const StoreFile lock = lockFile(Purpose::Load);
-    if (!file.isOpen() || !lock.lock(LOCK_EX, savePatience))
+    if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience))
         return;
     if (file.isEmpty() && !file.replaceContent("[]"))
         return;
@@ -116,7 +116,7 @@ bool PrinterStore::readStored(std::string& text) const
     if (!file.isOpen() || !file.isRegular())
         return false;
     const StoreFile lock = lockFile(Purpose::Load);
-    if (!lock.lock(LOCK_SH, m_hasLoaded ? loadPatience : savePatience) && m_hasLoaded) {
+    if (!lock.lock(LOCK_SH, m_hasLoaded ? kLoadPatience : kSavePatience) && m_hasLoaded) {
         text = m_text; // somebody is saving: what we know is better than half a file
         return true;
     }
@@ -151,14 +151,14 @@ bool PrinterStore::completeInterruptedSave(std::string& text) const
     const StoreFile writable = StoreFile::open(m_path, O_WRONLY);
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
     const StoreFile lock = lockFile(Purpose::Load);
-    if (!lock.lock(LOCK_EX, loadPatience) || !readable.readAll(text))
+    if (!lock.lock(LOCK_EX, kLoadPatience) || !readable.readAll(text))
         return false;
-    settleJournal(writable, text);
+    resolveJournal(writable, text);
     return true;
 }
 
 // Under the file's lock. text: the file's content, brought up to date.
-void PrinterStore::settleJournal(const StoreFile& file, std::string& text) const
+void PrinterStore::resolveJournal(const StoreFile& file, std::string& text) const
 {
     const StoreFile journal = StoreFile::open(m_journalPath, O_RDONLY | O_NOFOLLOW);
     if (!journal.isOpen() || !journal.isRegular())
@@ -227,13 +227,13 @@ void PrinterStore::save(const std::vector<PrinterContext>& list)
     const std::string text = networkPrintersText(list);
     const StoreFile file = StoreFile::open(m_path, O_WRONLY);
     const StoreFile lock = lockFile(Purpose::Save);
-    if (!file.isOpen() || !lock.lock(LOCK_EX, savePatience))
+    if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience))
         throwStoreError(m_path);
     std::string old;
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
     const bool hasOld = readable.isOpen() && readable.isRegular() && readable.readAll(old);
     if (hasOld)
-        settleJournal(file, old);
+        resolveJournal(file, old);
     if (hasOld)
         keepPrevious(file, old, text);
     const Journal journal = writeJournal(text);

@@ -62,7 +62,7 @@ private:
     void ensureFileExists() const;
     bool readStored(std::string& text) const;
     bool completeInterruptedSave(std::string& text) const;
-    void settleJournal(const StoreFile& file, std::string& text) const;
+    void resolveJournal(const StoreFile& file, std::string& text) const;
     Journal writeJournal(const std::string& text) const;
     void keepPrevious(const StoreFile& file, const std::string& old, const std::string& text) const;
     void writeInPlace(const StoreFile& file, const std::string& text, const std::string* old,

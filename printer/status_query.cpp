@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "printer/json_text.h"
+#include "printer/json_io.h"
 #include "printer/poll_gate.h"
 #include "printer/tarn_call.h"
 #include "printer/tarn_library.h"
@@ -12,11 +12,11 @@ namespace morvik::kel {
 
 namespace {
 
-constexpr std::int32_t couldNotBeOpened = 2;
+constexpr std::int32_t kCouldNotBeOpened = 2;
 // A longer document is not worth keeping for a comparison.
-constexpr std::size_t longestKept = 16384;
+constexpr std::size_t kLongestKept = 16384;
 
-// An open printer of the library, closed at the end of the conversation.
+// An open printer of the library, closed at the end of the sequence of calls.
 class OpenPrinter final
 {
 public:
@@ -26,7 +26,7 @@ public:
     {
         try {
             m_close(&m_handle);
-        } catch (...) { // the conversation is over either way
+        } catch (...) { // the sequence of calls is over either way
         }
     }
     OpenPrinter(const OpenPrinter&) = delete;
@@ -112,7 +112,7 @@ void readInfo(void* printer, Getter getter, TarnText::Free free, PrinterContext&
     Json::Value document;
     if (readJson(applied, document))
         applyStatusDocument(document, context);
-    if (applied.size() > longestKept)
+    if (applied.size() > kLongestKept)
         std::string().swap(applied);
 }
 
@@ -121,7 +121,7 @@ int converse(PrinterContext& context, std::string& applied) KEL_REQUIRES(tarnEnt
     void* handle = nullptr;
     const int opened = tarnEntryTable.openPrinter(context.printerName.c_str(), &handle, 0, 0);
     if (opened != 0) {
-        context.state = couldNotBeOpened;
+        context.state = kCouldNotBeOpened;
         return opened;
     }
     const OpenPrinter printer(handle, tarnEntryTable.closePrinter);

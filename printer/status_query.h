@@ -11,7 +11,7 @@ namespace morvik::kel {
 // Returns 0 when the printer was opened and read; -1, context untouched, when the library is not there (any
 // more) or the program is ending; -1 also when the library throws; else the code with which opening failed,
 // and then context.state is 2.
-// Threading: polling threads; holds the library's mutex for the whole conversation.
+// Threading: polling threads; holds the library's mutex for the whole sequence of calls.
 int queryPrinterStatus(PrinterContext& context);
 
 // The same for whoever asks again and again. applied: the status document that this very context took over

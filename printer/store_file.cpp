@@ -77,7 +77,7 @@ bool StoreFile::lock(int operation, std::chrono::milliseconds patience) const
 namespace {
 
 // A file that claims more is read as it comes.
-constexpr off_t maxReserved = off_t{1} << 26;
+constexpr off_t kMaxReserved = off_t{1} << 26;
 
 } // namespace
 
@@ -87,7 +87,7 @@ bool StoreFile::readAll(std::string& text) const
     if (::lseek(m_descriptor, 0, SEEK_SET) != 0)
         return false;
     struct stat data = {};
-    if (::fstat(m_descriptor, &data) == 0 && data.st_size > 0 && data.st_size < maxReserved)
+    if (::fstat(m_descriptor, &data) == 0 && data.st_size > 0 && data.st_size < kMaxReserved)
         text.reserve(static_cast<std::size_t>(data.st_size));
     std::string block(std::size_t{1} << 16, '\0');
     for (;;) {

@@ -3,7 +3,8 @@
 namespace morvik::kel {
 
 // A text that the library handed out, and the free function that takes it back. Destroyed under the same turn
-// in which the text was got, however the conversation ends. A null text is nothing, and is not given back.
+// in which the text was got, however the sequence of calls ends. A null text is nothing, and is not given
+// back.
 class TarnText final
 {
 public:

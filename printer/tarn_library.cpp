@@ -14,11 +14,11 @@ static_assert(std::is_trivially_destructible_v<TarnEntryTable>);
 
 namespace {
 
-Mutex pollQueue; // held by the one poll that competes for the library, through its whole conversation
+Mutex pollQueue; // held by the one poll that competes for the library, through its whole sequence of calls
 Mutex next;      // held only while waiting for the table's mutex
 
-constexpr const char* tarnOptions = R"({"enable_cups_printer":false,"enable_set_printer_list":true,)"
-                                    R"("enable_usb_printer_discovery":true,"enable_backends":"sm|smusb"})";
+constexpr const char* kTarnOptions = R"({"enable_cups_printer":false,"enable_set_printer_list":true,)"
+                                     R"("enable_usb_printer_discovery":true,"enable_backends":"sm|smusb"})";
 
 template <typename Function>
 bool resolve(void* handle, const char* name, Function& entry)
@@ -120,7 +120,7 @@ bool loadTarnLibrary(const std::string& dir)
     if (!resolveEntryPoints())
         return false;
     callIgnoringAll(tarnEntryTable.init);
-    callIgnoringAll([setOptions = tarnEntryTable.setOptions] { setOptions(tarnOptions); });
+    callIgnoringAll([setOptions = tarnEntryTable.setOptions] { setOptions(kTarnOptions); });
     tarnEntryTable.loaded = true;
     return true;
 }

@@ -50,7 +50,7 @@ bool loadTarnLibrary(const std::string& dir);
 // Stops the library and closes it. Only after a load that succeeded; only while the process ends.
 void unloadTarnLibrary();
 
-// TarnTurn is the right to talk to the library: the table's mutex, held for one whole conversation.
+// TarnTurn is the right to call the library: the table's mutex, held for one whole sequence of calls.
 //
 // std::mutex is unfair: a handful of polling threads could pass it among themselves for seconds while the GUI
 // thread waits to exchange the printer list. Polls therefore queue up first, among themselves, so that only

@@ -18,9 +18,9 @@
 
 namespace {
 
-constexpr int alreadyRunning = 255;
-constexpr int cannotStart = 127;
-constexpr std::initializer_list<int> forwarded = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2};
+constexpr int kAlreadyRunning = 255;
+constexpr int kCannotStart = 127;
+constexpr std::initializer_list<int> kForwarded = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2};
 
 std::string ownDirectory()
 {
@@ -44,7 +44,7 @@ public:
         std::signal(SIGCHLD, SIG_DFL);
         sigemptyset(&m_taken);
         sigaddset(&m_taken, SIGCHLD);
-        for (const int signal : forwarded) {
+        for (const int signal : kForwarded) {
             sigaddset(&m_taken, signal);
         }
         sigprocmask(SIG_BLOCK, &m_taken, &m_before);
@@ -105,7 +105,7 @@ int run(const std::string& program, char** arguments, const SignalQueue& signals
 
 int main(int /*argc*/, char** argv)
 {
-    int result = cannotStart;
+    int result = kCannotStart;
     try {
         const SignalQueue signals;
         const std::string directory = ownDirectory();
@@ -114,7 +114,7 @@ int main(int /*argc*/, char** argv)
             endBy(WTERMSIG(status));
         }
         result = WEXITSTATUS(status);
-        if (result == alreadyRunning) {
+        if (result == kAlreadyRunning) {
             run(directory + "/kel-notice", argv, signals);
         }
     } catch (const std::system_error& error) {

@@ -16,14 +16,14 @@
 
 namespace {
 
-constexpr const char* lockPath = "/tmp/kel.lock";
+constexpr const char* kLockPath = "/tmp/kel.lock";
 
 // The process that holds the instance lock; 0 when there is none any more, or none that can be seen from
 // here.
 pid_t holder()
 {
     // Anybody may have put a pipe or a terminal there.
-    const int file = open(lockPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int file = open(kLockPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0) {
         return 0;
     }

@@ -41,12 +41,12 @@ bool allAnswer()
 // CPU of one thread for each open, all getters and close.
 double openToCloseUs(const std::vector<std::string>& names)
 {
-    constexpr std::size_t calls = 100000;
+    constexpr std::size_t kCalls = 100000;
     const double before = threadCpuUs();
-    for (std::size_t i = 0; i < calls; ++i) {
+    for (std::size_t i = 0; i < kCalls; ++i) {
         openToClose(names[i * 7919 % names.size()].c_str());
     }
-    return (threadCpuUs() - before) / static_cast<double>(calls);
+    return (threadCpuUs() - before) / static_cast<double>(kCalls);
 }
 
 // One thread and two, in turn.

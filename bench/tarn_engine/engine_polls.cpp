@@ -69,7 +69,7 @@ public:
         const double cpu = threadCpuUs();
         const auto begun = SteadyClock::now();
         const auto end = begun + std::chrono::duration<double>(seconds);
-        auto heard = begun;
+        auto lastAnswer = begun;
         while (SteadyClock::now() < end) {
             while (asked - answers + 64 <= snmp::SnmpPoller::kMostAnsweringInFlight) {
                 batch.clear();
@@ -84,12 +84,12 @@ public:
             const std::size_t got = m_port.receive().size();
             answers += got;
             if (got > 0) {
-                heard = SteadyClock::now();
+                lastAnswer = SteadyClock::now();
                 continue;
             }
             pollfd descriptor{m_port.descriptor(), POLLIN, 0};
             if (::poll(&descriptor, 1, 1) == 0 &&
-                SteadyClock::now() - heard > std::chrono::milliseconds(50)) {
+                SteadyClock::now() - lastAnswer > std::chrono::milliseconds(50)) {
                 asked = answers; // some got lost
             }
         }
@@ -119,7 +119,7 @@ Question fastQuestion(const std::string& recording)
 {
     auto agent = kel::testing::RecordedAgent::fromFile(recording);
     snmp::PrinterSession session(snmp::Version::V2c);
-    kel::testing::converse(session, agent, engine::ReadKind::Identity);
+    kel::testing::runRead(session, agent, engine::ReadKind::Identity);
     session.begin(engine::ReadKind::Fast);
     std::optional<snmp::Pdu> pdu = session.nextRequest();
     if (!pdu) {

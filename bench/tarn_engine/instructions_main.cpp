@@ -132,7 +132,7 @@ std::uint64_t tables()
 
 std::uint64_t openToClose()
 {
-    static constexpr std::uint64_t calls = 1000;
+    static constexpr std::uint64_t kCalls = 1000;
     const bench::Responder responder(KEL_BENCH_PRINTER);
     const hostile::LibrarySession session(bench::kResponderPort);
     tarn_setPrinterList(R"([{"ip":"127.48.0.1","manufacturer":"Acme","model":"","printerName":"one"}])");
@@ -144,12 +144,12 @@ std::uint64_t openToClose()
     }
     countedInstructions(
         [](void*) {
-            for (std::uint64_t i = 0; i < calls; ++i) {
+            for (std::uint64_t i = 0; i < kCalls; ++i) {
                 bench::openToClose("one");
             }
         },
         nullptr);
-    return calls;
+    return kCalls;
 }
 
 std::uint64_t run(const std::string& path)

@@ -32,7 +32,7 @@ public:
             thread.join();
         }
     }
-    void settle() override
+    void runPending() override
     {
         if (m_pool) {
             // Behind everything queued now; the other threads may still be at the last few.

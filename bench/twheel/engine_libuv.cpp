@@ -44,7 +44,7 @@ public:
             uv_run(&m_loop, UV_RUN_NOWAIT);
         }
     }
-    void settle() override { uv_run(&m_loop, UV_RUN_NOWAIT); }
+    void runPending() override { uv_run(&m_loop, UV_RUN_NOWAIT); }
     void startPeriodic(const std::vector<long>& delays, long period, Lateness& lateness) override
     {
         m_ticking.resize(delays.size());

@@ -22,7 +22,7 @@ public:
     // Cancels the pending timer victims[i] and schedules another in its place, for each delay.
     virtual void replace(const std::vector<std::uint32_t>& victims, const std::vector<long>& delaysMs) = 0;
     // Returns when threads of the engine's own have done what the calls above left to them.
-    virtual void settle() {}
+    virtual void runPending() {}
     // One timer for each delay and every periodMs after it; until the engine is destroyed.
     virtual void startPeriodic(const std::vector<long>& delaysMs, long periodMs, Lateness& lateness) = 0;
     // How many pairs it gets through in a time that a round may take, with that many pending.

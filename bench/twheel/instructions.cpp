@@ -5,7 +5,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "twheel/src/gate.h"
+#include "twheel/src/scheduler_ref.h"
 #include "twheel/src/task_core.h"
 #include "twheel/task_scheduler.h"
 
@@ -34,11 +34,11 @@ int scheduleAndCancel(int times)
 class Periodic final
 {
 public:
-    Periodic() : m_gate(twheel::Gate::obtain()), m_core(0)
+    Periodic() : m_ref(twheel::SchedulerRef::obtain()), m_core(0)
     {
         for (int i = 0; i < 10000; ++i) {
             auto runnable = s_nothing;
-            m_core.schedule(*twheel::Task::make(m_gate, std::move(runnable), 1000), 1 + unsigned(i) % 1000);
+            m_core.schedule(*twheel::Task::make(m_ref, std::move(runnable), 1000), 1 + unsigned(i) % 1000);
         }
     }
 
@@ -63,7 +63,7 @@ public:
     }
 
 private:
-    twheel::Gate& m_gate;
+    twheel::SchedulerRef& m_ref;
     twheel::TaskCore m_core;
     twheel::Batch m_batch;
     twheel::Releases m_released;

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tools/tarn-status/find/announcement.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tarn/src/snmp/mib/charset.h"
 
 // Two octets of charset number, then a text: whatever it is, valid UTF-8 comes out, without control

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tarn/src/device/device_id.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace {
 
@@ -32,8 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         values.insert(value);
     }
-    for (const std::string& text : {id.manufacturer, id.model, id.description, id.commandSet, id.deviceClass,
-                                    id.uuid}) {
+    for (const std::string& text :
+         {id.manufacturer, id.model, id.description, id.commandSet, id.deviceClass, id.uuid}) {
         if (values.count(text) == 0) {
             std::abort();
         }

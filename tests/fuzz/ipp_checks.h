@@ -4,14 +4,14 @@
 #include <cstdlib>
 
 #include "tarn/src/device/rendering.h"
-#include "tarn/src/device/text.h"
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/device/utf8.h"
+#include "tarn/src/ipp/ipp_status.h"
 
-// What holds of the picture of any attributes.
-inline void checkIppPicture(const tarn::ipp::IppAttributes& attributes)
+// What holds of the status of any attributes.
+inline void checkIppStatus(const tarn::ipp::IppAttributes& attributes)
 {
     using namespace tarn::device;
-    const DeviceStatus status = tarn::ipp::buildPicture(attributes);
+    const DeviceStatus status = tarn::ipp::buildStatus(attributes);
     const auto percentOk = [](const auto& item) { return item.percent >= 0 && item.percent <= 100; };
     const std::string message = stateMessage(status);
     const bool sound =

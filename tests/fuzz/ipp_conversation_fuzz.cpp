@@ -311,7 +311,7 @@ private:
             m_route = m_last.route;
             require(m_route.known && !m_last.printers.empty());
             for (const ipp::IppAttributes& printer : m_last.printers) {
-                checkIppPicture(printer);
+                checkIppStatus(printer);
             }
         }
         require(m_runner.cancel(*sink, 0) == 0);

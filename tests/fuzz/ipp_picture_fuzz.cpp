@@ -26,6 +26,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                     tarn::ipp::kWantedAttributes.size()],
                        std::move(value));
     }
-    checkIppPicture(attributes);
+    checkIppStatus(attributes);
     return 0;
 }

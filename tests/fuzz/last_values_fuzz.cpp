@@ -3,17 +3,17 @@
 #include <string>
 
 #include "tarn/src/catalog/last_values.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 // Any text is a list of values or none. What was understood stays within its bounds, and its own text means
 // the same again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using tarn::catalog::LastValues;
-    constexpr tarn::catalog::UnixTime now = 1'700'000'000;
+    constexpr tarn::catalog::UnixTime kNow = 1'700'000'000;
     LastValues values;
     std::string complaint;
-    values.parse(std::string_view(reinterpret_cast<const char*>(data), size), now, complaint);
+    values.parse(std::string_view(reinterpret_cast<const char*>(data), size), kNow, complaint);
     const std::string text = values.text();
     if (values.size() > LastValues::kMostPrinters || text.size() > LastValues::kLargestText ||
         !tarn::device::isValidUtf8(text)) {
@@ -21,7 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     LastValues again;
     complaint.clear();
-    again.parse(text, now, complaint);
+    again.parse(text, kNow, complaint);
     if (!complaint.empty() || again.text() != text) {
         std::abort();
     }

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "tarn/src/snmp/wire/codec.h"
+#include "tarn/src/snmp/wire/reply_check.h"
 #include "tarn/src/snmp/wire/reply_digest.h"
-#include "tarn/src/snmp/wire/reply_gate.h"
 
 // Whatever looks at a message (gate, digest, the quick way to its bindings, the decoder) must read the same
 // in it, and must read the same in the same message written as carelessly as some agents write.
@@ -64,13 +64,13 @@ private:
     std::string primitive(std::uint8_t tag, ByteView content) const
     {
         const std::string octets(reinterpret_cast<const char*>(content.data), content.size);
-        const bool isCounter = tag == tagCounter32 || tag == tagGauge32 || tag == tagTimeTicks ||
-                               tag == tagUInteger32 || tag == tagCounter64;
-        if (tag == tagInteger && !octets.empty()) {
+        const bool isCounter = tag == kTagCounter32 || tag == kTagGauge32 || tag == kTagTimeTicks ||
+                               tag == kTagUInteger32 || tag == kTagCounter64;
+        if (tag == kTagInteger && !octets.empty()) {
             return std::string(m_padding, (content.data[0] & 0x80) != 0 ? '\xff' : '\0') + octets;
         }
         // One that is sign-extended means another number behind a zero.
-        const std::size_t widest = tag == tagCounter64 ? 8 : 4;
+        const std::size_t widest = tag == kTagCounter64 ? 8 : 4;
         return isCounter && octets.size() <= widest ? std::string(m_padding, '\0') + octets : octets;
     }
     std::string element(std::uint8_t tag, const std::string& content) const
@@ -113,7 +113,7 @@ void checkDigest(const MessageHead& head, const Message& message)
 
 void checkBindings(const MessageHead& head, const Message& message)
 {
-    static std::array<Binding, maxVarbinds> bindings;
+    static std::array<Binding, kMaxVarbinds> bindings;
     const std::size_t count = takeBindings(head, bindings.data(), bindings.size());
     const bool answer = message.pdu.type == PduType::Response && message.pdu.errorStatus == 0;
     require(count == (answer ? message.pdu.varbinds.size() : 0));
@@ -141,7 +141,7 @@ void checkRefused(const MessageHead& head)
     const std::string community(reinterpret_cast<const char*>(head.community.data), head.community.size);
     const Verdict verdict =
         examineReply(head, {static_cast<Version>(head.version), community, head.requestId});
-    static std::array<Binding, maxVarbinds> bindings;
+    static std::array<Binding, kMaxVarbinds> bindings;
     const std::size_t count = takeBindings(head, bindings.data(), bindings.size());
     const auto end = bindings.begin() + static_cast<std::ptrdiff_t>(count);
     require(verdict == Verdict::Accepted || verdict == Verdict::NotAResponse);

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "tarn/src/snmp/wire/codec.h"
+#include "tarn/src/snmp/wire/reply_check.h"
 #include "tarn/src/snmp/wire/reply_digest.h"
-#include "tarn/src/snmp/wire/reply_gate.h"
 
 // The gate reads the head of a message, the codec all of it: what the codec decodes the gate must judge by
 // the very same version, community, type and id.

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tarn/src/snmp/poll/snmp_poller.h"
 #include "tarn/src/snmp/poll/udp_transport.h"
 #include "tests/fuzz/fuzz_input.h"
@@ -107,8 +107,8 @@ private:
         }
         case 0x93: {
             const std::uint8_t column = m_input.octet();
-            m_agent.eraseTree(snmp::dottedOid(
-                snmp::oidOf(static_cast<snmp::ColumnId>(column % static_cast<unsigned>(snmp::columnCount)))));
+            m_agent.eraseTree(snmp::dottedOid(snmp::oidOf(
+                static_cast<snmp::ColumnId>(column % static_cast<unsigned>(snmp::kColumnCount)))));
             break;
         }
         default:

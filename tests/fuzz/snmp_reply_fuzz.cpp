@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string encoded = encodeMessage(*message);
     const std::optional<Message> again =
         decodeMessage({reinterpret_cast<const std::uint8_t*>(encoded.data()), encoded.size()});
-    if (message->pdu.varbinds.size() > maxVarbinds || !again || !same(*message, *again)) {
+    if (message->pdu.varbinds.size() > kMaxVarbinds || !again || !same(*message, *again)) {
         std::abort();
     }
     return 0;

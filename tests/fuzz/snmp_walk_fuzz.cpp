@@ -7,7 +7,7 @@
 #include <string>
 
 #include "tarn/src/device/rendering.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tarn/src/snmp/mib/columns.h"
 #include "tarn/src/snmp/mib/quirks.h"
 #include "tarn/src/snmp/poll/printer_session.h"
@@ -15,7 +15,7 @@
 #include "tests/fuzz/spoilt_reply.h"
 #include "tests/support/recorded_agent.h"
 
-// A whole read, from the questions to the rendered picture, with a device that the input makes up:
+// A whole read, from the questions to the rendered status, with a device that the input makes up:
 //   flags, cut/8, tooBig limit,
 //   rows of: column number, row, value type, length, octets; ended by column number FF,
 //   and one octet an answer that says how it is malformed.

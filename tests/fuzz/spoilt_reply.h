@@ -16,8 +16,8 @@ inline std::string nameOf(std::uint8_t column, std::uint8_t row)
 {
     using namespace tarn;
     static const std::vector<const snmp::VendorObject*> vendor = snmp::vendorObjectsFor("");
-    if (column >= snmp::columnCount) {
-        return vendor[(column - snmp::columnCount) % vendor.size()]->oid;
+    if (column >= snmp::kColumnCount) {
+        return vendor[(column - snmp::kColumnCount) % vendor.size()]->oid;
     }
     const snmp::ColumnSpec& spec = snmp::specOf(static_cast<snmp::ColumnId>(column));
     const std::string number = std::to_string(row);

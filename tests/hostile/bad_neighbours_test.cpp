@@ -25,7 +25,7 @@ struct Watched
     bool everOnline = false;
     bool everOffline = false;
     bool everAnswered = false;
-    bool everRead = false; // to the end: not before that is there a picture
+    bool everRead = false; // to the end: not before that is there a status
 };
 
 void look(const LibrarySession& library, const NamedPrinter& printer, Watched& watched)
@@ -35,7 +35,7 @@ void look(const LibrarySession& library, const NamedPrinter& printer, Watched& w
     watched.everOffline = watched.everOffline || !sight.online;
     watched.everAnswered = watched.everAnswered || sight.ageMs >= 0;
     watched.everRead = watched.everRead || !sight.model.empty();
-    if (watched.everOnline && !sight.online) { // it went: the last good picture stays, and its age tells
+    if (watched.everOnline && !sight.online) { // it went: the last good status stays, and its age tells
         EXPECT_EQ(sight.state, 2) << printer.ip;
         EXPECT_EQ(sight.model, watched.everRead ? "Orion C4000" : "") << printer.ip;
         EXPECT_GE(sight.ageMs, 5000) << printer.ip;
@@ -87,7 +87,7 @@ TEST(BadNeighbours, DoNotAgeTheGoodOnes)
     // The neighbours were what they are meant to be.
     EXPECT_FALSE(dead.everOnline);
     EXPECT_EQ(library.see(neighbours.dead().name).ageMs, -1);
-    EXPECT_TRUE(slow.everAnswered); // its first picture takes it longer than this test may
+    EXPECT_TRUE(slow.everAnswered); // its first status takes it longer than this test may
     EXPECT_TRUE(flapping.everOnline && flapping.everOffline && flapping.everRead);
     // Two in five of its answers are good; a first meeting takes dozens of them, and longer than this test
     // may.

@@ -13,7 +13,7 @@
 
 namespace hostile {
 
-// How long it took until all of some printers were met, and the oldest picture of one of them afterwards.
+// How long it took until all of some printers were met, and the oldest status of one of them afterwards.
 struct Course
 {
     std::chrono::milliseconds met{0};

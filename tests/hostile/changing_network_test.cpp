@@ -84,7 +84,7 @@ TEST_F(ChangingNetwork, InterfaceThatGoesAndComesBackIsRecoveredFrom)
     ASSERT_TRUE(TwoNetworks::ipHere("link set cable down"));
     ASSERT_TRUE(eventually([&] { return !see().online; }, seconds(15)));
     EXPECT_EQ(see().state, 2);
-    EXPECT_EQ(see().model, "Orion M2"); // the last good picture stays
+    EXPECT_EQ(see().model, "Orion M2"); // the last good status stays
     ASSERT_TRUE(TwoNetworks::ipHere("link set cable up"));
     EXPECT_TRUE(comesBack());
 }

@@ -147,7 +147,7 @@ TEST(HostileNetwork, NoLieIsBelievedAndTheTruthBehindItIsHeard)
     }
     LibrarySession library(kPort);
     library.name(printers);
-    // A first picture takes several requests, each of which is lied to; then one more poll.
+    // A first status takes several requests, each of which is lied to; then one more poll.
     std::vector<unsigned> asked;
     for (std::size_t i = 0; i < agents.size(); ++i) {
         ASSERT_TRUE(eventually([&] { return library.see(printers[i].name).online; }, seconds(10)))

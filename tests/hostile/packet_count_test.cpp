@@ -65,7 +65,7 @@ TEST_P(IdlePrinter, SeesAtMostEighteenPacketsInAnyMinuteOfTwoHours)
     segment.watch(1);
     segment.pass(minutes(2)); // met, and read to the end
     ASSERT_TRUE(segment.target(1).snapshot()->online);
-    ASSERT_NE(segment.target(1).snapshot()->picture.unpacked().model, "");
+    ASSERT_NE(segment.target(1).snapshot()->status.unpacked().model, "");
     const TimePoint from = segment.now();
     for (int minute = 0; minute < 120; ++minute) {
         segment.pass(minutes(1));
@@ -89,8 +89,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Agent{"OldPrintServer", fixture("old-agent.json")}, Agent{"Mono", fixture("mono.json")}),
     [](const auto& agent) { return std::string(agent.param.name); });
 
-// A printer that answers slowly, whose answers get lost or spoilt, is idle all the same: it sees no more than
-// what that many repetitions cost.
+// A printer that answers slowly, whose answers get lost or malformed, is idle all the same: it sees no more
+// than what that many repetitions cost.
 TEST(PacketCount, IdlePrinterOnABadNetworkSeesAFewRepetitionsMore)
 {
     SimulatedSegment segment({idlePrinter("")}, 7);
@@ -178,7 +178,7 @@ TEST(PacketCount, UnopenedPrinterSeesNoneAfterAMinute)
     }
 }
 
-// The end of a busy time must not leave the picture unasked for until a quiet minute is full.
+// The end of a busy time must not leave the status unasked for until a quiet minute is full.
 TEST(PacketCount, PrinterThatFallsIdleIsStillLookedAt)
 {
     SimulatedSegment segment({idlePrinter(R"("state": {"steps": [[0, "printing"], [600, "idle"]]}, )")});
@@ -242,7 +242,7 @@ TEST_P(BadWeather, AnHourOfItLeavesNothingPendingAndHurriesNobody)
     for (std::uint32_t number = 1; number <= all.size(); ++number) {
         const std::vector<TimePoint>& requests = segment.requests(number);
         // Every 2 s while it prints or alerts; repetitions, and reads of the tables after answers that were
-        // spoilt, on top: never more than two a second for a minute, three in two seconds in the long run.
+        // malformed, on top: never more than two a second for a minute, three in two seconds in the long run.
         EXPECT_LE(busiestMinute(requests, from + minutes(2)), 120u) << number;
         EXPECT_LE(requests.size(), 60u * 90) << number; // in an hour
     }
@@ -252,7 +252,7 @@ TEST_P(BadWeather, AnHourOfItLeavesNothingPendingAndHurriesNobody)
     segment.pass(minutes(2));
     for (const std::uint32_t number : {2u, 3u, 5u, 6u, 7u, 8u}) { // the others are off at times, or always
         EXPECT_TRUE(segment.target(number).snapshot()->online) << number;
-        EXPECT_NE(segment.target(number).snapshot()->picture.unpacked().model, "") << number;
+        EXPECT_NE(segment.target(number).snapshot()->status.unpacked().model, "") << number;
     }
     segment.unwatchAll();
     EXPECT_EQ(segment.poller().inFlight(), 0u);

@@ -51,10 +51,10 @@ class LastValues(unittest.TestCase):
 
     def keep(self, age=TWO_DAYS):
         """The file as a program leaves it that saw the printer so long ago."""
-        picture = {"model": "Laser", "serial": "S1", "pages": 1234, "paperOut": True, "tonerLow": True,
+        status = {"model": "Laser", "serial": "S1", "pages": 1234, "paperOut": True, "tonerLow": True,
                    "supplies": [{"kind": "toner", "color": "black", "levelKind": "percent", "percent": 7}],
                    "alerts": [{"code": 8, "keyword": "jam", "text": "卡纸", "severity": "critical"}]}
-        line = {"address": OFF, "time": int(time.time()) - age, "way": "sm", "picture": picture}
+        line = {"address": OFF, "time": int(time.time()) - age, "source": "sm", "status": status}
         self.file.parent.mkdir(parents=True, exist_ok=True)
         self.file.write_text(json.dumps({"format": 1}) + "\n" + json.dumps(line) + "\n")
 

@@ -47,7 +47,7 @@ public:
     void work()
     {
         const auto shared = std::make_shared<PrinterContext>(status());
-        for (int turn = 0; turn < copies; ++turn) {
+        for (int turn = 0; turn < kCopies; ++turn) {
             emit sent(status());
         }
         emit lent(shared.get());
@@ -94,7 +94,7 @@ protected:
     }
 
 private:
-    static constexpr int copies = 20000; // some of which are taken before the loop has slept
+    static constexpr int kCopies = 20000; // some of which are taken before the loop has slept
 
     bool is(const char* kind) const { return std::strcmp(m_kind, kind) == 0; }
 

@@ -313,7 +313,7 @@ Pdu RecordedAgent::answer(const Pdu& request)
     return response;
 }
 
-int converse(Session& session, RecordedAgent& agent, ReadKind kind)
+int runRead(Session& session, RecordedAgent& agent, ReadKind kind)
 {
     session.begin(kind);
     int requests = 0;

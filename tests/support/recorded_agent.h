@@ -60,7 +60,7 @@ private:
 };
 
 // Runs one read to its end; returns the number of requests it took.
-int converse(tarn::snmp::Session& session, RecordedAgent& agent, tarn::engine::ReadKind kind);
+int runRead(tarn::snmp::Session& session, RecordedAgent& agent, tarn::engine::ReadKind kind);
 
 tarn::snmp::Value integer(std::int64_t number);
 tarn::snmp::Value octets(const std::string& bytes);

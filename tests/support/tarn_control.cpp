@@ -17,12 +17,12 @@ using morvik::kel::PrinterContext;
 
 namespace {
 
-constexpr int notOpenable = 404;
+constexpr int kNotOpenable = 404;
 
 ScriptedPrinter answersFor(const PrinterContext& context)
 {
     ScriptedPrinter printer;
-    printer.openResult = context.state == 2 ? notOpenable : 0;
+    printer.openResult = context.state == 2 ? kNotOpenable : 0;
     printer.state = context.state;
     printer.serialNumber = context.serialNumber;
     printer.stateMessage = context.stateMessage;

@@ -21,17 +21,17 @@ private slots:
 
 namespace {
 
-constexpr int longest = 32 * 1024;
-constexpr int longestRow = 4096;
+constexpr int kLongest = 32 * 1024;
+constexpr int kLongestRow = 4096;
 
 } // namespace
 
 void TestShownText::aLineOfTheLongestLengthIsWhole()
 {
-    QCOMPARE(shownLine(std::string(longest, 'x')).size(), longest);
-    QCOMPARE(shownLine(std::string(longest + 1, 'x')).size(), longest);
-    QCOMPARE(shownRow(QString(longestRow, QLatin1Char('x'))).size(), longestRow);
-    QCOMPARE(shownRow(QString(longestRow + 1, QLatin1Char('x'))).size(), longestRow);
+    QCOMPARE(shownLine(std::string(kLongest, 'x')).size(), kLongest);
+    QCOMPARE(shownLine(std::string(kLongest + 1, 'x')).size(), kLongest);
+    QCOMPARE(shownRow(QString(kLongestRow, QLatin1Char('x'))).size(), kLongestRow);
+    QCOMPARE(shownRow(QString(kLongestRow + 1, QLatin1Char('x'))).size(), kLongestRow);
 }
 
 void TestShownText::noCharacterIsCutInItsOctets_data()
@@ -47,10 +47,10 @@ void TestShownText::noCharacterIsCutInItsOctets()
     QFETCH(QString, character);
     const std::string utf8 = character.toStdString();
     for (std::size_t before = 1; before < utf8.size(); ++before) {
-        const std::string head(longest - before, 'x');
+        const std::string head(kLongest - before, 'x');
         QCOMPARE(shownLine(head + utf8), QString::fromStdString(head));
     }
-    const std::string head(longest - utf8.size(), 'x');
+    const std::string head(kLongest - utf8.size(), 'x');
     QCOMPARE(shownLine(head + utf8 + "y"), QString::fromStdString(head + utf8));
 }
 
@@ -58,15 +58,15 @@ void TestShownText::noPairIsCut()
 {
     const QString pair = QStringLiteral("🖨");
     QCOMPARE(pair.size(), 2);
-    const QString odd(longestRow - 1, QLatin1Char('x'));
-    const QString even(longestRow - 2, QLatin1Char('x'));
+    const QString odd(kLongestRow - 1, QLatin1Char('x'));
+    const QString even(kLongestRow - 2, QLatin1Char('x'));
     QCOMPARE(shownRow(odd + pair), odd);
     QCOMPARE(shownRow(even + pair + pair), even + pair);
 }
 
 void TestShownText::octetsThatAreNoCharactersAreShownAllTheSame()
 {
-    QVERIFY(shownLine(std::string(longest + 10, '\x80')).size() >= longest - 3);
+    QVERIFY(shownLine(std::string(kLongest + 10, '\x80')).size() >= kLongest - 3);
 }
 
 void TestShownText::theLastItemsAreShown()
@@ -79,14 +79,14 @@ void TestShownText::itemsEndWithTheOneThatPassesTheLimit()
 {
     std::string items;
     for (int i = 0; i < 100; ++i) {
-        items += std::string(longest, 'x') + "-";
+        items += std::string(kLongest, 'x') + "-";
     }
     items += "last";
     const QStringList shown = shownItems(items, 1000).split(QLatin1Char('\n'));
     // Eight lines of 32 Ki units beside "last" are more than 256 Ki.
     QCOMPARE(shown.size(), 9);
     QCOMPARE(shown.last(), QStringLiteral("last"));
-    QCOMPARE(shown.first().size(), longest);
+    QCOMPARE(shown.first().size(), kLongest);
 }
 
 void TestShownText::nothingBreaksOutOfItsLine_data()

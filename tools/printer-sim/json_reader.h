@@ -42,8 +42,7 @@ public:
 
     // A number, one of the names, true or false, a list of names (their values or-ed), or an object that says
     // how it changes: {"steps": [[0, "idle"], [20, "printing"]], "repeat": 60}, {"line": [[0, 80], [600,
-    // 0]]},
-    // {"start": 1200, "perMinute": 30}. Times are seconds.
+    // 0]]}, {"start": 1200, "perMinute": 30}. Times are seconds.
     Course course(const Json::Value& object, const char* member, std::int64_t fallback,
                   const Names& names) const;
 

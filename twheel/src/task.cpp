@@ -1,6 +1,6 @@
 #include "twheel/src/task.h"
 
-#include "twheel/src/gate.h"
+#include "twheel/src/scheduler_ref.h"
 #include "twheel/src/task_core.h"
 
 namespace twheel {
@@ -39,9 +39,10 @@ struct InTask
     Task* task;
 };
 
-boost::shared_ptr<Task> Task::make(Gate& gate, boost::shared_ptr<TwheelRunnable>&& runnable, Tick period)
+boost::shared_ptr<Task> Task::make(SchedulerRef& ref, boost::shared_ptr<TwheelRunnable>&& runnable,
+                                   Tick period)
 {
-    Task* task = new Task(gate, std::move(runnable), period);
+    Task* task = new Task(ref, std::move(runnable), period);
     return boost::shared_ptr<Task>(
         task, [](Task*) {}, InTask<Task>(task));
 }
@@ -49,9 +50,9 @@ boost::shared_ptr<Task> Task::make(Gate& gate, boost::shared_ptr<TwheelRunnable>
 void Task::cancel()
 {
     Released released;
-    MutexLock lock(m_gate.mutex);
-    if (m_gate.core != nullptr) {
-        m_gate.core->cancel(*this, released);
+    MutexLock lock(m_ref.mutex);
+    if (m_ref.core != nullptr) {
+        m_ref.core->cancel(*this, released);
     }
     // Unlocked before `released` goes: a runnable's destructor may call cancel() in its turn.
     lock.unlock();

@@ -14,7 +14,7 @@
 
 namespace twheel {
 
-class Gate;
+class SchedulerRef;
 
 // Time in milliseconds of the monotonic clock.
 using Tick = std::uint64_t;
@@ -31,12 +31,12 @@ constexpr Tick kFarthest = Tick{1} << 62;
 //  (3) It has up to two owners, the handles together and the core, and goes with the last. A handle is not
 //      simply one more shared_ptr inside the core: that costs two atomic operations a task where none is
 //      needed.
-// Threading: every field but the gate and the owners is guarded by the gate's mutex.
+// Threading: every field but the reference and the owners is guarded by the reference's mutex.
 class Task final : public TaskHandle, public TaskLink
 {
 public:
     // A task that is owned by the returned handle only, until it is scheduled. period 0: runs once.
-    static boost::shared_ptr<Task> make(Gate& gate, boost::shared_ptr<TwheelRunnable>&& runnable,
+    static boost::shared_ptr<Task> make(SchedulerRef& ref, boost::shared_ptr<TwheelRunnable>&& runnable,
                                         Tick period);
 
     void cancel() override;
@@ -58,8 +58,8 @@ private:
     template <typename T>
     friend struct InTask;
 
-    Task(Gate& gate, boost::shared_ptr<TwheelRunnable>&& runnable, Tick period)
-        : m_period(period), m_runnable(std::move(runnable)), m_gate(gate)
+    Task(SchedulerRef& ref, boost::shared_ptr<TwheelRunnable>&& runnable, Tick period)
+        : m_period(period), m_runnable(std::move(runnable)), m_ref(ref)
     {
     }
     ~Task() override = default;
@@ -80,7 +80,7 @@ private:
     const Tick m_period;
     boost::shared_ptr<TwheelRunnable> m_runnable;
 
-    Gate& m_gate;
+    SchedulerRef& m_ref;
     // Room for the reference count of the handles.
     alignas(void*) unsigned char m_count[kCountSize];
 };

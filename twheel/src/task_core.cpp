@@ -42,11 +42,11 @@ void TaskCore::schedule(Task& task, Tick expiry)
 
 void TaskCore::cancel(Task& task, Released& released)
 {
-    const bool settled = task.m_running != 0 && settle(task);
+    const bool finishedOne = task.m_running != 0 && finishEndedRuns(task);
     if (task.linked()) {
         m_wheel.remove(task);
         --m_count;
-    } else if (!settled) {
+    } else if (!finishedOne) {
         return;
     }
     if (task.m_running == 0) {
@@ -217,9 +217,9 @@ bool TaskCore::recallSlow(std::int64_t since, Releases& released)
 }
 
 // Leaves no run of the task in any batch but those in progress. True when it has finished one.
-bool TaskCore::settle(Task& task)
+bool TaskCore::finishEndedRuns(Task& task)
 {
-    bool settled = false;
+    bool finishedOne = false;
     for (Batch* batch = m_open; batch != nullptr; batch = batch->m_older) {
         for (unsigned i = 0; i < batch->m_size; ++i) {
             Batch::Entry& entry = batch->m_entries[i];
@@ -230,11 +230,11 @@ bool TaskCore::settle(Task& task)
             if (entry.task == &task && i + 1 < batch->begun()) {
                 --task.m_running;
                 entry.task = nullptr;
-                settled = true;
+                finishedOne = true;
             }
         }
     }
-    return settled;
+    return finishedOne;
 }
 
 void TaskCore::finish(Batch& batch, unsigned end, Releases& released)

@@ -69,7 +69,7 @@ private:
     static void prefetch(const Batch& batch, unsigned size);
     void recall(Batch& batch);
     // Out of line: cancelling what waits in the wheel, as nearly all do, is not to pay for it.
-    __attribute__((noinline)) bool settle(Task& task);
+    __attribute__((noinline)) bool finishEndedRuns(Task& task);
     void finish(Batch& batch, unsigned end, Releases& released);
     static void release(Task& task, Released& released);
     std::string checkQueue() const;

@@ -28,8 +28,8 @@ Tick tickAt(Nanoseconds time)
 
 Nanoseconds timeOf(Tick tick)
 {
-    constexpr Tick last = Tick(kNotSet / kTickLength);
-    return tick >= last ? kNotSet : Nanoseconds(tick) * kTickLength;
+    constexpr Tick kLast = Tick(kNotSet / kTickLength);
+    return tick >= kLast ? kNotSet : Nanoseconds(tick) * kTickLength;
 }
 
 // Rounded up: nothing runs early.
@@ -50,17 +50,17 @@ void runGuarded(TwheelRunnable& runnable)
 } // namespace
 
 WorkerPool::WorkerPool(int workers)
-    : m_gate(Gate::obtain()), m_core(tickAt(monotonicNow())), m_alarmAt(kNotSet)
+    : m_ref(SchedulerRef::obtain()), m_core(tickAt(monotonicNow())), m_alarmAt(kNotSet)
 {
     {
-        MutexLock lock(m_gate.mutex);
-        m_gate.core = &m_core;
+        MutexLock lock(m_ref.mutex);
+        m_ref.core = &m_core;
     }
     try {
         start(std::max(workers, 1));
     } catch (...) {
         stop();
-        Gate::giveBack(m_gate);
+        SchedulerRef::giveBack(m_ref);
         throw;
     }
 }
@@ -68,7 +68,7 @@ WorkerPool::WorkerPool(int workers)
 WorkerPool::~WorkerPool()
 {
     stop();
-    Gate::giveBack(m_gate);
+    SchedulerRef::giveBack(m_ref);
 }
 
 void WorkerPool::start(int workers)
@@ -100,7 +100,7 @@ void WorkerPool::start(int workers)
 void WorkerPool::stop()
 {
     {
-        MutexLock lock(m_gate.mutex);
+        MutexLock lock(m_ref.mutex);
         m_stopped = true;
         m_core.recallAll();
         m_alarm.call(int(m_threads.size()));
@@ -111,10 +111,10 @@ void WorkerPool::stop()
     m_threads.clear();
     for (bool more = true; more;) {
         Released released;
-        MutexLock lock(m_gate.mutex);
+        MutexLock lock(m_ref.mutex);
         more = m_core.releaseAny(released);
         if (!more) {
-            m_gate.core = nullptr;
+            m_ref.core = nullptr;
         }
         lock.unlock();
     }
@@ -124,10 +124,10 @@ boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
                                                    boost::shared_ptr<TwheelRunnable>&& task)
 {
     const auto ticks = Tick(std::max(period, 0L));
-    boost::shared_ptr<Task> node = Task::make(m_gate, std::move(task), std::min(ticks, kFarthest));
+    boost::shared_ptr<Task> node = Task::make(m_ref, std::move(task), std::min(ticks, kFarthest));
     const Nanoseconds now = monotonicNow();
     const Tick expiry = expiryAfter(now, delay);
-    MutexLock lock(m_gate.mutex);
+    MutexLock lock(m_ref.mutex);
     if (m_stopped) {
         return node;
     }
@@ -142,7 +142,7 @@ boost::shared_ptr<TaskHandle> WorkerPool::schedule(long delay, long period,
 void WorkerPool::work(Releases& released)
 {
     Batch batch;
-    MutexLock lock(m_gate.mutex);
+    MutexLock lock(m_ref.mutex);
     Nanoseconds now = monotonicNow();
     while (!m_stopped) {
         if (m_sleeping == 0) {
@@ -177,14 +177,14 @@ void WorkerPool::work(Releases& released)
 Nanoseconds WorkerPool::run(Batch& batch, Releases& released)
 {
     unsigned runs = 0;
-    m_gate.mutex.unlock();
+    m_ref.mutex.unlock();
     for (Task* task = batch.next(); task != nullptr; task = batch.next()) {
         ++runs;
         runGuarded(TaskCore::runnable(*task));
     }
     // Before the lock: who has to wait for it has not been slow.
     const Nanoseconds now = monotonicNow();
-    m_gate.mutex.lock();
+    m_ref.mutex.lock();
     if (now - batch.since > kPatience) {
         m_shortRuns /= 2;
     } else {
@@ -202,9 +202,9 @@ Nanoseconds WorkerPool::run(Batch& batch, Releases& released)
 
 void WorkerPool::letGo(Releases& released)
 {
-    m_gate.mutex.unlock();
+    m_ref.mutex.unlock();
     released.clear();
-    m_gate.mutex.lock();
+    m_ref.mutex.lock();
 }
 
 Nanoseconds WorkerPool::sleep(Releases& released)
@@ -238,9 +238,9 @@ bool WorkerPool::waitUntil(Nanoseconds at)
 {
     setAlarm(at);
     ++m_sleeping;
-    m_gate.mutex.unlock();
+    m_ref.mutex.unlock();
     m_alarm.wait();
-    m_gate.mutex.lock();
+    m_ref.mutex.lock();
     --m_sleeping;
     if (m_called == 0) {
         return false;

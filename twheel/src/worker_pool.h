@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "twheel/src/alarm.h"
-#include "twheel/src/gate.h"
+#include "twheel/src/scheduler_ref.h"
 #include "twheel/src/task_core.h"
 
 namespace twheel {
@@ -47,38 +47,38 @@ private:
     void start(int workers);
     void work(Releases& released);
     // These let go of the lock meanwhile; some give the time that they have looked at last.
-    Nanoseconds run(Batch& batch, Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
-    Nanoseconds sleep(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
-    void letGo(Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
-    bool recallSlow(Nanoseconds now, Releases& released) TWHEEL_REQUIRES(m_gate.mutex);
+    Nanoseconds run(Batch& batch, Releases& released) TWHEEL_REQUIRES(m_ref.mutex);
+    Nanoseconds sleep(Releases& released) TWHEEL_REQUIRES(m_ref.mutex);
+    void letGo(Releases& released) TWHEEL_REQUIRES(m_ref.mutex);
+    bool recallSlow(Nanoseconds now, Releases& released) TWHEEL_REQUIRES(m_ref.mutex);
     // True when the worker was called by another.
-    bool waitUntil(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
+    bool waitUntil(Nanoseconds at) TWHEEL_REQUIRES(m_ref.mutex);
 
-    void guard(Nanoseconds now, unsigned runs) TWHEEL_REQUIRES(m_gate.mutex);
-    void callOthers() TWHEEL_REQUIRES(m_gate.mutex);
-    bool runsAreShort() const TWHEEL_REQUIRES(m_gate.mutex);
-    Nanoseconds patience() const TWHEEL_REQUIRES(m_gate.mutex);
-    void setAlarm(Nanoseconds at) TWHEEL_REQUIRES(m_gate.mutex);
+    void guard(Nanoseconds now, unsigned runs) TWHEEL_REQUIRES(m_ref.mutex);
+    void callOthers() TWHEEL_REQUIRES(m_ref.mutex);
+    bool runsAreShort() const TWHEEL_REQUIRES(m_ref.mutex);
+    Nanoseconds patience() const TWHEEL_REQUIRES(m_ref.mutex);
+    void setAlarm(Nanoseconds at) TWHEEL_REQUIRES(m_ref.mutex);
 
     // Constant after construction.
-    Gate& m_gate;
+    SchedulerRef& m_ref;
     std::vector<std::thread> m_threads;
 
-    // Guarded by the gate's mutex.
+    // Guarded by the reference's mutex.
     Alarm m_alarm;
-    TaskCore m_core TWHEEL_GUARDED_BY(m_gate.mutex);
+    TaskCore m_core TWHEEL_GUARDED_BY(m_ref.mutex);
     // What the alarm is set to; the largest value when it is not.
-    Nanoseconds m_alarmAt TWHEEL_GUARDED_BY(m_gate.mutex);
+    Nanoseconds m_alarmAt TWHEEL_GUARDED_BY(m_ref.mutex);
     // Runs taken since the alarm was set to guard them.
-    unsigned m_runsGuarded TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    unsigned m_runsGuarded TWHEEL_GUARDED_BY(m_ref.mutex) = 0;
     // How many of the last runs were short ones.
-    unsigned m_shortRuns TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
-    int m_sleeping TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    unsigned m_shortRuns TWHEEL_GUARDED_BY(m_ref.mutex) = 0;
+    int m_sleeping TWHEEL_GUARDED_BY(m_ref.mutex) = 0;
     // How many of those have been called and are not awake yet: no more than the alarm has calls left.
-    int m_called TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
+    int m_called TWHEEL_GUARDED_BY(m_ref.mutex) = 0;
     // How many slow runs workers have met since the last short one.
-    int m_slowInARow TWHEEL_GUARDED_BY(m_gate.mutex) = 0;
-    bool m_stopped TWHEEL_GUARDED_BY(m_gate.mutex) = false;
+    int m_slowInARow TWHEEL_GUARDED_BY(m_ref.mutex) = 0;
+    bool m_stopped TWHEEL_GUARDED_BY(m_ref.mutex) = false;
 };
 
 } // namespace twheel

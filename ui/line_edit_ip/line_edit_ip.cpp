@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int lastOctet = 3;
+constexpr int kLastOctet = 3;
 
 bool isDigit(int key)
 {
@@ -58,7 +58,7 @@ TLineEditIP::~TLineEditIP() = default;
 
 int TLineEditIP::partIndex(QLineEdit* pEdit) const
 {
-    for (int i = 0; i <= lastOctet; ++i) {
+    for (int i = 0; i <= kLastOctet; ++i) {
         if (octet(i) == pEdit) {
             return i;
         }
@@ -92,7 +92,7 @@ void TLineEditIP::setText(const QString& s)
         return;
     }
     const QStringList pieces = s.split(QLatin1Char('.'), Qt::KeepEmptyParts, Qt::CaseSensitive);
-    for (int i = 0; i <= lastOctet; ++i) {
+    for (int i = 0; i <= kLastOctet; ++i) {
         octet(i)->setText(pieces.at(i));
     }
     octet(0)->selectAll();
@@ -137,7 +137,7 @@ bool TLineEditIP::eventFilter(QObject* obj, QEvent* ev)
 void TLineEditIP::handleOrdinaryKey(int index, int key)
 {
     if (key == Qt::Key_Period) {
-        if (index < lastOctet && !octet(index)->text().isEmpty()) {
+        if (index < kLastOctet && !octet(index)->text().isEmpty()) {
             enterAtStart(index + 1);
         }
     } else if (isDigit(key)) {
@@ -162,7 +162,7 @@ void TLineEditIP::handleDigit(int index, int key)
         // The key itself then meets a full editor, so the digit is entered once.
         edit->setText(digits.insert(edit->cursorPosition(), QLatin1Char('0')));
     }
-    if ((full || completes) && index < lastOctet) {
+    if ((full || completes) && index < kLastOctet) {
         enterAtStart(index + 1);
     }
 }
@@ -178,8 +178,8 @@ void TLineEditIP::handleBackspace(int index)
 bool TLineEditIP::handleNavigationKey(int index, int key)
 {
     const QLineEdit* edit = octet(index);
-    const int previous = index == 0 ? lastOctet : index - 1;
-    const int next = index == lastOctet ? 0 : index + 1;
+    const int previous = index == 0 ? kLastOctet : index - 1;
+    const int next = index == kLastOctet ? 0 : index + 1;
     switch (key) {
     case Qt::Key_Left:
         if (edit->cursorPosition() == 0) {
@@ -224,7 +224,7 @@ void TLineEditIP::slotTextChanged(QLineEdit* pEdit)
     // The digit rule has moved the focus already; a second move would skip an octet.
     const QString reference = QStringLiteral("%1\n").arg(255, 0, 10, QLatin1Char(' '));
     const int length = pEdit->text().length();
-    if (length == reference.length() && pEdit->cursorPosition() == length && index != lastOctet) {
+    if (length == reference.length() && pEdit->cursorPosition() == length && index != kLastOctet) {
         octet(index + 1)->setFocus(Qt::OtherFocusReason);
         octet(index + 1)->selectAll();
     }
@@ -237,7 +237,7 @@ void TLineEditIP::paintEvent(QPaintEvent* e)
     painter.setBrush(QBrush(Qt::black, Qt::SolidPattern));
     const int y = height() / 2 - 1;
     int x = 0;
-    for (int i = 0; i < lastOctet; ++i) {
+    for (int i = 0; i < kLastOctet; ++i) {
         // kept on purpose: each dot falls one pixel further into its gap than the one before.
         x += (i == 0 ? 4 : 5) + octet(i)->width();
         painter.drawEllipse(QRect(x, y, 1, 1));

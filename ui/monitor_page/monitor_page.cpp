@@ -17,9 +17,9 @@ using morvik::kel::PrinterManager;
 
 namespace {
 
-constexpr int offlineState = 2;
-constexpr int maxErrorLines = 1000;
-constexpr char itemSeparator = '-';
+constexpr int kOfflineState = 2;
+constexpr int kMaxErrorLines = 1000;
+constexpr char kItemSeparator = '-';
 
 QString networkText(const QString& address)
 {
@@ -38,7 +38,7 @@ QString stateText(const PrinterContext& context)
 {
     const std::string& message = context.stateMessage;
     return QLatin1Char('[') + QString::number(context.state) + QLatin1Char(']') +
-           shownLine(message.substr(0, message.find(itemSeparator)));
+           shownLine(message.substr(0, message.find(kItemSeparator)));
 }
 
 QString paperText(const PrinterContext& context)
@@ -59,7 +59,7 @@ MonitorPage::MonitorPage(QWidget* parent) : QWidget(parent), ui(std::make_unique
     ui->lbPrinterIP->setMinimumWidth(ui->lbPrinterIP->sizeHint().width());
     ui->lbPrinterIP->clear();
     ui->pteErrorInfo->setReadOnly(true);
-    ui->pteErrorInfo->setMaximumBlockCount(maxErrorLines);
+    ui->pteErrorInfo->setMaximumBlockCount(kMaxErrorLines);
     // kept on purpose: hints of a window on a page that stays a child of its pane.
     setWindowFlags(Qt::WindowCloseButtonHint | Qt::WindowMinimizeButtonHint);
     // kept on purpose: the stray closing brace, which Qt reports as a style sheet that it cannot parse.
@@ -111,7 +111,7 @@ void MonitorPage::fillView(const PrinterContext& context)
     ui->lbPrinterModelDesc->setText(shownLine(context.description));
     ui->lbPrinterModel->setText(shownLine(context.model));
     ui->lbPrinterIP->setText(connectionText(context));
-    if (context.state == offlineState) {
+    if (context.state == kOfflineState) {
         fillOffline();
     } else {
         fillOnline(context);
@@ -131,7 +131,7 @@ void MonitorPage::fillOffline()
 void MonitorPage::fillOnline(const PrinterContext& context)
 {
     ui->lbID->setText(shownLine(context.serialNumber));
-    setErrorInfo(shownItems(context.stateMessage, maxErrorLines));
+    setErrorInfo(shownItems(context.stateMessage, kMaxErrorLines));
     ui->lbPrinterState->setText(stateText(context));
     if (context.totalPrint > 0) {
         ui->tonerWidget->setPageCount(context.totalPrint);

@@ -72,7 +72,7 @@ const QIcon& PrinterListPage::iconFor(const PrinterContext& context) const
 void PrinterListPage::updatePrinterStatus(PrinterContext context)
 {
     const QIcon& icon = iconFor(context);
-    for (int row = m_rows.first(context.printerName); row != RowIndex::none; row = m_rows.next(row)) {
+    for (int row = m_rows.first(context.printerName); row != RowIndex::kNone; row = m_rows.next(row)) {
         QListWidgetItem* item = m_rows.item(row);
         if (item->icon().cacheKey() != icon.cacheKey()) {
             item->setIcon(icon);

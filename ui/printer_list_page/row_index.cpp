@@ -35,7 +35,7 @@ int RowIndex::first(const std::string& name)
 int RowIndex::next(int row) const
 {
     // Whoever is told of a changed icon may change the rows: then the walk ends here.
-    return m_current ? m_rows[static_cast<std::size_t>(row)].nextSameName : none;
+    return m_current ? m_rows[static_cast<std::size_t>(row)].nextSameName : kNone;
 }
 
 QListWidgetItem* RowIndex::item(int row) const
@@ -53,7 +53,7 @@ bool RowIndex::areExactly(const std::vector<PrinterContext>& contexts)
         // Rows and registry nearly always agree in their order, too; that spares the hashing.
         const bool inPlace = i < m_rows.size() && m_rows[i].seenIn != m_round && m_rows[i].name == name;
         const int row = inPlace && m_firstRow.size() == m_rows.size() ? static_cast<int>(i) : find(name);
-        if (row == none) {
+        if (row == kNone) {
             return false;
         }
         unsigned& seenIn = m_rows[static_cast<std::size_t>(row)].seenIn;
@@ -89,5 +89,5 @@ void RowIndex::ensureCurrent()
 int RowIndex::find(const std::string& name) const
 {
     const auto place = m_firstRow.find(name);
-    return place == m_firstRow.end() ? none : place->second;
+    return place == m_firstRow.end() ? kNone : place->second;
 }

@@ -17,14 +17,13 @@ class QListWidgetItem;
 // Invariants
 //  (1) It answers as a walk over all rows would that compares the UTF-8 of each display text byte by byte.
 //  (2) It trusts nobody to report changes: whatever inserts, removes, moves or renames rows, by any way,
-//  makes the
-//      next lookup read all rows again, once.
+//      makes the next lookup read all rows again, once.
 // Threading: GUI thread only.
 // Ownership: borrows the list widget, which must outlive every lookup.
 class RowIndex final
 {
 public:
-    static constexpr int none = -1;
+    static constexpr int kNone = -1;
 
     // Called once, before any lookup.
     void watch(QListWidget* list);
@@ -43,7 +42,7 @@ private:
     {
         std::string name; // UTF-8 of the display text
         QListWidgetItem* item = nullptr;
-        int nextSameName = none;
+        int nextSameName = kNone;
         unsigned seenIn = 0; // the last areExactly() that met this name; kept in the first row of a name
     };
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int mostIcons = 16; // more than any list here has
+constexpr int kMostIcons = 16; // more than any list here has
 
 } // namespace
 
@@ -60,7 +60,7 @@ QIcon ShownLineDelegate::untinted(const QIcon& icon) const
         same.addPixmap(pixmap, QIcon::Normal);
         same.addPixmap(pixmap, QIcon::Selected);
     }
-    if (m_untinted.size() >= mostIcons) {
+    if (m_untinted.size() >= kMostIcons) {
         m_untinted.clear();
     }
     return *m_untinted.insert(icon.cacheKey(), same);

@@ -14,8 +14,7 @@ class QAbstractItemView;
 // Invariants
 //  (1) The items keep their texts.
 //  (2) A row has the size that QStyledItemDelegate gives it. Rows differ in their text alone: their icons,
-//  where they
-//      have any, are of one size, none brings a font or a size of its own, and lines do not wrap.
+//      where they have any, are of one size, none brings a font or a size of its own, and lines do not wrap.
 //  (3) A selected row's icon is drawn as it is, not mixed with the selection's colour.
 //  (4) No more sizes are remembered than twice the number of rows.
 // Threading: GUI thread only.

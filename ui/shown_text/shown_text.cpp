@@ -6,10 +6,10 @@
 
 namespace {
 
-constexpr std::size_t longestLine = 32 * 1024;
-constexpr int longestRow = 4096;
-constexpr std::size_t longestItems = 256 * 1024;
-constexpr const char* separators = "-\n";
+constexpr std::size_t kLongestLine = 32 * 1024;
+constexpr int kLongestRow = 4096;
+constexpr std::size_t kLongestItems = 256 * 1024;
+constexpr const char* kSeparators = "-\n";
 
 // What would break out of its line or turn the direction of what stands around it; Qt draws it so in a label,
 // too.
@@ -34,8 +34,8 @@ QString withoutBreaks(QString text)
 QString beginningOf(std::string_view utf8)
 {
     std::size_t length = utf8.size();
-    if (length > longestLine) {
-        length = longestLine;
+    if (length > kLongestLine) {
+        length = kLongestLine;
         // A character has at most three octets after its first; more of them in a row are none.
         for (int back = 0; back < 3 && (static_cast<unsigned char>(utf8[length]) & 0xC0u) == 0x80u; ++back) {
             --length;
@@ -53,9 +53,9 @@ QString shownLine(const std::string& utf8)
 
 QString shownRow(const QString& text)
 {
-    const bool cutsPair = text.size() > longestRow && text[longestRow].isLowSurrogate() &&
-                          text[longestRow - 1].isHighSurrogate();
-    return withoutBreaks(text.left(cutsPair ? longestRow - 1 : longestRow));
+    const bool cutsPair = text.size() > kLongestRow && text[kLongestRow].isLowSurrogate() &&
+                          text[kLongestRow - 1].isHighSurrogate();
+    return withoutBreaks(text.left(cutsPair ? kLongestRow - 1 : kLongestRow));
 }
 
 QString shownItems(const std::string& utf8, int mostItems)
@@ -63,8 +63,8 @@ QString shownItems(const std::string& utf8, int mostItems)
     QStringList lines;
     std::size_t taken = 0;
     std::string_view rest = utf8;
-    for (int count = 0; count < mostItems && taken <= longestItems; ++count) {
-        const std::size_t separator = rest.find_last_of(separators);
+    for (int count = 0; count < mostItems && taken <= kLongestItems; ++count) {
+        const std::size_t separator = rest.find_last_of(kSeparators);
         const std::size_t begin = separator == std::string_view::npos ? 0 : separator + 1;
         lines.prepend(beginningOf(rest.substr(begin)));
         taken += static_cast<std::size_t>(lines.first().size());

@@ -15,7 +15,7 @@ struct BarStyle
 };
 
 // kept on purpose: the QProgressBar rule written twice, the blanks, the missing ";" before "color".
-constexpr BarStyle barStyles[] = {
+constexpr BarStyle kBarStyles[] = {
     {"magenta", "QProgressBar {   border: 1px solid grey;   border-radius: 5px;   background-color: "
                 "#C0C0C0;}QProgressBar::chunk {   background-color: #E4007F;   width: 1px;}QProgressBar {   "
                 "border: 2px solid grey;   border-radius: 5px;   text-align: center;}"},
@@ -99,7 +99,7 @@ void TonerWidget::initBar(QProgressBar* bar, const QString& color, QChar letter,
 
 QString TonerWidget::styleSheetForColor(QString color)
 {
-    for (const BarStyle& style : barStyles) {
+    for (const BarStyle& style : kBarStyles) {
         if (color == QLatin1String(style.color)) {
             return QString::fromLatin1(style.sheet);
         }

@@ -1,20 +1,20 @@
 #include "tarn/src/api/handle.h"
 
-#include "tarn/src/base/json_text.h"
+#include "tarn/src/base/json_append.h"
 #include "tarn/src/device/rendering.h"
 
 namespace tarn::api {
 
 namespace {
 
-// The way that each field came, of the fields that the picture tells of: a JSON object of texts.
+// The way that each field came, of the fields that the status tells of: a JSON object of texts.
 std::string sourcesDocument(const engine::Snapshot& snapshot)
 {
     std::string out = "{";
-    for (std::size_t i = 0; i < snapshot.fieldWays.size(); ++i) {
-        if (snapshot.fieldWays[i] != engine::Way::None) {
-            appendJsonMember(out, device::fieldName(static_cast<device::PictureField>(i)),
-                             engine::wayName(snapshot.fieldWays[i]));
+    for (std::size_t i = 0; i < snapshot.fieldSources.size(); ++i) {
+        if (snapshot.fieldSources[i] != engine::Source::None) {
+            appendJsonMember(out, device::fieldName(static_cast<device::StatusField>(i)),
+                             engine::sourceName(snapshot.fieldSources[i]));
         }
     }
     return out + '}';
@@ -30,7 +30,7 @@ PrinterHandle* PrinterHandle::from(void* handle)
 
 std::string PrinterHandle::detailedInfo() const
 {
-    // Rendered when it is asked for: the program that polls every second never does, and a picture kept twice
+    // Rendered when it is asked for: the program that polls every second never does, and a status kept twice
     // for each of ten thousand printers would cost more than this.
     std::string out = snapshot().info;
     if (out.empty() || out.back() != '}') {
@@ -40,9 +40,9 @@ std::string PrinterHandle::detailedInfo() const
     appendJsonMember(out, "online", snapshot().online ? "1" : "0");
     appendJsonMember(out, "age", std::to_string(m_opened.ageMs));
     appendJsonMember(out, "remembered", m_opened.isOfEarlierRun ? "1" : "0");
-    appendJsonMember(out, "source", engine::wayName(snapshot().way));
+    appendJsonMember(out, "source", engine::sourceName(snapshot().source));
     appendJsonMember(out, "sources", sourcesDocument(snapshot()));
-    appendJsonMember(out, "detail", device::detailDocument(snapshot().picture.unpacked()));
+    appendJsonMember(out, "detail", device::detailDocument(snapshot().status.unpacked()));
     out += '}';
     return out;
 }

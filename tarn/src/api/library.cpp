@@ -27,13 +27,13 @@ constexpr Milliseconds kShortestWrite{100};
 
 std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
 {
-    device::DeviceStatus picture;
+    device::DeviceStatus status;
     if (identity != nullptr) {
-        picture.model = identity->model;
-        picture.serialNumber = identity->serialNumber;
-        picture.description = identity->description;
+        status.model = identity->model;
+        status.serialNumber = identity->serialNumber;
+        status.description = identity->description;
     }
-    return engine::unmetSnapshot(picture);
+    return engine::unmetSnapshot(status);
 }
 
 } // namespace
@@ -221,9 +221,9 @@ void Library::rememberIdentity(Target& target)
         return; // found, not named: its back-end knows it again
     }
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
-    const device::DeviceStatus picture = snapshot->picture.unpacked();
+    const device::DeviceStatus status = snapshot->status.unpacked();
     if (m_cache.remember(target.address().endpoint.address,
-                         {picture.model, picture.serialNumber, picture.description})) {
+                         {status.model, status.serialNumber, status.description})) {
         m_roster.identitiesChanged();
         m_saveAt = std::min(m_saveAt, m_clock->now() + kSaveDelay);
     }
@@ -251,7 +251,7 @@ char* Library::models()
     return m_modelTexts.document(m_cache.models(), m_cache.modelsRevision());
 }
 
-int Library::open(std::string_view name, OpenedPrinter& out, Picture picture)
+int Library::open(std::string_view name, OpenedPrinter& out, Status status)
 {
     std::uint32_t address = 0;
     const bool isKnown = m_index.withTarget(name, [&](const TargetPtr& target) {
@@ -264,7 +264,7 @@ int Library::open(std::string_view name, OpenedPrinter& out, Picture picture)
         out.ageMs = answered ? (now - *answered).count() : -1;
         address = target->address().endpoint.address;
     });
-    if (picture == Picture::WithEarlier && address != 0 && out.ageMs < 0) {
+    if (status == Status::WithEarlier && address != 0 && out.ageMs < 0) {
         takeEarlier(address, m_clock->now(), out);
     }
     return isKnown ? TARN_OK : TARN_E_UNKNOWN;
@@ -279,7 +279,7 @@ void Library::takeEarlier(std::uint32_t address, TimePoint now, OpenedPrinter& o
         }
     }
     if (const std::optional<catalog::RememberedValue> value = m_values.find(address, now)) {
-        out.snapshot = engine::earlierSnapshot(value->picture.unpacked(), value->way);
+        out.snapshot = engine::earlierSnapshot(value->status.unpacked(), value->source);
         out.ageMs = value->age.count();
         out.isOfEarlierRun = true;
     }
@@ -352,7 +352,7 @@ void Library::saveValues(TimePoint now)
     for (const auto& [address, target] : m_roster.targets()) {
         const std::optional<TimePoint> answered = target->lastAnswer();
         std::shared_ptr<const Snapshot> snapshot = target->snapshot();
-        if (answered && snapshot->way != engine::Way::None) {
+        if (answered && snapshot->source != engine::Source::None) {
             answers.push_back({address, now - *answered, std::move(snapshot)});
         }
     }

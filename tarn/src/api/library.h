@@ -39,7 +39,7 @@ struct OpenedPrinter
 //  (1) Each target of the roster's own is watched by the engine, unless the options switched that off when
 //      its address was named.
 //  (2) The cache file is not replaced before it was read: what it holds would be lost.
-// Threading: any thread. Lock order: m_mutex before the index's gate before a target's own lock; the engine's
+// Threading: any thread. Lock order: m_mutex before the index's lock before a target's own lock; the engine's
 // thread takes m_mutex only when a printer's identity may have changed. Nothing is read from or written to
 // the network or a file under any of them.
 class Library final : public engine::EngineListener
@@ -74,12 +74,12 @@ public:
     char* models() TARN_EXCLUDES(m_mutex);
     // WithEarlier: of a printer that has not answered yet what it said in an earlier run, where that is
     // known.
-    enum class Picture
+    enum class Status
     {
         OfThisRun,
         WithEarlier,
     };
-    int open(std::string_view name, OpenedPrinter& out, Picture picture = Picture::OfThisRun)
+    int open(std::string_view name, OpenedPrinter& out, Status status = Status::OfThisRun)
         TARN_EXCLUDES(m_mutex);
 
     void targetChanged(engine::Target& target) override TARN_EXCLUDES(m_mutex);
@@ -133,7 +133,7 @@ private:
     catalog::LastValuesFile m_values;
 
     Mutex m_mutex;
-    Condition m_meeting; // a target was met, or the library stops
+    CondVar m_meeting; // a target was met, or the library stops
     bool m_stopped TARN_GUARDED_BY(m_mutex) = false;
     bool m_exchanged TARN_GUARDED_BY(m_mutex) = false; // a list was set or asked for: the options are known
     Options m_options TARN_GUARDED_BY(m_mutex);

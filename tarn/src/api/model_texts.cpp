@@ -1,7 +1,7 @@
 #include "tarn/src/api/model_texts.h"
 
-#include "tarn/src/api/text.h"
-#include "tarn/src/base/json_text.h"
+#include "tarn/src/api/abi_string.h"
+#include "tarn/src/base/json_append.h"
 
 namespace tarn::api {
 

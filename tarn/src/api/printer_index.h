@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tarn/src/base/reader_gate.h"
+#include "tarn/src/base/sharded_rw_lock.h"
 #include "tarn/src/catalog/printer_list.h"
 
 namespace tarn::api {
@@ -29,24 +29,24 @@ public:
     PrinterIndex(const PrinterIndex&) = delete;
     PrinterIndex& operator=(const PrinterIndex&) = delete;
 
-    void publish(std::shared_ptr<const PrinterDirectory> directory) TARN_EXCLUDES(m_gate)
+    void publish(std::shared_ptr<const PrinterDirectory> directory) TARN_EXCLUDES(m_lock)
     {
-        const WriteLock lock(m_gate);
+        const WriteLock lock(m_lock);
         m_directory.swap(directory); // the old one dies after the lock
     }
 
-    std::shared_ptr<const PrinterDirectory> directory() const TARN_EXCLUDES(m_gate)
+    std::shared_ptr<const PrinterDirectory> directory() const TARN_EXCLUDES(m_lock)
     {
-        const ReadLock lock(m_gate);
+        const ReadLock lock(m_lock);
         return m_directory;
     }
 
-    // Calls function with the target of that name; false where there is none. The gate is held meanwhile,
+    // Calls function with the target of that name; false where there is none. The lock is held meanwhile,
     // which is cheaper than a share of the target: function may take but a moment.
     template <typename Function>
-    bool withTarget(std::string_view name, Function function) const TARN_EXCLUDES(m_gate)
+    bool withTarget(std::string_view name, Function function) const TARN_EXCLUDES(m_lock)
     {
-        const ReadLock lock(m_gate);
+        const ReadLock lock(m_lock);
         const auto found = m_directory->byName.find(name);
         if (found == m_directory->byName.end()) {
             return false;
@@ -56,8 +56,8 @@ public:
     }
 
 private:
-    mutable ReaderGate m_gate;
-    std::shared_ptr<const PrinterDirectory> m_directory TARN_GUARDED_BY(m_gate);
+    mutable ShardedRwLock m_lock;
+    std::shared_ptr<const PrinterDirectory> m_directory TARN_GUARDED_BY(m_lock);
 };
 
 } // namespace tarn::api

@@ -2,16 +2,16 @@
 #include <memory>
 #include <new>
 
+#include "tarn/src/api/abi_string.h"
 #include "tarn/src/api/handle.h"
 #include "tarn/src/api/library.h"
-#include "tarn/src/api/text.h"
-#include "tarn/src/base/reader_gate.h"
+#include "tarn/src/base/sharded_rw_lock.h"
 #include "tarn/tarn.h"
 
 using tarn::Mutex;
 using tarn::MutexLock;
-using tarn::ReaderGate;
 using tarn::ReadLock;
+using tarn::ShardedRwLock;
 using tarn::WriteLock;
 using tarn::api::giveBack;
 using tarn::api::Library;
@@ -23,17 +23,17 @@ namespace {
 
 constexpr const char kVersion[] = TARN_VERSION;
 
-// Serialises tarn_init and tarn_destroy. Before g_gate.
+// Serialises tarn_init and tarn_destroy. Before g_libraryLock.
 Mutex g_lifecycleMutex;
-ReaderGate g_gate;
+ShardedRwLock g_libraryLock;
 // A plain pointer to the owner: a static object with a destructor would outlive or predecease the caller's
 // own.
-std::shared_ptr<Library>* g_library TARN_GUARDED_BY(g_gate) = nullptr;
+std::shared_ptr<Library>* g_library TARN_GUARDED_BY(g_libraryLock) = nullptr;
 
 // Null before tarn_init and after tarn_destroy. Whoever holds it keeps the library's memory, not its threads.
 std::shared_ptr<Library> library()
 {
-    const ReadLock lock(g_gate);
+    const ReadLock lock(g_libraryLock);
     return g_library != nullptr ? *g_library : nullptr;
 }
 
@@ -95,7 +95,7 @@ int tarn_init(void)
         if (!(*fresh)->start()) {
             return TARN_E_SYSTEM;
         }
-        const WriteLock lock(g_gate);
+        const WriteLock lock(g_libraryLock);
         g_library = fresh.release();
         return TARN_OK;
     });
@@ -107,7 +107,7 @@ int tarn_destroy(void)
         const MutexLock lifecycle(g_lifecycleMutex);
         std::unique_ptr<std::shared_ptr<Library>> last;
         {
-            const WriteLock lock(g_gate);
+            const WriteLock lock(g_libraryLock);
             last.reset(g_library);
             g_library = nullptr;
         }
@@ -145,14 +145,14 @@ int tarn_openPrinter(const char* printerName, void** handle, int reserved1, int)
     }
     return guarded([&] {
         const bool wantsDetail = reserved1 == TARN_OPEN_DETAIL;
-        const Library::Picture picture =
-            wantsDetail ? Library::Picture::WithEarlier : Library::Picture::OfThisRun;
+        const Library::Status status =
+            wantsDetail ? Library::Status::WithEarlier : Library::Status::OfThisRun;
         OpenedPrinter opened;
         {
-            // The gate is held all through: it is but a moment, and cheaper than a share of the library.
-            const ReadLock lock(g_gate);
+            // The lock is held all through: it is but a moment, and cheaper than a share of the library.
+            const ReadLock lock(g_libraryLock);
             const int code =
-                g_library != nullptr ? (*g_library)->open(printerName, opened, picture) : TARN_E_NOT_READY;
+                g_library != nullptr ? (*g_library)->open(printerName, opened, status) : TARN_E_NOT_READY;
             if (code != TARN_OK) {
                 return code;
             }

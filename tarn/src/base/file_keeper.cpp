@@ -31,7 +31,7 @@ struct FileKeeper::State
     Milliseconds retryAfter;
 
     Mutex mutex;
-    Condition changed;
+    CondVar changed;
     bool isRunning TARN_GUARDED_BY(mutex) = false;
     bool isStopping TARN_GUARDED_BY(mutex) = false;
     bool wantsRead TARN_GUARDED_BY(mutex) = false;

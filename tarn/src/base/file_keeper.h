@@ -22,8 +22,7 @@ namespace tarn {
 //  (2) A work that failed is tried again after a while, and that while doubles, until it succeeds, a newer
 //      one takes its place, or stop().
 //  (3) After stop() the thread has ended, or is in a call of the system that does not return. It then owns
-//  all
-//      that it still touches, and the library stays loaded for it.
+//      all that it still touches, and the library stays loaded for it.
 //  (4) What writers that were killed left beside the file is removed before each replace(); who only reads
 //      removes nothing.
 // Threading: any thread, but stop() and the destructor are the owner's, within a call of the host. No

@@ -49,7 +49,7 @@ private:
 };
 
 // A condition to wait for under a Mutex.
-class Condition final
+class CondVar final
 {
 public:
     // False when the deadline passed first. May wake without cause, as std::condition_variable does.

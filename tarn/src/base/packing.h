@@ -14,7 +14,7 @@ class Packer final
 public:
     void add(std::uint64_t number)
     {
-        char* at = roomFor(longestNumber);
+        char* at = roomFor(kLongestNumber);
         for (; number >= 0x80; number >>= 7) {
             *at++ = static_cast<char>(number | 0x80);
         }
@@ -49,7 +49,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t longestNumber = 10;
+    static constexpr std::size_t kLongestNumber = 10;
 
     char* roomFor(std::size_t octets)
     {

@@ -9,20 +9,15 @@ SharedObject::SharedObject(const char* soname)
 {
     if (m_handle == nullptr) {
         const char* const why = ::dlerror();
-        m_why = why != nullptr ? why : "cannot be loaded";
+        m_whyNot = why != nullptr ? why : "cannot be loaded";
     }
-}
-
-std::string SharedObject::complaint() const
-{
-    return m_handle == nullptr ? m_why : m_missing.empty() ? std::string() : "it has no " + m_missing;
 }
 
 void* SharedObject::symbol(const char* name)
 {
     void* const found = m_handle != nullptr ? ::dlsym(m_handle, name) : nullptr;
-    if (found == nullptr && m_missing.empty()) {
-        m_missing = name;
+    if (found == nullptr && m_whyNot.empty()) {
+        m_whyNot = std::string("it has no ") + name;
     }
     return found;
 }

@@ -13,7 +13,7 @@ namespace tarn {
 // SystemLibrary remembers the first of several libraries of the system that can be used. A failure is not
 // remembered: a process without descriptors for a moment has the library a little later.
 //
-// Library has a constructor that takes a soname, and the text complaint, empty when it can be used.
+// Library has a constructor that takes a soname, isUsable() and complaint(), as a SharedObject has.
 //
 // Invariants
 //  (1) What get() has returned once stays as it is to the end of the process: threads that end late may still
@@ -41,10 +41,10 @@ public:
         std::string complaints;
         for (const char* const soname : sonames) {
             auto* const made = new (m_storage) Library(soname);
-            if (made->complaint.empty()) {
+            if (made->isUsable()) {
                 return m_library = made;
             }
-            complaints += (complaints.empty() ? "" : "; ") + made->complaint;
+            complaints += (complaints.empty() ? "" : "; ") + made->complaint();
             made->~Library();
         }
         if (!m_tried) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tarn/src/catalog/config_members.h"
+
 namespace tarn::catalog {
 
 using engine::IppChoice;
@@ -95,14 +97,7 @@ bool takeUser(const Json::Value& value, ConfigEntry& entry)
     return true;
 }
 
-struct Member
-{
-    const char* name;
-    const char* wanted;
-    bool (*take)(const Json::Value& value, ConfigEntry& entry);
-};
-
-const Member kMembers[] = {
+const ConfigMember<ConfigEntry> kMembers[] = {
     {"port", "a number from 1 to 65535",
      [](const Json::Value& value, ConfigEntry& entry) { return takePort(value, entry.port); }},
     {"version", R"("auto", "1", "2c" or "3")", takeVersion},
@@ -113,15 +108,6 @@ const Member kMembers[] = {
     {"ippPath", R"(a path such as "/ipp/print")", takeIppPath},
     {"user", R"(the name of one of the "users")", takeUser},
 };
-
-std::vector<std::string> memberNames()
-{
-    std::vector<std::string> names;
-    for (const Member& member : kMembers) {
-        names.emplace_back(member.name);
-    }
-    return names;
-}
 
 template <typename T>
 void fill(T& own, const T& wider)
@@ -152,17 +138,7 @@ ConfigEntry ConfigEntry::read(const Json::Value& value, const std::vector<std::s
         complaints.add(value, where, "is no object");
         return entry;
     }
-    for (const std::string& key : value.getMemberNames()) {
-        const Json::Value& given = value[key];
-        const auto* const member = std::find_if(std::begin(kMembers), std::end(kMembers),
-                                                [&](const Member& row) { return key == row.name; });
-        if (member == std::end(kMembers)) {
-            complaints.add(given, where,
-                           "unknown key " + ConfigComplaints::quoted(key) + meantInstead(key, memberNames()));
-        } else if (!given.isNull() && !member->take(given, entry)) {
-            complaints.add(given, where, '"' + key + "\" is not " + member->wanted);
-        }
-    }
+    readMembers(value, where, kMembers, entry, complaints, [](const std::string&) { return false; });
     return entry;
 }
 

@@ -1,6 +1,6 @@
 #include "tarn/src/catalog/configured_user.h"
 
-#include <algorithm>
+#include "tarn/src/catalog/config_members.h"
 
 namespace tarn::catalog {
 
@@ -55,16 +55,9 @@ bool takeContext(const Json::Value& value, UsmUser& user)
     return isText(value);
 }
 
-struct Member
-{
-    const char* name;
-    const char* wanted;
-    bool (*take)(const Json::Value& value, UsmUser& user);
-};
-
 constexpr char kPasswordWanted[] = "a text of 8 to 255 bytes";
 
-const Member kMembers[] = {
+const ConfigMember<UsmUser> kMembers[] = {
     {"auth", R"("MD5", "SHA" or "SHA-256")", takeAuth},
     {"authPassword", kPasswordWanted,
      [](const Json::Value& value, UsmUser& user) { return takePassword(value, user.authPassword); }},
@@ -73,41 +66,6 @@ const Member kMembers[] = {
      [](const Json::Value& value, UsmUser& user) { return takePassword(value, user.privPassword); }},
     {"context", "a text of at most 255 bytes", takeContext},
 };
-
-std::vector<std::string> memberNames()
-{
-    std::vector<std::string> names;
-    for (const Member& member : kMembers) {
-        names.emplace_back(member.name);
-    }
-    return names;
-}
-
-// What nobody asks for may be as it likes: without encryption there is no password of it.
-bool isUnused(const Json::Value& user, const std::string& key)
-{
-    return key == "privPassword" && user["priv"] != "AES";
-}
-
-// Whether all the members that are given are right.
-bool readMembers(const Json::Value& value, const std::vector<std::string>& where, UsmUser& user,
-                 ConfigComplaints& complaints)
-{
-    bool isRight = true;
-    for (const std::string& key : value.getMemberNames()) {
-        const Json::Value& given = value[key];
-        const auto* const member = std::find_if(std::begin(kMembers), std::end(kMembers),
-                                                [&](const Member& row) { return key == row.name; });
-        if (member == std::end(kMembers)) {
-            complaints.add(given, where,
-                           "unknown key " + ConfigComplaints::quoted(key) + meantInstead(key, memberNames()));
-        } else if (!given.isNull() && !isUnused(value, key) && !member->take(given, user)) {
-            complaints.add(given, where, '"' + key + "\" is not " + member->wanted);
-            isRight = false;
-        }
-    }
-    return isRight;
-}
 
 } // namespace
 
@@ -125,7 +83,11 @@ std::shared_ptr<const UsmUser> parseUser(const std::string& name, const Json::Va
     }
     auto user = std::make_shared<UsmUser>();
     user->name = name;
-    if (!readMembers(value, where, *user, complaints)) {
+    // Without encryption its password may be as it likes: nobody asks for it.
+    const auto isUnused = [&](const std::string& key) {
+        return key == "privPassword" && value["priv"] != "AES";
+    };
+    if (!readMembers(value, where, kMembers, *user, complaints, isUnused)) {
         return nullptr;
     }
     if (user->authPassword.empty() || (user->isPrivate && user->privPassword.empty())) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "tarn/src/base/files.h"
-#include "tarn/src/base/json_text.h"
+#include "tarn/src/base/json_append.h"
 #include "tarn/src/engine/endpoint.h"
 
 namespace tarn::catalog {

@@ -32,8 +32,8 @@ struct Identity
 //  (2) models() are those that the identities name, without duplicates and empty texts, in the order in which
 //      they were met.
 //  (3) At most kMostEntries addresses. Each changes its identity at most kMostChanges times, so that a
-//  printer
-//      which calls itself something else at every look costs a bounded number of lists, texts and saves.
+//      printer which calls itself something else at every look costs a bounded number of lists, texts and
+//      saves.
 // Threading: guarded by its owner.
 class IdentityCache final
 {

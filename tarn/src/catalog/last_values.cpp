@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "tarn/src/base/files.h"
+#include "tarn/src/base/json_append.h"
 #include "tarn/src/base/json_input.h"
-#include "tarn/src/base/json_text.h"
-#include "tarn/src/catalog/picture_json.h"
+#include "tarn/src/catalog/status_json.h"
 #include "tarn/src/engine/endpoint.h"
 
 namespace tarn::catalog {
@@ -31,14 +31,14 @@ bool isHeader(std::string_view line)
     return head && head->isObject() && (*head)["format"] == Json::Value(kFormat);
 }
 
-engine::Way wayOf(const std::string& name)
+engine::Source sourceOf(const std::string& name)
 {
-    for (std::size_t i = 0; i < engine::kWayCount; ++i) {
-        if (name == engine::wayName(static_cast<engine::Way>(i))) {
-            return static_cast<engine::Way>(i);
+    for (std::size_t i = 0; i < engine::kSourceCount; ++i) {
+        if (name == engine::sourceName(static_cast<engine::Source>(i))) {
+            return static_cast<engine::Source>(i);
         }
     }
-    return engine::Way::None;
+    return engine::Source::None;
 }
 
 std::string lineOf(std::uint32_t address, const LastValue& value)
@@ -46,8 +46,8 @@ std::string lineOf(std::uint32_t address, const LastValue& value)
     std::string out = "{";
     appendJsonMember(out, "address", engine::formatIpv4(address));
     out += ",\"time\":" + std::to_string(value.time);
-    appendJsonMember(out, "way", engine::wayName(value.way));
-    out += ",\"picture\":" + pictureText(value.picture.unpacked()) + "}\n";
+    appendJsonMember(out, "source", engine::sourceName(value.source));
+    out += ",\"status\":" + statusText(value.status.unpacked()) + "}\n";
     return out;
 }
 
@@ -90,13 +90,13 @@ bool LastValues::parseLine(std::string_view line, UnixTime now)
     const std::optional<std::uint32_t> address =
         entry ? engine::parseIpv4(textMember(*entry, "address")) : std::nullopt;
     if (!address || !(*entry)["time"].isInt64() || (*entry)["time"].asInt64() < 0 ||
-        !(*entry)["picture"].isObject()) {
+        !(*entry)["status"].isObject()) {
         return false;
     }
     LastValue value;
     value.time = std::min<UnixTime>((*entry)["time"].asInt64(), now);
-    value.way = wayOf(textMember(*entry, "way"));
-    value.picture = device::KeptPicture(pictureOf((*entry)["picture"]));
+    value.source = sourceOf(textMember(*entry, "source"));
+    value.status = device::PackedStatus(statusOf((*entry)["status"]));
     const auto known = m_values.find(*address);
     if (known == m_values.end() || known->second.time < value.time) {
         m_values[*address] = std::move(value);

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "tarn/src/device/kept_picture.h"
-#include "tarn/src/engine/way.h"
+#include "tarn/src/device/packed_status.h"
+#include "tarn/src/engine/source.h"
 
 namespace tarn::catalog {
 
@@ -16,11 +16,11 @@ using UnixTime = std::int64_t; // seconds since 1970, by the wall clock
 struct LastValue
 {
     UnixTime time = 0;
-    engine::Way way = engine::Way::None; // the way its state came
-    device::KeptPicture picture;
+    engine::Source source = engine::Source::None; // the way its state came
+    device::PackedStatus status;
 };
 
-// LastValues are the last pictures of printers from one run to the next, and the text of the file that holds
+// LastValues are the last statuses of printers from one run to the next, and the text of the file that holds
 // them: a line that names the format, and a line for each printer, all of them JSON.
 //
 // Invariants

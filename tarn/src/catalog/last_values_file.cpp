@@ -90,7 +90,7 @@ void LastValuesFile::State::merge(LastValues& found, const Save& save, UnixTime 
     std::map<std::uint32_t, LastValue> fresh;
     for (const Answer& answer : save.answers) {
         const auto age = std::chrono::duration_cast<std::chrono::seconds>(answer.age + waited);
-        fresh[answer.address] = {now - age.count(), answer.snapshot->way, answer.snapshot->picture};
+        fresh[answer.address] = {now - age.count(), answer.snapshot->source, answer.snapshot->status};
     }
     for (const std::uint32_t address : save.forgotten) {
         found.forget(address);
@@ -167,7 +167,7 @@ std::optional<RememberedValue> LastValuesFile::find(std::uint32_t address, TimeP
         return std::nullopt;
     }
     const Milliseconds before = std::chrono::seconds(m_state->loadedAt - value->time);
-    return RememberedValue{value->way, before + (now - m_state->wantedAt), value->picture};
+    return RememberedValue{value->source, before + (now - m_state->wantedAt), value->status};
 }
 
 bool LastValuesFile::save(std::vector<Answer> answers, std::set<std::uint32_t> forgotten)

@@ -23,9 +23,9 @@ struct Answer
 // What one printer said in an earlier run.
 struct RememberedValue
 {
-    engine::Way way = engine::Way::None;
+    engine::Source source = engine::Source::None;
     Milliseconds age{}; // never negative
-    device::KeptPicture picture;
+    device::PackedStatus status;
 };
 
 // LastValuesFile is the file of last values. Everything that takes time, reading, merging and writing, is

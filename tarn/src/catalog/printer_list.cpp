@@ -1,7 +1,7 @@
 #include "tarn/src/catalog/printer_list.h"
 
+#include "tarn/src/base/json_append.h"
 #include "tarn/src/base/json_input.h"
-#include "tarn/src/base/json_text.h"
 #include "tarn/src/engine/endpoint.h"
 
 namespace tarn::catalog {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 
@@ -12,7 +12,7 @@ namespace {
 using M = AlertMeaning;
 
 // Ascending by code.
-const AlertText alertTexts[] = {
+const AlertText kAlertTexts[] = {
     {3, "coverOpen", "机盖打开", M::Fault},
     {4, "coverClosed", "机盖已关闭", M::Event},
     {5, "interlockOpen", "安全联锁打开", M::Fault},
@@ -109,7 +109,7 @@ const AlertText alertTexts[] = {
 };
 
 // In the order of the bits.
-const ErrorBit errorBits[errorBitCount] = {
+const ErrorBit kErrorBits[kErrorBitCount] = {
     {0, "lowPaper", "纸张不足", false, {807, 808, 12, 0}},
     {1, "noPaper", "缺纸", true, {808, 809, 810, 13, 0}},
     {2, "lowToner", "碳粉不足", false, {1104, 1105, 1106, 1101, 1102, 1103, 12, 0}},
@@ -132,23 +132,23 @@ const ErrorBit errorBits[errorBitCount] = {
 const AlertText* findAlertText(int code)
 {
     const auto* const found =
-        std::lower_bound(std::begin(alertTexts), std::end(alertTexts), code,
+        std::lower_bound(std::begin(kAlertTexts), std::end(kAlertTexts), code,
                          [](const AlertText& row, int wanted) { return row.code < wanted; });
-    return found != std::end(alertTexts) && found->code == code ? found : nullptr;
+    return found != std::end(kAlertTexts) && found->code == code ? found : nullptr;
 }
 
 const AlertText* findAlertText(std::string_view keyword)
 {
     const std::u32string wanted = folded(keyword);
     const auto* const found =
-        std::find_if(std::begin(alertTexts), std::end(alertTexts),
+        std::find_if(std::begin(kAlertTexts), std::end(kAlertTexts),
                      [&wanted](const AlertText& row) { return folded(row.keyword) == wanted; });
-    return found != std::end(alertTexts) ? found : nullptr;
+    return found != std::end(kAlertTexts) ? found : nullptr;
 }
 
 const ErrorBit& errorBit(int bit)
 {
-    return errorBits[bit];
+    return kErrorBits[bit];
 }
 
 // PrtAlertGroupTC, IANA-PRINTER-MIB.

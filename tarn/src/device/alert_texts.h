@@ -42,7 +42,7 @@ struct ErrorBit
     int explainedBy[8]; // codes of alerts that say the same more exactly; 0 ends the list
 };
 
-constexpr int errorBitCount = 15;
+constexpr int kErrorBitCount = 15;
 const ErrorBit& errorBit(int bit);
 
 // Chinese name of a sub-unit (prtAlertGroup), e.g. "进纸部件"; "打印机" for the others.

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "tarn/src/device/serial_number.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 
@@ -97,14 +97,14 @@ std::string firstOf(const DeviceId& id, const char* const (&keys)[count])
 }
 
 // As plainKey makes them.
-constexpr const char* manufacturerKeys[] = {"MFG", "MANUFACTURER", "MANUFACTURE", "MFR", "MAKE", "VENDOR"};
-constexpr const char* modelKeys[] = {"MDL", "MODEL", "MODELNAME"};
-constexpr const char* descriptionKeys[] = {"DES", "DESCRIPTION"};
-constexpr const char* commandSetKeys[] = {"CMD", "COMMANDSET"};
-constexpr const char* classKeys[] = {"CLS", "CLASS"};
-constexpr const char* serialNumberKeys[] = {"SN",  "SERN",     "SERIALNUMBER", "SERIAL",
-                                            "SER", "SERIALNO", "SNUM",         "SERNO"};
-constexpr const char* uuidKeys[] = {"UUID"};
+constexpr const char* kManufacturerKeys[] = {"MFG", "MANUFACTURER", "MANUFACTURE", "MFR", "MAKE", "VENDOR"};
+constexpr const char* kModelKeys[] = {"MDL", "MODEL", "MODELNAME"};
+constexpr const char* kDescriptionKeys[] = {"DES", "DESCRIPTION"};
+constexpr const char* kCommandSetKeys[] = {"CMD", "COMMANDSET"};
+constexpr const char* kClassKeys[] = {"CLS", "CLASS"};
+constexpr const char* kSerialNumberKeys[] = {"SN",  "SERN",     "SERIALNUMBER", "SERIAL",
+                                             "SER", "SERIALNO", "SNUM",         "SERNO"};
+constexpr const char* kUuidKeys[] = {"UUID"};
 
 } // namespace
 
@@ -125,13 +125,13 @@ DeviceId parseDeviceId(std::string_view octets)
         takeField(id, text.substr(0, end));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
-    id.manufacturer = firstOf(id, manufacturerKeys);
-    id.model = firstOf(id, modelKeys);
-    id.description = firstOf(id, descriptionKeys);
-    id.commandSet = firstOf(id, commandSetKeys);
-    id.deviceClass = firstOf(id, classKeys);
-    id.serialNumber = serialNumberFrom(firstOf(id, serialNumberKeys));
-    id.uuid = firstOf(id, uuidKeys);
+    id.manufacturer = firstOf(id, kManufacturerKeys);
+    id.model = firstOf(id, kModelKeys);
+    id.description = firstOf(id, kDescriptionKeys);
+    id.commandSet = firstOf(id, kCommandSetKeys);
+    id.deviceClass = firstOf(id, kClassKeys);
+    id.serialNumber = serialNumberFrom(firstOf(id, kSerialNumberKeys));
+    id.uuid = firstOf(id, kUuidKeys);
     return id;
 }
 

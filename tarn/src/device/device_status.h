@@ -7,7 +7,7 @@
 
 namespace tarn::device {
 
-// The protocol-free picture of one printer. Texts are valid UTF-8. Unknown, absent and zero stay distinct.
+// The protocol-free status of one printer. Texts are valid UTF-8. Unknown, absent and zero stay distinct.
 
 enum class Activity // what the printer is doing
 {

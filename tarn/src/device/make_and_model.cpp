@@ -5,14 +5,14 @@
 #include <vector>
 
 #include "tarn/src/device/device_id.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 
 namespace {
 
 // What makers have in common: no name by themselves.
-constexpr const char32_t* legalForms[] = {
+constexpr const char32_t* kLegalForms[] = {
     U"ag",   U"bv",      U"co",           U"company",    U"corp",          U"corporation",
     U"gmbh", U"inc",     U"incorporated", U"industries", U"international", U"kg",
     U"kk",   U"limited", U"llc",          U"ltd",        U"plc",           U"sa",
@@ -51,7 +51,7 @@ std::vector<Word> wordsOf(const std::u32string& text)
 
 bool isLegalForm(const Word& word)
 {
-    return std::any_of(std::begin(legalForms), std::end(legalForms),
+    return std::any_of(std::begin(kLegalForms), std::end(kLegalForms),
                        [&](const char32_t* form) { return word.text == form; });
 }
 
@@ -129,10 +129,10 @@ std::size_t octetsOf(const std::string& utf8, std::size_t points)
 
 std::string withMakerOnce(const std::string& text)
 {
-    constexpr std::size_t mostWordsOfAMaker = 6;
+    constexpr std::size_t kMostWordsOfAMaker = 6;
     const std::u32string whole = folded(text);
     const std::vector<Word> words = wordsOf(whole);
-    for (std::size_t head = 1; head < words.size() && head <= mostWordsOfAMaker; ++head) {
+    for (std::size_t head = 1; head < words.size() && head <= kMostWordsOfAMaker; ++head) {
         const Word* const middle = words.data() + head;
         const std::vector<Word> maker = withoutLegalForms({words.data(), middle});
         const bool oneToken = whole.find(U' ', words[0].begin) + 1 == middle->begin; // "North-Western"

@@ -16,7 +16,7 @@ struct PartWord
 };
 
 // The first that matches decides: "Transfer Belt Cleaner" is a cleaner, "Waste Toner" is waste.
-inline constexpr PartWord partWords[] = {
+inline constexpr PartWord kPartWords[] = {
     {U"waste", Match::Start, SupplyKind::Waste},
     {U"resttoner", Match::Start, SupplyKind::Waste},
     {U"rest toner", Match::Start, SupplyKind::Waste},
@@ -173,13 +173,13 @@ struct MaterialWord
     Match match;
 };
 
-inline constexpr MaterialWord tonerWords[] = {
+inline constexpr MaterialWord kTonerWords[] = {
     {U"toner", Match::Anywhere}, {U"tóner", Match::Anywhere},  {U"тонер", Match::Start},
     {U"碳粉", Match::Anywhere},  {U"墨粉", Match::Anywhere},   {U"粉盒", Match::Anywhere},
     {U"硒鼓", Match::Anywhere},  {U"トナー", Match::Anywhere}, {U"토너", Match::Anywhere},
 };
 
-inline constexpr MaterialWord otherMaterialWords[] = {
+inline constexpr MaterialWord kOtherMaterialWords[] = {
     {U"ink", Match::Word},          {U"inks", Match::Word},       {U"tinte", Match::Start},
     {U"encre", Match::Start},       {U"tinta", Match::Start},     {U"inchiostr", Match::Start},
     {U"inkt", Match::Start},        {U"bläck", Match::Start},     {U"blæk", Match::Start},

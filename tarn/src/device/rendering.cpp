@@ -8,14 +8,14 @@
 #include <limits>
 
 #include "tarn/src/device/supply_words.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 
 namespace {
 
-constexpr int noSuchSupply = -1;
-constexpr int levelWithoutNumber = 101; // the window draws a full bar and no number
+constexpr int kNoSuchSupply = -1;
+constexpr int kLevelWithoutNumber = 101; // the window draws a full bar and no number
 
 const char* summary(const DeviceStatus& status)
 {
@@ -75,13 +75,13 @@ bool holds(const Supply& supply, SupplyColor color)
 // one.
 int tonerLevel(const DeviceStatus& status, SupplyColor color)
 {
-    int level = noSuchSupply;
+    int level = kNoSuchSupply;
     for (const Supply& supply : status.supplies) {
         if (supply.kind != SupplyKind::Toner || !holds(supply, color)) {
             continue;
         }
-        const int own = supply.levelKind == LevelKind::Percent ? supply.percent : levelWithoutNumber;
-        level = level == noSuchSupply || own < level ? own : level;
+        const int own = supply.levelKind == LevelKind::Percent ? supply.percent : kLevelWithoutNumber;
+        level = level == kNoSuchSupply || own < level ? own : level;
     }
     return level;
 }

@@ -6,7 +6,7 @@
 
 namespace tarn::device {
 
-// The translation of a picture into what the ABI reports.
+// The translation of a status into what the ABI reports.
 
 // 3 idle, 4 printing, 5 warming up, 1 other (prtGeneral/hrPrinterStatus codes); 2 is kept for unreachable.
 int stateCode(const DeviceStatus& status);
@@ -15,7 +15,7 @@ std::string stateMessage(const DeviceStatus& status);
 // The status document: a JSON object whose values are all JSON strings. Always "CToner", "MToner", "YToner",
 // "KToner", "RToner", "totalprint" and the four flags.
 std::string infoDocument(const DeviceStatus& status);
-// The whole picture as JSON text, schema 1: model, serial, description, location, activity (unknown, other,
+// The whole status as JSON text, schema 1: model, serial, description, location, activity (unknown, other,
 // idle, printing, warmup), state (as stateCode), summary, powerSave, needsAttention; supplies[] of type,
 // class, receptacle, colour, percent (0..100, "some" or null), description; trays[] of name,
 // percent, level and capacity (null: not said), unit ("sheets", ...; "" not said), available, empty; alerts[]

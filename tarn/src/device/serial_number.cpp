@@ -4,16 +4,16 @@
 #include <iterator>
 #include <optional>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 
 namespace {
 
 // What stands where a serial number should, letters and digits of it.
-const char* const noSerials[] = {"unknown",      "none",          "na",           "null",
-                                 "notavailable", "notapplicable", "notset",       "notsupported",
-                                 "undefined",    "unspecified",   "serialnumber", "serialno"};
+const char* const kNoSerials[] = {"unknown",      "none",          "na",           "null",
+                                  "notavailable", "notapplicable", "notset",       "notsupported",
+                                  "undefined",    "unspecified",   "serialnumber", "serialno"};
 
 bool isDigit(char c)
 {
@@ -37,7 +37,7 @@ std::optional<int> hexDigit(char c)
 // The text that hex digits spell; nothing where they spell no serial number.
 std::optional<std::string> spelled(const std::string& hex)
 {
-    constexpr std::size_t fewestOctets = 8; // fewer may be so by chance
+    constexpr std::size_t kFewestOctets = 8; // fewer may be so by chance
     if (hex.size() % 2 != 0) {
         return std::nullopt;
     }
@@ -60,7 +60,7 @@ std::optional<std::string> spelled(const std::string& hex)
             text.push_back(octet);
         }
     }
-    return text.size() >= fewestOctets ? std::optional(text) : std::nullopt;
+    return text.size() >= kFewestOctets ? std::optional(text) : std::nullopt;
 }
 
 } // namespace
@@ -84,7 +84,7 @@ bool namesNoSerial(const std::string& text)
             plain.push_back(letter);
         }
     }
-    const bool placeholder = std::any_of(std::begin(noSerials), std::end(noSerials),
+    const bool placeholder = std::any_of(std::begin(kNoSerials), std::end(kNoSerials),
                                          [&](const char* word) { return plain == word; });
     const bool oneSign = std::all_of(plain.begin(), plain.end(), [&](char c) { return c == plain.front(); });
     // 11 may be the eleventh of a series; 0 or 1111 is nobody's number.

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 
@@ -14,7 +14,7 @@ struct StateWord
     StateText state;
 };
 
-const StateWord stateWords[] = {
+const StateWord kStateWords[] = {
     {"ready", StateText::Ready},
     {"ready to print", StateText::Ready},
     {"idle", StateText::Ready},
@@ -135,7 +135,7 @@ std::u32string plainWords(std::string_view text)
 StateText stateTextOf(std::string_view text)
 {
     const std::u32string said = plainWords(text);
-    for (const StateWord& row : stateWords) {
+    for (const StateWord& row : kStateWords) {
         if (said == folded(row.text)) {
             return row.state;
         }

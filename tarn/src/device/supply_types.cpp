@@ -10,7 +10,7 @@ namespace tarn::device {
 namespace {
 
 // Each type at the place of its number less one.
-constexpr SupplyType supplyTypes[] = {
+constexpr SupplyType kSupplyTypes[] = {
     {1, "other", SupplyKind::Other, false},
     {2, "unknown", SupplyKind::Other, false},
     {3, "toner", SupplyKind::Toner, true},
@@ -52,7 +52,7 @@ constexpr SupplyType supplyTypes[] = {
 constexpr bool areInOrder()
 {
     std::int64_t expected = 1;
-    for (const SupplyType& row : supplyTypes) {
+    for (const SupplyType& row : kSupplyTypes) {
         if (row.type != expected++) {
             return false;
         }
@@ -61,21 +61,21 @@ constexpr bool areInOrder()
 }
 static_assert(areInOrder());
 
-constexpr std::int64_t unitPercent = 19;
+constexpr std::int64_t kUnitPercent = 19;
 
 } // namespace
 
 const SupplyType* findSupplyType(std::optional<std::int64_t> type)
 {
-    const bool isListed = type && *type >= 1 && *type <= static_cast<std::int64_t>(std::size(supplyTypes));
-    return isListed ? &supplyTypes[*type - 1] : nullptr;
+    const bool isListed = type && *type >= 1 && *type <= static_cast<std::int64_t>(std::size(kSupplyTypes));
+    return isListed ? &kSupplyTypes[*type - 1] : nullptr;
 }
 
 const SupplyType* findSupplyType(std::string_view keyword)
 {
-    const auto* const found = std::find_if(std::begin(supplyTypes), std::end(supplyTypes),
+    const auto* const found = std::find_if(std::begin(kSupplyTypes), std::end(kSupplyTypes),
                                            [&](const SupplyType& row) { return keyword == row.keyword; });
-    return found == std::end(supplyTypes) ? nullptr : found;
+    return found == std::end(kSupplyTypes) ? nullptr : found;
 }
 
 // The type column says toner of drums and waste boxes too, so words that name a part overrule it; a
@@ -118,9 +118,9 @@ Level levelOf(std::optional<std::int64_t> level, std::optional<std::int64_t> max
             return Level{};
         }
     }
-    const std::int64_t capacity = unit == unitPercent ? 100 : max.value_or(-2);
-    constexpr std::int64_t largest = 0xFFFFFFFF; // of any 32-bit type that agents use
-    if (capacity <= 0 || capacity > largest) {
+    const std::int64_t capacity = unit == kUnitPercent ? 100 : max.value_or(-2);
+    constexpr std::int64_t kLargest = 0xFFFFFFFF; // of any 32-bit type that agents use
+    if (capacity <= 0 || capacity > kLargest) {
         return Level{}; // of how much is not known: a level alone makes no percentage
     }
     if (*level > capacity + capacity / 10) {

@@ -18,7 +18,7 @@ struct ColorWord
 };
 
 // Longer words first where one holds another (洋红 holds 红): what matched is taken out of the text.
-inline constexpr ColorWord colorWords[] = {
+inline constexpr ColorWord kColorWords[] = {
     {U"magenta", Match::Start, SupplyColor::Magenta, nullptr},
     {U"洋红", Match::Anywhere, SupplyColor::Magenta, nullptr},
     {U"洋紅", Match::Anywhere, SupplyColor::Magenta, nullptr},
@@ -214,7 +214,7 @@ struct ColorfulWord
 };
 
 // Of a cartridge of several colours, where nothing else says one.
-inline constexpr ColorfulWord colorfulWords[] = {
+inline constexpr ColorfulWord kColorfulWords[] = {
     {U"color", Match::Word},    {U"colour", Match::Word},   {U"couleur", Match::Word},
     {U"couleurs", Match::Word}, {U"farbe", Match::Word},    {U"farbig", Match::Word},
     {U"colore", Match::Word},   {U"colores", Match::Word},  {U"kolor", Match::Start},
@@ -229,7 +229,7 @@ struct Modifier
 };
 
 // Beside a colour, before it or behind it, these make another colour of it; of black only those that thin it.
-inline constexpr Modifier modifiers[] = {
+inline constexpr Modifier kModifiers[] = {
     {U"light", "light"},
     {U"hell", "light"},
     {U"clair", "light"},
@@ -266,7 +266,7 @@ struct ColorTag
     const char* text;
 };
 
-inline constexpr ColorTag colorTags[] = {
+inline constexpr ColorTag kColorTags[] = {
     {U"k", SupplyColor::Black, nullptr},        {U"bk", SupplyColor::Black, nullptr},
     {U"c", SupplyColor::Cyan, nullptr},         {U"m", SupplyColor::Magenta, nullptr},
     {U"y", SupplyColor::Yellow, nullptr},       {U"r", SupplyColor::Red, nullptr},

@@ -6,17 +6,17 @@
 
 #include "tarn/src/device/part_word_tables.h"
 #include "tarn/src/device/supply_word_tables.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tarn/src/device/word_search.h"
 
 namespace tarn::device {
 
 namespace {
 
-constexpr WordIndex colorIndex(colorWords);
-constexpr WordIndex partIndex(partWords);
-constexpr WordIndex tonerIndex(tonerWords);
-constexpr WordIndex otherMaterialIndex(otherMaterialWords);
+constexpr WordIndex kColorIndex(kColorWords);
+constexpr WordIndex kPartIndex(kPartWords);
+constexpr WordIndex kTonerIndex(kTonerWords);
+constexpr WordIndex kOtherMaterialIndex(kOtherMaterialWords);
 
 std::size_t lengthOf(const char32_t* word)
 {
@@ -37,7 +37,7 @@ const char* modifierBeside(const std::u32string& text, std::size_t begin, std::s
     while (end < text.size() && isFiller(text[end])) {
         ++end;
     }
-    for (const Modifier& modifier : modifiers) {
+    for (const Modifier& modifier : kModifiers) {
         const std::size_t length = lengthOf(modifier.word);
         if (begin >= length && text.compare(begin - length, length, modifier.word) == 0 &&
             (begin == length || !isLetter(text[begin - length - 1]))) {
@@ -81,9 +81,9 @@ ColorSaid fromWords(std::u32string text)
 {
     ColorSaid said;
     Together together;
-    RowSet rows = colorIndex.rowsIn(text); // no word begins with the blanks put below
-    for (std::size_t i = rows.takeFirst(); i < std::size(colorWords); i = rows.takeFirst()) {
-        const ColorWord& row = colorWords[i];
+    RowSet rows = kColorIndex.rowsIn(text); // no word begins with the blanks put below
+    for (std::size_t i = rows.takeFirst(); i < std::size(kColorWords); i = rows.takeFirst()) {
+        const ColorWord& row = kColorWords[i];
         const std::size_t at = findWord(text, row.word, row.match);
         if (at == std::u32string::npos) {
             continue;
@@ -113,14 +113,14 @@ ColorSaid fromWords(std::u32string text)
 ColorSaid fromFirstWord(const std::u32string& text)
 {
     const bool colorful =
-        std::any_of(std::begin(colorfulWords), std::end(colorfulWords),
+        std::any_of(std::begin(kColorfulWords), std::end(kColorfulWords),
                     [&](const auto& row) { return findWord(text, row.word, row.match) == 0; });
     return colorful ? named(SupplyColor::TriColor) : ColorSaid{};
 }
 
 ColorSaid ofTag(std::u32string_view tag)
 {
-    for (const ColorTag& row : colorTags) {
+    for (const ColorTag& row : kColorTags) {
         if (tag == row.tag) {
             return row.text == nullptr ? named(row.color) : ColorSaid{row.color, row.text};
         }
@@ -213,12 +213,12 @@ const Row* firstIn(const std::u32string& text, const Row (&table)[N], const Word
 
 bool namesToner(const std::u32string& text)
 {
-    return firstIn(text, tonerWords, tonerIndex) != nullptr;
+    return firstIn(text, kTonerWords, kTonerIndex) != nullptr;
 }
 
 bool namesMaterial(const std::u32string& text)
 {
-    return namesToner(text) || firstIn(text, otherMaterialWords, otherMaterialIndex) != nullptr;
+    return namesToner(text) || firstIn(text, kOtherMaterialWords, kOtherMaterialIndex) != nullptr;
 }
 
 // A letter alone at the end ("Toner K") or before the material ("K Toner"), then part numbers.
@@ -257,7 +257,7 @@ bool namesRibbon(const std::u32string& text)
 
 std::optional<SupplyKind> partOf(const std::u32string& text)
 {
-    const PartWord* const part = firstIn(text, partWords, partIndex);
+    const PartWord* const part = firstIn(text, kPartWords, kPartIndex);
     if (part == nullptr) {
         return std::nullopt;
     }

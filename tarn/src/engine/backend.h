@@ -47,7 +47,7 @@ public:
 // Invariants
 //  (1) After unwatch() the back-end neither touches nor keeps the target.
 //  (2) run() is called at nextDeadline(), and whenever descriptor() is readable; a few milliseconds later
-//      where the engine is woken too often, unless isThronged().
+//      where the engine is woken too often, unless hasBacklog().
 // Threading: engine thread only.
 class Backend
 {
@@ -58,7 +58,7 @@ public:
     virtual const char* name() const = 0;
     virtual void watch(std::shared_ptr<Target> target) = 0;
     virtual void unwatch(const Target& target) = 0;
-    // The target was put aside as nobody opened it, and is opened again.
+    // The target was suspended as nobody opened it, and is opened again.
     virtual void wake(const Target& target) = 0;
     // The machine slept, or its network changed: what is under way is void.
     virtual void networkChanged() = 0;
@@ -79,7 +79,7 @@ public:
     virtual int descriptor() const = 0;
     // Whether so much is under way that what arrives may not wait a few milliseconds: there is no room for
     // it.
-    virtual bool isThronged() const { return false; }
+    virtual bool hasBacklog() const { return false; }
 };
 
 } // namespace tarn::engine

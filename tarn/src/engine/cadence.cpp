@@ -10,13 +10,13 @@ constexpr Milliseconds kLongestInterval{60000};
 constexpr Milliseconds kInARow{180000};  // restarts closer together than this belong together
 constexpr unsigned kPatientRestarts = 2; // that many restarts in a row slow nothing down
 
-bool isBusy(const device::DeviceStatus& picture)
+bool isBusy(const device::DeviceStatus& status)
 {
-    return picture.activity == device::Activity::Printing || picture.activity == device::Activity::WarmUp ||
-           !picture.alerts.empty();
+    return status.activity == device::Activity::Printing || status.activity == device::Activity::WarmUp ||
+           !status.alerts.empty();
 }
 
-// Up to 6 % less, never more: ten thousand printers drift apart, and no picture gets older than its interval.
+// Up to 6 % less, never more: ten thousand printers drift apart, and no status gets older than its interval.
 Milliseconds jittered(Milliseconds interval, Random& random)
 {
     const auto spread = static_cast<std::uint32_t>(interval.count() * 6 / 100);
@@ -25,12 +25,12 @@ Milliseconds jittered(Milliseconds interval, Random& random)
 
 } // namespace
 
-Liveliness livelinessOf(const device::DeviceStatus* picture)
+Liveliness livelinessOf(const device::DeviceStatus* status)
 {
-    if (picture == nullptr) {
-        return Liveliness::NoPicture;
+    if (status == nullptr) {
+        return Liveliness::NoStatus;
     }
-    return isBusy(*picture) ? Liveliness::Busy : Liveliness::Calm;
+    return isBusy(*status) ? Liveliness::Busy : Liveliness::Calm;
 }
 
 void Cadence::disperse(Random& random)
@@ -38,9 +38,9 @@ void Cadence::disperse(Random& random)
     m_firstFullGap = Milliseconds(random.below(static_cast<std::uint32_t>(kFullInterval.count()) + 1));
 }
 
-ReadKind Cadence::nextKind(TimePoint now, bool hasPicture) const
+ReadKind Cadence::nextKind(TimePoint now, bool hasStatus) const
 {
-    if (m_identityWanted || !hasPicture) {
+    if (m_identityWanted || !hasStatus) {
         return ReadKind::Identity;
     }
     const bool counterDue = m_counterMoved && now - m_fullEnded >= m_fullGap;
@@ -59,10 +59,10 @@ bool Cadence::isRoutine(ReadKind kind, Liveliness liveliness, TimePoint now) con
 bool Cadence::finished(ReadKind kind, ReadOutcome outcome, unsigned requests, TimePoint now)
 {
     if (outcome == ReadOutcome::Changed) {
-        m_changed = m_fullEver; // the first picture is no change
+        m_changed = m_fullEver; // the first status is no change
         m_changedAt = now;
     }
-    m_strangerReads = outcome == ReadOutcome::Unusable ? m_strangerReads + 1 : 0;
+    m_unusableReads = outcome == ReadOutcome::Unusable ? m_unusableReads + 1 : 0;
     if (kind != ReadKind::Fast) {
         finishedTables(kind, outcome, requests, now);
     }
@@ -105,9 +105,9 @@ bool Cadence::restarted(TimePoint now)
 
 Milliseconds Cadence::interval(Liveliness liveliness, TimePoint now, Random& random) const
 {
-    if (liveliness == Liveliness::NoPicture) {
+    if (liveliness == Liveliness::NoStatus) {
         // A printer that is still starting has its tables soon; a stranger will never have them.
-        return jittered(std::min(kStrangerInterval, kIdleInterval * (1u << std::min(m_strangerReads, 4u))),
+        return jittered(std::min(kNonPrinterInterval, kIdleInterval * (1u << std::min(m_unusableReads, 4u))),
                         random);
     }
     Milliseconds interval =

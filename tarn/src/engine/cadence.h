@@ -9,18 +9,18 @@
 
 namespace tarn::engine {
 
-// How much of the present picture the cadence depends on.
+// How much of the present status the cadence depends on.
 enum class Liveliness : std::uint8_t
 {
-    NoPicture,
+    NoStatus,
     Calm,
     Busy, // prints, warms up, or has alerts
 };
-Liveliness livelinessOf(const device::DeviceStatus* picture); // null: no picture
+Liveliness livelinessOf(const device::DeviceStatus* status); // null: no status
 
 // The two speeds: how often a printer that answers is asked, and what.
 //
-// One small PDU every 2 s while the printer prints, warms up, has alerts or changed lately, every 3.9 s
+// One small request every 2 s while the printer prints, warms up, has alerts or changed lately, every 3.9 s
 // otherwise, so that whoever looks once a second sees a change within five; the tables when a change counter
 // moved and at least every 60 s; everything after a restart. The exceptions protect printers whose counters
 // always move, whose tables take many requests, or that restart over and over.
@@ -36,14 +36,14 @@ public:
     static constexpr Milliseconds kFullInTurn{
         10000}; // a longer full read costs this much more time per request
     static constexpr Milliseconds kShortestFullGap{2000};
-    static constexpr Milliseconds kStrangerInterval{
+    static constexpr Milliseconds kNonPrinterInterval{
         60000}; // something answers that is no printer, or not yet
 
     // Of many printers met at once each gets a moment of its own for its tables, from then on once a minute.
     void disperse(Random& random);
 
     // What the next read should be.
-    ReadKind nextKind(TimePoint now, bool hasPicture) const;
+    ReadKind nextKind(TimePoint now, bool hasStatus) const;
 
     // Whether a read of that kind can take its time: nothing is known to have happened.
     bool isRoutine(ReadKind kind, Liveliness liveliness, TimePoint now) const;
@@ -60,14 +60,14 @@ private:
     bool restarted(TimePoint now);
     bool changedLately(TimePoint now) const { return m_changed && now - m_changedAt < kLately; }
 
-    TimePoint m_fullDue{}; // no picture is older than this without being read again
+    TimePoint m_fullDue{}; // no status is older than this without being read again
     TimePoint m_fullEnded{};
     TimePoint m_changedAt{};
     TimePoint m_restartedAt{};
     Milliseconds m_firstFullGap = kFullInterval; // from the first read of the tables to the second
     Milliseconds m_fullGap = kShortestFullGap;   // between tables that change counters asked for
     unsigned m_restarts = 0;                     // in a row, each soon after the one before
-    unsigned m_strangerReads = 0;                // in a row without a picture
+    unsigned m_unusableReads = 0;                // in a row without a status
     bool m_changed = false;
     bool m_fullEver = false;
     bool m_identityWanted = true;

@@ -1,11 +1,6 @@
 #include "tarn/src/engine/engine.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdint>
 
 #include "tarn/src/base/worker_thread.h"
 
@@ -33,17 +28,10 @@ void Engine::addBackend(std::unique_ptr<Backend> backend)
 bool Engine::start()
 {
     m_descriptors.reserve(m_backends.size() + 1);
-    m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (m_wakeFd < 0) {
-        return false;
+    if (m_orders.open()) {
+        m_thread = workerThread("tarn-engine", [this] { loop(); });
     }
-    m_thread = workerThread("tarn-engine", [this] { loop(); });
-    if (!m_thread.joinable()) {
-        ::close(m_wakeFd);
-        m_wakeFd = -1;
-        return false;
-    }
-    return true;
+    return m_thread.joinable();
 }
 
 void Engine::stop()
@@ -51,18 +39,11 @@ void Engine::stop()
     if (!m_thread.joinable()) {
         return;
     }
-    {
-        const MutexLock lock(m_mutex);
-        m_stopping = true;
-        signal();
-    }
+    m_orders.close();
     m_thread.join();
-    ::close(m_wakeFd);
-    m_wakeFd = -1;
     m_backends.clear();
+    m_orders.take(m_taken);
     m_taken.clear();
-    const MutexLock lock(m_mutex);
-    m_orders.clear();
 }
 
 void Engine::watch(const std::string& backend, std::shared_ptr<Target> target)
@@ -96,25 +77,6 @@ void Engine::targetChanged(Target& target)
 void Engine::rosterChanged(Discovery discovery, std::vector<DiscoveredPrinter> roster)
 {
     m_listener.rosterChanged(discovery, std::move(roster));
-}
-
-void Engine::give(Order order)
-{
-    const MutexLock lock(m_mutex);
-    if (m_stopping) {
-        return;
-    }
-    m_orders.push_back(std::move(order));
-    if (m_orders.size() == 1) {
-        signal(); // under the lock: stop() closes the descriptor only after it has had the lock
-    }
-}
-
-void Engine::signal() const
-{
-    const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then the thread wakes anyway.
-    [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
 }
 
 void Engine::loop()
@@ -152,11 +114,7 @@ TimePoint Engine::runOnce()
 // False when the engine is to end.
 bool Engine::takeOrders()
 {
-    const MutexLock lock(m_mutex);
-    if (m_taken.empty() && !m_stopping) {
-        m_taken.swap(m_orders);
-    }
-    return !m_stopping;
+    return m_taken.empty() ? m_orders.take(m_taken) : !m_orders.isClosed();
 }
 
 // Returns when to go on with what is left of them.
@@ -195,10 +153,10 @@ void Engine::carryOut(const Order& order, Backend& backend)
     }
 }
 
-bool Engine::isThronged() const
+bool Engine::hasBacklog() const
 {
     return std::any_of(m_backends.begin(), m_backends.end(),
-                       [](const auto& backend) { return backend->isThronged(); });
+                       [](const auto& backend) { return backend->hasBacklog(); });
 }
 
 void Engine::sleepUntil(TimePoint deadline)
@@ -206,10 +164,12 @@ void Engine::sleepUntil(TimePoint deadline)
     // poll() rather than epoll: a handful of descriptors, of which a back-end may exchange its own at any
     // time.
     m_descriptors.clear();
-    m_descriptors.push_back({m_wakeFd, POLLIN, 0});
+    if (m_taken.empty()) { // else the deadline is near, and further orders wait
+        m_descriptors.push_back({m_orders.descriptor(), POLLIN, 0});
+    }
     const TimePoint now = m_clock.now();
-    const TimePoint rested = m_breath.woke(now);
-    if (rested > now && !isThronged()) {
+    const TimePoint rested = m_wakeupLimiter.woke(now);
+    if (rested > now && !hasBacklog()) {
         deadline = rested; // whatever comes until then gathers
     } else {
         for (const auto& backend : m_backends) {
@@ -221,10 +181,6 @@ void Engine::sleepUntil(TimePoint deadline)
     Milliseconds timeout = deadline == kNever ? kLongestSleep : std::min(deadline - now, kLongestSleep);
     timeout = std::max(timeout, Milliseconds(0));
     ::poll(m_descriptors.data(), m_descriptors.size(), static_cast<int>(timeout.count()));
-    if ((m_descriptors[0].revents & POLLIN) != 0) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const ssize_t got = ::read(m_wakeFd, &count, sizeof count);
-    }
 }
 
 } // namespace tarn::engine

@@ -9,13 +9,13 @@
 #include <vector>
 
 #include "tarn/src/base/clock.h"
-#include "tarn/src/base/mutex.h"
+#include "tarn/src/base/inbox.h"
 #include "tarn/src/engine/backend.h"
-#include "tarn/src/engine/breath.h"
+#include "tarn/src/engine/wakeup_limiter.h"
 
 namespace tarn::engine {
 
-// What the engine's owner wants to hear, on the engine's thread and under no lock of the engine.
+// What the engine tells its owner, on the engine's thread and under no lock of the engine.
 class EngineListener : public BackendListener
 {
 public:
@@ -28,12 +28,12 @@ public:
 //
 // Invariants
 //  (1) Back-ends are touched by the engine's thread only, from start() to stop().
-//  (2) What other threads order wakes it at once; answers and deadlines may gather for Breath::kPause.
+//  (2) What other threads order wakes it at once, unless it lacks the memory for what was ordered before; answers and deadlines may gather for WakeupLimiter::kPause.
 //  (3) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
 //  (4) After stop() no thread of the engine runs, and no target is watched.
 //  (5) No exception leaves the thread. Who threw, for lack of memory, is tried again kAfterFailure later, an
 //      order before those behind it, a back-end beside the others.
-//  (6) Every back-end hears of what any of them reports, before the listener does.
+//  (6) Every back-end is told what any of them reports, before the listener does.
 // Threading: start() and stop() by the owner; those of BackendListener by the back-ends; the others from any
 // thread. Ownership: owns the back-ends, whose listener it is; borrows clock and listener, which must outlive
 // it.
@@ -80,35 +80,31 @@ private:
         Discovery discovery = Discovery::Usb;
     };
 
-    void give(Order order) TARN_EXCLUDES(m_mutex);
-    void loop() TARN_EXCLUDES(m_mutex);
+    void give(Order order) { m_orders.put(std::move(order)); }
+    void loop();
     TimePoint runOnce();
     template <typename Work>
     TimePoint attempt(const Work& work);
-    bool takeOrders() TARN_EXCLUDES(m_mutex);
+    bool takeOrders();
     TimePoint carryOutAll();
     static void carryOut(const Order& order, Backend& backend);
     void sleepUntil(TimePoint deadline);
-    bool isThronged() const;
-    void signal() const TARN_REQUIRES(m_mutex);
+    bool hasBacklog() const;
 
     // constant between start() and stop()
     const Clock& m_clock;
     EngineListener& m_listener;
     std::vector<std::unique_ptr<Backend>> m_backends;
-    int m_wakeFd = -1;
     std::thread m_thread;
 
     // the engine's thread only
-    Breath m_breath;
+    WakeupLimiter m_wakeupLimiter;
     std::vector<Order> m_taken;        // not yet carried out by everybody
     std::size_t m_nextOrder = 0;       // of them
     std::size_t m_nextBackend = 0;     // that it is for
     std::vector<pollfd> m_descriptors; // with room for all back-ends
 
-    Mutex m_mutex;
-    std::vector<Order> m_orders TARN_GUARDED_BY(m_mutex);
-    bool m_stopping TARN_GUARDED_BY(m_mutex) = false;
+    Inbox<Order> m_orders; // closed: the thread is to end
 };
 
 } // namespace tarn::engine

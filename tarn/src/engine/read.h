@@ -5,19 +5,19 @@ namespace tarn::engine {
 // What is read of a printer at a time.
 enum class ReadKind
 {
-    Identity, // who it is; also everything of Full: the first picture of a printer
-    Full,     // everything that the picture needs
+    Identity, // who it is; also everything of Full: the first status of a printer
+    Full,     // everything that the status needs
     Fast,     // one small request: the state, and what moves often
 };
 
-// What a read that has ended says about the picture.
+// What a read that has ended says about the status.
 enum class ReadOutcome
 {
-    Unchanged, // same picture
+    Unchanged, // same status
     Changed,   // there is a new one
     NeedsFull, // something moved that Fast does not read: read Full now
     Restarted, // the printer started anew: read Identity now
-    Unusable,  // answered, but says nothing of a printer (no picture yet)
+    Unusable,  // answered, but says nothing of a printer (no status yet)
 };
 
 } // namespace tarn::engine

@@ -12,62 +12,62 @@ namespace {
 constexpr int kUnreachable = 2;
 
 // The ABI's counter is an int: a larger one stays at the largest.
-int totalPages(const device::DeviceStatus& picture)
+int totalPages(const device::DeviceStatus& status)
 {
-    if (!picture.totalPages || *picture.totalPages < 0) {
+    if (!status.totalPages || *status.totalPages < 0) {
         return -1;
     }
-    constexpr std::int64_t largest = std::numeric_limits<int>::max();
-    return static_cast<int>(*picture.totalPages < largest ? *picture.totalPages : largest);
+    constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
+    return static_cast<int>(*status.totalPages < kLargest ? *status.totalPages : kLargest);
 }
 
-std::uint64_t identityOf(const device::DeviceStatus& picture)
+std::uint64_t identityOf(const device::DeviceStatus& status)
 {
-    std::string text = picture.model;
+    std::string text = status.model;
     text += '\0';
-    text += picture.serialNumber;
+    text += status.serialNumber;
     text += '\0';
-    text += picture.description;
+    text += status.description;
     return std::hash<std::string>()(text) | 1;
 }
 
-std::shared_ptr<Snapshot> render(const device::DeviceStatus& picture)
+std::shared_ptr<Snapshot> render(const device::DeviceStatus& status)
 {
     auto snapshot = std::make_shared<Snapshot>();
-    snapshot->totalPages = totalPages(picture);
-    snapshot->identity = identityOf(picture);
-    snapshot->serialNumber = picture.serialNumber;
-    snapshot->info = device::infoDocument(picture);
+    snapshot->totalPages = totalPages(status);
+    snapshot->identity = identityOf(status);
+    snapshot->serialNumber = status.serialNumber;
+    snapshot->info = device::infoDocument(status);
     snapshot->info.shrink_to_fit();
-    snapshot->picture = device::KeptPicture(picture);
+    snapshot->status = device::PackedStatus(status);
     return snapshot;
 }
 
 } // namespace
 
-FieldWays fieldWaysOf(const device::DeviceStatus& picture, Way way)
+FieldSources fieldSourcesOf(const device::DeviceStatus& status, Source source)
 {
-    FieldWays ways{};
-    for (std::size_t i = 0; i < ways.size(); ++i) {
-        ways[i] = device::tells(picture, static_cast<device::PictureField>(i)) ? way : Way::None;
+    FieldSources sources{};
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        sources[i] = device::tells(status, static_cast<device::StatusField>(i)) ? source : Source::None;
     }
-    return ways;
+    return sources;
 }
 
-std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, Way way)
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& status, Source source)
 {
-    return onlineSnapshot(picture, way, fieldWaysOf(picture, way));
+    return onlineSnapshot(status, source, fieldSourcesOf(status, source));
 }
 
-std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& picture, Way way,
-                                               const FieldWays& fieldWays)
+std::shared_ptr<const Snapshot> onlineSnapshot(const device::DeviceStatus& status, Source source,
+                                               const FieldSources& fieldSources)
 {
-    std::shared_ptr<Snapshot> snapshot = render(picture);
+    std::shared_ptr<Snapshot> snapshot = render(status);
     snapshot->online = true;
-    snapshot->way = way;
-    snapshot->fieldWays = fieldWays;
-    snapshot->state = device::stateCode(picture);
-    snapshot->stateMessage = device::stateMessage(picture);
+    snapshot->source = source;
+    snapshot->fieldSources = fieldSources;
+    snapshot->state = device::stateCode(status);
+    snapshot->stateMessage = device::stateMessage(status);
     snapshot->stateMessage.shrink_to_fit();
     return snapshot;
 }
@@ -81,17 +81,17 @@ std::shared_ptr<const Snapshot> offlineSnapshot(const Snapshot& last)
     return snapshot;
 }
 
-std::shared_ptr<const Snapshot> earlierSnapshot(const device::DeviceStatus& picture, Way way)
+std::shared_ptr<const Snapshot> earlierSnapshot(const device::DeviceStatus& status, Source source)
 {
-    std::shared_ptr<Snapshot> snapshot = render(picture);
+    std::shared_ptr<Snapshot> snapshot = render(status);
     snapshot->state = kUnreachable;
-    snapshot->way = way;
+    snapshot->source = source;
     return snapshot;
 }
 
-std::shared_ptr<const Snapshot> unmetSnapshot(const device::DeviceStatus& picture)
+std::shared_ptr<const Snapshot> unmetSnapshot(const device::DeviceStatus& status)
 {
-    std::shared_ptr<Snapshot> snapshot = render(picture);
+    std::shared_ptr<Snapshot> snapshot = render(status);
     snapshot->state = kUnreachable;
     return snapshot;
 }

@@ -6,11 +6,11 @@ namespace tarn::engine {
 
 namespace {
 
-const Immortal<device::KeptPicture> kNothing;
+const Immortal<device::PackedStatus> kNothing;
 
-std::size_t placeOf(Way way)
+std::size_t placeOf(Source source)
 {
-    return static_cast<std::size_t>(way);
+    return static_cast<std::size_t>(source);
 }
 
 } // namespace
@@ -21,69 +21,70 @@ Target::Reports& Target::reports()
     if (!m_reports) {
         auto made = std::make_unique<Reports>();
         const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
-        if (snapshot->way != Way::None) {
-            (*made)[placeOf(snapshot->way)] = {snapshot->picture, snapshot->online, true};
+        if (snapshot->source != Source::None) {
+            (*made)[placeOf(snapshot->source)] = {snapshot->status, snapshot->online, true};
         }
         m_reports = std::move(made);
     }
     return *m_reports;
 }
 
-void Target::report(Way way, const device::DeviceStatus& picture)
+void Target::report(Source source, const device::DeviceStatus& status)
 {
     if (!m_reports) {
-        const Way before = snapshot()->way;
-        if (before == way || before == Way::None) {
-            publish(onlineSnapshot(picture, way));
+        const Source before = snapshot()->source;
+        if (before == source || before == Source::None) {
+            publish(onlineSnapshot(status, source));
             return;
         }
     }
-    exchangeReport(way, {device::KeptPicture(picture), true, true});
+    exchangeReport(source, {device::PackedStatus(status), true, true});
 }
 
-void Target::reportKnown(Way way, const device::DeviceStatus& picture)
+void Target::reportKnown(Source source, const device::DeviceStatus& status)
 {
-    exchangeReport(way, {device::KeptPicture(picture), false, true});
+    exchangeReport(source, {device::PackedStatus(status), false, true});
 }
 
-void Target::reportSilent(Way way)
+void Target::reportOffline(Source source)
 {
     const std::shared_ptr<const Snapshot> snapshot = this->snapshot();
     if (m_reports) {
-        Report report = (*m_reports)[placeOf(way)];
+        Report report = (*m_reports)[placeOf(source)];
         report.answers = false;
-        exchangeReport(way, std::move(report));
-    } else if (snapshot->way == way || snapshot->way == Way::None) {
+        exchangeReport(source, std::move(report));
+    } else if (snapshot->source == source || snapshot->source == Source::None) {
         publish(offlineSnapshot(*snapshot));
     }
 }
 
-bool Target::answers(Way way) const
+bool Target::answers(Source source) const
 {
     if (m_reports) {
-        return (*m_reports)[placeOf(way)].answers;
+        return (*m_reports)[placeOf(source)].answers;
     }
-    return m_answering == way;
+    return m_answering == source;
 }
 
-const device::KeptPicture& Target::keptPictureBy(Way way) const
+const device::PackedStatus& Target::packedStatusBy(Source source) const
 {
     if (m_reports) {
-        return (*m_reports)[placeOf(way)].picture;
+        return (*m_reports)[placeOf(source)].status;
     }
     const MutexLock lock(m_mutex);
-    return m_snapshot->way == way || m_snapshot->way == Way::None ? m_snapshot->picture : *kNothing;
+    return m_snapshot->source == source || m_snapshot->source == Source::None ? m_snapshot->status
+                                                                              : *kNothing;
 }
 
-device::DeviceStatus Target::pictureBy(Way way) const
+device::DeviceStatus Target::statusBy(Source source) const
 {
-    return keptPictureBy(way).unpacked();
+    return packedStatusBy(source).unpacked();
 }
 
 // What is not published counts as not reported.
-void Target::exchangeReport(Way way, Report report)
+void Target::exchangeReport(Source source, Report report)
 {
-    Report& place = reports()[placeOf(way)];
+    Report& place = reports()[placeOf(source)];
     std::swap(place, report);
     try {
         publishReports();
@@ -96,27 +97,27 @@ void Target::exchangeReport(Way way, Report report)
 void Target::publishReports()
 {
     std::size_t first = 0;
-    while (first < kWayCount && !(*m_reports)[first].answers) {
+    while (first < kSourceCount && !(*m_reports)[first].answers) {
         ++first;
     }
-    if (first == kWayCount) {
+    if (first == kSourceCount) {
         publish(offlineSnapshot(*snapshot()));
         return;
     }
-    device::DeviceStatus picture = (*m_reports)[first].picture.unpacked();
-    FieldWays ways = fieldWaysOf(picture, static_cast<Way>(first));
-    for (std::size_t other = 0; other < kWayCount; ++other) {
+    device::DeviceStatus status = (*m_reports)[first].status.unpacked();
+    FieldSources sources = fieldSourcesOf(status, static_cast<Source>(first));
+    for (std::size_t other = 0; other < kSourceCount; ++other) {
         if (other == first || !(*m_reports)[other].known) {
             continue;
         }
-        const device::DeviceStatus more = (*m_reports)[other].picture.unpacked();
-        for (std::size_t field = 0; field < ways.size(); ++field) {
-            if (device::takeMissing(picture, more, static_cast<device::PictureField>(field))) {
-                ways[field] = static_cast<Way>(other);
+        const device::DeviceStatus more = (*m_reports)[other].status.unpacked();
+        for (std::size_t field = 0; field < sources.size(); ++field) {
+            if (device::takeMissing(status, more, static_cast<device::StatusField>(field))) {
+                sources[field] = static_cast<Source>(other);
             }
         }
     }
-    publish(onlineSnapshot(picture, static_cast<Way>(first), ways));
+    publish(onlineSnapshot(status, static_cast<Source>(first), sources));
 }
 
 } // namespace tarn::engine

@@ -16,21 +16,21 @@ namespace tarn::engine {
 // Target is one printer that back-ends watch: what the callers of the ABI and the engine share about it.
 //
 // Several back-ends may reach the same printer. Each reports what it reads; the snapshot is made of the
-// picture of the first way that answers, in the order of Way, with what that does not tell taken from the
-// others.
+// status of the first source that answers, in the order of Source, with what that does not tell taken from
+// the others.
 //
 // Invariants
 //  (1) snapshot() is never null.
-//  (2) Whoever opens a target that a back-end has put aside is told so exactly once, by markOpened().
+//  (2) Whoever opens a target that a back-end has suspended is told so exactly once, by markOpened().
 //  (3) A report is published whole or, without memory, leaves everything as it was.
-//  (4) Without m_reports no more than one way has reported a picture: that of the snapshot.
+//  (4) Without m_reports no more than one source has reported a status: that of the snapshot.
 // Threading: any thread, but where a function says engine.
 class Target final
 {
 public:
     Target(PrinterAddress address, std::shared_ptr<const Snapshot> initial, TimePoint now)
         : m_address(std::move(address)), m_lastOpened(count(now)),
-          m_answering(initial->online ? initial->way : Way::None), m_snapshot(std::move(initial))
+          m_answering(initial->online ? initial->source : Source::None), m_snapshot(std::move(initial))
     {
     }
     Target(const Target&) = delete;
@@ -44,18 +44,20 @@ public:
         return m_snapshot;
     }
 
-    // Engine: the printer answers by that way, and this is its picture.
-    void report(Way way, const device::DeviceStatus& picture);
-    // Engine: it said that by that way, which is asked too seldom to tell whether the printer can be reached.
-    void reportKnown(Way way, const device::DeviceStatus& picture);
+    // Engine: the printer answers through that source, and this is its status.
+    void report(Source source, const device::DeviceStatus& status);
+    // Engine: it said that through that source, which is asked too seldom to tell whether the printer can be
+    // reached.
+    void reportKnown(Source source, const device::DeviceStatus& status);
     // Engine: it does not, or does no longer. What it said last stays known.
-    void reportSilent(Way way);
-    // Engine: whether it answered by that way when that was last reported.
-    bool answers(Way way) const;
-    // Engine: what it said by that way, or what is remembered of a printer that said nothing yet by any.
-    device::DeviceStatus pictureBy(Way way) const;
-    // Engine: the same as it is kept; valid until the next report, by whatever way.
-    const device::KeptPicture& keptPictureBy(Way way) const;
+    void reportOffline(Source source);
+    // Engine: whether it answered through that source when that was last reported.
+    bool answers(Source source) const;
+    // Engine: what it said through that source, or what is remembered of a printer that said nothing yet
+    // through any.
+    device::DeviceStatus statusBy(Source source) const;
+    // Engine: the same as it is kept; valid until the next report, through whichever source.
+    const device::PackedStatus& packedStatusBy(Source source) const;
 
     // When the printer answered last; nothing before the first answer. Relaxed: a time alone, which is marked
     // before the answer is reported; who has seen the report has passed the reports' mutex.
@@ -71,20 +73,21 @@ public:
     bool markOpened(TimePoint now)
     {
         m_lastOpened.store(count(now));
-        return m_aside.load() != 0 && m_aside.exchange(0) != 0;
+        return m_suspended.load() != 0 && m_suspended.exchange(0) != 0;
     }
     TimePoint lastOpened() const { return TimePoint(Milliseconds(m_lastOpened.load())); }
-    // Engine: the back-end of that way puts the target aside unless it was opened since the given time. The
+    // Engine: the back-end of that source suspends the target unless it was opened since the given time. The
     // order of the two steps, mirrored in markOpened(), is what keeps an opening from being lost.
-    bool putAside(Way way, TimePoint unlessOpenedSince)
+    bool suspend(Source source, TimePoint unlessOpenedSince)
     {
-        const auto mark = static_cast<std::uint8_t>(1u << static_cast<unsigned>(way));
-        m_aside.fetch_or(mark);
+        const auto mark = static_cast<std::uint8_t>(1u << static_cast<unsigned>(source));
+        m_suspended.fetch_or(mark);
         if (lastOpened() < unlessOpenedSince) {
             return true;
         }
-        // Where markOpened() was quicker it has told the engine, which then finds a target that is not aside.
-        m_aside.fetch_and(static_cast<std::uint8_t>(~mark));
+        // Where markOpened() was quicker it has told the engine, which then finds a target that is not
+        // suspended.
+        m_suspended.fetch_and(static_cast<std::uint8_t>(~mark));
         return false;
     }
 
@@ -98,21 +101,21 @@ public:
     std::uint64_t rememberedIdentity = 0;
 
 private:
-    // What one of several ways said last.
+    // What one of several sources said last.
     struct Report
     {
-        device::KeptPicture picture;
+        device::PackedStatus status;
         bool answers = false;
         bool known = false; // it said something once
     };
-    using Reports = std::array<Report, kWayCount>;
+    using Reports = std::array<Report, kSourceCount>;
 
     Reports& reports();
-    void exchangeReport(Way way, Report report);
+    void exchangeReport(Source source, Report report);
     void publishReports();
     void publish(std::shared_ptr<const Snapshot> snapshot)
     {
-        m_answering = snapshot->online ? snapshot->way : Way::None;
+        m_answering = snapshot->online ? snapshot->source : Source::None;
         const MutexLock lock(m_mutex);
         m_snapshot.swap(snapshot); // the old one dies after the lock
     }
@@ -122,9 +125,9 @@ private:
     const PrinterAddress m_address;
     std::atomic<std::int64_t> m_lastOpened;
     std::atomic<std::int64_t> m_lastAnswer{-1};
-    std::atomic<std::uint8_t> m_aside{0}; // a bit for each way
+    std::atomic<std::uint8_t> m_suspended{0}; // a bit for each source
     std::atomic<bool> m_met{false};
-    Way m_answering = Way::None;        // the snapshot's way while it is online; the engine's thread only
+    Source m_answering = Source::None;  // the snapshot's source while it is online; the engine's thread only
     std::unique_ptr<Reports> m_reports; // the engine's thread only
     mutable Mutex m_mutex;
     std::shared_ptr<const Snapshot> m_snapshot TARN_GUARDED_BY(m_mutex);

@@ -20,7 +20,7 @@ struct SeverityWord
     Severity severity;
 };
 
-constexpr SeverityWord severityWords[] = {
+constexpr SeverityWord kSeverityWords[] = {
     {"other", 1, Severity::Other},
     {"critical", 3, Severity::Critical},
     {"warning", 4, Severity::Warning},
@@ -30,7 +30,7 @@ constexpr SeverityWord severityWords[] = {
 Severity severityOf(const KeyedText& keys)
 {
     const std::string word = camelCase(keys.text("severity"));
-    for (const SeverityWord& row : severityWords) {
+    for (const SeverityWord& row : kSeverityWords) {
         if (word == row.word || keys.number("severity") == row.number) {
             return row.severity;
         }
@@ -40,10 +40,10 @@ Severity severityOf(const KeyedText& keys)
 
 const device::AlertText* knownCode(const KeyedText& keys)
 {
-    constexpr int unknownCode = 2; // PrtAlertCodeTC: 1 is other
+    constexpr int kUnknownCode = 2; // PrtAlertCodeTC: 1 is other
     if (const std::optional<std::int64_t> number = keys.number("code")) {
-        return *number > unknownCode && *number < 100000 ? device::findAlertText(static_cast<int>(*number))
-                                                         : nullptr;
+        return *number > kUnknownCode && *number < 100000 ? device::findAlertText(static_cast<int>(*number))
+                                                          : nullptr;
     }
     const std::string code = keys.text("code");
     return device::findAlertText(camelCase(code.empty() ? keys.word() : code));

@@ -2,7 +2,7 @@
 
 #include <cups/cups.h>
 
-#include <string>
+#include "tarn/src/base/shared_object.h"
 
 namespace tarn::ipp {
 
@@ -10,38 +10,35 @@ namespace tarn::ipp {
 // it is first needed, see docs/decisions/0001.
 //
 // Threading: immutable once made; the functions may be called from any thread.
-struct CupsLibrary
+struct CupsLibrary final : SharedObject
 {
-    // The library of that name. When it cannot be used, complaint says why and the functions are null.
-    explicit CupsLibrary(const char* soname);
+    using SharedObject::SharedObject;
 
     // The system's. Null, with one line on stderr by the first call, where it is missing.
     static const CupsLibrary* system();
 
-    std::string complaint;
-
-    decltype(::ippNew)* newMessage = nullptr;
-    decltype(::ippNewRequest)* newRequest = nullptr;
-    decltype(::ippDelete)* deleteMessage = nullptr;
-    decltype(::ippSetVersion)* setVersion = nullptr;
-    decltype(::ippAddString)* addString = nullptr;
-    decltype(::ippAddStrings)* addStrings = nullptr;
-    decltype(::ippLength)* length = nullptr;
-    decltype(::ippReadIO)* readMessage = nullptr;
-    decltype(::ippWriteIO)* writeMessage = nullptr;
-    decltype(::ippGetStatusCode)* statusCode = nullptr;
-    decltype(::ippFirstAttribute)* firstAttribute = nullptr;
-    decltype(::ippNextAttribute)* nextAttribute = nullptr;
-    decltype(::ippGetName)* attributeName = nullptr;
-    decltype(::ippGetGroupTag)* groupTag = nullptr;
-    decltype(::ippGetValueTag)* valueTag = nullptr;
-    decltype(::ippGetCount)* valueCount = nullptr;
-    decltype(::ippGetInteger)* integerValue = nullptr;
-    decltype(::ippGetBoolean)* booleanValue = nullptr;
-    decltype(::ippGetString)* stringValue = nullptr;
-    decltype(::ippGetOctetString)* octetsValue = nullptr;
-    decltype(::cupsServer)* schedulerName = nullptr;
-    decltype(::ippPort)* schedulerPort = nullptr;
+    SharedFunction<decltype(::ippNew)> newMessage{*this, "ippNew"};
+    SharedFunction<decltype(::ippNewRequest)> newRequest{*this, "ippNewRequest"};
+    SharedFunction<decltype(::ippDelete)> deleteMessage{*this, "ippDelete"};
+    SharedFunction<decltype(::ippSetVersion)> setVersion{*this, "ippSetVersion"};
+    SharedFunction<decltype(::ippAddString)> addString{*this, "ippAddString"};
+    SharedFunction<decltype(::ippAddStrings)> addStrings{*this, "ippAddStrings"};
+    SharedFunction<decltype(::ippLength)> length{*this, "ippLength"};
+    SharedFunction<decltype(::ippReadIO)> readMessage{*this, "ippReadIO"};
+    SharedFunction<decltype(::ippWriteIO)> writeMessage{*this, "ippWriteIO"};
+    SharedFunction<decltype(::ippGetStatusCode)> statusCode{*this, "ippGetStatusCode"};
+    SharedFunction<decltype(::ippFirstAttribute)> firstAttribute{*this, "ippFirstAttribute"};
+    SharedFunction<decltype(::ippNextAttribute)> nextAttribute{*this, "ippNextAttribute"};
+    SharedFunction<decltype(::ippGetName)> attributeName{*this, "ippGetName"};
+    SharedFunction<decltype(::ippGetGroupTag)> groupTag{*this, "ippGetGroupTag"};
+    SharedFunction<decltype(::ippGetValueTag)> valueTag{*this, "ippGetValueTag"};
+    SharedFunction<decltype(::ippGetCount)> valueCount{*this, "ippGetCount"};
+    SharedFunction<decltype(::ippGetInteger)> integerValue{*this, "ippGetInteger"};
+    SharedFunction<decltype(::ippGetBoolean)> booleanValue{*this, "ippGetBoolean"};
+    SharedFunction<decltype(::ippGetString)> stringValue{*this, "ippGetString"};
+    SharedFunction<decltype(::ippGetOctetString)> octetsValue{*this, "ippGetOctetString"};
+    SharedFunction<decltype(::cupsServer)> schedulerName{*this, "cupsServer"};
+    SharedFunction<decltype(::ippPort)> schedulerPort{*this, "ippPort"};
 };
 
 } // namespace tarn::ipp

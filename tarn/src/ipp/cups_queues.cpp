@@ -3,14 +3,14 @@
 #include <algorithm>
 
 #include "tarn/src/device/device_id.h"
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/ipp/ipp_status.h"
 #include "tarn/src/ipp/reasons.h"
 
 namespace tarn::ipp {
 
 using engine::DiscoveredPrinter;
+using engine::Source;
 using engine::Target;
-using engine::Way;
 
 namespace {
 
@@ -37,14 +37,14 @@ std::string addressIn(const std::string& uri)
     return address ? engine::formatIpv4(*address) : std::string();
 }
 
-DiscoveredPrinter discovered(const IppAttributes& queue, const device::DeviceStatus& picture)
+DiscoveredPrinter discovered(const IppAttributes& queue, const device::DeviceStatus& status)
 {
     const std::string uri = queue.text("device-uri");
     const std::string urn = "urn:uuid:";
     DiscoveredPrinter printer;
     printer.name = queue.text("printer-name");
     printer.manufacturer = device::parseDeviceId(queue.text("printer-device-id")).manufacturer;
-    printer.model = picture.model;
+    printer.model = status.model;
     printer.description = queue.text("printer-info");
     printer.uuid = queue.text("printer-uuid");
     if (startsWith(printer.uuid, urn.c_str())) {
@@ -131,7 +131,7 @@ void CupsQueues::take(const std::vector<IppAttributes>& queues)
     std::map<std::string, std::shared_ptr<Target>> targets;
     std::vector<DiscoveredPrinter> roster;
     for (const IppAttributes& queue : queues) {
-        DiscoveredPrinter printer = discovered(queue, buildPicture(queue));
+        DiscoveredPrinter printer = discovered(queue, buildStatus(queue));
         std::shared_ptr<Target>& place = targets[printer.name];
         if (printer.name.empty() || place) {
             continue;
@@ -152,19 +152,19 @@ void CupsQueues::take(const std::vector<IppAttributes>& queues)
 
 void CupsQueues::report(Target& target, const IppAttributes& queue) const
 {
-    const device::DeviceStatus picture = buildPicture(queue);
+    const device::DeviceStatus status = buildStatus(queue);
     const bool changed =
-        device::KeptPicture(picture).digest() != device::KeptPicture(target.pictureBy(Way::Cups)).digest();
-    const bool answers = target.answers(Way::Cups);
+        device::PackedStatus(status).digest() != device::PackedStatus(target.statusBy(Source::Cups)).digest();
+    const bool answers = target.answers(Source::Cups);
     const bool offline = isOffline(queue);
     if (!offline) {
         target.markAnswered(m_clock.now());
     }
     if (changed || (!answers && !offline)) {
-        target.report(Way::Cups, picture);
+        target.report(Source::Cups, status);
     }
     if (offline && (changed || answers)) {
-        target.reportSilent(Way::Cups);
+        target.reportOffline(Source::Cups);
     }
     target.markMet();
 }

@@ -4,7 +4,7 @@
 #define CURL_DISABLE_DEPRECATION
 #include <curl/curl.h>
 
-#include <string>
+#include "tarn/src/base/shared_object.h"
 
 namespace tarn::ipp {
 
@@ -13,33 +13,31 @@ namespace tarn::ipp {
 //
 // Threading: immutable once made; the functions may be called from any thread, those of one handle by one at
 // a time.
-struct CurlLibrary
+struct CurlLibrary final : SharedObject
 {
-    // The library of that name. When it cannot be used, complaint says why and the functions are null.
     explicit CurlLibrary(const char* soname);
 
     // The system's. Null, with one line on stderr by the first call, where it is missing.
     static const CurlLibrary* system();
 
-    std::string complaint;
     // The ciphers to be asked for; null for the library's own choice.
     const char* ciphers = nullptr;
 
-    decltype(::curl_global_init)* globalInit = nullptr;
-    decltype(::curl_version_info)* versionInfo = nullptr;
-    decltype(::curl_slist_append)* appendToList = nullptr;
-    decltype(::curl_slist_free_all)* freeList = nullptr;
-    decltype(::curl_easy_init)* newTransfer = nullptr;
-    decltype(::curl_easy_cleanup)* deleteTransfer = nullptr;
-    decltype(::curl_easy_setopt)* set = nullptr;
-    decltype(::curl_easy_getinfo)* info = nullptr;
-    decltype(::curl_multi_init)* newMulti = nullptr;
-    decltype(::curl_multi_cleanup)* deleteMulti = nullptr;
-    decltype(::curl_multi_setopt)* setMulti = nullptr;
-    decltype(::curl_multi_add_handle)* add = nullptr;
-    decltype(::curl_multi_remove_handle)* remove = nullptr;
-    decltype(::curl_multi_socket_action)* act = nullptr;
-    decltype(::curl_multi_info_read)* nextMessage = nullptr;
+    SharedFunction<decltype(::curl_global_init)> globalInit{*this, "curl_global_init"};
+    SharedFunction<decltype(::curl_version_info)> versionInfo{*this, "curl_version_info"};
+    SharedFunction<decltype(::curl_slist_append)> appendToList{*this, "curl_slist_append"};
+    SharedFunction<decltype(::curl_slist_free_all)> freeList{*this, "curl_slist_free_all"};
+    SharedFunction<decltype(::curl_easy_init)> newTransfer{*this, "curl_easy_init"};
+    SharedFunction<decltype(::curl_easy_cleanup)> deleteTransfer{*this, "curl_easy_cleanup"};
+    SharedFunction<decltype(::curl_easy_setopt)> set{*this, "curl_easy_setopt"};
+    SharedFunction<decltype(::curl_easy_getinfo)> info{*this, "curl_easy_getinfo"};
+    SharedFunction<decltype(::curl_multi_init)> newMulti{*this, "curl_multi_init"};
+    SharedFunction<decltype(::curl_multi_cleanup)> deleteMulti{*this, "curl_multi_cleanup"};
+    SharedFunction<decltype(::curl_multi_setopt)> setMulti{*this, "curl_multi_setopt"};
+    SharedFunction<decltype(::curl_multi_add_handle)> add{*this, "curl_multi_add_handle"};
+    SharedFunction<decltype(::curl_multi_remove_handle)> remove{*this, "curl_multi_remove_handle"};
+    SharedFunction<decltype(::curl_multi_socket_action)> act{*this, "curl_multi_socket_action"};
+    SharedFunction<decltype(::curl_multi_info_read)> nextMessage{*this, "curl_multi_info_read"};
 };
 
 } // namespace tarn::ipp

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "tarn/src/base/immortal.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tarn/src/ipp/cups_library.h"
 #include "tarn/src/ipp/ipp_shape.h"
 #include "tarn/src/ipp/keyed_text.h"

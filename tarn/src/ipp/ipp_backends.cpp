@@ -15,12 +15,12 @@ namespace {
 // A connection costs a descriptor, of which half stay the program's.
 std::size_t mostInFlight()
 {
-    constexpr std::size_t least = 8;
+    constexpr std::size_t kLeast = 8;
     rlimit limit{};
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) {
-        return least;
+        return kLeast;
     }
-    return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 2, least, IppPoller::kMostInFlight));
+    return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur / 2, kLeast, IppPoller::kMostInFlight));
 }
 
 } // namespace

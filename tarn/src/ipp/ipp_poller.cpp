@@ -2,15 +2,15 @@
 
 #include <algorithm>
 
-#include "tarn/src/device/picture_field.h"
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/device/status_field.h"
+#include "tarn/src/ipp/ipp_status.h"
 
 namespace tarn::ipp {
 
 using engine::IppChoice;
 using engine::Liveliness;
+using engine::Source;
 using engine::Target;
-using engine::Way;
 
 namespace {
 
@@ -35,16 +35,16 @@ bool knowsALevel(const std::vector<device::Supply>& supplies)
 }
 
 // Whether IPP may know what SNMP did not say.
-bool lacksSomething(const device::DeviceStatus& picture)
+bool lacksSomething(const device::DeviceStatus& status)
 {
-    using device::PictureField;
-    for (const PictureField field : {PictureField::Model, PictureField::SerialNumber, PictureField::Supplies,
-                                     PictureField::Trays, PictureField::Counters}) {
-        if (!device::tells(picture, field)) {
+    using device::StatusField;
+    for (const StatusField field : {StatusField::Model, StatusField::SerialNumber, StatusField::Supplies,
+                                    StatusField::Trays, StatusField::Counters}) {
+        if (!device::tells(status, field)) {
             return true;
         }
     }
-    return !knowsALevel(picture.supplies);
+    return !knowsALevel(status.supplies);
 }
 
 } // namespace
@@ -92,14 +92,14 @@ void IppPoller::wake(const Target& target)
         return;
     }
     Peer& peer = *entry.peer;
-    if (peer.phase != Phase::Aside) {
+    if (peer.phase != Phase::Suspended) {
         return;
     }
     if (peer.besideSnmp) {
         scheduleBesideSnmp(peer, m_now);
         return;
     }
-    peer.silence.forgive(m_now);
+    peer.reachability.reset(m_now);
     peer.phase = Phase::Resting;
     m_deadlines.schedule(peer, m_now);
 }
@@ -110,7 +110,7 @@ void IppPoller::networkChanged()
     for (auto& item : m_entries) {
         Peer* const peer = item.second.peer.get();
         if (peer != nullptr && peer->phase == Phase::Resting && !peer->besideSnmp) {
-            peer->silence.forgive(m_now);
+            peer->reachability.reset(m_now);
             peer->setbacks = 0;
             m_deadlines.schedule(*peer, m_now + Milliseconds(m_random.below(
                                                     static_cast<std::uint32_t>(kLongestSpread.count()))));
@@ -134,7 +134,7 @@ void IppPoller::consider(Entry& entry)
     if (!target.isMet()) {
         return;
     }
-    if (target.answers(Way::Snmp)) {
+    if (target.answers(Source::Snmp)) {
         if (!entry.besideSnmp) {
             becomeBesideSnmp(entry);
         }
@@ -150,7 +150,7 @@ void IppPoller::consider(Entry& entry)
 void IppPoller::becomeBesideSnmp(Entry& entry)
 {
     if (!entry.peer) {
-        if (lacksSomething(entry.target->pictureBy(Way::Snmp))) {
+        if (lacksSomething(entry.target->statusBy(Source::Snmp))) {
             begin(entry,
                   m_now + Milliseconds(m_random.below(static_cast<std::uint32_t>(kLongestSpread.count()))));
             entry.peer->besideSnmp = true;
@@ -161,8 +161,8 @@ void IppPoller::becomeBesideSnmp(Entry& entry)
     entry.besideSnmp = true;
     Peer& peer = *entry.peer;
     peer.besideSnmp = true;
-    if (entry.target->answers(Way::Ipp)) {
-        entry.target->reportSilent(Way::Ipp); // what it said stays known
+    if (entry.target->answers(Source::Ipp)) {
+        entry.target->reportOffline(Source::Ipp); // what it said stays known
     }
     if (peer.phase == Phase::Resting || peer.phase == Phase::Queued) {
         m_tickets.erase(peer.ticket);
@@ -253,19 +253,20 @@ void IppPoller::startOver(Peer& peer)
 void IppPoller::deadlinePassed(Peer& peer)
 {
     Target& target = *peer.target;
-    if (target.putAside(Way::Ipp, m_now - kUnopened)) {
-        peer.phase = Phase::Aside;
+    if (target.suspend(Source::Ipp, m_now - kUnopened)) {
+        peer.phase = Phase::Suspended;
         return;
     }
     // Silent to SNMP now, it is off, or asleep and not to be woken; and it may have told all by itself.
-    if (peer.besideSnmp && (!target.answers(Way::Snmp) || !lacksSomething(target.pictureBy(Way::Snmp)))) {
+    if (peer.besideSnmp &&
+        (!target.answers(Source::Snmp) || !lacksSomething(target.statusBy(Source::Snmp)))) {
         peer.asked = m_now;
         peer.askedEver = true;
         scheduleBesideSnmp(peer, m_now);
         return;
     }
     peer.phase = Phase::Queued;
-    const bool silent = peer.missedLast || !target.answers(Way::Ipp);
+    const bool silent = peer.missedLast || !target.answers(Source::Ipp);
     (silent ? m_silentQueue : m_queue).push_back(newTicket(peer));
 }
 
@@ -353,8 +354,8 @@ void IppPoller::answered(Peer& peer, const IppAnswer& answer)
     peer.route = answer.route;
     peer.answeredEver = true;
     peer.setbacks = 0;
-    peer.silence.answered(m_now - peer.asked);
-    report(peer, buildPicture(answer.printers.front()));
+    peer.reachability.answered(m_now - peer.asked);
+    report(peer, buildStatus(answer.printers.front()));
     if (peer.besideSnmp) {
         scheduleBesideSnmp(peer, m_now);
         return;
@@ -364,25 +365,25 @@ void IppPoller::answered(Peer& peer, const IppAnswer& answer)
     m_deadlines.schedule(peer, std::max(peer.asked + interval, m_now + interval / 2));
 }
 
-void IppPoller::report(Peer& peer, const device::DeviceStatus& picture)
+void IppPoller::report(Peer& peer, const device::DeviceStatus& status)
 {
     Target& target = *peer.target;
-    const std::uint64_t digest = device::KeptPicture(picture).digest();
+    const std::uint64_t digest = device::PackedStatus(status).digest();
     const bool changed = digest != peer.digest;
     peer.digest = digest;
-    peer.liveliness = engine::livelinessOf(&picture);
+    peer.liveliness = engine::livelinessOf(&status);
     peer.cadence.finished(engine::ReadKind::Full,
                           changed ? engine::ReadOutcome::Changed : engine::ReadOutcome::Unchanged, 1, m_now);
     if (peer.besideSnmp) {
         if (changed) {
-            target.reportKnown(Way::Ipp, picture);
+            target.reportKnown(Source::Ipp, status);
             tell(target);
         }
         return;
     }
     target.markAnswered(m_now);
-    if (changed || !target.answers(Way::Ipp)) {
-        target.report(Way::Ipp, picture);
+    if (changed || !target.answers(Source::Ipp)) {
+        target.report(Source::Ipp, status);
         tell(target);
     }
 }
@@ -401,14 +402,14 @@ void IppPoller::missed(Peer& peer, IppOutcome outcome)
         return;
     }
     Target& target = *peer.target;
-    const bool wasOffline = peer.silence.isOffline();
-    if (peer.silence.missed(peer.asked, m_now) && target.answers(Way::Ipp)) {
-        target.reportSilent(Way::Ipp);
+    const bool wasOffline = peer.reachability.isOffline();
+    if (peer.reachability.missed(peer.asked, m_now) && target.answers(Source::Ipp)) {
+        target.reportOffline(Source::Ipp);
         tell(target);
     }
     // A printer that answers is asked again soon before it counts as unreachable; a stranger has no such
     // right.
-    if (peer.answeredEver && !wasOffline && !peer.silence.isOffline()) {
+    if (peer.answeredEver && !wasOffline && !peer.reachability.isOffline()) {
         m_deadlines.schedule(peer, m_now + kAfterMiss);
         return;
     }

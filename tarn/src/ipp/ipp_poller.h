@@ -8,7 +8,7 @@
 #include "tarn/src/engine/backend.h"
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
-#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/reachability.h"
 #include "tarn/src/ipp/ipp_request.h"
 
 namespace tarn::ipp {
@@ -17,11 +17,9 @@ namespace tarn::ipp {
 //
 // A connection over TCP wakes a printer that sleeps, so the two kinds of printers are treated differently:
 //  - One that never answered SNMP is asked at the pace of Cadence, is offline after three misses over at
-//  least
-//    5 s, and then asked ever more seldom.
+//    least 5 s, and then asked ever more seldom.
 //  - One that answered SNMP, ever in this run, and lacks something that IPP has, is asked once an hour at
-//  most,
-//    and only while it answers SNMP. What it says then fills the gaps; its state stays that of SNMP.
+//    most, and only while it answers SNMP. What it says then fills the gaps; its state stays that of SNMP.
 //
 // Invariants
 //  (1) One request at a time to one printer; at most as many altogether as it was made with. Printers whose
@@ -64,7 +62,7 @@ public:
 private:
     enum class Phase : std::uint8_t
     {
-        Aside, // nobody opens it, or nothing is wanted of it at present
+        Suspended, // nobody opens it, or nothing is wanted of it at present
         Resting,
         Queued, // waits for room among those in flight
         InFlight,
@@ -73,15 +71,15 @@ private:
     {
         std::shared_ptr<engine::Target> target;
         engine::Cadence cadence;
-        engine::Silence silence;
+        engine::Reachability reachability;
         IppRoute route;
         std::size_t heapSlot = engine::DeadlineHeap<Peer>::kOutside; // DeadlineHeap's
         TimePoint asked{};
-        std::uint64_t digest = 0; // of the picture last reported
+        std::uint64_t digest = 0; // of the status last reported
         std::uint32_t ticket = 0; // of the request in flight, or of the place in the queue
         unsigned setbacks = 0;    // in a row, since it counts as silent
-        Phase phase = Phase::Aside;
-        engine::Liveliness liveliness = engine::Liveliness::NoPicture;
+        Phase phase = Phase::Suspended;
+        engine::Liveliness liveliness = engine::Liveliness::NoStatus;
         bool askedEver = false;
         bool answeredEver = false;
         bool countsSilent = false; // in flight on the account of the silent
@@ -109,7 +107,7 @@ private:
     void answered(Peer& peer, const IppAnswer& answer);
     void missed(Peer& peer, IppOutcome outcome);
     void notSent(Peer& peer);
-    void report(Peer& peer, const device::DeviceStatus& picture);
+    void report(Peer& peer, const device::DeviceStatus& status);
     void tell(engine::Target& target);
     Milliseconds backOff(const Peer& peer, IppOutcome outcome);
     Milliseconds doubled(Milliseconds first, Milliseconds longest, unsigned times);

@@ -10,59 +10,31 @@ constexpr std::chrono::milliseconds kAfterFailure{100};
 
 } // namespace
 
-// The answers for one queue.
-//
-// Invariant: m_finished has room for every request that is under way, so that to answer takes no memory.
-// Threading: expect() and descriptor() by the queue's thread, the others by any.
+// The answers for one queue; to answer takes no memory.
 class IppTransport::Mailbox final : public AnswerSink
 {
 public:
-    Mailbox() = default;
-    ~Mailbox() override = default;
-    Mailbox(const Mailbox&) = delete;
-    Mailbox& operator=(const Mailbox&) = delete;
-
-    // Makes room for one more answer; false when the system gives no descriptor.
-    bool expect() TARN_EXCLUDES(m_mutex)
+    // False when the system gives no descriptor.
+    bool expect()
     {
-        const MutexLock lock(m_mutex);
-        if (!m_wakeup.open()) {
+        if (!m_answers.open()) {
             return false;
         }
-        m_finished.reserve(m_finished.size() + m_expected + 1);
-        ++m_expected;
+        m_answers.expect();
         return true;
     }
-    void expectLess(std::size_t count) TARN_EXCLUDES(m_mutex)
+    void expectLess(std::size_t count) { m_answers.expectLess(count); }
+    void take(FinishedRequest finished) noexcept override { m_answers.putExpected(std::move(finished)); }
+    std::vector<FinishedRequest> takeFinished()
     {
-        const MutexLock lock(m_mutex);
-        m_expected -= count;
-    }
-    void take(FinishedRequest finished) noexcept override TARN_EXCLUDES(m_mutex)
-    {
-        const MutexLock lock(m_mutex);
-        --m_expected;
-        m_finished.push_back(std::move(finished));
-        m_wakeup.signal();
-    }
-    std::vector<FinishedRequest> takeFinished() TARN_EXCLUDES(m_mutex)
-    {
-        const MutexLock lock(m_mutex);
         std::vector<FinishedRequest> finished;
-        if (!m_finished.empty()) {
-            finished.reserve(m_expected);
-            finished.swap(m_finished);
-            m_wakeup.clear();
-        }
+        m_answers.take(finished);
         return finished;
     }
-    int descriptor() const { return m_wakeup.descriptor(); }
+    int descriptor() const { return m_answers.descriptor(); }
 
 private:
-    WakeupFd m_wakeup; // open once something is expected
-    Mutex m_mutex;
-    std::vector<FinishedRequest> m_finished TARN_GUARDED_BY(m_mutex);
-    std::size_t m_expected TARN_GUARDED_BY(m_mutex) = 0;
+    Inbox<FinishedRequest> m_answers; // open once something is expected
 };
 
 class IppTransport::Queue final : public RequestQueue
@@ -114,8 +86,8 @@ IppTransport::~IppTransport()
             m_phase = Phase::Leaving;
         }
         thread.swap(m_thread);
-        m_wakeup.signal();
     }
+    m_orders.close();
     m_changed.notifyAll();
     if (thread.joinable()) {
         thread.join();
@@ -135,13 +107,7 @@ bool IppTransport::post(Order order)
         if (m_phase != Phase::Working || (!order.request && !m_thread.joinable())) {
             return false;
         }
-        m_orders.push_back(std::move(order));
-        if (!startThread()) {
-            m_orders.pop_back();
-            return false;
-        }
-        m_wakeup.signal();
-        return true;
+        return startThread() && m_orders.put(std::move(order));
     } catch (const std::exception&) { // out of memory
         return false;
     }
@@ -152,7 +118,7 @@ bool IppTransport::startThread()
     if (m_thread.joinable()) {
         return true;
     }
-    if (m_wakeup.open()) {
+    if (m_orders.open()) {
         m_thread = workerThread("tarn-ipp", [this] { run(); });
     }
     return m_thread.joinable();
@@ -166,7 +132,7 @@ void IppTransport::processExits(std::chrono::steady_clock::time_point until)
     if (m_phase == Phase::Working) {
         m_phase = Phase::Leaving;
     }
-    m_wakeup.signal();
+    m_orders.close();
     while (m_thread.joinable() && m_phase != Phase::Left && m_changed.waitUntil(m_mutex, until)) {
     }
 }
@@ -174,7 +140,7 @@ void IppTransport::processExits(std::chrono::steady_clock::time_point until)
 void IppTransport::run()
 {
     {
-        RequestRunner runner(m_libraries, m_clock, m_wakeup.descriptor());
+        RequestRunner runner(m_libraries, m_clock, m_orders.descriptor());
         while (step(runner)) {
         }
     }
@@ -201,14 +167,10 @@ bool IppTransport::step(RequestRunner& runner)
                 order.mailbox->take({order.ticket, IppAnswer()});
             }
         }
-        {
-            const MutexLock lock(m_mutex);
-            if (m_phase != Phase::Working) {
-                return false;
-            }
+        if (m_orders.isClosed()) {
+            return false;
         }
         runner.wait();
-        m_wakeup.clear();
     } catch (const std::exception&) { // out of memory: nothing is lost, and the deadlines hold
         std::this_thread::sleep_for(kAfterFailure);
     }
@@ -218,12 +180,14 @@ bool IppTransport::step(RequestRunner& runner)
 // False when there is none, or the thread has something else to do.
 bool IppTransport::nextOrder(Order& order)
 {
-    const MutexLock lock(m_mutex);
-    if (m_orders.empty() || m_phase != Phase::Working) {
+    if (m_next == m_taken.size()) {
+        m_next = 0;
+        m_orders.take(m_taken);
+    }
+    if (m_taken.empty() || m_orders.isClosed()) {
         return false;
     }
-    order = std::move(m_orders.front());
-    m_orders.pop_front();
+    order = std::move(m_taken[m_next++]);
     return true;
 }
 

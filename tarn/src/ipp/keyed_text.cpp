@@ -4,7 +4,7 @@
 #include <charconv>
 #include <iterator>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::ipp {
 
@@ -26,7 +26,7 @@ bool isBlank(char c)
 }
 
 // Of the standards' keyed texts (PWG 5100.9, PWG 5100.13), in order.
-constexpr std::string_view standardKeys[] = {
+constexpr std::string_view kStandardKeys[] = {
     "class",       "code",        "colorantindex", "colorantname", "colorantrole", "colorantvalue",
     "description", "dimunit",     "group",         "groupindex",   "index",        "level",
     "location",    "markerindex", "maxcapacity",   "mediacolor",   "mediafeed",    "medianame",
@@ -65,10 +65,10 @@ bool isSeparator(char c)
 // Whether a key of the standard's and its equals sign begin the text: there a semicolon is missing.
 bool beginsWithKey(std::string_view text)
 {
-    constexpr std::size_t longestKey = 24;
-    const std::size_t equals = text.substr(0, longestKey).find('=');
+    constexpr std::size_t kLongestKey = 24;
+    const std::size_t equals = text.substr(0, kLongestKey).find('=');
     return equals != std::string_view::npos &&
-           std::binary_search(std::begin(standardKeys), std::end(standardKeys),
+           std::binary_search(std::begin(kStandardKeys), std::end(kStandardKeys),
                               keyOf(text.substr(0, equals)));
 }
 

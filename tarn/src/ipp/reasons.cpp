@@ -13,7 +13,7 @@ namespace {
 
 using E = ReasonEffect;
 
-const Reason reasons[] = {
+const Reason kReasons[] = {
     {"connecting-to-device", 0, nullptr, nullptr, E::None, false},
     {"cover-open", 3, nullptr, nullptr, E::None, true},
     {"deactivated", 0, "deactivated", "已停用", E::None, true},
@@ -77,7 +77,7 @@ struct Ending
 };
 
 // Of a sub-unit that is named before: "bander-cover-open". The longer ones first.
-const Ending endings[] = {
+const Ending kEndings[] = {
     {"-unrecoverable-storage-error", 32},
     {"-recoverable-storage-error", 31},
     {"-unrecoverable-failure", 30},
@@ -130,7 +130,7 @@ struct SuffixWord
     ReasonWord::Suffix suffix;
 };
 
-constexpr SuffixWord suffixes[] = {
+constexpr SuffixWord kSuffixes[] = {
     {"-report", ReasonWord::Suffix::Report},
     {"-warning", ReasonWord::Suffix::Warning},
     {"-error", ReasonWord::Suffix::Error},
@@ -160,7 +160,7 @@ struct Shortage
     int empty;
 };
 
-constexpr Shortage shortages[] = {
+constexpr Shortage kShortages[] = {
     {"toner", 1104, 1101},         {"ink", 1105, 1102},       {"ribbon", 1106, 1103},
     {"marker-supply", 1104, 1101}, {"cartridge", 1104, 1101}, {"media", 807, 808},
     {"paper", 807, 808},           {"input-tray", 807, 808},  {"media-tray", 807, 808},
@@ -169,18 +169,18 @@ constexpr Shortage shortages[] = {
 // "cyan-ink" and "black-toner" are ink and toner.
 int codeOf(std::string_view subunit, int code)
 {
-    constexpr int almostEmpty = 12;
-    constexpr int empty = 13;
+    constexpr int kAlmostEmpty = 12;
+    constexpr int kEmpty = 13;
     std::string words(subunit);
     std::replace(words.begin(), words.end(), '-', ' ');
     if (device::partFromDescription(words)) {
         return code; // a drum's cartridge holds no toner
     }
-    for (const Shortage& row : shortages) {
+    for (const Shortage& row : kShortages) {
         const std::string_view name = row.subunit;
         const bool same = subunit == name || endsWith(subunit, '-' + std::string(name));
-        if (same && (code == almostEmpty || code == empty)) {
-            return code == empty ? row.empty : row.almost;
+        if (same && (code == kAlmostEmpty || code == kEmpty)) {
+            return code == kEmpty ? row.empty : row.almost;
         }
     }
     return code;
@@ -191,14 +191,14 @@ int codeOf(std::string_view subunit, int code)
 const Reason* findReason(std::string_view keyword)
 {
     const auto* const found =
-        std::lower_bound(std::begin(reasons), std::end(reasons), keyword,
+        std::lower_bound(std::begin(kReasons), std::end(kReasons), keyword,
                          [](const Reason& row, std::string_view wanted) { return row.keyword < wanted; });
-    return found != std::end(reasons) && found->keyword == keyword ? found : nullptr;
+    return found != std::end(kReasons) && found->keyword == keyword ? found : nullptr;
 }
 
 ReasonWord splitReason(std::string_view reason)
 {
-    for (const SuffixWord& row : suffixes) {
+    for (const SuffixWord& row : kSuffixes) {
         if (endsWith(reason, row.ending)) {
             reason.remove_suffix(std::string_view(row.ending).size());
             return {std::string(reason), row.suffix};
@@ -229,7 +229,7 @@ const device::AlertText* alertLike(std::string_view keyword)
     if (const device::AlertText* const same = device::findAlertText(camelCase(keyword))) {
         return same;
     }
-    for (const Ending& row : endings) {
+    for (const Ending& row : kEndings) {
         if (endsWith(keyword, row.ending)) {
             const std::string_view subunit = keyword.substr(0, keyword.size() - std::strlen(row.ending));
             return device::findAlertText(codeOf(subunit, row.code));

@@ -8,7 +8,7 @@ using engine::IppChoice;
 
 namespace {
 
-const char* const usualPaths[] = {"/ipp/print", "/ipp", "/"};
+const char* const kUsualPaths[] = {"/ipp/print", "/ipp", "/"};
 
 } // namespace
 
@@ -16,7 +16,7 @@ RouteSearch::RouteSearch(const IppRequest& request)
     : m_choice(request.settings.choice),
       m_paths(!request.settings.path.empty() || request.operation == IppOperation::Queues
                   ? 1
-                  : static_cast<std::uint8_t>(std::size(usualPaths)))
+                  : static_cast<std::uint8_t>(std::size(kUsualPaths)))
 {
     if (request.route.known) {
         m_route = request.route;
@@ -81,7 +81,7 @@ const char* RouteSearch::pathOf(const IppRequest& request, const IppRoute& route
     if (request.operation == IppOperation::Queues) {
         return "/";
     }
-    return request.settings.path.empty() ? usualPaths[route.path] : request.settings.path.c_str();
+    return request.settings.path.empty() ? kUsualPaths[route.path] : request.settings.path.c_str();
 }
 
 } // namespace tarn::ipp

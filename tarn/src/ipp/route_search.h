@@ -14,7 +14,7 @@ enum class Attempt
     Refused,
     OtherPath,    // something of HTTP is there, but no printer on this path
     OtherVersion, // a printer that wants IPP 1.1
-    OtherScheme,  // it does not talk, or not as long as it is not encrypted
+    OtherScheme,  // it does not answer, or not as long as it is not encrypted
     TooLong,      // over the deadline, or beyond the octets
     NotSent,      // this process has no descriptor or memory
 };

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/ipp/ipp_status.h"
 
 namespace tarn::usb {
 
-using engine::Way;
+using engine::Source;
 
 namespace {
 
@@ -88,11 +88,11 @@ void IppOverUsb::finished(Peer& peer, const ipp::IppAnswer& answer)
     peer.notBefore = now + kInterval;
     peer.route = answer.route;
     target.markAnswered(now);
-    const device::DeviceStatus picture = ipp::buildPicture(answer.printers.front());
-    const std::uint64_t digest = device::KeptPicture(picture).digest();
-    if (digest != peer.digest || !target.answers(Way::Ipp)) {
+    const device::DeviceStatus status = ipp::buildStatus(answer.printers.front());
+    const std::uint64_t digest = device::PackedStatus(status).digest();
+    if (digest != peer.digest || !target.answers(Source::Ipp)) {
         peer.digest = digest;
-        target.report(Way::Ipp, picture);
+        target.report(Source::Ipp, status);
         m_listener.targetChanged(target);
     }
 }
@@ -100,8 +100,8 @@ void IppOverUsb::finished(Peer& peer, const ipp::IppAnswer& answer)
 // What it said over IPP is not how it is any more.
 void IppOverUsb::silent(engine::Target& target)
 {
-    if (target.answers(Way::Ipp)) {
-        target.reportSilent(Way::Ipp);
+    if (target.answers(Source::Ipp)) {
+        target.reportOffline(Source::Ipp);
         m_listener.targetChanged(target);
     }
 }

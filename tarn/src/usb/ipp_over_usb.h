@@ -12,7 +12,7 @@
 namespace tarn::usb {
 
 // IppOverUsb asks printers that ipp-usb serves over IPP, at their ports of the loopback interface. What they
-// say is the picture that counts; what they leave out is filled from USB.
+// say is the status that counts; what they leave out is filled from USB.
 //
 // Invariants
 //  (1) One request at a time to one printer.
@@ -48,7 +48,7 @@ private:
         Milliseconds pause{0};    // after failures
         TimePoint notBefore{};
         ipp::IppRoute route;
-        std::uint64_t digest = 0; // of the picture last reported
+        std::uint64_t digest = 0; // of the status last reported
     };
 
     void silent(engine::Target& target);

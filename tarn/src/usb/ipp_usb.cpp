@@ -19,12 +19,12 @@ constexpr unsigned kMostFiles = 10000;
 
 std::string_view trimmed(std::string_view text)
 {
-    constexpr std::string_view blanks = " \t\r\"";
-    const std::size_t first = text.find_first_not_of(blanks);
+    constexpr std::string_view kBlanks = " \t\r\"";
+    const std::size_t first = text.find_first_not_of(kBlanks);
     if (first == std::string_view::npos) {
         return {};
     }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 std::optional<std::uint16_t> portOf(std::string_view digits)

@@ -57,7 +57,7 @@ private:
     bool m_hotplug = false;              // constant after begin()
     std::atomic<bool> m_stopped{false};
 
-    // the scout's thread, which is the only one that handles libusb's events
+    // the inventory's thread, which is the only one that handles libusb's events
     Sysfs m_sysfs;
     bool m_changed = false;
     bool m_isUnknown = false; // what is on the bus: the last look failed

@@ -35,7 +35,7 @@ struct StatusWord
 
 // VSTATUS of HP's inkjets: words joined by commas, such as "$HB0$NC0,ff,DN,IDLE,CUT,K0,C0,DP,NR,KP100,CP095".
 // The words of the state are four letters each; the others are details of the mechanism.
-constexpr StatusWord vstatusWords[] = {
+constexpr StatusWord kVstatusWords[] = {
     {"IDLE", Activity::Idle, 0},
     {"PRNT", Activity::Printing, 0},
     {"RPRT", Activity::Printing, 0}, // prints a report of its own
@@ -59,26 +59,26 @@ struct LevelWord
     const char* colorText;
     const char* description;
 };
-constexpr LevelWord vstatusLevels[] = {
+constexpr LevelWord kVstatusLevels[] = {
     {"KP", device::SupplyColor::Black, "black", "Black cartridge"},
     {"CP", device::SupplyColor::TriColor, "tri-color", "Tri-color cartridge"},
 };
 
-void addAlert(DeviceStatus& picture, int code, const char* keyword, const char* text)
+void addAlert(DeviceStatus& status, int code, const char* keyword, const char* text)
 {
     device::Alert alert{code, keyword, text, device::Severity::Critical, ""};
-    if (std::find(picture.alerts.begin(), picture.alerts.end(), alert) == picture.alerts.end()) {
-        picture.alerts.push_back(std::move(alert));
-        picture.needsAttention = true;
-        picture.paperOut = picture.paperOut || code == kMediaEmpty;
+    if (std::find(status.alerts.begin(), status.alerts.end(), alert) == status.alerts.end()) {
+        status.alerts.push_back(std::move(alert));
+        status.needsAttention = true;
+        status.paperOut = status.paperOut || code == kMediaEmpty;
     }
 }
 
 // 0 is none.
-void addAlert(DeviceStatus& picture, int code)
+void addAlert(DeviceStatus& status, int code)
 {
     if (const device::AlertText* text = device::findAlertText(code); text != nullptr) {
-        addAlert(picture, code, text->keyword, text->text);
+        addAlert(status, code, text->keyword, text->text);
     }
 }
 
@@ -97,9 +97,9 @@ std::optional<int> percentBehind(std::string_view word)
     return percent <= 100 ? std::optional(percent) : std::nullopt;
 }
 
-void takeLevel(DeviceStatus& picture, std::string_view word)
+void takeLevel(DeviceStatus& status, std::string_view word)
 {
-    for (const LevelWord& known : vstatusLevels) {
+    for (const LevelWord& known : kVstatusLevels) {
         if (word.substr(0, 2) != known.prefix) {
             continue;
         }
@@ -112,43 +112,43 @@ void takeLevel(DeviceStatus& picture, std::string_view word)
             supply.description = known.description;
             supply.levelKind = device::LevelKind::Percent;
             supply.percent = *percent;
-            if (picture.supplies.size() < std::size(vstatusLevels)) {
-                picture.supplies.push_back(std::move(supply));
+            if (status.supplies.size() < std::size(kVstatusLevels)) {
+                status.supplies.push_back(std::move(supply));
             }
         }
     }
 }
 
-void takeVstatus(DeviceStatus& picture, std::string_view value)
+void takeVstatus(DeviceStatus& status, std::string_view value)
 {
     while (!value.empty()) {
         const std::size_t comma = value.find(',');
         const std::string_view word = value.substr(0, comma);
-        for (const StatusWord& known : vstatusWords) {
+        for (const StatusWord& known : kVstatusWords) {
             if (word == known.word) {
-                picture.activity = known.activity;
-                addAlert(picture, known.alert);
+                status.activity = known.activity;
+                addAlert(status, known.alert);
             }
         }
-        takeLevel(picture, word);
+        takeLevel(status, word);
         value.remove_prefix(comma == std::string_view::npos ? value.size() : comma + 1);
     }
 }
 
-void takePortStatus(DeviceStatus& picture, std::uint8_t status)
+void takePortStatus(DeviceStatus& status, std::uint8_t portStatus)
 {
-    if ((status & kPaperEmpty) != 0) {
-        addAlert(picture, kMediaEmpty);
+    if ((portStatus & kPaperEmpty) != 0) {
+        addAlert(status, kMediaEmpty);
     }
-    if ((status & kSelected) == 0) {
-        addAlert(picture, 0, "offline", "脱机");
+    if ((portStatus & kSelected) == 0) {
+        addAlert(status, 0, "offline", "脱机");
     }
-    if ((status & kNotError) == 0 && picture.alerts.empty()) {
-        addAlert(picture, 0, "portError", "打印机报告错误");
+    if ((portStatus & kNotError) == 0 && status.alerts.empty()) {
+        addAlert(status, 0, "portError", "打印机报告错误");
     }
-    if (picture.activity == Activity::Unknown) {
+    if (status.activity == Activity::Unknown) {
         // The status is to be had only while nobody holds the interface: nothing is being printed through it.
-        picture.activity = picture.alerts.empty() ? Activity::Idle : Activity::Other;
+        status.activity = status.alerts.empty() ? Activity::Idle : Activity::Other;
     }
 }
 
@@ -159,18 +159,18 @@ bool tellsStatus(const DeviceId& id)
     return !id.value("VSTATUS").empty();
 }
 
-DeviceStatus pictureOf(const PrinterIdentity& identity, const DeviceId& id,
-                       std::optional<std::uint8_t> portStatus)
+DeviceStatus statusOf(const PrinterIdentity& identity, const DeviceId& id,
+                      std::optional<std::uint8_t> portStatus)
 {
-    DeviceStatus picture;
-    picture.model = device::makeAndModel(identity.manufacturer, identity.model);
-    picture.serialNumber = identity.serialNumber;
-    picture.description = identity.description;
-    takeVstatus(picture, id.value("VSTATUS"));
+    DeviceStatus status;
+    status.model = device::makeAndModel(identity.manufacturer, identity.model);
+    status.serialNumber = identity.serialNumber;
+    status.description = identity.description;
+    takeVstatus(status, id.value("VSTATUS"));
     if (portStatus) {
-        takePortStatus(picture, *portStatus);
+        takePortStatus(status, *portStatus);
     }
-    return picture;
+    return status;
 }
 
 } // namespace tarn::usb

@@ -5,7 +5,7 @@
 #include "tarn/src/base/files.h"
 #include "tarn/src/base/wakeup_fd.h"
 #include "tarn/src/device/device_id.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::usb {
 

@@ -14,8 +14,8 @@ namespace tarn::usb {
 
 using engine::DiscoveredPrinter;
 using engine::Discovery;
+using engine::Source;
 using engine::Target;
-using engine::Way;
 
 UsbBackend::Parts UsbBackend::realParts(std::shared_ptr<ipp::IppTransport> transport)
 {
@@ -41,23 +41,23 @@ void UsbBackend::begin()
 {
     m_beginAt = m_clock.now() + m_pause;
     m_pause = std::min(2 * m_pause, kLongestPause);
-    if (m_scout || makeScout()) {
-        m_scout->look(true);
+    if (m_inventory || makeInventory()) {
+        m_inventory->look(true);
         m_beginAt = kNever;
         m_pause = kShortestPause;
     }
 }
 
-bool UsbBackend::makeScout()
+bool UsbBackend::makeInventory()
 {
     if (m_pollFd < 0) {
         m_pollFd = ::epoll_create1(EPOLL_CLOEXEC);
     }
-    auto scout = std::make_unique<ScoutThread>(m_clock, m_parts.openBus, m_parts.ippUsbDirectory);
-    if (m_pollFd < 0 || !scout->start() || !listenTo(scout->descriptor())) {
+    auto inventory = std::make_unique<InventoryThread>(m_clock, m_parts.openBus, m_parts.ippUsbDirectory);
+    if (m_pollFd < 0 || !inventory->start() || !listenTo(inventory->descriptor())) {
         return false;
     }
-    m_scout = std::move(scout);
+    m_inventory = std::move(inventory);
     return true;
 }
 
@@ -78,8 +78,8 @@ void UsbBackend::discover(Discovery discovery, bool on)
         begin();
         return;
     }
-    if (m_scout) {
-        m_scout->look(false);
+    if (m_inventory) {
+        m_inventory->look(false);
     }
     m_ipp.forgetAll();
     m_printers.clear();
@@ -100,8 +100,8 @@ void UsbBackend::wake(const Target& target)
 
 void UsbBackend::networkChanged()
 {
-    if (m_on && m_scout) {
-        m_scout->lookAgain();
+    if (m_on && m_inventory) {
+        m_inventory->lookAgain();
     }
 }
 
@@ -111,10 +111,10 @@ void UsbBackend::run()
     if (m_beginAt <= now) {
         begin();
     }
-    if (!m_scout) {
+    if (!m_inventory) {
         return;
     }
-    if (std::optional<std::vector<Sighting>> sightings = m_scout->take(); sightings && m_on) {
+    if (std::optional<std::vector<Sighting>> sightings = m_inventory->take(); sightings && m_on) {
         m_pending = std::move(sightings);
     }
     if (m_pending) {
@@ -142,15 +142,15 @@ TimePoint UsbBackend::nextDeadline() const
 void UsbBackend::askOrPutAside(Printer& printer, TimePoint now)
 {
     if (printer.target->lastOpened() < now - kUnopened &&
-        printer.target->putAside(Way::Usb, now - kUnopened)) {
+        printer.target->suspend(Source::Usb, now - kUnopened)) {
         printer.askAt = kNever;
         return;
     }
-    m_scout->ask(printer.sighting.key);
+    m_inventory->ask(printer.sighting.key);
     printer.askAt = now + kInterval;
 }
 
-// Asks those that ipp-usb serves; each answer of the scout's is an occasion.
+// Asks those that ipp-usb serves; each answer of the inventory's is an occasion.
 void UsbBackend::askOverIpp()
 {
     for (auto& [key, printer] : m_printers) {
@@ -205,9 +205,9 @@ void UsbBackend::meet(const Sighting& sighting)
     printer.target = std::make_shared<Target>(
         engine::PrinterAddress{
             {}, engine::VersionChoice::Auto, std::make_shared<const std::string>(), nullptr},
-        engine::unmetSnapshot(sighting.picture), now);
-    printer.target->report(Way::Usb, sighting.picture);
-    printer.target->markAnswered(sighting.heard);
+        engine::unmetSnapshot(sighting.status), now);
+    printer.target->report(Source::Usb, sighting.status);
+    printer.target->markAnswered(sighting.lastSeen);
     printer.target->markMet();
     printer.sighting = sighting;
     printer.askAt = now + kInterval;
@@ -217,11 +217,11 @@ void UsbBackend::meet(const Sighting& sighting)
 void UsbBackend::update(Printer& printer, const Sighting& sighting)
 {
     Target& target = *printer.target;
-    target.markAnswered(sighting.heard);
+    target.markAnswered(sighting.lastSeen);
     m_rosterChanged = m_rosterChanged || sighting.identity != printer.sighting.identity ||
                       sighting.name != printer.sighting.name;
-    if (sighting.picture != printer.sighting.picture) {
-        target.report(Way::Usb, sighting.picture);
+    if (sighting.status != printer.sighting.status) {
+        target.report(Source::Usb, sighting.status);
         m_listener.targetChanged(target);
     }
     printer.sighting = sighting;

@@ -8,8 +8,8 @@
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/backend.h"
+#include "tarn/src/usb/inventory_thread.h"
 #include "tarn/src/usb/ipp_over_usb.h"
-#include "tarn/src/usb/scout_thread.h"
 #include "tarn/src/usb/usb_bus.h"
 
 namespace tarn::ipp {
@@ -18,7 +18,7 @@ class IppTransport;
 
 namespace tarn::usb {
 
-// UsbBackend lists the printers that are plugged in, and keeps their pictures fresh: every two seconds while
+// UsbBackend lists the printers that are plugged in, and keeps their statuses fresh: every two seconds while
 // somebody opens them. A printer can be reached for as long as it is plugged in.
 //
 // Invariants
@@ -27,7 +27,7 @@ namespace tarn::usb {
 //  (2) Only success is remembered: without a descriptor, a thread, memory or the library it tries again, more
 //      and more rarely.
 //  (3) A printer's target is touched from the run() that lists it to the one that misses it.
-// Threading: engine thread only; devices are waited for by a ScoutThread. Ownership: borrows clock and
+// Threading: engine thread only; devices are waited for by an InventoryThread. Ownership: borrows clock and
 // listener, which must outlive it.
 class UsbBackend final : public engine::Backend
 {
@@ -54,8 +54,8 @@ public:
     void networkChanged() override;
     void endSoon() override
     {
-        if (m_scout) {
-            m_scout->endSoon();
+        if (m_inventory) {
+            m_inventory->endSoon();
         }
     }
     void discover(engine::Discovery discovery, bool on) override;
@@ -73,11 +73,11 @@ private:
     {
         std::shared_ptr<engine::Target> target;
         Sighting sighting;
-        TimePoint askAt = kNever; // kNever: it was put aside
+        TimePoint askAt = kNever; // kNever: it was suspended
     };
 
     void begin();
-    bool makeScout();
+    bool makeInventory();
     bool listenTo(int descriptor) const;
     void adopt(const std::vector<Sighting>& sightings);
     void meet(const Sighting& sighting);
@@ -90,9 +90,9 @@ private:
     const Clock& m_clock;
     engine::BackendListener& m_listener;
     const Parts m_parts;
-    std::unique_ptr<ScoutThread> m_scout;
+    std::unique_ptr<InventoryThread> m_inventory;
     IppOverUsb m_ipp;
-    int m_pollFd = -1;       // an epoll of what the scout and the requests have to say
+    int m_pollFd = -1;       // an epoll of what the inventory and the requests have to say
     bool m_ippHeard = false; // the answers over IPP are in it
     bool m_on = false;
     TimePoint m_beginAt = kNever;                   // the next try to watch the bus

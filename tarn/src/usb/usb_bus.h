@@ -53,7 +53,7 @@ struct UsbAnswer
 
 // UsbBus is the seam to the devices. It never detaches a driver and never claims an interface.
 //
-// Threading: one thread, the scout's, but for interrupt() and stop(), which may come from any.
+// Threading: one thread, the inventory's, but for interrupt() and stop(), which may come from any.
 class UsbBus
 {
 public:

@@ -14,7 +14,7 @@ struct snmp_pdu; // Net-SNMP's
 
 namespace tarn::usm {
 
-class NetSnmpLibrary;
+struct NetSnmpLibrary;
 
 using Bytes = std::vector<unsigned char>;
 
@@ -48,7 +48,7 @@ struct UsmIds
     std::int32_t request = 0;
 };
 
-// Why an agent, or its user, would not talk to us.
+// Why an agent, or its user, would not answer us.
 enum class UsmReport : std::uint8_t
 {
     Other,

@@ -5,10 +5,10 @@
 namespace tarn::usm {
 
 using snmp::BerReader;
-using snmp::tagInteger;
-using snmp::tagObjectId;
-using snmp::tagOctetString;
-using snmp::tagSequence;
+using snmp::kTagInteger;
+using snmp::kTagObjectId;
+using snmp::kTagOctetString;
+using snmp::kTagSequence;
 
 namespace {
 
@@ -23,12 +23,12 @@ void skip(BerReader& reader, std::initializer_list<std::uint8_t> tags)
 bool isWholePdu(snmp::ByteView bytes)
 {
     BerReader pdu(bytes);
-    skip(pdu, {tagInteger, tagInteger, tagInteger});
-    BerReader bindings(pdu.element(tagSequence));
+    skip(pdu, {kTagInteger, kTagInteger, kTagInteger});
+    BerReader bindings(pdu.element(kTagSequence));
     while (!bindings.atEnd()) {
-        BerReader binding(bindings.element(tagSequence));
+        BerReader binding(bindings.element(kTagSequence));
         std::uint8_t tag = 0;
-        binding.element(tagObjectId);
+        binding.element(kTagObjectId);
         binding.anyElement(tag);
         if (binding.failed()) {
             return false;
@@ -40,7 +40,7 @@ bool isWholePdu(snmp::ByteView bytes)
 bool isWholeScopedPdu(snmp::ByteView bytes)
 {
     BerReader scoped(bytes);
-    skip(scoped, {tagOctetString, tagOctetString});
+    skip(scoped, {kTagOctetString, kTagOctetString});
     std::uint8_t tag = 0;
     const snmp::ByteView pdu = scoped.anyElement(tag);
     return !scoped.failed() && isWholePdu(pdu);
@@ -51,19 +51,20 @@ bool isWholeScopedPdu(snmp::ByteView bytes)
 bool isWholeMessage(snmp::ByteView bytes)
 {
     BerReader outer(bytes);
-    BerReader message(outer.element(tagSequence));
-    message.element(tagInteger);
-    BerReader header(message.element(tagSequence));
-    skip(header, {tagInteger, tagInteger, tagOctetString, tagInteger});
-    BerReader wrapped(message.element(tagOctetString));
-    BerReader security(wrapped.element(tagSequence));
-    skip(security, {tagOctetString, tagInteger, tagInteger, tagOctetString, tagOctetString, tagOctetString});
+    BerReader message(outer.element(kTagSequence));
+    message.element(kTagInteger);
+    BerReader header(message.element(kTagSequence));
+    skip(header, {kTagInteger, kTagInteger, kTagOctetString, kTagInteger});
+    BerReader wrapped(message.element(kTagOctetString));
+    BerReader security(wrapped.element(kTagSequence));
+    skip(security,
+         {kTagOctetString, kTagInteger, kTagInteger, kTagOctetString, kTagOctetString, kTagOctetString});
     std::uint8_t tag = 0;
     const snmp::ByteView data = message.anyElement(tag);
     if (message.failed() || header.failed() || security.failed()) {
         return false;
     }
-    return tag == tagOctetString || (tag == tagSequence && isWholeScopedPdu(data));
+    return tag == kTagOctetString || (tag == kTagSequence && isWholeScopedPdu(data));
 }
 
 } // namespace tarn::usm

@@ -103,7 +103,7 @@ private:
     bool m_complained = false; // that it cannot begin
 
     Mutex m_mutex;
-    Condition m_changed;
+    CondVar m_changed;
     bool m_running TARN_GUARDED_BY(m_mutex) = false;
     bool m_exiting TARN_GUARDED_BY(m_mutex) = false;
     bool m_destroying TARN_GUARDED_BY(m_mutex) = false;

@@ -18,7 +18,7 @@ public:
     }
     ~Link() override { transport.forget(*this); }
 
-    void ask(snmp::Version /*version*/, snmp::Pdu pdu) override
+    void ask(snmp::Pdu pdu) override
     {
         question = std::move(pdu);
         ticket = ++transport.m_lastTicket;

@@ -105,10 +105,10 @@ std::vector<Judgement> judgeIpp(const Reading& reading, const Json::Value& expec
     if (says("state")) {
         out.push_back(compared("state", std::to_string(reading.state), expected["state"].asString()));
     }
-    constexpr std::pair<const char*, const char*> numbers[] = {{"pages", "totalprint"}, {"K", "KToner"},
-                                                               {"C", "CToner"},         {"M", "MToner"},
-                                                               {"Y", "YToner"},         {"R", "RToner"}};
-    for (const auto& [key, ours] : numbers) {
+    constexpr std::pair<const char*, const char*> kNumbers[] = {{"pages", "totalprint"}, {"K", "KToner"},
+                                                                {"C", "CToner"},         {"M", "MToner"},
+                                                                {"Y", "YToner"},         {"R", "RToner"}};
+    for (const auto& [key, ours] : kNumbers) {
         if (says(key)) {
             const Json::Value& wanted = expected[key];
             out.push_back(

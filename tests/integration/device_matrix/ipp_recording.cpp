@@ -8,7 +8,7 @@ namespace matrix {
 
 namespace {
 
-constexpr std::size_t headerOctets = 8;
+constexpr std::size_t kHeaderOctets = 8;
 
 // One field of a message: a tag that begins a group, or a value with its tag, its name, if any, and its
 // octets.
@@ -26,7 +26,8 @@ struct Field
 class Fields final
 {
 public:
-    explicit Fields(std::string_view message) : m_rest(message.substr(std::min(message.size(), headerOctets)))
+    explicit Fields(std::string_view message)
+        : m_rest(message.substr(std::min(message.size(), kHeaderOctets)))
     {
     }
 
@@ -71,7 +72,7 @@ std::string readIppRecording(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
     std::string octets((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (octets.size() <= headerOctets) {
+    if (octets.size() <= kHeaderOctets) {
         throw std::runtime_error("no IPP message in " + path);
     }
     return octets;
@@ -93,10 +94,10 @@ std::set<std::string> requestedAttributes(std::string_view request)
 
 std::string answerTo(std::string_view request, std::string_view recording, bool honours)
 {
-    constexpr unsigned printerGroup = 0x04;
+    constexpr unsigned kPrinterGroup = 0x04;
     const std::set<std::string> wanted = requestedAttributes(request);
     const bool everything = !honours || wanted.empty() || wanted.count("all") != 0;
-    std::string answer(recording.substr(0, headerOctets));
+    std::string answer(recording.substr(0, kHeaderOctets));
     answer.replace(4, 4, request.substr(std::min<std::size_t>(request.size(), 4), 4)); // the request's number
     unsigned group = 0;
     bool kept = true;
@@ -106,7 +107,7 @@ std::string answerTo(std::string_view request, std::string_view recording, bool 
             group = field.tag;
             kept = true;
         } else if (!field.name.empty()) {
-            kept = everything || group != printerGroup || wanted.count(std::string(field.name)) != 0;
+            kept = everything || group != kPrinterGroup || wanted.count(std::string(field.name)) != 0;
         }
         if (kept) {
             answer += field.whole;

@@ -40,10 +40,10 @@ int listenAt(const std::string& address, int port)
 // The body of the HTTP request that comes, whose length its header tells; empty when none comes in time.
 std::string requestBody(int fd)
 {
-    constexpr int patienceMs = 5000;
-    constexpr std::size_t mostOctets = 1 << 20;
+    constexpr int kPatienceMs = 5000;
+    constexpr std::size_t kMostOctets = 1 << 20;
     std::string got;
-    while (got.size() < mostOctets) {
+    while (got.size() < kMostOctets) {
         const std::size_t header = got.find("\r\n\r\n");
         const std::size_t length = got.find("Content-Length: ");
         if (header != std::string::npos && length < header) {
@@ -55,7 +55,7 @@ std::string requestBody(int fd)
         pollfd watched{fd, POLLIN, 0};
         char buffer[4096];
         const ssize_t count =
-            poll(&watched, 1, patienceMs) > 0 ? recv(fd, buffer, sizeof buffer, 0) : ssize_t{0};
+            poll(&watched, 1, kPatienceMs) > 0 ? recv(fd, buffer, sizeof buffer, 0) : ssize_t{0};
         if (count <= 0) {
             break;
         }
@@ -106,8 +106,8 @@ void IppResponder::serve()
         watched.push_back({door.fd, POLLIN, 0});
     }
     while (!m_over) {
-        constexpr int lookMs = 50;
-        if (poll(watched.data(), watched.size(), lookMs) <= 0) {
+        constexpr int kLookMs = 50;
+        if (poll(watched.data(), watched.size(), kLookMs) <= 0) {
             continue;
         }
         for (std::size_t i = 0; i < watched.size(); ++i) {

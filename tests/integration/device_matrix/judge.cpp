@@ -139,12 +139,12 @@ void judgeFlags(const Reading& reading, const Json::Value& computed, std::vector
         int firstCode; // of alerts that say the same
         int lastCode;
     };
-    constexpr Flag flags[] = {{"lessPaper", "paper_low", 807, 807},
-                              {"lackPaper", "paper_out", 808, 808},
-                              {"lessToner", "toner_low", 1104, 1106},
-                              {"lackToner", "toner_out", 1101, 1103}};
+    constexpr Flag kFlags[] = {{"lessPaper", "paper_low", 807, 807},
+                               {"lackPaper", "paper_out", 808, 808},
+                               {"lessToner", "toner_low", 1104, 1106},
+                               {"lackToner", "toner_out", 1101, 1103}};
     const Json::Value& wanted = computed["flags_from_error_state"];
-    for (const Flag& flag : flags) {
+    for (const Flag& flag : kFlags) {
         const std::string seen = reading.info[flag.ours].asString();
         if (!wanted.isObject()) {
             out.push_back(notRecorded(flag.ours, seen));
@@ -193,20 +193,20 @@ std::optional<bool> marks(const Json::Value& supply)
     return supply["is_toner"].isBool() ? std::optional<bool>(supply["is_toner"].asBool()) : std::nullopt;
 }
 
-constexpr const char* supplyFacts[] = {"cls", "type", "description", "max", "level"};
+constexpr const char* kSupplyFacts[] = {"cls", "type", "description", "max", "level"};
 
 // A row of which no column was recorded but those that tell nothing of a supply.
 bool isBare(const Json::Value& supply)
 {
-    return std::all_of(std::begin(supplyFacts), std::end(supplyFacts),
+    return std::all_of(std::begin(kSupplyFacts), std::end(kSupplyFacts),
                        [&](const char* fact) { return supply[fact].isNull(); });
 }
 
 // Far above its own capacity, a level is in some other unit: something is left, no percentage of anything.
 bool isBeyondCapacity(const Json::Value& supply)
 {
-    constexpr int unitPercent = 19; // of 100, whatever the capacity says
-    const Json::Value max = supply["unit"] == unitPercent ? Json::Value(100) : supply["max"];
+    constexpr int kUnitPercent = 19; // of 100, whatever the capacity says
+    const Json::Value max = supply["unit"] == kUnitPercent ? Json::Value(100) : supply["max"];
     return supply["level"].isInt() && max.isInt() && max.asInt() > 0 &&
            supply["level"].asInt64() * 10 > max.asInt64() * 11;
 }
@@ -251,14 +251,14 @@ std::size_t countMarking(const Json::Value& supplies)
 
 void judgeColours(const Reading& reading, const Json::Value& computed, std::vector<Judgement>& out)
 {
-    constexpr std::pair<const char*, const char*> colours[] = {{"KToner", "black"},
-                                                               {"CToner", "cyan"},
-                                                               {"MToner", "magenta"},
-                                                               {"YToner", "yellow"},
-                                                               {"RToner", "red"}};
+    constexpr std::pair<const char*, const char*> kColours[] = {{"KToner", "black"},
+                                                                {"CToner", "cyan"},
+                                                                {"MToner", "magenta"},
+                                                                {"YToner", "yellow"},
+                                                                {"RToner", "red"}};
     const Json::Value& supplies = computed["supplies"];
     const std::vector<Json::Value> open = openSupplies(supplies);
-    for (const auto& [key, colour] : colours) {
+    for (const auto& [key, colour] : kColours) {
         const std::string seen = reading.info[key].asString();
         const int wanted = colourLevel(supplies, colour);
         if (wanted < 0 && (supplies.empty() || !open.empty())) {

@@ -19,14 +19,14 @@ namespace {
 namespace fs = std::filesystem;
 using namespace matrix;
 
-constexpr int exitWrong = 1;
-constexpr int exitUsage = 2;
-constexpr int exitSkipped = 77;
-constexpr int timeoutMs = 120000;
-constexpr const char* snmpEnding = ".snmprec";
-constexpr const char* ippEnding = ".ipp";
+constexpr int kExitWrong = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitSkipped = 77;
+constexpr int kTimeoutMs = 120000;
+constexpr const char* kSnmpEnding = ".snmprec";
+constexpr const char* kIppEnding = ".ipp";
 
-constexpr const char* help =
+constexpr const char* kHelp =
     R"(usage: device_matrix [--snmp | --ipp] [--sim] [--ignoring] [--in-process] [--library FILE] [--port N] [--brief]
                      [DIR...]
 
@@ -110,7 +110,7 @@ Options parseOptions(int argc, char** argv)
         } else if (word == "--port" && more) {
             options.port = std::atoi(argv[++i]);
         } else if (word == "--help") {
-            std::fputs(help, stdout);
+            std::fputs(kHelp, stdout);
             std::exit(0);
         } else if (word.rfind("--", 0) == 0) {
             throw std::invalid_argument("what is " + word + "? See --help.");
@@ -157,7 +157,7 @@ std::map<std::string, Reading> readSnmp(const Options& options, const std::strin
         options.sim ? Serving::byPrinterSim(DEVICE_MATRIX_PRINTER_SIM, directory, devices, work, options.port)
                     : Serving::bySnmpsim(directory, devices, work, options.port);
     const auto readings =
-        readThroughLibrary(options.library, serving.served(), options.port, work.path(), timeoutMs);
+        readThroughLibrary(options.library, serving.served(), options.port, work.path(), kTimeoutMs);
     if (!serving.alive()) {
         throw std::runtime_error("the server of the recordings ended early");
     }
@@ -172,7 +172,7 @@ std::map<std::string, Reading> readIpp(const Options& options, const std::string
     }
     const WorkDir work;
     const IppResponder responder(directory, devices, options.port, !options.ignoring);
-    return readThroughLibrary(options.library, responder.served(), options.port, work.path(), timeoutMs);
+    return readThroughLibrary(options.library, responder.served(), options.port, work.path(), kTimeoutMs);
 }
 
 const char* nameOf(Verdict verdict)
@@ -241,7 +241,7 @@ private:
 
 void runSnmp(const Options& options, const std::string& directory, Tally& tally)
 {
-    const std::vector<std::string> devices = devicesOf(directory, snmpEnding);
+    const std::vector<std::string> devices = devicesOf(directory, kSnmpEnding);
     if (devices.empty()) {
         return;
     }
@@ -249,7 +249,7 @@ void runSnmp(const Options& options, const std::string& directory, Tally& tally)
     const Json::Value expected = jsonFile(fs::path(directory) / "expected.json");
     const std::map<std::string, Reading> readings = readSnmp(options, directory, devices);
     for (const std::string& device : devices) {
-        const fs::path recording = fs::path(directory) / (device + snmpEnding);
+        const fs::path recording = fs::path(directory) / (device + kSnmpEnding);
         tally.add(device, judge(readings.at(device), computed[device], expected[device],
                                 textsOfRecording(recording.string())));
     }
@@ -257,7 +257,7 @@ void runSnmp(const Options& options, const std::string& directory, Tally& tally)
 
 void runIpp(const Options& options, const std::string& directory, Tally& tally)
 {
-    const std::vector<std::string> devices = devicesOf(directory, ippEnding);
+    const std::vector<std::string> devices = devicesOf(directory, kIppEnding);
     if (devices.empty()) {
         return;
     }
@@ -281,10 +281,10 @@ int run(const Options& options)
     }
     if (tally.devices() == 0) {
         std::puts("skipped: no recordings of that kind in the directories given");
-        return exitSkipped;
+        return kExitSkipped;
     }
     tally.printSum();
-    return tally.good() ? 0 : exitWrong;
+    return tally.good() ? 0 : kExitWrong;
 }
 
 } // namespace
@@ -295,11 +295,11 @@ int main(int argc, char** argv)
         const Options options = parseOptions(argc, argv);
         if (options.directories.empty()) {
             std::puts("skipped: no directory of recordings given, and KEL_RECORDINGS is not set");
-            return exitSkipped;
+            return kExitSkipped;
         }
         return run(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "device_matrix: %s\n", error.what());
-        return exitUsage;
+        return kExitUsage;
     }
 }

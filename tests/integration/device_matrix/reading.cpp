@@ -13,7 +13,7 @@
 #include "tarn/include/tarn/tarn.h"
 #include "tarn/src/device/rendering.h"
 #include "tarn/src/ipp/cups_library.h"
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/ipp/ipp_status.h"
 #include "tarn/src/snmp/poll/printer_session.h"
 #include "tests/integration/device_matrix/ipp_recording.h"
 #include "tests/support/recorded_agent.h"
@@ -181,7 +181,7 @@ std::map<std::string, Reading> readInProcess(const std::string& directory,
         using namespace kel::testing;
         RecordedAgent agent = RecordedAgent::fromFile(directory + "/" + device + ".snmprec");
         tarn::snmp::PrinterSession session(tarn::snmp::Version::V2c);
-        converse(session, agent, tarn::engine::ReadKind::Identity);
+        runRead(session, agent, tarn::engine::ReadKind::Identity);
         if (const auto status = session.status()) {
             readings[device] = readingOf(*status);
         } else {
@@ -202,7 +202,7 @@ std::map<std::string, Reading> readIppInProcess(const std::string& directory,
     for (const std::string& device : devices) {
         const auto reply = tarn::ipp::decodeIpp(*cups, readIppRecording(directory + "/" + device + ".ipp"));
         const bool answered = reply && !reply->printers.empty();
-        readings[device] = answered ? readingOf(tarn::ipp::buildPicture(reply->printers.front())) : Reading();
+        readings[device] = answered ? readingOf(tarn::ipp::buildStatus(reply->printers.front())) : Reading();
     }
     return readings;
 }

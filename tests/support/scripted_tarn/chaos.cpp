@@ -8,17 +8,17 @@ namespace kel_test {
 
 namespace {
 
-constexpr std::array<const char*, 12> strangeValues = {
+constexpr std::array<const char*, 12> kStrangeValues = {
     "\"80\"",  "80",   "null",         "true", "[]", "{}", "\"-1\"", "1e308", "\"99999999999999999999999\"",
     "\"yes\"", "\"\"", "\"\\u0000x\"",
 };
 
-constexpr std::array<const char*, 14> statusKeys = {
+constexpr std::array<const char*, 14> kStatusKeys = {
     "toner",     "black",     "CToner",    "MToner",    "YToner",     "KToner",      "RToner",
     "lessPaper", "lackPaper", "lessToner", "lackToner", "totalprint", "printerName", "",
 };
 
-constexpr std::array<const char*, 10> strangeDocuments = {
+constexpr std::array<const char*, 10> kStrangeDocuments = {
     "",
     "null",
     "5",
@@ -68,7 +68,7 @@ std::string Chaos::garbage()
 
 std::string Chaos::value()
 {
-    return strangeValues[static_cast<std::size_t>(below(static_cast<int>(strangeValues.size())))];
+    return kStrangeValues[static_cast<std::size_t>(below(static_cast<int>(kStrangeValues.size())))];
 }
 
 std::optional<std::string> Chaos::text()
@@ -81,11 +81,11 @@ std::optional<std::string> Chaos::document()
     if (below(5) == 0)
         return std::nullopt;
     if (below(3) == 0)
-        return strangeDocuments[static_cast<std::size_t>(below(static_cast<int>(strangeDocuments.size())))];
+        return kStrangeDocuments[static_cast<std::size_t>(below(static_cast<int>(kStrangeDocuments.size())))];
     if (below(20) == 0)
         return std::string(static_cast<std::size_t>(100 + below(100'000)), '[');
     std::string text = "{";
-    for (const char* key : statusKeys) {
+    for (const char* key : kStatusKeys) {
         if (below(3) != 0)
             text += (text.size() > 1 ? ",\"" : "\"") + std::string(key) + "\":" + value();
     }

@@ -16,7 +16,7 @@ namespace kel_test {
 
 namespace {
 
-constexpr std::size_t longestLine = 200; // of the log: names may be endless
+constexpr std::size_t kLongestLine = 200; // of the log: names may be endless
 
 void read(const Json::Value& object, const char* key, int& field)
 {
@@ -112,7 +112,7 @@ bool appendToLogFile(const std::string& call)
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     const std::string line =
         std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now).count()) + " " +
-        call.substr(0, longestLine) + "\n";
+        call.substr(0, kLongestLine) + "\n";
     const int file = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     if (file < 0)
         return true;

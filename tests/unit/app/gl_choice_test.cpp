@@ -7,17 +7,17 @@
 
 namespace {
 
-constexpr const char* variable = "QT_XCB_GL_INTEGRATION";
+constexpr const char* kVariable = "QT_XCB_GL_INTEGRATION";
 
 std::string value()
 {
-    const char* const text = std::getenv(variable);
+    const char* const text = std::getenv(kVariable);
     return text != nullptr ? text : "unset";
 }
 
 TEST(NoGlStack, KeepsGlAwayWhileItLivesAndLeavesNoTrace)
 {
-    unsetenv(variable);
+    unsetenv(kVariable);
     {
         const NoGlStack noGl;
         EXPECT_EQ(value(), "none");
@@ -27,7 +27,7 @@ TEST(NoGlStack, KeepsGlAwayWhileItLivesAndLeavesNoTrace)
 
 TEST(NoGlStack, RespectsTheUsersOwnChoice)
 {
-    setenv(variable, "xcb_egl", 1);
+    setenv(kVariable, "xcb_egl", 1);
     {
         const NoGlStack noGl;
         EXPECT_EQ(value(), "xcb_egl");
@@ -37,7 +37,7 @@ TEST(NoGlStack, RespectsTheUsersOwnChoice)
 
 TEST(NoGlStack, AnEmptyChoiceIsAChoice)
 {
-    setenv(variable, "", 1);
+    setenv(kVariable, "", 1);
     {
         const NoGlStack noGl;
         EXPECT_EQ(value(), "");

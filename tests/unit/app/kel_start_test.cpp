@@ -20,8 +20,8 @@ using ::testing::HasSubstr;
 
 namespace {
 
-constexpr const char* lockPath = "/tmp/kel.lock";
-constexpr const char* office =
+constexpr const char* kLockPath = "/tmp/kel.lock";
+constexpr const char* kOffice =
     "[{\"ip\":\"192.168.1.20\",\"manufacturer\":\"MORVIK\",\"model\":\"X1\",\"printerName\":\"office\"}]\n";
 
 std::string contentOf(const std::string& path)
@@ -53,12 +53,12 @@ TEST_F(KelStart, CreatesTheLockFileAndRunsAndLeavesItBehind)
 {
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
-    EXPECT_EQ(contentOf(lockPath), "kel lock file");
-    EXPECT_EQ(static_cast<unsigned>(fs::status(lockPath).permissions()), 0777u);
+    EXPECT_EQ(contentOf(kLockPath), "kel lock file");
+    EXPECT_EQ(static_cast<unsigned>(fs::status(kLockPath).permissions()), 0777u);
     EXPECT_EQ(kel.ask("windows"), R"(["MainWindow"])");
     ASSERT_TRUE(kel.quit());
     EXPECT_TRUE(endsWith(kel, 0));
-    EXPECT_EQ(contentOf(lockPath), "kel lock file");
+    EXPECT_EQ(contentOf(kLockPath), "kel lock file");
 }
 
 TEST_F(KelStart, SecondInstanceExitsWith255AndTheFirstIsUnaffected)
@@ -80,7 +80,7 @@ TEST_F(KelStart, SecondInstanceExitsWith255AndTheFirstIsUnaffected)
 
 TEST_F(KelStart, LockIsHeldThroughRefreshesAndPolls)
 {
-    writePrinters(office);
+    writePrinters(kOffice);
     KelProcess first(m_folder);
     ASSERT_TRUE(first.waitUntilRunning()) << first.output();
     ASSERT_TRUE(
@@ -97,7 +97,7 @@ TEST_F(KelStart, FileOfAKilledInstanceIsReused)
     ASSERT_TRUE(killed.waitUntilRunning()) << killed.output();
     killed.kill(SIGKILL);
     killed.wait();
-    ASSERT_TRUE(fs::exists(lockPath));
+    ASSERT_TRUE(fs::exists(kLockPath));
     KelProcess next(m_folder);
     EXPECT_TRUE(next.waitUntilRunning()) << next.output();
 }
@@ -146,9 +146,9 @@ TEST_F(KelStart, WithoutThatFontTheDesktopsStays)
 TEST_F(KelStart, EditedModelShowsAfterARestart)
 {
     const std::string before =
-        R"([{"ip":"192.168.1.20","manufacturer":"MORVIK","model":"X1","printerName":"office"}])";
+        R"([{"ip":"192.168.1.20","manufacturer":"MORVIK","model":"X1","printerName":"kOffice"}])";
     const std::string after =
-        R"([{"ip":"192.168.1.21","manufacturer":"MORVIK","model":"X2","printerName":"office"}])";
+        R"([{"ip":"192.168.1.21","manufacturer":"MORVIK","model":"X2","printerName":"kOffice"}])";
     writePrinters(before);
     KelProcess first(m_folder);
     ASSERT_TRUE(first.waitUntilRunning()) << first.output();
@@ -172,7 +172,7 @@ TEST_F(KelStart, EditedModelShowsAfterARestart)
 
 TEST_F(KelStart, ClosingTheWindowDoesNotEndTheProgram)
 {
-    writePrinters(office);
+    writePrinters(kOffice);
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     kel.ask("close MainWindow");
@@ -192,19 +192,20 @@ TEST_F(KelStart, ClosingTheWindowDoesNotEndTheProgram)
 
 TEST_F(KelStart, ShowsThePrintersOfTheListWithTheirStatus)
 {
-    writePrinters(office);
-    setScript(R"({"printers":{"office":{"state":3,"stateMessage":"就绪-一切正常","serialNumber":"SN-77"}}})");
+    writePrinters(kOffice);
+    setScript(
+        R"({"printers":{"kOffice":{"state":3,"stateMessage":"就绪-一切正常","serialNumber":"SN-77"}}})");
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     EXPECT_TRUE(eventually([&] { return kel.ask("text lbPrinterState") == R"("[3]就绪")"; }));
     EXPECT_EQ(kel.ask("text lbID"), R"("SN-77")");
-    EXPECT_THAT(kel.ask("rows listPrinter"), HasSubstr(R"("text":"office")"));
+    EXPECT_THAT(kel.ask("rows listPrinter"), HasSubstr(R"("text":"kOffice")"));
     // An answer that changes shows by itself.
-    setScript(R"({"printers":{"office":{"state":4,"stateMessage":"打印中"}}})");
+    setScript(R"({"printers":{"kOffice":{"state":4,"stateMessage":"打印中"}}})");
     EXPECT_TRUE(eventually([&] { return kel.ask("text lbPrinterState") == R"("[4]打印中")"; }));
     const std::string green = kel.ask("rows listPrinter");
     EXPECT_THAT(green, HasSubstr(R"("icon":"#)")); // so the resources are there
-    setScript(R"({"printers":{"office":{"stateMessage":""}}})");
+    setScript(R"({"printers":{"kOffice":{"stateMessage":""}}})");
     EXPECT_TRUE(eventually([&] { return kel.ask("rows listPrinter") != green; }));
 }
 
@@ -213,7 +214,7 @@ TEST_F(KelStart, EditedFileReachesTheListByItself)
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     EXPECT_EQ(kel.ask("rows listPrinter"), "[]");
-    writePrinters(office);
+    writePrinters(kOffice);
     EXPECT_TRUE(eventually([&] { return kel.ask("rows listPrinter") != "[]"; }));
 }
 
@@ -233,7 +234,7 @@ TEST_F(KelStart, WithoutXdgDataHomeTheListLivesInLocalShare)
 
 TEST_F(KelStart, WithoutALibraryTheWindowIsEmptyAndAlive)
 {
-    writePrinters(office);
+    writePrinters(kOffice);
     KelProcess kel(m_folder, {{"TARN_DIR", "/nowhere"}});
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     EXPECT_EQ(kel.ask("windows"), R"(["MainWindow"])");
@@ -242,7 +243,7 @@ TEST_F(KelStart, WithoutALibraryTheWindowIsEmptyAndAlive)
     EXPECT_TRUE(eventually([&] { return kel.output().find("tarner failed:  1") != std::string::npos; }));
     ASSERT_TRUE(kel.quit());
     EXPECT_TRUE(endsWith(kel, 0));
-    EXPECT_EQ(contentOf(printersFile()), office);
+    EXPECT_EQ(contentOf(printersFile()), kOffice);
 }
 
 TEST_F(KelStart, LibraryAndFontAreLookedForBesideTheProgram)
@@ -262,7 +263,7 @@ TEST_F(KelStart, LibraryAndFontAreLookedForBesideTheProgram)
 
 TEST_F(KelStart, LockFileThatCannotBeOpenedEndsTheProgram)
 {
-    fs::create_directory(lockPath);
+    fs::create_directory(kLockPath);
     KelProcess kel(m_folder);
     EXPECT_TRUE(isAborted(kel));
     EXPECT_FALSE(fs::exists(m_folder + "/data"));

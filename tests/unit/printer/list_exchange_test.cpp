@@ -22,11 +22,11 @@ class RepeatedListExchange : public kel_test::LoadedTarnFixture
 {
 protected:
     // One exchange that is taken over in full.
-    std::optional<std::vector<PrinterContext>> settled(const std::vector<PrinterContext>& list,
-                                                       std::uint64_t revision)
+    std::optional<std::vector<PrinterContext>> confirmed(const std::vector<PrinterContext>& list,
+                                                         std::uint64_t revision)
     {
         auto answer = m_exchange.run(list, revision);
-        m_exchange.settle();
+        m_exchange.confirm();
         return answer;
     }
     static void failWith(int result)
@@ -41,18 +41,18 @@ protected:
 
 TEST_F(RepeatedListExchange, AnUnchangedAnswerSaysNothingNew)
 {
-    const auto first = settled(named("office"), 1);
+    const auto first = confirmed(named("office"), 1);
     ASSERT_TRUE(first);
     EXPECT_THAT(*first, SizeIs(1));
     EXPECT_EQ(first->front().printerName, "office");
-    EXPECT_FALSE(settled(named("office"), 1));
+    EXPECT_FALSE(confirmed(named("office"), 1));
 }
 
 TEST_F(RepeatedListExchange, TheLibraryIsAskedEachTimeAllTheSame)
 {
-    settled(named("office"), 1);
+    confirmed(named("office"), 1);
     tarnControl().clearCalls();
-    settled(named("office"), 1);
+    confirmed(named("office"), 1);
     EXPECT_THAT(tarnControl().calls(),
                 ElementsAre("tarn_setPrinterList", "tarn_getPrinterList", "tarn_freePrinterList"));
 }
@@ -67,8 +67,8 @@ TEST_F(RepeatedListExchange, AnAnswerThatWasNotTakenOverComesAgain)
 
 TEST_F(RepeatedListExchange, AnotherRevisionIsSentAnew)
 {
-    settled(named("office"), 1);
-    const auto changed = settled(named("hall"), 2);
+    confirmed(named("office"), 1);
+    const auto changed = confirmed(named("hall"), 2);
     EXPECT_EQ(tarnControl().lastPrinterList().find("office"), std::string::npos);
     ASSERT_TRUE(changed);
     EXPECT_EQ(changed->front().printerName, "hall");
@@ -76,13 +76,13 @@ TEST_F(RepeatedListExchange, AnotherRevisionIsSentAnew)
 
 TEST_F(RepeatedListExchange, AFailureIsAnEmptyListAndTheNextAnswerIsNewAgain)
 {
-    settled(named("office"), 1);
+    confirmed(named("office"), 1);
     failWith(5);
-    const auto failed = settled(named("office"), 1);
+    const auto failed = confirmed(named("office"), 1);
     ASSERT_TRUE(failed);
     EXPECT_THAT(*failed, SizeIs(0));
     failWith(0);
-    const auto back = settled(named("office"), 1);
+    const auto back = confirmed(named("office"), 1);
     ASSERT_TRUE(back);
     EXPECT_THAT(*back, SizeIs(1));
 }

@@ -21,9 +21,9 @@ namespace {
 
 // A hundred megabytes; under the thread sanitizer, where reading them takes minutes, five.
 #ifdef __SANITIZE_THREAD__
-constexpr std::size_t huge = 5'000'000;
+constexpr std::size_t kHuge = 5'000'000;
 #else
-constexpr std::size_t huge = 100'000'000;
+constexpr std::size_t kHuge = 100'000'000;
 #endif
 
 // What a library keeps by throwing in its own free functions is its own loss: texts are not counted here.
@@ -87,27 +87,27 @@ TEST_F(LyingLibrary, RegistryStaysAliveWhateverIsAnswered)
 TEST_F(LyingLibrary, HundredMegabyteTextsAreTakenAsTheyAre)
 {
     TarnScript script;
-    script.printers["huge"].stateMessage = std::string(huge, 'x');
+    script.printers["huge"].stateMessage = std::string(kHuge, 'x');
     tarnControl().setScript(script);
     use({"huge"});
     std::atomic<std::size_t> length{0};
     const auto printer = boost::make_shared<Printer>(kel_test::network("huge"));
     printer->setCallback([&](PrinterContext context) { length = context.stateMessage.size(); });
     printer->run();
-    EXPECT_EQ(length, huge);
+    EXPECT_EQ(length, kHuge);
 }
 
 TEST_F(LyingLibrary, HundredMegabyteListIsRead)
 {
     TarnScript script;
     script.echoList = false;
-    script.listDocument = "[{\"printerName\":\"a\",\"description\":\"" + std::string(huge, 'x') +
+    script.listDocument = "[{\"printerName\":\"a\",\"description\":\"" + std::string(kHuge, 'x') +
                           "\"},{\"printerName\":\"last\"}]";
     tarnControl().setScript(script);
     registry().start();
     ASSERT_EQ(printers().size(), 2u);
     EXPECT_EQ(registry().getPrinter("last").printerName, "last");
-    EXPECT_EQ(registry().getPrinter("a").description.size(), huge);
+    EXPECT_EQ(registry().getPrinter("a").description.size(), kHuge);
 }
 
 // For the thread sanitizer above all: a context is read while a worker writes it.

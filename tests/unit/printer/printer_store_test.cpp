@@ -48,7 +48,7 @@ public:
         own(tree);
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) // as root still
             own(entry.path());
-        m_isChanged = ::seteuid(nobody) == 0;
+        m_isChanged = ::seteuid(kNobody) == 0;
         EXPECT_TRUE(m_isChanged);
     }
     ~AsOrdinaryUser()
@@ -61,8 +61,8 @@ public:
     AsOrdinaryUser& operator=(const AsOrdinaryUser&) = delete;
 
 private:
-    static constexpr uid_t nobody = 65534;
-    static void own(const fs::path& path) { EXPECT_EQ(::lchown(path.c_str(), nobody, nobody), 0); }
+    static constexpr uid_t kNobody = 65534;
+    static void own(const fs::path& path) { EXPECT_EQ(::lchown(path.c_str(), kNobody, kNobody), 0); }
     bool m_isChanged = false;
 };
 

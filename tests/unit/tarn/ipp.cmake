@@ -1,5 +1,5 @@
 kel_add_gtest(tarn_ipp_shape_test SOURCES ipp/ipp_shape_test.cpp LIBS tarn_core)
-kel_add_gtest(tarn_ipp_picture_test SOURCES ipp/ipp_picture_test.cpp ipp/hostile_texts_test.cpp ipp/ipp_alerts_test.cpp ipp/keyed_text_test.cpp ipp/reasons_test.cpp
+kel_add_gtest(tarn_ipp_status_test SOURCES ipp/ipp_status_test.cpp ipp/hostile_texts_test.cpp ipp/ipp_alerts_test.cpp ipp/keyed_text_test.cpp ipp/reasons_test.cpp
               LIBS tarn_core)
 # These two by themselves, since they replace the program's operators new and delete.
 kel_add_gtest(tarn_ipp_poller_test SOURCES ipp/ipp_poller_test.cpp support/short_memory.cpp LIBS tarn_core)

@@ -1,10 +1,10 @@
 add_library(recorded_agent OBJECT ${PROJECT_SOURCE_DIR}/tests/support/recorded_agent.cpp)
 target_link_libraries(recorded_agent PUBLIC tarn_core PRIVATE project_options)
 foreach(suite
-        snmp/wire/codec snmp/wire/reply_digest snmp/wire/reply_gate
-        snmp/mib/charset snmp/mib/hostile_texts snmp/mib/identity_words snmp/mib/kept_tables snmp/mib/picture snmp/mib/quirks
+        snmp/wire/codec snmp/wire/reply_digest snmp/wire/reply_check
+        snmp/mib/charset snmp/mib/hostile_texts snmp/mib/identity_words snmp/mib/packed_tables snmp/mib/status snmp/mib/quirks
         snmp/poll/fast_columns snmp/poll/readers snmp/poll/request_sizing snmp/poll/session snmp/poll/session_replay
-        device/alert_texts device/device_id device/kept_picture device/make_and_model
+        device/alert_texts device/device_id device/packed_status device/make_and_model
         device/rendering device/serial_number device/state_words device/supply_words device/word_search)
     string(REGEX REPLACE "/(.*/)?" "_" name ${suite}) # of its room
     kel_add_gtest(tarn_${name}_test

@@ -7,7 +7,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "twheel/src/gate.h"
+#include "twheel/src/scheduler_ref.h"
 #include "twheel/src/task_core.h"
 
 namespace twheel::testing {
@@ -34,15 +34,15 @@ private:
 class Tasks final
 {
 public:
-    ~Tasks() { Gate::giveBack(m_gate); }
+    ~Tasks() { SchedulerRef::giveBack(m_ref); }
 
     boost::shared_ptr<Task> make(Tick period, int id = 0, int* destroyed = nullptr)
     {
-        return Task::make(m_gate, boost::make_shared<NumberedRunnable>(id, destroyed), period);
+        return Task::make(m_ref, boost::make_shared<NumberedRunnable>(id, destroyed), period);
     }
 
 private:
-    Gate& m_gate = Gate::obtain();
+    SchedulerRef& m_ref = SchedulerRef::obtain();
 };
 
 inline int idOf(Task& task)

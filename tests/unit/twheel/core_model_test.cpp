@@ -139,20 +139,20 @@ private:
             })) {
             recallInModel();
         }
-        bool settled = false;
+        bool finishedOne = false;
         for (const auto& worker : m_batches) {
             for (std::size_t i = 0; i + 1 < worker->begun; ++i) {
                 if (worker->taken[i].id == id && !worker->taken[i].finished) {
                     worker->taken[i].finished = true;
                     --m_running[id];
-                    settled = true;
+                    finishedOne = true;
                 }
             }
         }
         Released released;
         m_core.cancel(*chosen->second, released);
         const bool wasScheduled = m_expiries.erase(id) != 0;
-        EXPECT_EQ(bool(released), (wasScheduled || settled) && m_running[id] == 0);
+        EXPECT_EQ(bool(released), (wasScheduled || finishedOne) && m_running[id] == 0);
         m_expectedDestroyed += released ? 1 : 0;
         if (below(2) == 0) {
             m_handles.erase(chosen);

@@ -12,7 +12,7 @@
 #include "tools/tarn-status/explain/ipp_way.h"
 #include "tools/tarn-status/explain/report.h"
 #include "tools/tarn-status/explain/snmp_way.h"
-#include "tools/tarn-status/explain/udp_conversation.h"
+#include "tools/tarn-status/explain/udp_session.h"
 #include "tools/tarn-status/explain/usb_way.h"
 #include "tools/tarn-status/judgement.h"
 #include "tools/tarn-status/screen.h"
@@ -106,7 +106,7 @@ private:
 
     bool findRoute()
     {
-        const UdpConversation udp(m_context.questions.address, m_context.questions.port);
+        const UdpSession udp(m_context.questions.address, m_context.questions.port);
         Finding finding{Way::Route, udp.state()};
         if (finding.came == Came::Found) {
             finding.detail = say(m_context.language, "from ", "来自 ") + udp.ownAddress();

@@ -3,7 +3,7 @@
 #include <poll.h>
 
 #include "tarn/src/ipp/ipp_transport.h"
-#include "tools/tarn-status/explain/udp_conversation.h"
+#include "tools/tarn-status/explain/udp_session.h"
 
 namespace tarnstatus {
 

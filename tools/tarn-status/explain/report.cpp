@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <map>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tools/tarn-status/explain/cause_texts.h"
 #include "tools/tarn-status/text.h"
 
@@ -28,7 +28,7 @@ std::string cell(const std::string& text, std::size_t columns)
     return cut.append(columns - width + 1, ' ');
 }
 
-std::string wayName(Way way, Language language)
+std::string sourceName(Way way, Language language)
 {
     switch (way) {
     case Way::Name:
@@ -211,7 +211,7 @@ std::string headOf(const ReportContext& context)
 
 std::string rowOf(const Finding& finding, const ReportContext& context)
 {
-    std::string row = cell(wayName(finding.way, context.language), kWayColumns) +
+    std::string row = cell(sourceName(finding.way, context.language), kWayColumns) +
                       cell(sentBy(finding, context), kSentColumns) +
                       cell(cameWord(finding, context.language), kCameColumns) + timeOf(finding);
     row.erase(row.find_last_not_of(' ') + 1);

@@ -39,17 +39,17 @@ std::string integer(std::int32_t number)
     while (octets.size() > 1 && octets[0] == 0 && (octets[1] & 0x80) == 0) {
         octets.erase(0, 1);
     }
-    return element(tarn::snmp::tagInteger, octets);
+    return element(tarn::snmp::kTagInteger, octets);
 }
 
 std::string text(const std::string& octets)
 {
-    return element(tarn::snmp::tagOctetString, octets);
+    return element(tarn::snmp::kTagOctetString, octets);
 }
 
 std::string sequence(const std::string& content)
 {
-    return element(tarn::snmp::tagSequence, content);
+    return element(tarn::snmp::kTagSequence, content);
 }
 
 bool isNumber(ByteView content, std::int32_t number)
@@ -105,13 +105,13 @@ bool namesEngine(const std::string& octets, std::int32_t messageId)
     constexpr std::size_t kShortestName = 5;
     constexpr std::size_t kLongestName = 32;
     BerReader outer(viewOf(octets));
-    BerReader message(outer.element(tarn::snmp::tagSequence));
-    const ByteView version = message.element(tarn::snmp::tagInteger);
-    BerReader header(message.element(tarn::snmp::tagSequence));
-    const ByteView number = header.element(tarn::snmp::tagInteger);
-    BerReader wrapped(message.element(tarn::snmp::tagOctetString));
-    BerReader security(wrapped.element(tarn::snmp::tagSequence));
-    const ByteView engine = security.element(tarn::snmp::tagOctetString);
+    BerReader message(outer.element(tarn::snmp::kTagSequence));
+    const ByteView version = message.element(tarn::snmp::kTagInteger);
+    BerReader header(message.element(tarn::snmp::kTagSequence));
+    const ByteView number = header.element(tarn::snmp::kTagInteger);
+    BerReader wrapped(message.element(tarn::snmp::kTagOctetString));
+    BerReader security(wrapped.element(tarn::snmp::kTagSequence));
+    const ByteView engine = security.element(tarn::snmp::kTagOctetString);
     return !security.failed() && isNumber(version, kVersion3) && isNumber(number, messageId) &&
            engine.size >= kShortestName && engine.size <= kLongestName;
 }

@@ -5,7 +5,7 @@
 #include "tarn/src/base/random.h"
 #include "tools/tarn-status/explain/printer_objects.h"
 #include "tools/tarn-status/explain/snmp_message.h"
-#include "tools/tarn-status/explain/udp_conversation.h"
+#include "tools/tarn-status/explain/udp_session.h"
 #include "tools/tarn-status/explain/usm_way.h"
 
 namespace tarnstatus {
@@ -103,7 +103,7 @@ private:
 
     const Questions& m_questions;
     const Version m_version;
-    UdpConversation m_udp;
+    UdpSession m_udp;
     const std::int32_t m_firstId = newId(); // of repetitions, too: a late answer to the first is an answer
     bool m_isAsked = false;
     SteadyClock::time_point m_begin{};
@@ -111,7 +111,7 @@ private:
 
 Finding discover(const Questions& questions)
 {
-    UdpConversation udp(questions.address, questions.port);
+    UdpSession udp(questions.address, questions.port);
     const std::int32_t id = newId();
     const auto begin = SteadyClock::now();
     const Came came = udp.exchange(

@@ -2,7 +2,7 @@
 
 #include "tarn/src/usb/libusb_bus.h"
 #include "tarn/src/usb/rights.h"
-#include "tools/tarn-status/explain/udp_conversation.h"
+#include "tools/tarn-status/explain/udp_session.h"
 
 namespace tarnstatus {
 

@@ -5,7 +5,7 @@
 #include "tarn/src/usm/usm_codec.h"
 #include "tools/tarn-status/explain/printer_objects.h"
 #include "tools/tarn-status/explain/snmp_message.h"
-#include "tools/tarn-status/explain/udp_conversation.h"
+#include "tools/tarn-status/explain/udp_session.h"
 
 namespace tarnstatus {
 
@@ -42,10 +42,10 @@ Came cameOf(UsmReport report)
 }
 
 // One agent and one user.
-class UserConversation final
+class UserSession final
 {
 public:
-    UserConversation(const UsmCodec& codec, const UsmKeys& keys, const Questions& questions)
+    UserSession(const UsmCodec& codec, const UsmKeys& keys, const Questions& questions)
         : m_codec(codec), m_keys(keys), m_questions(questions), m_udp(questions.address, questions.port)
     {
     }
@@ -131,7 +131,7 @@ private:
     const Questions& m_questions;
     const tarn::BootClock m_clock;
     tarn::SystemRandom m_random;
-    UdpConversation m_udp;
+    UdpSession m_udp;
     UsmEngine m_engine;
 };
 
@@ -141,22 +141,22 @@ Came withoutAnswer(Came came)
     return came == Came::Silent || came == Came::Garbage ? Came::WrongPrivacy : came;
 }
 
-void converse(UserConversation& conversation, Finding& finding)
+void runSession(UserSession& session, Finding& finding)
 {
-    finding.came = conversation.discover();
+    finding.came = session.discover();
     if (finding.came != Came::Engine) {
         return;
     }
     std::optional<Pdu> answer;
-    const Came came = conversation.ask(kSystemDescription, answer);
+    const Came came = session.ask(kSystemDescription, answer);
     if (!answer) {
         finding.came = came == Came::Engine ? Came::OtherReport : withoutAnswer(came);
         return;
     }
     finding.detail = textOf(*answer);
-    const auto askNext = [&conversation](const Oid& name) {
+    const auto askNext = [&session](const Oid& name) {
         std::optional<Pdu> next;
-        conversation.ask(name, next);
+        session.ask(name, next);
         return next;
     };
     finding.came = hasPrinterObjects(askNext, finding.detail) ? Came::Printer : Came::NotPrinter;
@@ -180,9 +180,9 @@ Finding askAsUser(const Questions& questions)
         return finding;
     }
     finding.detail = keys->name;
-    UserConversation conversation(*codec, *keys, questions);
+    UserSession session(*codec, *keys, questions);
     const auto begin = SteadyClock::now();
-    converse(conversation, finding);
+    runSession(session, finding);
     finding.took = std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - begin);
     return finding;
 }

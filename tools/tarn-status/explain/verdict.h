@@ -27,7 +27,7 @@ enum class Cause
     NotPrinter,
     NoSnmp,          // the port is closed
     WrongCommunity,  // SNMP is spoken
-    SilenceOfNobody, // neither is heard from: nobody is there, or the community is another one
+    SilenceOfNobody, // neither answers: nobody is there, or the community is another one
     SilenceOfHost,   // the host is there: SNMP is off, or the community is another one
     NoAnswerOfSnmp,
     UserUnknown,

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarnstatus {
 

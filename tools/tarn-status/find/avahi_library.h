@@ -11,30 +11,29 @@
 namespace tarnstatus {
 
 // Avahi's client library, bound when it is needed: without it everything else works.
-struct AvahiLibrary
+struct AvahiLibrary final : tarn::SharedObject
 {
-    AvahiLibrary();
+    AvahiLibrary() : SharedObject("libavahi-client.so.3") {}
 
-    // Why it cannot be used; empty when it can.
-    std::string complaint;
-
-    decltype(&::avahi_simple_poll_new) pollNew = nullptr;
-    decltype(&::avahi_simple_poll_free) pollFree = nullptr;
-    decltype(&::avahi_simple_poll_get) pollGet = nullptr;
-    decltype(&::avahi_simple_poll_iterate) pollIterate = nullptr;
-    decltype(&::avahi_client_new) clientNew = nullptr;
-    decltype(&::avahi_client_free) clientFree = nullptr;
-    decltype(&::avahi_client_errno) clientErrno = nullptr;
-    decltype(&::avahi_strerror) strerror = nullptr;
-    decltype(&::avahi_service_browser_new) browserNew = nullptr;
-    decltype(&::avahi_service_resolver_new) resolverNew = nullptr;
-    decltype(&::avahi_service_resolver_free) resolverFree = nullptr;
-    decltype(&::avahi_string_list_get_next) nextText = nullptr;
-    decltype(&::avahi_string_list_get_text) textOf = nullptr;
-    decltype(&::avahi_string_list_get_size) sizeOf = nullptr;
-
-private:
-    tarn::SharedObject m_library;
+    tarn::SharedFunction<decltype(::avahi_simple_poll_new)> pollNew{*this, "avahi_simple_poll_new"};
+    tarn::SharedFunction<decltype(::avahi_simple_poll_free)> pollFree{*this, "avahi_simple_poll_free"};
+    tarn::SharedFunction<decltype(::avahi_simple_poll_get)> pollGet{*this, "avahi_simple_poll_get"};
+    tarn::SharedFunction<decltype(::avahi_simple_poll_iterate)> pollIterate{*this,
+                                                                            "avahi_simple_poll_iterate"};
+    tarn::SharedFunction<decltype(::avahi_client_new)> clientNew{*this, "avahi_client_new"};
+    tarn::SharedFunction<decltype(::avahi_client_free)> clientFree{*this, "avahi_client_free"};
+    tarn::SharedFunction<decltype(::avahi_client_errno)> clientErrno{*this, "avahi_client_errno"};
+    tarn::SharedFunction<decltype(::avahi_strerror)> strerror{*this, "avahi_strerror"};
+    tarn::SharedFunction<decltype(::avahi_service_browser_new)> browserNew{*this,
+                                                                           "avahi_service_browser_new"};
+    tarn::SharedFunction<decltype(::avahi_service_resolver_new)> resolverNew{*this,
+                                                                             "avahi_service_resolver_new"};
+    tarn::SharedFunction<decltype(::avahi_service_resolver_free)> resolverFree{*this,
+                                                                               "avahi_service_resolver_free"};
+    tarn::SharedFunction<decltype(::avahi_string_list_get_next)> nextText{*this,
+                                                                          "avahi_string_list_get_next"};
+    tarn::SharedFunction<decltype(::avahi_string_list_get_text)> textOf{*this, "avahi_string_list_get_text"};
+    tarn::SharedFunction<decltype(::avahi_string_list_get_size)> sizeOf{*this, "avahi_string_list_get_size"};
 };
 
 } // namespace tarnstatus

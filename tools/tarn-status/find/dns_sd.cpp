@@ -91,8 +91,8 @@ private:
 
     void begin()
     {
-        if (!m_avahi.complaint.empty()) {
-            m_complaint = m_avahi.complaint;
+        if (!m_avahi.isUsable()) {
+            m_complaint = m_avahi.complaint();
             return;
         }
         m_poll = m_avahi.pollNew();

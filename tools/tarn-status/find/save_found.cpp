@@ -12,7 +12,7 @@
 #include <cstring>
 #include <set>
 
-#include "printer/json_text.h"
+#include "printer/json_io.h"
 #include "printer/store_file.h"
 #include "tools/common/file_error.h"
 #include "tools/common/standard_output.h"

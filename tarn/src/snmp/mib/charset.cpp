@@ -6,7 +6,7 @@
 #include <mutex>
 
 #include "tarn/src/base/immortal.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::snmp {
 
@@ -19,7 +19,7 @@ struct Charset
     bool singleOctet;
 };
 
-constexpr Charset charsets[] = {
+constexpr Charset kCharsets[] = {
     {4, "ISO-8859-1", true},    {5, "ISO-8859-2", true},    {6, "ISO-8859-3", true},
     {7, "ISO-8859-4", true},    {8, "ISO-8859-5", true},    {9, "ISO-8859-6", true},
     {10, "ISO-8859-7", true},   {11, "ISO-8859-8", true},   {12, "ISO-8859-9", true},
@@ -44,12 +44,12 @@ const Charset* findCharset(std::optional<std::int64_t> mibEnum)
         return nullptr;
     }
     const auto* const found =
-        std::find_if(std::begin(charsets), std::end(charsets),
+        std::find_if(std::begin(kCharsets), std::end(kCharsets),
                      [&](const Charset& charset) { return charset.mibEnum == *mibEnum; });
-    return found == std::end(charsets) ? nullptr : found;
+    return found == std::end(kCharsets) ? nullptr : found;
 }
 
-// The converter of the charset met last: opening one costs more than a printer's whole picture, and a device
+// The converter of the charset met last: opening one costs more than a printer's whole status, and a device
 // keeps its charset.
 class Converters final
 {

@@ -10,16 +10,16 @@ namespace tarn::snmp {
 
 namespace {
 
-constexpr std::uint16_t manySupplies = 64;
-constexpr std::uint16_t manyTrays = 32;
-constexpr std::uint16_t manyAlerts = 48;
-constexpr std::size_t longestText = 512; // the longest text of any standard object has 255 octets
+constexpr std::uint16_t kManySupplies = 64;
+constexpr std::uint16_t kManyTrays = 32;
+constexpr std::uint16_t kManyAlerts = 48;
+constexpr std::size_t kLongestText = 512; // the longest text of any standard object has 255 octets
 
 using Form = IndexForm;
 using Kind = ColumnKind;
 
 // In the order of ColumnId, which a test holds.
-const ColumnSpec specs[columnCount] = {
+const ColumnSpec kSpecs[kColumnCount] = {
     {ColumnId::SysDescr, "1.3.6.1.2.1.1.1", Form::Scalar, Kind::Text, 1},
     {ColumnId::SysObjectId, "1.3.6.1.2.1.1.2", Form::Scalar, Kind::ObjectId, 1},
     {ColumnId::SysUpTime, "1.3.6.1.2.1.1.3", Form::Scalar, Kind::Number, 1},
@@ -36,36 +36,36 @@ const ColumnSpec specs[columnCount] = {
     {ColumnId::PrtAlertCriticalEvents, "1.3.6.1.2.1.43.5.1.1.18", Form::PrinterDevice, Kind::Number, 1},
     {ColumnId::PrtAlertAllEvents, "1.3.6.1.2.1.43.5.1.1.19", Form::PrinterDevice, Kind::Number, 1},
     {ColumnId::PrtLocalizationCharacterSet, "1.3.6.1.2.1.43.7.1.1.4", Form::PrinterRow, Kind::Number, 1},
-    {ColumnId::PrtInputType, "1.3.6.1.2.1.43.8.2.1.2", Form::PrinterRow, Kind::Number, manyTrays},
-    {ColumnId::PrtInputCapacityUnit, "1.3.6.1.2.1.43.8.2.1.8", Form::PrinterRow, Kind::Number, manyTrays},
-    {ColumnId::PrtInputMaxCapacity, "1.3.6.1.2.1.43.8.2.1.9", Form::PrinterRow, Kind::Number, manyTrays},
-    {ColumnId::PrtInputCurrentLevel, "1.3.6.1.2.1.43.8.2.1.10", Form::PrinterRow, Kind::Number, manyTrays},
-    {ColumnId::PrtInputStatus, "1.3.6.1.2.1.43.8.2.1.11", Form::PrinterRow, Kind::Number, manyTrays},
-    {ColumnId::PrtInputName, "1.3.6.1.2.1.43.8.2.1.13", Form::PrinterRow, Kind::Text, manyTrays},
-    {ColumnId::PrtInputDescription, "1.3.6.1.2.1.43.8.2.1.18", Form::PrinterRow, Kind::Text, manyTrays},
+    {ColumnId::PrtInputType, "1.3.6.1.2.1.43.8.2.1.2", Form::PrinterRow, Kind::Number, kManyTrays},
+    {ColumnId::PrtInputCapacityUnit, "1.3.6.1.2.1.43.8.2.1.8", Form::PrinterRow, Kind::Number, kManyTrays},
+    {ColumnId::PrtInputMaxCapacity, "1.3.6.1.2.1.43.8.2.1.9", Form::PrinterRow, Kind::Number, kManyTrays},
+    {ColumnId::PrtInputCurrentLevel, "1.3.6.1.2.1.43.8.2.1.10", Form::PrinterRow, Kind::Number, kManyTrays},
+    {ColumnId::PrtInputStatus, "1.3.6.1.2.1.43.8.2.1.11", Form::PrinterRow, Kind::Number, kManyTrays},
+    {ColumnId::PrtInputName, "1.3.6.1.2.1.43.8.2.1.13", Form::PrinterRow, Kind::Text, kManyTrays},
+    {ColumnId::PrtInputDescription, "1.3.6.1.2.1.43.8.2.1.18", Form::PrinterRow, Kind::Text, kManyTrays},
     {ColumnId::PrtMarkerCounterUnit, "1.3.6.1.2.1.43.10.2.1.3", Form::PrinterRow, Kind::Number, 8},
     {ColumnId::PrtMarkerLifeCount, "1.3.6.1.2.1.43.10.2.1.4", Form::PrinterRow, Kind::Number, 8},
     {ColumnId::PrtMarkerSuppliesColorantIndex, "1.3.6.1.2.1.43.11.1.1.3", Form::PrinterRow, Kind::Number,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerSuppliesClass, "1.3.6.1.2.1.43.11.1.1.4", Form::PrinterRow, Kind::Number,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerSuppliesType, "1.3.6.1.2.1.43.11.1.1.5", Form::PrinterRow, Kind::Number,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerSuppliesDescription, "1.3.6.1.2.1.43.11.1.1.6", Form::PrinterRow, Kind::Text,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerSuppliesSupplyUnit, "1.3.6.1.2.1.43.11.1.1.7", Form::PrinterRow, Kind::Number,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerSuppliesMaxCapacity, "1.3.6.1.2.1.43.11.1.1.8", Form::PrinterRow, Kind::Number,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerSuppliesLevel, "1.3.6.1.2.1.43.11.1.1.9", Form::PrinterRow, Kind::Number,
-     manySupplies},
+     kManySupplies},
     {ColumnId::PrtMarkerColorantValue, "1.3.6.1.2.1.43.12.1.1.4", Form::PrinterRow, Kind::Text, 32},
-    {ColumnId::PrtAlertSeverityLevel, "1.3.6.1.2.1.43.18.1.1.2", Form::PrinterRow, Kind::Number, manyAlerts},
-    {ColumnId::PrtAlertGroup, "1.3.6.1.2.1.43.18.1.1.4", Form::PrinterRow, Kind::Number, manyAlerts},
-    {ColumnId::PrtAlertGroupIndex, "1.3.6.1.2.1.43.18.1.1.5", Form::PrinterRow, Kind::Number, manyAlerts},
-    {ColumnId::PrtAlertLocation, "1.3.6.1.2.1.43.18.1.1.6", Form::PrinterRow, Kind::Number, manyAlerts},
-    {ColumnId::PrtAlertCode, "1.3.6.1.2.1.43.18.1.1.7", Form::PrinterRow, Kind::Number, manyAlerts},
-    {ColumnId::PrtAlertDescription, "1.3.6.1.2.1.43.18.1.1.8", Form::PrinterRow, Kind::Text, manyAlerts},
+    {ColumnId::PrtAlertSeverityLevel, "1.3.6.1.2.1.43.18.1.1.2", Form::PrinterRow, Kind::Number, kManyAlerts},
+    {ColumnId::PrtAlertGroup, "1.3.6.1.2.1.43.18.1.1.4", Form::PrinterRow, Kind::Number, kManyAlerts},
+    {ColumnId::PrtAlertGroupIndex, "1.3.6.1.2.1.43.18.1.1.5", Form::PrinterRow, Kind::Number, kManyAlerts},
+    {ColumnId::PrtAlertLocation, "1.3.6.1.2.1.43.18.1.1.6", Form::PrinterRow, Kind::Number, kManyAlerts},
+    {ColumnId::PrtAlertCode, "1.3.6.1.2.1.43.18.1.1.7", Form::PrinterRow, Kind::Number, kManyAlerts},
+    {ColumnId::PrtAlertDescription, "1.3.6.1.2.1.43.18.1.1.8", Form::PrinterRow, Kind::Text, kManyAlerts},
 };
 
 std::optional<std::size_t> positionOf(const std::vector<std::uint32_t>& rows, std::uint32_t row)
@@ -81,14 +81,14 @@ std::optional<std::size_t> positionOf(const std::vector<std::uint32_t>& rows, st
 
 const ColumnSpec& specOf(ColumnId id)
 {
-    return specs[static_cast<std::size_t>(id)];
+    return kSpecs[static_cast<std::size_t>(id)];
 }
 
 namespace {
 
 const Immortal<std::vector<Oid>> columnOids([] {
     std::vector<Oid> made;
-    for (const ColumnSpec& spec : specs) {
+    for (const ColumnSpec& spec : kSpecs) {
         made.push_back(parseOid(spec.oid));
     }
     return made;
@@ -229,7 +229,7 @@ bool appendCell(ColumnData& column, ColumnKind kind, std::uint32_t row, const Va
         if (kind != ColumnKind::Text) {
             return false;
         }
-        column.texts.push_back(value.bytes.substr(0, longestText));
+        column.texts.push_back(value.bytes.substr(0, kLongestText));
         break;
     case ValueType::ObjectId:
         if (kind != ColumnKind::ObjectId) {

@@ -56,7 +56,7 @@ enum class ColumnId : std::uint8_t
     Count,
 };
 
-constexpr std::size_t columnCount = static_cast<std::size_t>(ColumnId::Count);
+constexpr std::size_t kColumnCount = static_cast<std::size_t>(ColumnId::Count);
 
 // How the instances of a column are named behind the column's own identifier.
 enum class IndexForm : std::uint8_t
@@ -136,7 +136,7 @@ public:
     void clear();
 
 private:
-    std::array<std::uint8_t, columnCount> m_places{}; // one above its place in m_columns; 0: untouched
+    std::array<std::uint8_t, kColumnCount> m_places{}; // one above its place in m_columns; 0: untouched
     std::vector<ColumnData> m_columns;
     std::size_t m_touched = 0; // the first so many of m_columns
 };

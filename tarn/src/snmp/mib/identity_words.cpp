@@ -27,7 +27,7 @@ struct NoModel
 };
 
 // Texts of model objects that name something else. The first that matches decides.
-const NoModel noModels[] = {
+const NoModel kNoModels[] = {
     {"print server", Where::Anywhere, ModelGrade::None, "EPSON Built-in 11b/g/n & 10/100/1000 Print Server"},
     {"printserver", Where::Anywhere, ModelGrade::None,
      "ZebraNet PrintServer; OkiLAN ... Ethernet PrintServer"},
@@ -76,7 +76,7 @@ struct WholeText
     ModelGrade grade;
 };
 
-const WholeText wholeTexts[] = {
+const WholeText kWholeTexts[] = {
     {"unknown", ModelGrade::None},
     {"none", ModelGrade::None},
     {"n/a", ModelGrade::None},
@@ -91,18 +91,18 @@ const WholeText wholeTexts[] = {
 };
 
 // Less their punctuation.
-const char* const serialWords[] = {
+const char* const kSerialWords[] = {
     "serial number:", "serial no:", "serial:", "s/n:", "s/n ", "sn:", ";sn", "sn "};
 
 // What stands before a model in sysDescr, lower case.
-const char* const modelWords[] = {"pid:", "attached to "};
+const char* const kModelWords[] = {"pid:", "attached to "};
 
 // Behind a maker's name, with a comma beside them that ends nothing: "Canon Inc., LBP-1760".
-const char* const legalForms[] = {"inc", "ltd", "co", "corp", "corporation", "gmbh", "llc"};
+const char* const kLegalForms[] = {"inc", "ltd", "co", "corp", "corporation", "gmbh", "llc"};
 
 // What stands before a version number.
-const char* const versionWords[] = {"v",        "ver", "ver.", "version",  "rev", "rev.",
-                                    "revision", "fw",  "f/w",  "firmware", "os"};
+const char* const kVersionWords[] = {"v",        "ver", "ver.", "version",  "rev", "rev.",
+                                     "revision", "fw",  "f/w",  "firmware", "os"};
 
 std::string lower(std::string text)
 {
@@ -153,7 +153,7 @@ bool isLegalForm(std::string word)
     while (!word.empty() && (word.back() == '.' || word.back() == ',')) {
         word.pop_back();
     }
-    return std::any_of(std::begin(legalForms), std::end(legalForms),
+    return std::any_of(std::begin(kLegalForms), std::end(kLegalForms),
                        [&](const char* form) { return word == form; });
 }
 
@@ -193,7 +193,7 @@ bool looksLikeFirmware(const std::string& word)
 // "Ver 3", "OS 1.03.00": a number and the word for it.
 bool namesVersion(const std::string& word, const std::string& next)
 {
-    const bool named = std::any_of(std::begin(versionWords), std::end(versionWords),
+    const bool named = std::any_of(std::begin(kVersionWords), std::end(kVersionWords),
                                    [&](const char* name) { return lower(word) == name; });
     return named && (isDigit(next.front()) || looksLikeFirmware(next));
 }
@@ -253,13 +253,13 @@ ModelGrade gradeModel(const std::string& text)
                      [](char c) { return isAlnum(c) || static_cast<unsigned char>(c) >= 0x80; })) {
         return ModelGrade::None;
     }
-    for (const WholeText& row : wholeTexts) {
+    for (const WholeText& row : kWholeTexts) {
         if (folded == row.text) {
             return row.grade;
         }
     }
     const std::string head = headOf(folded);
-    for (const NoModel& row : noModels) {
+    for (const NoModel& row : kNoModels) {
         const std::size_t at = (row.where == Where::Anywhere ? folded : head).find(row.pattern);
         if (at == 0 || (at != std::string::npos && row.where != Where::Start)) {
             return row.grade;
@@ -304,7 +304,7 @@ std::string cleanModel(const std::string& text, const std::string& serialNumber)
 std::string modelInDescription(const std::string& text)
 {
     const std::string folded = lower(text);
-    for (const char* const word : modelWords) {
+    for (const char* const word : kModelWords) {
         const std::string wanted = word;
         const std::size_t at = folded.find(wanted);
         if (at != std::string::npos) {
@@ -319,7 +319,7 @@ std::string modelInDescription(const std::string& text)
 std::string serialInDescription(const std::string& text)
 {
     const std::string folded = lower(text);
-    for (const char* const word : serialWords) {
+    for (const char* const word : kSerialWords) {
         const std::string wanted = word;
         for (std::size_t at = folded.find(wanted); at != std::string::npos;
              at = folded.find(wanted, at + 1)) {

@@ -23,7 +23,7 @@ enum class PrinterTable : std::uint8_t
     Count,
 };
 
-constexpr std::size_t printerTableCount = static_cast<std::size_t>(PrinterTable::Count);
+constexpr std::size_t kPrinterTableCount = static_cast<std::size_t>(PrinterTable::Count);
 
 // Of a prt... column.
 constexpr PrinterTable tableOf(ColumnId id)
@@ -50,7 +50,7 @@ constexpr PrinterTable tableOf(ColumnId id)
 struct PrinterIndex
 {
     std::uint32_t device = 1; // of the Host Resources tables
-    std::array<std::uint32_t, printerTableCount> tables = {1, 1, 1, 1, 1, 1, 1};
+    std::array<std::uint32_t, kPrinterTableCount> tables = {1, 1, 1, 1, 1, 1, 1};
 
     std::uint32_t& of(PrinterTable table) { return tables[static_cast<std::size_t>(table)]; }
     // Of a column's rows; the column is of the Printer-MIB.

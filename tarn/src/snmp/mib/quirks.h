@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace tarn::snmp {
+#include "tarn/src/snmp/mib/columns.h"
 
-// Device oddities as data: whom a row concerns, what is seen there, what is done about it. The readers and
-// the picture know no maker by name.
+namespace tarn::snmp {
 
 enum class VendorField : std::uint8_t
 {
@@ -29,12 +28,56 @@ enum class VendorFormat : std::uint8_t
 
 struct VendorObject
 {
-    std::uint32_t enterprise; // sysObjectID begins 1.3.6.1.4.1.<enterprise>; 0: anybody
-    VendorField field;
-    const char* oid;
-    VendorFormat format;
-    const char* symptom; // why the standard's objects are not enough there
+    VendorField field = VendorField::SerialNumber;
+    const char* oid = nullptr;
+    VendorFormat format = VendorFormat::Text;
 };
+
+// What is done about a quirk.
+enum class QuirkEffect : std::uint8_t
+{
+    AskObject,           // a vendor object tells what the standard's do not
+    AskForAllObjects,    // the agent does not tell who made the printer
+    NamesAreNoModel,     // what the agent calls itself is a print server
+    IgnoreColorants,     // the colours are those of the words
+    LevelsTellWhatIsLow, // where no alert does
+};
+
+// Whom or what a quirk concerns.
+struct QuirkMatch
+{
+    std::uint32_t enterprise = 0; // sysObjectID begins 1.3.6.1.4.1.<enterprise>; 0: anybody's
+    bool (*isSeenIn)(const PrinterTables&) = nullptr; // whoever it is; null: that is all
+};
+
+struct QuirkAction
+{
+    QuirkEffect effect = QuirkEffect::AskObject;
+    VendorObject object; // of AskObject
+};
+
+// Quirk is one way in which devices are not as the standards have them: a row of the table in quirks.cpp. The
+// readers and the status know no maker by name.
+struct Quirk
+{
+    const char* symptom;
+    QuirkMatch match;
+    QuirkAction action;
+    const char* seen;
+};
+
+// All rows, for tests.
+struct QuirkTable
+{
+    const Quirk* first;
+    const Quirk* last;
+    const Quirk* begin() const { return first; }
+    const Quirk* end() const { return last; }
+};
+QuirkTable quirks();
+
+// Whether a quirk of that effect is seen in what was read.
+bool hasQuirk(const PrinterTables& tables, QuirkEffect effect);
 
 // The objects to ask a device with this sysObjectID (dotted; empty when it has none), in order of trust. A
 // device that does not say what it is, or whose agent is a general one, is asked for all: they are few.

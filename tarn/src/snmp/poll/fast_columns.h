@@ -10,15 +10,15 @@
 
 namespace tarn::snmp {
 
-constexpr ColumnId fastScalars[] = {ColumnId::SysUpTime,
-                                    ColumnId::HrDeviceStatus,
-                                    ColumnId::HrPrinterStatus,
-                                    ColumnId::HrPrinterDetectedErrorState,
-                                    ColumnId::PrtGeneralConfigChanges,
-                                    ColumnId::PrtAlertCriticalEvents,
-                                    ColumnId::PrtAlertAllEvents};
-constexpr ColumnId fastRows[] = {ColumnId::PrtMarkerLifeCount, ColumnId::PrtMarkerSuppliesLevel,
-                                 ColumnId::PrtInputCurrentLevel};
+constexpr ColumnId kFastScalars[] = {ColumnId::SysUpTime,
+                                     ColumnId::HrDeviceStatus,
+                                     ColumnId::HrPrinterStatus,
+                                     ColumnId::HrPrinterDetectedErrorState,
+                                     ColumnId::PrtGeneralConfigChanges,
+                                     ColumnId::PrtAlertCriticalEvents,
+                                     ColumnId::PrtAlertAllEvents};
+constexpr ColumnId kFastRows[] = {ColumnId::PrtMarkerLifeCount, ColumnId::PrtMarkerSuppliesLevel,
+                                  ColumnId::PrtInputCurrentLevel};
 
 // What tells that the slow tables must be read again.
 constexpr bool isChangeCounter(ColumnId id)

@@ -117,11 +117,11 @@ void PrinterSession::end(ReadOutcome outcome)
 
 std::shared_ptr<const device::DeviceStatus> PrinterSession::status() const
 {
-    if (m_status || !m_pictureDigest) {
+    if (m_status || !m_statusDigest) {
         return m_status;
     }
     const Reading reading = m_kept.reading();
-    return std::make_shared<const device::DeviceStatus>(buildPicture(reading.tables, reading.vendor));
+    return std::make_shared<const device::DeviceStatus>(buildStatus(reading.tables, reading.vendor));
 }
 
 void PrinterSession::rest()

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tarn/src/snmp/mib/columns.h"
-#include "tarn/src/snmp/mib/kept_tables.h"
-#include "tarn/src/snmp/mib/picture.h"
+#include "tarn/src/snmp/mib/packed_tables.h"
 #include "tarn/src/snmp/mib/printer_index.h"
 #include "tarn/src/snmp/mib/quirks.h"
+#include "tarn/src/snmp/mib/status.h"
 #include "tarn/src/snmp/poll/readers.h"
 #include "tarn/src/snmp/poll/request_sizing.h"
 #include "tarn/src/snmp/poll/session.h"
@@ -20,10 +20,10 @@ namespace tarn::snmp {
 // maker's objects add.
 //
 // Invariants
-//  (1) Fast compares numbers; the picture is built again only when one of them moved.
+//  (1) Fast compares numbers; the status is built again only when one of them moved.
 //  (2) m_read is null exactly in Stage::Idle.
 // An Identity or Full that finds no printer objects where there were some before (an agent that still starts)
-// keeps the picture and ends Unusable. begin(Full) and begin(Fast) before the first Identity do Identity.
+// keeps the status and ends Unusable. begin(Full) and begin(Fast) before the first Identity do Identity.
 // Threading: one thread (the engine's).
 class PrinterSession final : public Session
 {
@@ -35,7 +35,7 @@ public:
     void accept(const Pdu& response) override;
     bool onTimeout(unsigned misses) override { return m_stage != Stage::Idle && m_sizing.unanswered(misses); }
     bool asksTheSame() const override { return m_oneFast; }
-    bool acceptReplay(const MessageHead& message, const device::KeptPicture& published) override;
+    bool acceptReplay(const MessageHead& message, const device::PackedStatus& published) override;
     engine::ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override;
     void rest() override;
@@ -75,7 +75,7 @@ private:
     void finishVendor();
     void finishFast();
     void publish(const Reading& reading);
-    void refresh(const Reading& reading, const device::KeptPicture& published,
+    void refresh(const Reading& reading, const device::PackedStatus& published,
                  std::shared_ptr<device::DeviceStatus>& status);
     void end(engine::ReadOutcome outcome);
     void beginSystem();
@@ -104,8 +104,8 @@ private:
 
     // What the last whole read left.
     std::optional<PrinterIndex> m_index;
-    KeptTables m_kept;
-    std::optional<std::uint64_t> m_pictureDigest;         // nothing: no picture yet
+    PackedTables m_kept;
+    std::optional<std::uint64_t> m_statusDigest;          // nothing: no status yet
     std::shared_ptr<const device::DeviceStatus> m_status; // until rest()
 };
 

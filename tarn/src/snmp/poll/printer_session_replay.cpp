@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "tarn/src/device/kept_picture.h"
+#include "tarn/src/device/packed_status.h"
 #include "tarn/src/snmp/poll/fast_columns.h"
 #include "tarn/src/snmp/poll/printer_session.h"
 
@@ -17,8 +17,8 @@ namespace {
 
 using Id = ColumnId;
 
-constexpr std::size_t mostBindings = 64; // of an answer to one request
-constexpr std::size_t longestName = 48;  // octets of any name that is asked for, and more
+constexpr std::size_t kMostBindings = 64; // of an answer to one request
+constexpr std::size_t kLongestName = 48;  // octets of any name that is asked for, and more
 
 // What one read needs for a moment, kept by the thread for the next: without it an answer that moved
 // one number would cost a hundred small blocks of memory.
@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    std::array<std::uint8_t, longestName> m_octets;
+    std::array<std::uint8_t, kLongestName> m_octets;
     std::size_t m_size = 0;
 };
 
@@ -72,7 +72,7 @@ class Answer final
 {
 public:
     explicit Answer(const MessageHead& message)
-        : m_left(takeBindings(message, m_bindings.data(), mostBindings))
+        : m_left(takeBindings(message, m_bindings.data(), kMostBindings))
     {
     }
 
@@ -126,7 +126,7 @@ private:
     }
     static bool takeText(const Binding& binding, std::uint32_t row, ColumnData& cell)
     {
-        if (binding.type != ValueType::OctetString || binding.content.size > longestFastText) {
+        if (binding.type != ValueType::OctetString || binding.content.size > kLongestFastText) {
             return false;
         }
         cell.rows.push_back(row);
@@ -134,9 +134,9 @@ private:
         return true;
     }
 
-    static constexpr std::size_t longestFastText = 16; // error bits
+    static constexpr std::size_t kLongestFastText = 16; // error bits
 
-    std::array<Binding, mostBindings> m_bindings;
+    std::array<Binding, kMostBindings> m_bindings;
     std::size_t m_at = 0;
     std::size_t m_left;
 };
@@ -156,9 +156,9 @@ bool takeRows(Answer& answer, Id id, std::uint32_t printer, const ColumnData& kn
 } // namespace
 
 // What finishFast() does, of an answer that gives it nothing to think about.
-bool PrinterSession::acceptReplay(const MessageHead& message, const device::KeptPicture& published)
+bool PrinterSession::acceptReplay(const MessageHead& message, const device::PackedStatus& published)
 {
-    if (m_stage != Stage::Idle || !m_oneFast || !m_pictureDigest || published.digest() != *m_pictureDigest) {
+    if (m_stage != Stage::Idle || !m_oneFast || !m_statusDigest || published.digest() != *m_statusDigest) {
         return false;
     }
     Workspace& work = workspace();
@@ -171,7 +171,7 @@ bool PrinterSession::acceptReplay(const MessageHead& message, const device::Kept
         change = std::max(change, changeIn(id, std::as_const(kept)[id], read));
         return change > FastChange::Numbers;
     };
-    for (const Id id : fastScalars) {
+    for (const Id id : kFastScalars) {
         if (std::as_const(kept)[id].empty()) {
             continue;
         }
@@ -182,7 +182,7 @@ bool PrinterSession::acceptReplay(const MessageHead& message, const device::Kept
         }
         std::swap(kept[id], read);
     }
-    for (const Id id : fastRows) {
+    for (const Id id : kFastRows) {
         if (std::as_const(kept)[id].empty()) {
             continue;
         }
@@ -206,17 +206,17 @@ bool PrinterSession::acceptReplay(const MessageHead& message, const device::Kept
     return true;
 }
 
-void PrinterSession::refresh(const Reading& reading, const device::KeptPicture& published,
+void PrinterSession::refresh(const Reading& reading, const device::PackedStatus& published,
                              std::shared_ptr<device::DeviceStatus>& status)
 {
     if (!status || status.use_count() > 1) { // somebody still reads the last one
         status = std::make_shared<device::DeviceStatus>();
     }
     published.unpackInto(*status);
-    refreshPicture(reading.tables, reading.vendor, *status);
-    const std::uint64_t digest = device::KeptPicture(*status).digest();
-    if (m_pictureDigest != digest) {
-        m_pictureDigest = digest;
+    refreshStatus(reading.tables, reading.vendor, *status);
+    const std::uint64_t digest = device::PackedStatus(*status).digest();
+    if (m_statusDigest != digest) {
+        m_statusDigest = digest;
         m_status = status;
         m_outcome = ReadOutcome::Changed;
     }

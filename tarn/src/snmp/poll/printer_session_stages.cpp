@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tarn/src/device/kept_picture.h"
+#include "tarn/src/device/packed_status.h"
 #include "tarn/src/snmp/poll/fast_columns.h"
 #include "tarn/src/snmp/poll/printer_session.h"
 
@@ -15,19 +15,19 @@ namespace {
 
 using Id = ColumnId;
 
-constexpr const char* hrDevicePrinter = "1.3.6.1.2.1.25.3.1.5"; // hrDeviceType of a printer
+constexpr const char* kHrDevicePrinter = "1.3.6.1.2.1.25.3.1.5"; // hrDeviceType of a printer
 
-constexpr Id fullScalars[] = {Id::SysUpTime,
-                              Id::HrDeviceDescr,
-                              Id::HrDeviceStatus,
-                              Id::HrPrinterStatus,
-                              Id::HrPrinterDetectedErrorState,
-                              Id::PrtGeneralConfigChanges,
-                              Id::PrtGeneralCurrentLocalization,
-                              Id::PrtGeneralPrinterName,
-                              Id::PrtGeneralSerialNumber,
-                              Id::PrtAlertCriticalEvents,
-                              Id::PrtAlertAllEvents};
+constexpr Id kFullScalars[] = {Id::SysUpTime,
+                               Id::HrDeviceDescr,
+                               Id::HrDeviceStatus,
+                               Id::HrPrinterStatus,
+                               Id::HrPrinterDetectedErrorState,
+                               Id::PrtGeneralConfigChanges,
+                               Id::PrtGeneralCurrentLocalization,
+                               Id::PrtGeneralPrinterName,
+                               Id::PrtGeneralSerialNumber,
+                               Id::PrtAlertCriticalEvents,
+                               Id::PrtAlertAllEvents};
 
 struct GroupedColumn
 {
@@ -35,7 +35,7 @@ struct GroupedColumn
     int group; // columns of one group are repeated together: alike in the number of rows
 };
 
-constexpr GroupedColumn fullRows[] = {
+constexpr GroupedColumn kFullRows[] = {
     {Id::PrtMarkerCounterUnit, 0},
     {Id::PrtMarkerLifeCount, 0},
     {Id::PrtAlertSeverityLevel, 0},
@@ -61,17 +61,17 @@ constexpr GroupedColumn fullRows[] = {
     {Id::PrtInputDescription, 2},
 };
 
-constexpr Id systemObjects[] = {Id::SysDescr, Id::SysObjectId, Id::SysUpTime, Id::SysLocation};
+constexpr Id kSystemObjects[] = {Id::SysDescr, Id::SysObjectId, Id::SysUpTime, Id::SysLocation};
 
 // One of each table, the one most agents have; in order of trust where a table has none.
-constexpr Id printerColumns[] = {Id::PrtGeneralConfigChanges,    Id::PrtMarkerSuppliesLevel,
-                                 Id::PrtMarkerLifeCount,         Id::PrtInputMaxCapacity,
-                                 Id::PrtAlertSeverityLevel,      Id::PrtMarkerColorantValue,
-                                 Id::PrtLocalizationCharacterSet};
-constexpr Id deviceColumns[] = {Id::HrPrinterStatus, Id::HrPrinterDetectedErrorState};
+constexpr Id kPrinterColumns[] = {Id::PrtGeneralConfigChanges,    Id::PrtMarkerSuppliesLevel,
+                                  Id::PrtMarkerLifeCount,         Id::PrtInputMaxCapacity,
+                                  Id::PrtAlertSeverityLevel,      Id::PrtMarkerColorantValue,
+                                  Id::PrtLocalizationCharacterSet};
+constexpr Id kDeviceColumns[] = {Id::HrPrinterStatus, Id::HrPrinterDetectedErrorState};
 
 // What was not there is looked for again now and then: an agent may start before all its parts do.
-constexpr int fullsBetweenSearches = 10;
+constexpr int kFullsBetweenSearches = 10;
 
 Oid scalarName(Id id)
 {
@@ -89,8 +89,8 @@ bool contains(const std::vector<std::uint32_t>& rows, std::uint32_t row)
 bool hasSameRows(const PrinterTables& before, const PrinterTables& now)
 {
     const auto same = [&](Id id) { return before[id].rows == now[id].rows; };
-    return std::all_of(std::begin(fastScalars), std::end(fastScalars), same) &&
-           std::all_of(std::begin(fastRows), std::end(fastRows), same) && same(Id::PrtAlertSeverityLevel);
+    return std::all_of(std::begin(kFastScalars), std::end(kFastScalars), same) &&
+           std::all_of(std::begin(kFastRows), std::end(kFastRows), same) && same(Id::PrtAlertSeverityLevel);
 }
 
 } // namespace
@@ -100,7 +100,7 @@ bool hasSameRows(const PrinterTables& before, const PrinterTables& now)
 void PrinterSession::beginSystem()
 {
     std::vector<Oid> names;
-    for (const Id id : systemObjects) {
+    for (const Id id : kSystemObjects) {
         names.push_back(scalarName(id));
     }
     m_read->objects.emplace(std::move(names), m_sizing.limits());
@@ -108,7 +108,7 @@ void PrinterSession::beginSystem()
 
 void PrinterSession::finishSystem()
 {
-    for (const Id id : systemObjects) {
+    for (const Id id : kSystemObjects) {
         if (const Value* value = m_read->objects->find(scalarName(id))) {
             appendCell(m_read->now.tables[id], specOf(id).kind, 0, *value);
         }
@@ -131,10 +131,10 @@ void PrinterSession::addFind(Id id, std::uint16_t maxRows)
 void PrinterSession::beginFind()
 {
     m_read->columns.emplace(m_sizing.limits());
-    for (const Id id : printerColumns) {
+    for (const Id id : kPrinterColumns) {
         addFind(id, 1);
     }
-    for (const Id id : deviceColumns) {
+    for (const Id id : kDeviceColumns) {
         addFind(id, 4); // a host may list a fax as a printer too
     }
 }
@@ -142,16 +142,16 @@ void PrinterSession::beginFind()
 void PrinterSession::finishFind()
 {
     std::vector<std::uint32_t> devices;
-    for (const Id id : deviceColumns) {
+    for (const Id id : kDeviceColumns) {
         const std::vector<std::uint32_t> rows = m_read->columns->take(id).rows;
         devices.insert(devices.end(), rows.begin(), rows.end());
     }
     std::sort(devices.begin(), devices.end());
     PrinterIndex& index = m_read->index;
-    std::array<std::vector<std::uint32_t>, std::size(printerColumns)> rows;
+    std::array<std::vector<std::uint32_t>, std::size(kPrinterColumns)> rows;
     std::optional<std::uint32_t> printer;
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        rows[i] = m_read->columns->take(printerColumns[i]).rows;
+        rows[i] = m_read->columns->take(kPrinterColumns[i]).rows;
         if (!printer && !rows[i].empty()) {
             printer = rows[i].front();
         }
@@ -159,7 +159,7 @@ void PrinterSession::finishFind()
     index.device = printer.value_or(devices.empty() ? 1 : devices.front());
     for (std::size_t i = 0; i < rows.size(); ++i) {
         if (!rows[i].empty() || m_kind == ReadKind::Identity) { // an empty table keeps the index it had
-            index.of(tableOf(printerColumns[i])) = rows[i].empty() ? index.device : rows[i].front();
+            index.of(tableOf(kPrinterColumns[i])) = rows[i].empty() ? index.device : rows[i].front();
         }
     }
     if (devices.empty()) {
@@ -186,7 +186,7 @@ void PrinterSession::finishDeviceTypes()
     ColumnData types = m_read->columns->take(Id::HrDeviceType);
     std::vector<std::uint32_t> printers;
     for (std::size_t i = 0; i < types.rows.size(); ++i) {
-        if (types.texts[i] == hrDevicePrinter) {
+        if (types.texts[i] == kHrDevicePrinter) {
             printers.push_back(types.rows[i]);
         }
     }
@@ -197,7 +197,7 @@ void PrinterSession::finishDeviceTypes()
         ColumnData& kept =
             m_read->now.tables[Id::HrDeviceType]; // the printer's row alone: the rest is of no use
         kept.rows = {m_read->index.device};
-        kept.texts = {hrDevicePrinter};
+        kept.texts = {kHrDevicePrinter};
     }
     enter(Stage::Tables);
 }
@@ -230,14 +230,14 @@ void PrinterSession::addRows(Id id, int group, bool askExpected)
 void PrinterSession::beginTables()
 {
     m_read->columns.emplace(m_sizing.limits());
-    m_read->columns->reserve(std::size(fullScalars) + std::size(fullRows));
-    m_askAll = m_kind == ReadKind::Identity || ++m_fulls % fullsBetweenSearches == 0;
-    for (const Id id : fullScalars) {
+    m_read->columns->reserve(std::size(kFullScalars) + std::size(kFullRows));
+    m_askAll = m_kind == ReadKind::Identity || ++m_fulls % kFullsBetweenSearches == 0;
+    for (const Id id : kFullScalars) {
         if (m_askAll || !known()[id].empty() || specOf(id).form == IndexForm::Device) {
             addInstance(id);
         }
     }
-    for (const GroupedColumn& column : fullRows) {
+    for (const GroupedColumn& column : kFullRows) {
         if (m_askAll || !lacksColumn(column.id)) {
             addRows(column.id, column.group, false);
         }
@@ -252,15 +252,15 @@ bool PrinterSession::lacksColumn(Id id) const
     if (!known()[id].empty() || !(supplies || inputs)) {
         return false;
     }
-    return !rowsOf(known(), supplies ? supplyColumns : inputColumns).empty();
+    return !rowsOf(known(), supplies ? kSupplyColumns : kInputColumns).empty();
 }
 
 void PrinterSession::finishTables()
 {
-    for (const Id id : fullScalars) {
+    for (const Id id : kFullScalars) {
         m_read->now.tables[id] = m_read->columns->take(id);
     }
-    for (const GroupedColumn& column : fullRows) {
+    for (const GroupedColumn& column : kFullRows) {
         m_read->now.tables[column.id] = m_read->columns->take(column.id);
     }
     if (m_kind == ReadKind::Full &&
@@ -346,12 +346,12 @@ void PrinterSession::finishVendor()
 
 void PrinterSession::publish(const Reading& reading)
 {
-    device::DeviceStatus status = buildPicture(reading.tables, reading.vendor);
-    const std::uint64_t digest = device::KeptPicture(status).digest();
-    if (m_pictureDigest == digest) {
+    device::DeviceStatus status = buildStatus(reading.tables, reading.vendor);
+    const std::uint64_t digest = device::PackedStatus(status).digest();
+    if (m_statusDigest == digest) {
         return end(ReadOutcome::Unchanged);
     }
-    m_pictureDigest = digest;
+    m_statusDigest = digest;
     m_status = std::make_shared<const device::DeviceStatus>(std::move(status));
     end(ReadOutcome::Changed);
 }
@@ -362,13 +362,13 @@ void PrinterSession::publish(const Reading& reading)
 void PrinterSession::beginFast()
 {
     m_read->columns.emplace(m_sizing.limits());
-    m_read->columns->reserve(std::size(fastScalars) + std::size(fastRows) + 1);
-    for (const Id id : fastScalars) {
+    m_read->columns->reserve(std::size(kFastScalars) + std::size(kFastRows) + 1);
+    for (const Id id : kFastScalars) {
         if (!known()[id].empty()) {
             addInstance(id);
         }
     }
-    for (const Id id : fastRows) {
+    for (const Id id : kFastRows) {
         if (!known()[id].empty()) {
             addRows(id, 0, true);
         }
@@ -387,21 +387,21 @@ void PrinterSession::finishFast()
     };
     m_oneFast = m_read->answers == 1;
     m_fastLimits = m_sizing.limits();
-    for (const Id id : fastScalars) {
+    for (const Id id : kFastScalars) {
         take(id);
         m_oneFast = m_oneFast && read[id].rows == known()[id].rows; // what is gone is not asked for again
     }
-    for (const Id id : fastRows) {
+    for (const Id id : kFastRows) {
         take(id);
     }
     take(Id::PrtAlertSeverityLevel);
     if (change > FastChange::Numbers) {
         return end(change == FastChange::Restart ? ReadOutcome::Restarted : ReadOutcome::NeedsFull);
     }
-    for (const Id id : fastScalars) {
+    for (const Id id : kFastScalars) {
         kept[id] = std::move(read[id]);
     }
-    for (const Id id : fastRows) {
+    for (const Id id : kFastRows) {
         kept[id] = std::move(read[id]);
     }
     m_kept.keep(m_read->before);

@@ -5,10 +5,10 @@ namespace tarn::snmp {
 using engine::BackendListener;
 using engine::Liveliness;
 using engine::livelinessOf;
+using engine::Reachability;
 using engine::ReadOutcome;
-using engine::Silence;
+using engine::Source;
 using engine::Target;
-using engine::Way;
 
 namespace {
 
@@ -20,50 +20,51 @@ constexpr Milliseconds kMeetAnew{60000};
 Liveliness publish(Target& target, const Session& session, ReadOutcome outcome, Liveliness liveliness,
                    BackendListener& listener)
 {
-    if (outcome != ReadOutcome::Changed && target.answers(Way::Snmp) && target.isMet()) {
+    if (outcome != ReadOutcome::Changed && target.answers(Source::Snmp) && target.isMet()) {
         return liveliness;
     }
     const std::shared_ptr<const device::DeviceStatus> status = session.status();
-    // What answers and is no printer, as far as one can see, keeps the picture that is remembered.
-    target.report(Way::Snmp, status ? *status : target.pictureBy(Way::Snmp));
+    // What answers and is no printer, as far as one can see, keeps the status that is remembered.
+    target.report(Source::Snmp, status ? *status : target.statusBy(Source::Snmp));
     target.markMet();
     listener.targetChanged(target);
     return livelinessOf(status.get());
 }
 
-bool isToBeCalledSilent(const Target& target, const Silence& silence)
+bool mustReportOffline(const Target& target, const Reachability& reachability)
 {
-    return silence.isOffline() && (target.answers(Way::Snmp) || !target.isMet());
+    return reachability.isOffline() && (target.answers(Source::Snmp) || !target.isMet());
 }
 
-void publishSilence(Target& target, BackendListener& listener)
+void publishOffline(Target& target, BackendListener& listener)
 {
-    target.reportSilent(Way::Snmp);
+    target.reportOffline(Source::Snmp);
     target.markMet();
     listener.targetChanged(target);
 }
 
-void publishSignOfLife(Target& target, Liveliness liveliness, BackendListener& listener)
+void publishOnline(Target& target, Liveliness liveliness, BackendListener& listener)
 {
-    if (liveliness != Liveliness::NoPicture && !target.answers(Way::Snmp)) {
-        target.report(Way::Snmp, target.pictureBy(Way::Snmp));
+    if (liveliness != Liveliness::NoStatus && !target.answers(Source::Snmp)) {
+        target.report(Source::Snmp, target.statusBy(Source::Snmp));
         listener.targetChanged(target);
     }
 }
 
-AfterMiss afterMiss(const MissedAnswer& missed, const Silence& silence, Session& session, TimePoint now)
+AfterMiss afterMiss(const MissedAnswer& missed, const Reachability& reachability, Session& session,
+                    TimePoint now)
 {
-    const bool isMet = missed.liveliness != Liveliness::NoPicture;
+    const bool isMet = missed.liveliness != Liveliness::NoStatus;
     // A first meeting across a bad network would never end if each silence began it anew.
     const bool isHalfMet = !isMet && missed.requests > 1;
     if (missed.becameOffline && !isHalfMet) {
         // Whatever was being read is void; the smallest question finds out soonest that it is back.
         return isMet ? AfterMiss::ReadFast : AfterMiss::ReadIdentity;
     }
-    if (isHalfMet && now - silence.since() >= kMeetAnew) {
+    if (isHalfMet && now - reachability.since() >= kMeetAnew) {
         return AfterMiss::ReadIdentity;
     }
-    return session.onTimeout(silence.misses()) ? AfterMiss::AskForLess : AfterMiss::Repeat;
+    return session.onTimeout(reachability.misses()) ? AfterMiss::AskForLess : AfterMiss::Repeat;
 }
 
 } // namespace tarn::snmp

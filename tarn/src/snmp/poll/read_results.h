@@ -5,7 +5,7 @@
 #include "tarn/src/base/clock.h"
 #include "tarn/src/engine/backend.h"
 #include "tarn/src/engine/cadence.h"
-#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/reachability.h"
 #include "tarn/src/engine/target.h"
 #include "tarn/src/snmp/poll/session.h"
 
@@ -14,17 +14,16 @@
 namespace tarn::snmp {
 
 // Hands on what a read of the given outcome has found out, where that is anything new. liveliness is
-// of the picture that was handed on before; returns that of the present one.
+// of the status that was handed on before; returns that of the present one.
 engine::Liveliness publish(engine::Target& target, const Session& session, engine::ReadOutcome outcome,
                            engine::Liveliness liveliness, engine::BackendListener& listener);
-// Whether the printer is silent and nobody was told so, or not successfully.
-bool isToBeCalledSilent(const engine::Target& target, const engine::Silence& silence);
-// Hands on that nothing is heard of the printer.
-void publishSilence(engine::Target& target, engine::BackendListener& listener);
-// An answer has come. Who was away is back at the first one, with the last good picture until the
-// read has a new one; who was never seen before comes with his picture.
-void publishSignOfLife(engine::Target& target, engine::Liveliness liveliness,
-                       engine::BackendListener& listener);
+// Whether the printer is offline and nobody was told so, or not successfully.
+bool mustReportOffline(const engine::Target& target, const engine::Reachability& reachability);
+// Hands on that the printer cannot be reached.
+void publishOffline(engine::Target& target, engine::BackendListener& listener);
+// An answer has come. Who was away is back at the first one, with the last good status until the
+// read has a new one; who was never seen before comes with his status.
+void publishOnline(engine::Target& target, engine::Liveliness liveliness, engine::BackendListener& listener);
 
 // A read at the moment at which the patience with its question runs out.
 struct MissedAnswer
@@ -41,7 +40,7 @@ enum class AfterMiss : std::uint8_t
     ReadFast,    // a Fast read, the present one being void
     ReadIdentity // likewise
 };
-AfterMiss afterMiss(const MissedAnswer& missed, const engine::Silence& silence, Session& session,
+AfterMiss afterMiss(const MissedAnswer& missed, const engine::Reachability& reachability, Session& session,
                     TimePoint now);
 
 // Reopening tells when a silence is so general that the socket may be at fault: an interface went and came
@@ -54,9 +53,9 @@ public:
     // An answer from anybody.
     void answered(TimePoint now) { m_lastAnswer = now; }
     void reopened(TimePoint now) { m_last = now; }
-    bool isDue(const engine::Silence& silence, TimePoint now) const
+    bool isDue(const engine::Reachability& reachability, TimePoint now) const
     {
-        return silence.isOffline() && m_lastAnswer < silence.since() && now - m_last >= kGap;
+        return reachability.isOffline() && m_lastAnswer < reachability.since() && now - m_last >= kGap;
     }
 
 private:

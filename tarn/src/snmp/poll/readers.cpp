@@ -7,7 +7,7 @@ namespace tarn::snmp {
 
 namespace {
 
-constexpr int rowsGuessed = 5; // of a table never read before
+constexpr int kRowsGuessed = 5; // of a table never read before
 
 bool isException(ValueType type)
 {
@@ -185,7 +185,7 @@ int ColumnReader::repetitions(std::size_t room) const
     for (const std::size_t index : m_repeaters) {
         const State& state = m_states[index];
         const int known = static_cast<int>(state.walk.expected.size());
-        const int left = known == 0 ? rowsGuessed : std::max(known - state.steps, 0) + 1;
+        const int left = known == 0 ? kRowsGuessed : std::max(known - state.steps, 0) + 1;
         wanted = std::max(wanted, std::min(left, state.walk.maxRows - state.steps));
     }
     const int most = std::max(1, static_cast<int>(room / m_repeaters.size()));

@@ -47,8 +47,7 @@ private:
 //  (1) A column only moves forward: an answer that is not above the last one ends it (backward, circular).
 //  (2) An answer that belongs to no question of the last request is ignored.
 //  (3) Every accepted answer moves or ends a column, makes the requests smaller, or ends the use of GETBULK,
-//  which
-//      happens once: it ends.
+//      which happens once: it ends.
 // Threading: one thread.
 class ColumnReader final
 {

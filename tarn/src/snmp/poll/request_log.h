@@ -17,7 +17,7 @@ namespace tarn::snmp {
 //  (1) One request each 3.66 s or more, and a burst of any length once a minute, become no more than kPaced
 //      in any window of kWindow.
 //  (2) Nobody waits until more than kLongestGap after the last request: behind a busy time, or a first
-//      meeting, more than kMost in a minute is less bad than a picture that gets old.
+//      meeting, more than kMost in a minute is less bad than a status that gets old.
 // Threading: one thread.
 class RequestLog final
 {

@@ -6,10 +6,10 @@ namespace tarn::snmp {
 
 namespace {
 
-constexpr int requestsPerRead = 200;
-constexpr int smallResults = 8;
-constexpr unsigned missesToDoubt = 2; // of a large request, unless it is on trial
-constexpr int longestGap = 60;        // whole readings: an hour's
+constexpr int kRequestsPerRead = 200;
+constexpr int kSmallResults = 8;
+constexpr unsigned kMissesToDoubt = 2; // of a large request, unless it is on trial
+constexpr int kLongestGap = 60;        // whole readings: an hour's
 
 // Bindings that the answer is asked to hold.
 std::size_t sizeOf(const Pdu& request)
@@ -27,7 +27,7 @@ std::size_t sizeOf(const Pdu& request)
 
 void Retrial::failed()
 {
-    m_gap = m_gap == 0 ? 1 : std::min(m_gap * 2, longestGap);
+    m_gap = m_gap == 0 ? 1 : std::min(m_gap * 2, kLongestGap);
     m_left = m_gap;
 }
 
@@ -46,7 +46,7 @@ void RequestSizing::apply()
 {
     const bool small = isSmall();
     m_limits.bulk = m_normal.bulk && !small;
-    m_limits.maxResults = small ? std::min(m_normal.maxResults, smallResults) : m_normal.maxResults;
+    m_limits.maxResults = small ? std::min(m_normal.maxResults, kSmallResults) : m_normal.maxResults;
 }
 
 void RequestSizing::beginRead(bool wholeReading)
@@ -59,7 +59,7 @@ void RequestSizing::beginRead(bool wholeReading)
         m_probe = Probe::None; // whatever was being found out, the read was given up for another reason
     }
     m_normal.bulk = m_version != Version::V1 && !m_bulk.isSuspended();
-    m_limits.requestsLeft = requestsPerRead;
+    m_limits.requestsLeft = kRequestsPerRead;
     m_answeredBulk = m_answeredLarge = false;
     m_askedBulk = m_askedLarge = false;
     apply();
@@ -68,7 +68,7 @@ void RequestSizing::beginRead(bool wholeReading)
 void RequestSizing::asked(const Pdu& request)
 {
     m_askedBulk = request.type == PduType::GetBulkRequest;
-    m_askedLarge = m_askedBulk || request.varbinds.size() > smallResults;
+    m_askedLarge = m_askedBulk || request.varbinds.size() > kSmallResults;
     m_askedSize = sizeOf(request);
 }
 
@@ -100,7 +100,7 @@ bool RequestSizing::unanswered(unsigned misses)
         apply();
         return false;
     }
-    const unsigned enough = m_large.isOnTrial() ? 1 : missesToDoubt;
+    const unsigned enough = m_large.isOnTrial() ? 1 : kMissesToDoubt;
     if (!m_askedLarge || misses != enough) {
         return false;
     }

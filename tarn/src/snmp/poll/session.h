@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "tarn/src/device/device_status.h"
-#include "tarn/src/device/kept_picture.h"
+#include "tarn/src/device/packed_status.h"
 #include "tarn/src/engine/read.h"
 #include "tarn/src/snmp/wire/codec.h"
 #include "tarn/src/snmp/wire/pdu.h"
@@ -38,13 +38,13 @@ public:
     // A Full one in between need not change that.
     virtual bool asksTheSame() const = 0;
     // For whoever has asked that again without beginning a read: takes the accepted answer, a message's head,
-    // as a read of its own, outcome() included. published is the last picture. False, and nothing changes,
+    // as a read of its own, outcome() included. published is the last status. False, and nothing changes,
     // when the answer says more than that known numbers moved, or is malformed: the same question begun, and
     // the answer accepted, in the ordinary way finds out what.
-    virtual bool acceptReplay(const MessageHead& message, const device::KeptPicture& published) = 0;
+    virtual bool acceptReplay(const MessageHead& message, const device::PackedStatus& published) = 0;
     // The outcome of the read that has just ended.
     virtual engine::ReadOutcome outcome() const = 0;
-    // The last whole picture; null before the first.
+    // The last whole status; null before the first.
     virtual std::shared_ptr<const device::DeviceStatus> status() const = 0;
     // No read for a while: gives back the memory that only the next one needs. status() is made anew for each
     // caller from then on.

@@ -6,7 +6,7 @@
 
 #include "tarn/src/engine/cadence.h"
 #include "tarn/src/engine/deadline_heap.h"
-#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/reachability.h"
 #include "tarn/src/engine/target.h"
 #include "tarn/src/snmp/poll/request_log.h"
 #include "tarn/src/snmp/poll/session.h"
@@ -17,7 +17,7 @@ namespace tarn::snmp {
 // Where a peer stands between two requests, or in one.
 enum class Phase : std::uint8_t
 {
-    Aside,     // nobody opens it; in no queue, not in the heap
+    Suspended, // nobody opens it; in no queue, not in the heap
     Resting,   // until the next read begins at its deadline
     Waiting,   // its request waits for its turn, so that an idle printer sees few in a minute
     Queued,    // its request waits for room among those in flight
@@ -30,15 +30,14 @@ enum class VersionKnowledge : std::uint8_t
 {
     Probing, // no answer yet: v2c and v1 in turn
     Trial,   // it answered v1 while we were guessing: is it still silent to v2c now that it is awake?
-    Settled,
+    Known,
 };
 
 // SnmpPeer is what the poller knows of one target.
 //
 // Invariants
 //  (1) Phase Waiting to Lingering: a request waits for its answer or for its turn to be sent. It is the one
-//  at
-//      the link. A read that is yet to begin has none.
+//      at the link. A read that is yet to begin has none.
 //  (2) At most one request at a time: a repetition is the same again, but for the number of one to a printer
 //      that is offline.
 struct SnmpPeer
@@ -49,10 +48,10 @@ struct SnmpPeer
 
     std::unique_ptr<Session> session;
     engine::Cadence cadence;
-    engine::Silence silence;
+    engine::Reachability reachability;
     RequestLog log;
     TimePoint readStart{};
-    TimePoint firstSent{};
+    TimePoint firstSent = kNever; // of the present request; kNever: it has not been on the network
     TimePoint lastSent{};
     TimePoint repeatAt{};
     std::size_t heapSlot = engine::DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
@@ -62,10 +61,10 @@ struct SnmpPeer
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     engine::ReadKind kind = engine::ReadKind::Identity;
     Phase phase = Phase::Resting;
-    engine::Liveliness liveliness = engine::Liveliness::NoPicture; // of the session's picture
+    engine::Liveliness liveliness = engine::Liveliness::NoStatus; // of the session's status
     bool yetToBegin = false; // Waiting or Queued, and its session is to begin the read when it is its turn
-    bool isReplay = false;   // the present request is the one in replay, and the session does not know of it
-    bool sentOnce = false;   // the present request has been on the network
+    bool isReplay =
+        false; // the present request is the one that the link keeps, and the session does not know of it
     bool countsSuspect = false; // in flight on the account of those that may be dead
 };
 

@@ -9,18 +9,18 @@ using engine::Liveliness;
 using engine::PrinterAddress;
 using engine::ReadKind;
 using engine::ReadOutcome;
+using engine::Source;
 using engine::Target;
 using engine::VersionChoice;
-using engine::Way;
 
 SnmpPoller::SnmpPoller(const Clock& clock, Random& random, std::unique_ptr<SnmpTransport> transport,
                        BackendListener& listener, SessionFactory sessions)
     : m_clock(clock), m_random(random), m_transport(std::move(transport)), m_listener(listener),
       m_sessions(std::move(sessions)), m_now(clock.now())
 {
-    m_waiting.reserve(kSendBatch);
-    m_batch.reserve(kSendBatch);
-    m_links.reserve(kSendBatch);
+    m_waiting.reserve(SnmpTransport::kSendBatch);
+    m_batch.reserve(SnmpTransport::kSendBatch);
+    m_links.reserve(SnmpTransport::kSendBatch);
 }
 
 void SnmpPoller::watch(std::shared_ptr<Target> target)
@@ -35,11 +35,11 @@ void SnmpPoller::watch(std::shared_ptr<Target> target)
     peer->target = std::move(target);
     peer->link = m_transport->open(*peer->target, *peer);
     if (!peer->link) { // the configuration has said why
-        return publishSilence(*peer->target, m_listener);
+        return publishOffline(*peer->target, m_listener);
     }
     peer->cadence.disperse(m_random);
     if (address.version != VersionChoice::Auto) {
-        peer->knowledge = VersionKnowledge::Settled;
+        peer->knowledge = VersionKnowledge::Known;
     }
     useVersion(*peer, address.version == VersionChoice::V1 ? Version::V1 : Version::V2c);
     auto& place = m_peers[address.endpoint];
@@ -63,19 +63,19 @@ void SnmpPoller::unwatch(const Target& target)
 // The peer is about to go.
 void SnmpPoller::leave(SnmpPeer& peer)
 {
-    setPhase(peer, Phase::Aside);
+    setPhase(peer, Phase::Suspended);
     m_deadlines.remove(peer);
 }
 
 void SnmpPoller::wake(const Target& target)
 {
     const auto found = m_peers.find(target.address().endpoint);
-    if (found == m_peers.end() || found->second->phase != Phase::Aside) {
+    if (found == m_peers.end() || found->second->phase != Phase::Suspended) {
         return;
     }
     m_now = m_clock.now();
     SnmpPeer& peer = *found->second;
-    peer.silence.forgive(m_now);
+    peer.reachability.reset(m_now);
     setPhase(peer, Phase::Resting);
     m_deadlines.schedule(peer, nextStart());
 }
@@ -88,9 +88,9 @@ void SnmpPoller::networkChanged()
     m_nextStart = m_now;
     for (const auto& entry : m_peers) {
         SnmpPeer& peer = *entry.second;
-        if (peer.phase != Phase::Aside) {
+        if (peer.phase != Phase::Suspended) {
             dropRequest(peer);
-            peer.silence.forgive(m_now);
+            peer.reachability.reset(m_now);
             m_deadlines.schedule(peer, nextStart());
         }
     }
@@ -142,11 +142,11 @@ void SnmpPoller::runDeadlines()
 void SnmpPoller::deadlinePassed(SnmpPeer& peer)
 {
     if (peer.phase == Phase::Resting) {
-        if (!putAside(peer)) {
-            beginRead(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
+        if (!suspend(peer)) {
+            beginRead(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoStatus));
         }
     } else if (peer.phase == Phase::Waiting) {
-        if (!putAside(peer)) {
+        if (!suspend(peer)) {
             enqueue(peer);
         }
     } else if (m_now >= peer.repeatAt) {
@@ -157,13 +157,13 @@ void SnmpPoller::deadlinePassed(SnmpPeer& peer)
     }
 }
 
-bool SnmpPoller::putAside(SnmpPeer& peer)
+bool SnmpPoller::suspend(SnmpPeer& peer)
 {
-    if (!peer.target->putAside(Way::Snmp, m_now - kUnopened)) {
+    if (!peer.target->suspend(Source::Snmp, m_now - kUnopened)) {
         return false;
     }
     dropRequest(peer);
-    setPhase(peer, Phase::Aside);
+    setPhase(peer, Phase::Suspended);
     return true;
 }
 
@@ -208,7 +208,7 @@ void SnmpPoller::proceed(SnmpPeer& peer)
         return;
     }
     if (std::optional<Pdu> pdu = peer.session->nextRequest()) {
-        if (!putAside(peer)) { // a read can be long, and its reader gone by now
+        if (!suspend(peer)) { // a read can be long, and its reader gone by now
             ask(peer, std::move(*pdu));
         }
     } else {
@@ -229,7 +229,7 @@ void SnmpPoller::readEnded(SnmpPeer& peer, ReadOutcome outcome)
     }
     peer.liveliness = publish(*peer.target, *peer.session, outcome, peer.liveliness, m_listener);
     if (peer.cadence.finished(peer.kind, outcome, peer.requests, m_now)) {
-        beginRead(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoPicture));
+        beginRead(peer, peer.cadence.nextKind(m_now, peer.liveliness != Liveliness::NoStatus));
     } else {
         rest(peer);
     }
@@ -243,7 +243,7 @@ void SnmpPoller::rest(SnmpPeer& peer)
         peer.link->rest();
     }
     setPhase(peer, Phase::Resting);
-    // A printer that takes its time gets half the interval to breathe.
+    // A printer that takes its time gets half the interval for itself.
     m_deadlines.schedule(peer, std::max(peer.readStart + interval, m_now + interval / 2));
 }
 
@@ -254,18 +254,18 @@ void SnmpPoller::useVersion(SnmpPeer& peer, Version version)
     peer.session.reset(); // made when it is the printer's turn
     peer.version = version;
     peer.link->forgetQuestion();
-    peer.liveliness = Liveliness::NoPicture;
+    peer.liveliness = Liveliness::NoStatus;
 }
 
 // After a miss: true when the next request goes out in another version, in a read of its own.
 bool SnmpPoller::switchVersion(SnmpPeer& peer)
 {
-    if (peer.knowledge == VersionKnowledge::Settled) {
+    if (peer.knowledge == VersionKnowledge::Known) {
         return false;
     }
     if (peer.knowledge == VersionKnowledge::Trial) {
         useVersion(peer, Version::V1);
-        peer.knowledge = VersionKnowledge::Settled; // awake, and silent to v2c
+        peer.knowledge = VersionKnowledge::Known; // awake, and silent to v2c
     } else {
         useVersion(peer, peer.version == Version::V2c ? Version::V1 : Version::V2c);
     }
@@ -279,7 +279,7 @@ void SnmpPoller::startOver(SnmpPeer& peer)
 {
     dropRequest(peer);
     peer.session.reset();
-    peer.liveliness = Liveliness::NoPicture;
+    peer.liveliness = Liveliness::NoStatus;
     peer.link->forgetQuestion();
     peer.isReplay = false;
     peer.yetToBegin = false;

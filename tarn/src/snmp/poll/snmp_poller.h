@@ -14,22 +14,23 @@
 
 namespace tarn::snmp {
 
-// SnmpPoller is the back-end "sm": it keeps the pictures of all targets that its transport carries fresh over
+// SnmpPoller is the back-end "sm": it keeps the statuses of all targets that its transport carries fresh over
 // SNMP.
 //
 // Invariants
 //  (1) One request at a time to one printer, the one at its link; the transport tells which replies answer
-//  it. (2) Of printers that answer at most kMostAnsweringInFlight are on their way. Printers that may be dead
-//      (Silence::isSuspect) have a lane of their own with kMostSuspectsInFlight, each for a moment only: a
-//      segment that falls silent holds nobody else up.
+//      it.
+//  (2) Of printers that answer at most kMostAnsweringInFlight are on their way. Printers that may be dead
+//      (Reachability::isSuspect) have a lane of their own with kMostSuspectsInFlight, each for a moment only:
+//      a segment that falls silent holds nobody else up.
 //  (3) A request ends in exactly one way: answered, given up, or dropped with its target.
 //  (4) A reply that says what the last one said is not handed on; the session is told of a question that was
 //      asked in its name when its reply is a new one.
 //  (5) A read begins when those under way need no room any more: of ten thousand printers met at once a few
 //      hundred are half read at any time, not all of them.
 //  (6) A read ends after at most kMostRequests requests, whatever the answers are.
-//  (7) A peer that is not Aside has a place in a queue or a deadline, whatever throws: one whose turn ends
-//      without memory begins anew kAfterFailure later, and a request leaves its queue when it is sent.
+//  (7) A peer that is not Suspended has a place in a queue or a deadline, whatever throws: one whose turn
+//      ends without memory begins anew kAfterFailure later, and a request leaves its queue when it is sent.
 // Threading: engine thread only.
 // Ownership: owns the transport; borrows clock, randomness and listener, which must outlive it.
 class SnmpPoller final : public engine::Backend
@@ -38,7 +39,7 @@ public:
     static constexpr std::size_t kMostAnsweringInFlight = 256; // a socket's buffer may hold no more answers
     static constexpr std::size_t kMostSuspectsInFlight = 128;
     static constexpr std::size_t kMostInFlight = kMostAnsweringInFlight + kMostSuspectsInFlight;
-    static constexpr std::size_t kThrong = 64;  // so many answers on their way may not wait for each other
+    static constexpr std::size_t kBacklog = 64; // so many answers on their way may not wait for each other
     static constexpr std::size_t kStrays = 4;   // more that nobody asked for, in one run(), are a flood
     static constexpr Milliseconds kFlood{1000}; // for so long after that
     static constexpr unsigned kMostRequests = 400;
@@ -59,13 +60,11 @@ public:
     void run() override;
     TimePoint nextDeadline() const override;
     int descriptor() const override { return m_transport->descriptor(); }
-    bool isThronged() const override { return m_answeringInFlight > kThrong || m_now < m_floodedUntil; }
+    bool hasBacklog() const override { return m_answeringInFlight > kBacklog || m_now < m_floodedUntil; }
 
     std::size_t inFlight() const { return m_answeringInFlight + m_suspectsInFlight; }
 
 private:
-    static constexpr std::size_t kSendBatch = 64;
-
     struct Place
     {
         engine::Endpoint endpoint;
@@ -115,7 +114,7 @@ private:
     void deadlinePassed(SnmpPeer& peer);
     void missed(SnmpPeer& peer);
     void renumber(SnmpPeer& peer);
-    bool putAside(SnmpPeer& peer);
+    bool suspend(SnmpPeer& peer);
     bool switchVersion(SnmpPeer& peer);
     void useVersion(SnmpPeer& peer, Version version);
     void reopenWhenAllIsSilent(const SnmpPeer& peer);

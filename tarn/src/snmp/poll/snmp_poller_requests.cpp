@@ -10,7 +10,7 @@ namespace tarn::snmp {
 using engine::Endpoint;
 using engine::ReadKind;
 using engine::ReadOutcome;
-using engine::Way;
+using engine::Source;
 
 namespace {
 
@@ -50,7 +50,7 @@ void SnmpPoller::deliver(SnmpPeer& peer, const SnmpReply& reply)
         peer.knowledge = VersionKnowledge::Trial;
         return beginRead(peer, ReadKind::Identity);
     }
-    peer.knowledge = VersionKnowledge::Settled;
+    peer.knowledge = VersionKnowledge::Known;
     replyArrived(peer);
     if (peer.isReplay && !informSession(peer)) {
         return; // it asks something else by now, and that is on its way
@@ -63,7 +63,7 @@ void SnmpPoller::deliver(SnmpPeer& peer, const SnmpReply& reply)
 }
 
 // The reply to a question that the session was not told of. False when it says something that the session
-// must hear. A restart is seen here, as the session's own last time since start may be long ago.
+// must be told. A restart is seen here, as the session's own last time since start may be long ago.
 bool SnmpPoller::deliverReplay(SnmpPeer& peer, const SnmpReply& reply)
 {
     ReadOutcome outcome = ReadOutcome::Unchanged;
@@ -73,7 +73,7 @@ bool SnmpPoller::deliverReplay(SnmpPeer& peer, const SnmpReply& reply)
         }
         outcome = ReadOutcome::Restarted;
     } else if (!reply.isSame) {
-        if (!peer.session->acceptReplay(*reply.message, peer.target->keptPictureBy(Way::Snmp))) {
+        if (!peer.session->acceptReplay(*reply.message, peer.target->packedStatusBy(Source::Snmp))) {
             return false;
         }
         outcome = peer.session->outcome();
@@ -88,11 +88,11 @@ bool SnmpPoller::deliverReplay(SnmpPeer& peer, const SnmpReply& reply)
 void SnmpPoller::replyArrived(SnmpPeer& peer)
 {
     m_reopening.answered(m_now);
-    peer.silence.answered(m_now - peer.firstSent);
+    peer.reachability.answered(m_now - peer.firstSent);
     m_roundTrip.add(m_now - peer.firstSent);
     dropRequest(peer);
     peer.target->markAnswered(m_now);
-    publishSignOfLife(*peer.target, peer.liveliness, m_listener);
+    publishOnline(*peer.target, peer.liveliness, m_listener);
 }
 
 // Lets the session ask what was asked in its name. False when it asks otherwise; its own request is then
@@ -106,7 +106,7 @@ bool SnmpPoller::informSession(SnmpPeer& peer)
         readEnded(peer, peer.session->outcome());
         return false;
     }
-    if (peer.link->isKept(peer.version, *pdu)) {
+    if (peer.link->isKept(*pdu)) {
         return true;
     }
     --peer.requests; // what was sent is no part of this read
@@ -127,9 +127,9 @@ void SnmpPoller::prepare(SnmpPeer& peer, Pdu pdu)
     if (peer.kind != ReadKind::Full) { // a Full one may leave the next Fast one as it was
         peer.link->forgetQuestion();
     }
-    peer.link->ask(peer.version, std::move(pdu));
+    peer.link->ask(std::move(pdu));
     peer.isReplay = false;
-    peer.sentOnce = false;
+    peer.firstSent = kNever;
     ++peer.requests;
 }
 
@@ -140,7 +140,7 @@ bool SnmpPoller::askAgain(SnmpPeer& peer)
         return false;
     }
     peer.isReplay = true;
-    peer.sentOnce = false;
+    peer.firstSent = kNever;
     ++peer.requests;
     enqueueInTurn(peer);
     return true;
@@ -149,7 +149,7 @@ bool SnmpPoller::askAgain(SnmpPeer& peer)
 void SnmpPoller::enqueueInTurn(SnmpPeer& peer)
 {
     const Milliseconds wait = peer.log.wait(m_now);
-    if (wait > Milliseconds(0) && !peer.silence.isSilent() &&
+    if (wait > Milliseconds(0) && !peer.reachability.isSilent() &&
         peer.cadence.isRoutine(peer.kind, peer.liveliness, m_now)) {
         setPhase(peer, Phase::Waiting);
         m_deadlines.schedule(peer, m_now + wait);
@@ -160,7 +160,7 @@ void SnmpPoller::enqueueInTurn(SnmpPeer& peer)
 
 void SnmpPoller::enqueue(SnmpPeer& peer)
 {
-    Queue& queue = peer.silence.isSuspect() ? m_suspects : peer.requests > 1 ? m_underway : m_queue;
+    Queue& queue = peer.reachability.isSuspect() ? m_suspects : peer.requests > 1 ? m_underway : m_queue;
     queue.push_back({peer.target->address().endpoint, peer.ticket + 1});
     ++peer.ticket;
     setPhase(peer, Phase::Queued);
@@ -181,7 +181,7 @@ void SnmpPoller::setPhase(SnmpPeer& peer, Phase phase)
     }
     peer.phase = phase;
     if (phase == Phase::InFlight) {
-        peer.countsSuspect = peer.silence.isSuspect();
+        peer.countsSuspect = peer.reachability.isSuspect();
         ++(peer.countsSuspect ? m_suspectsInFlight : m_answeringInFlight);
     }
 }
@@ -244,7 +244,7 @@ bool SnmpPoller::sendSome(Queue& queue, Lane lane, std::size_t room)
 {
     m_batch.clear();
     m_links.clear();
-    findWaiting(queue, std::min(room, kSendBatch));
+    findWaiting(queue, std::min(room, SnmpTransport::kSendBatch));
     std::size_t done = 0; // places
     for (; done < m_waiting.size(); ++done) {
         if (SnmpPeer* const peer = m_waiting[done]) {
@@ -266,34 +266,34 @@ bool SnmpPoller::sendSome(Queue& queue, Lane lane, std::size_t room)
 void SnmpPoller::markSent(SnmpPeer& peer)
 {
     setPhase(peer, Phase::InFlight);
-    if (!peer.sentOnce) {
-        peer.sentOnce = true;
+    if (peer.firstSent == kNever) {
         peer.firstSent = m_now;
     }
     peer.lastSent = m_now;
     peer.log.sent(m_now);
-    peer.repeatAt = m_now + peer.silence.patience(m_now, m_random);
-    m_deadlines.schedule(peer, std::min(peer.repeatAt, m_now + peer.silence.flight(m_roundTrip)));
+    peer.repeatAt = m_now + peer.reachability.patience(m_now, m_random);
+    m_deadlines.schedule(peer, std::min(peer.repeatAt, m_now + peer.reachability.flight(m_roundTrip)));
 }
 
 // --- giving up ---
 
 void SnmpPoller::missed(SnmpPeer& peer)
 {
-    const bool becameOffline = peer.silence.missed(peer.lastSent, m_now);
-    if (isToBeCalledSilent(*peer.target, peer.silence)) {
-        publishSilence(*peer.target, m_listener);
+    const bool becameOffline = peer.reachability.missed(peer.lastSent, m_now);
+    if (mustReportOffline(*peer.target, peer.reachability)) {
+        publishOffline(*peer.target, m_listener);
     }
     reopenWhenAllIsSilent(peer);
-    if (putAside(peer)) {
+    if (suspend(peer)) {
         return;
     }
     if (switchVersion(peer)) {
         return beginRead(peer, ReadKind::Identity);
     }
-    switch (afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.silence, *peer.session, m_now)) {
+    switch (
+        afterMiss({peer.requests, peer.liveliness, becameOffline}, peer.reachability, *peer.session, m_now)) {
     case AfterMiss::Repeat:
-        if (peer.silence.isOffline()) {
+        if (peer.reachability.isOffline()) {
             renumber(peer);
         }
         return enqueue(peer);
@@ -310,13 +310,13 @@ void SnmpPoller::missed(SnmpPeer& peer)
 void SnmpPoller::renumber(SnmpPeer& peer)
 {
     if (peer.link->renumber()) {
-        peer.sentOnce = false;
+        peer.firstSent = kNever;
     }
 }
 
 void SnmpPoller::reopenWhenAllIsSilent(const SnmpPeer& peer)
 {
-    if (m_reopening.isDue(peer.silence, m_now)) {
+    if (m_reopening.isDue(peer.reachability, m_now)) {
         m_reopening.reopened(m_now);
         m_transport->reopen();
     }

@@ -30,8 +30,8 @@ public:
     SnmpLink(const SnmpLink&) = delete;
     SnmpLink& operator=(const SnmpLink&) = delete;
 
-    // This is the question now (its request id does not matter). It goes out with SnmpTransport::send().
-    virtual void ask(Version version, Pdu pdu) = 0;
+    // This is the question now, in the peer's version (its request id does not matter). It goes out with SnmpTransport::send().
+    virtual void ask(Pdu pdu) = 0;
     // What is sent from now on shall not be answered by who learnt the numbers of what was sent so far. False
     // when they have to stay as they are.
     virtual bool renumber() = 0;
@@ -47,7 +47,7 @@ public:
     // Asks what was kept; SnmpReply then says how the reply compares. False: nothing is kept.
     virtual bool askAgain() { return false; }
     // Whether this is the question that is kept.
-    virtual bool isKept(Version /*version*/, Pdu /*pdu*/) const { return false; }
+    virtual bool isKept(Pdu /*pdu*/) const { return false; }
     // The question stays, but whatever is replied to it next counts as new.
     virtual void forgetReply() {}
     // It may not be asked again.
@@ -73,6 +73,8 @@ struct SnmpReply
 class SnmpTransport
 {
 public:
+    static constexpr std::size_t kSendBatch = 64; // of which send() takes no more at a time
+
     virtual ~SnmpTransport() = default;
 
     // Whether such printers are asked over it.

@@ -14,11 +14,9 @@ namespace tarn::snmp {
 //
 // Invariants
 //  (1) The first socket is that of printers that answer; suspects begin at the second one. Whose socket is
-//  full goes on
-//      with the next: datagrams that wait for an address to be resolved fill one for seconds.
+//      full goes on with the next: datagrams that wait for an address to be resolved fill one for seconds.
 //  (2) There are kMostSockets at most, opened when they are first needed. Where the system gives no further
-//  one, those
-//      that are there serve both lanes.
+//      one, those that are there serve both lanes.
 //  (3) Sockets are exchanged only for new ones.
 class UdpPort final : public DatagramPort
 {

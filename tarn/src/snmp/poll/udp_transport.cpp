@@ -17,13 +17,12 @@ using engine::VersionChoice;
 
 namespace {
 
-constexpr std::size_t kSendBatch = 64;
 // One round takes no more than so many batches, so that a flood cannot keep the deadlines waiting.
 constexpr int kReceiveBatches = 32;
 
 } // namespace
 
-// What is open at one endpoint. The bytes that are asked with are those of request or, while isReplay, of the
+// What is open at one endpoint. The bytes that are asked with are those of request or, while asksKept, of the
 // question in replay.
 class UdpTransport::Link final : public SnmpLink
 {
@@ -34,19 +33,18 @@ public:
     }
     ~Link() override { transport.forget(*this); }
 
-    void ask(Version asked, Pdu pdu) override
+    void ask(Pdu pdu) override
     {
-        version = asked;
         requestId = transport.newRequestId();
         wasSent = false;
-        isReplay = false;
+        asksKept = false;
         pdu.requestId = requestId;
         request = encode(std::move(pdu));
     }
     bool renumber() override
     {
         const std::int32_t id = transport.newRequestId();
-        if (!isReplay && !replaceRequestId(request, id)) {
+        if (!asksKept && !replaceRequestId(request, id)) {
             return false;
         }
         requestId = id;
@@ -66,7 +64,7 @@ public:
     }
     void keep() override
     {
-        if (isReplay) {
+        if (asksKept) {
             if (transport.m_digest) {
                 replay.remember(*transport.m_digest);
             }
@@ -81,13 +79,13 @@ public:
         }
         requestId = transport.newRequestId();
         wasSent = false;
-        isReplay = true;
+        asksKept = true;
         return true;
     }
-    bool isKept(Version asked, Pdu pdu) const override
+    bool isKept(Pdu pdu) const override
     {
         pdu.requestId = kLeastRequestId;
-        return asked == version && replay.isQuestion(encode(std::move(pdu)));
+        return replay.isQuestion(encode(std::move(pdu)));
     }
     void forgetReply() override { replay.forgetAnswer(); }
     void forgetQuestion() override { replay.invalidate(); }
@@ -100,7 +98,7 @@ public:
 
     std::string encode(Pdu pdu) const
     {
-        return encodeMessage({version, *target.address().community, std::move(pdu)});
+        return encodeMessage({peer.version, *target.address().community, std::move(pdu)});
     }
     bool isOpen() const { return requestId != 0 && wasSent && malformed < kMostMalformed; }
 
@@ -111,9 +109,8 @@ public:
     ReplayCache replay;
     std::int32_t requestId = 0; // 0: nothing is asked
     unsigned malformed = 0;     // replies to the question, since it was last sent
-    Version version = Version::V2c;
     bool wasSent = false;
-    bool isReplay = false;
+    bool asksKept = false; // the question is the one in replay
 };
 
 UdpTransport::UdpTransport(Random& random, std::unique_ptr<DatagramPort> port)
@@ -172,7 +169,7 @@ std::size_t UdpTransport::send(Lane lane, SnmpLink* const* batch, std::size_t co
 void UdpTransport::putBytes(const Link& link)
 {
     const std::string* bytes = &link.request;
-    if (link.isReplay) {
+    if (link.asksKept) {
         std::string& repeated = m_repeated[m_datagrams.size()];
         link.replay.writeQuestion(link.requestId, repeated);
         bytes = &repeated;
@@ -197,7 +194,7 @@ bool UdpTransport::take(SnmpReply& reply)
         }
         ++m_verdicts[static_cast<std::size_t>(verdict)];
         reply = {&sender->peer, false, false, &m_head};
-        if (sender->isReplay && (m_digest = digestOf(m_head))) {
+        if (sender->asksKept && (m_digest = digestOf(m_head))) {
             const ReplayCache::Match match = sender->replay.matches(*m_digest);
             reply.isSame = match.same;
             reply.isRestart = match.restarted;
@@ -261,7 +258,8 @@ Verdict UdpTransport::examine(const Datagram& datagram, const Link* sender)
         return Verdict::NothingAsked;
     }
     readHead(datagram.bytes, m_head);
-    return examineReply(m_head, {sender->version, *sender->target.address().community, sender->requestId});
+    return examineReply(m_head,
+                        {sender->peer.version, *sender->target.address().community, sender->requestId});
 }
 
 } // namespace tarn::snmp

@@ -10,8 +10,8 @@
 #include "tarn/src/base/random.h"
 #include "tarn/src/snmp/poll/question_pool.h"
 #include "tarn/src/snmp/poll/snmp_transport.h"
+#include "tarn/src/snmp/wire/reply_check.h"
 #include "tarn/src/snmp/wire/reply_digest.h"
-#include "tarn/src/snmp/wire/reply_gate.h"
 
 namespace tarn::snmp {
 

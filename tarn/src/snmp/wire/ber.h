@@ -18,21 +18,21 @@ struct ByteView
 };
 
 // Tags (X.690 8.1.2, RFC 2578 7.1, RFC 3416 3).
-constexpr std::uint8_t tagInteger = 0x02;
-constexpr std::uint8_t tagOctetString = 0x04;
-constexpr std::uint8_t tagNull = 0x05;
-constexpr std::uint8_t tagObjectId = 0x06;
-constexpr std::uint8_t tagSequence = 0x30;
-constexpr std::uint8_t tagIpAddress = 0x40;
-constexpr std::uint8_t tagCounter32 = 0x41;
-constexpr std::uint8_t tagGauge32 = 0x42;
-constexpr std::uint8_t tagTimeTicks = 0x43;
-constexpr std::uint8_t tagOpaque = 0x44;
-constexpr std::uint8_t tagCounter64 = 0x46;
-constexpr std::uint8_t tagUInteger32 = 0x47; // RFC 1442; old agents still send it
-constexpr std::uint8_t tagNoSuchObject = 0x80;
-constexpr std::uint8_t tagNoSuchInstance = 0x81;
-constexpr std::uint8_t tagEndOfMibView = 0x82;
+constexpr std::uint8_t kTagInteger = 0x02;
+constexpr std::uint8_t kTagOctetString = 0x04;
+constexpr std::uint8_t kTagNull = 0x05;
+constexpr std::uint8_t kTagObjectId = 0x06;
+constexpr std::uint8_t kTagSequence = 0x30;
+constexpr std::uint8_t kTagIpAddress = 0x40;
+constexpr std::uint8_t kTagCounter32 = 0x41;
+constexpr std::uint8_t kTagGauge32 = 0x42;
+constexpr std::uint8_t kTagTimeTicks = 0x43;
+constexpr std::uint8_t kTagOpaque = 0x44;
+constexpr std::uint8_t kTagCounter64 = 0x46;
+constexpr std::uint8_t kTagUInteger32 = 0x47; // RFC 1442; old agents still send it
+constexpr std::uint8_t kTagNoSuchObject = 0x80;
+constexpr std::uint8_t kTagNoSuchInstance = 0x81;
+constexpr std::uint8_t kTagEndOfMibView = 0x82;
 
 // BerReader walks over a view and never past its end. After the first fault it is failed for good and yields
 // nothing more, so callers may check once, at the end. Definite lengths are taken in any of their forms,
@@ -96,7 +96,7 @@ std::optional<std::int64_t> unsigned32Of(ByteView content);
 // Two's complement of any width whose value fits 32 bits.
 bool readInt32(ByteView content, std::int32_t& number);
 
-constexpr std::size_t maxSubIdentifiers = 128; // RFC 2578 3.5
+constexpr std::size_t kMaxSubIdentifiers = 128; // RFC 2578 3.5
 
 // Hands the sub-identifiers to take, one after another; false when the content is no object identifier. Empty
 // content is 0.0, as some agents have it.
@@ -128,7 +128,7 @@ bool readOid(ByteView content, Take take)
             ++count;
             number -= root * 40;
         }
-        if (number > most || count >= maxSubIdentifiers) {
+        if (number > most || count >= kMaxSubIdentifiers) {
             return false;
         }
         take(static_cast<std::uint32_t>(number));
@@ -141,8 +141,8 @@ bool readOid(ByteView content, Take take)
 // Whether each sub-identifier takes the fewest octets: only such identifiers can be compared as they stand.
 bool isMinimalOid(ByteView content);
 
-// Writes one sub-identifier (X.690 8.19.2) and returns how many octets it takes, at most maxBase128.
-constexpr std::size_t maxBase128 = 10;
+// Writes one sub-identifier (X.690 8.19.2) and returns how many octets it takes, at most kMaxBase128.
+constexpr std::size_t kMaxBase128 = 10;
 std::size_t writeBase128(std::uint64_t number, std::uint8_t* out);
 
 } // namespace tarn::snmp

@@ -9,32 +9,32 @@ namespace {
 std::optional<ValueType> typeOf(std::uint8_t tag)
 {
     switch (tag) {
-    case tagInteger:
+    case kTagInteger:
         return ValueType::Integer;
-    case tagOctetString:
+    case kTagOctetString:
         return ValueType::OctetString;
-    case tagNull:
+    case kTagNull:
         return ValueType::Null;
-    case tagObjectId:
+    case kTagObjectId:
         return ValueType::ObjectId;
-    case tagIpAddress:
+    case kTagIpAddress:
         return ValueType::IpAddress;
-    case tagCounter32:
+    case kTagCounter32:
         return ValueType::Counter32;
-    case tagGauge32:
-    case tagUInteger32:
+    case kTagGauge32:
+    case kTagUInteger32:
         return ValueType::Gauge32;
-    case tagTimeTicks:
+    case kTagTimeTicks:
         return ValueType::TimeTicks;
-    case tagOpaque:
+    case kTagOpaque:
         return ValueType::Opaque;
-    case tagCounter64:
+    case kTagCounter64:
         return ValueType::Counter64;
-    case tagNoSuchObject:
+    case kTagNoSuchObject:
         return ValueType::NoSuchObject;
-    case tagNoSuchInstance:
+    case kTagNoSuchInstance:
         return ValueType::NoSuchInstance;
-    case tagEndOfMibView:
+    case kTagEndOfMibView:
         return ValueType::EndOfMibView;
     default:
         return std::nullopt;
@@ -114,12 +114,12 @@ bool nextBinding(BerReader& list, Binding& binding)
     if (list.atEnd()) {
         return false;
     }
-    BerReader pair(list.element(tagSequence));
+    BerReader pair(list.element(kTagSequence));
     if (list.failed()) {
         return false;
     }
     std::uint8_t tag = 0;
-    binding.name = pair.element(tagObjectId);
+    binding.name = pair.element(kTagObjectId);
     binding.content = pair.anyElement(tag);
     const std::optional<ValueType> type = typeOf(tag);
     if (pair.failed() || !pair.atEnd() || !type) {
@@ -135,10 +135,10 @@ bool decodeVarbinds(ByteView content, std::vector<Varbind>& varbinds)
     BerReader list(content);
     Binding binding;
     // Roughly right, and bounded by what there is: most bindings take some twenty octets.
-    varbinds.reserve(std::min(maxVarbinds, content.size / 16));
+    varbinds.reserve(std::min(kMaxVarbinds, content.size / 16));
     while (nextBinding(list, binding)) {
         std::optional<Oid> name = oidOf(binding.name);
-        if (varbinds.size() == maxVarbinds || !name) {
+        if (varbinds.size() == kMaxVarbinds || !name) {
             return false;
         }
         Varbind& varbind = varbinds.emplace_back();

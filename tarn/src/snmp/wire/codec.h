@@ -17,14 +17,14 @@ std::string encodeMessage(const Message& message);
 std::string encodeOid(const Oid& oid);
 
 // More variable bindings than any answer to our own requests can hold; a message with more is refused.
-constexpr std::size_t maxVarbinds = 1024;
+constexpr std::size_t kMaxVarbinds = 1024;
 
 // The message, or nothing when the bytes are no whole, well-formed v1/v2c message. Never reads past the view,
 // never allocates more than a small multiple of its size. Accepted beyond the letter of the standard, because
 // agents send it: what MessageHead takes, also behind the head; Counter32 and its like with the sign bit set
 // and no leading zero; an empty object identifier (0.0). Refused: indefinite lengths, integers of no octet or
 // of more than 64 bits, identifiers of more than 128 sub-identifiers or with one above 32 bits, more than
-// maxVarbinds bindings, traps and v3.
+// kMaxVarbinds bindings, traps and v3.
 std::optional<Message> decodeMessage(ByteView bytes);
 // The same of a message whose head was read.
 std::optional<Pdu> decodePdu(const MessageHead& head);

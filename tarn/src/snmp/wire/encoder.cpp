@@ -13,33 +13,33 @@ std::uint8_t tagOf(ValueType type)
 {
     switch (type) {
     case ValueType::Integer:
-        return tagInteger;
+        return kTagInteger;
     case ValueType::OctetString:
-        return tagOctetString;
+        return kTagOctetString;
     case ValueType::Null:
-        return tagNull;
+        return kTagNull;
     case ValueType::ObjectId:
-        return tagObjectId;
+        return kTagObjectId;
     case ValueType::IpAddress:
-        return tagIpAddress;
+        return kTagIpAddress;
     case ValueType::Counter32:
-        return tagCounter32;
+        return kTagCounter32;
     case ValueType::Gauge32:
-        return tagGauge32;
+        return kTagGauge32;
     case ValueType::TimeTicks:
-        return tagTimeTicks;
+        return kTagTimeTicks;
     case ValueType::Opaque:
-        return tagOpaque;
+        return kTagOpaque;
     case ValueType::Counter64:
-        return tagCounter64;
+        return kTagCounter64;
     case ValueType::NoSuchObject:
-        return tagNoSuchObject;
+        return kTagNoSuchObject;
     case ValueType::NoSuchInstance:
-        return tagNoSuchInstance;
+        return kTagNoSuchInstance;
     case ValueType::EndOfMibView:
-        return tagEndOfMibView;
+        return kTagEndOfMibView;
     }
-    return tagNull;
+    return kTagNull;
 }
 
 // Writer fills a buffer from its end. The lengths are always minimal.
@@ -107,7 +107,7 @@ void writeInteger(Writer& out, std::int64_t number)
             break;
         }
     }
-    out.head(tagInteger, before);
+    out.head(kTagInteger, before);
 }
 
 // At least one octet, and a leading zero where the top bit would read as a sign.
@@ -139,7 +139,7 @@ void writeSubIdentifier(Writer& out, std::uint64_t number)
         out.octet(number);
         return;
     }
-    std::uint8_t octets[maxBase128];
+    std::uint8_t octets[kMaxBase128];
     out.octets({reinterpret_cast<const char*>(octets), writeBase128(number, octets)});
 }
 
@@ -157,7 +157,7 @@ void writeOid(Writer& out, const Oid& oid)
 {
     const std::size_t before = out.size();
     writeOidContent(out, oid);
-    out.head(tagObjectId, before);
+    out.head(kTagObjectId, before);
 }
 
 void writeValue(Writer& out, const Value& value)
@@ -201,16 +201,16 @@ std::string encodeMessage(const Message& message)
         const std::size_t before = out.size();
         writeValue(out, pdu.varbinds[i - 1].value);
         writeOid(out, pdu.varbinds[i - 1].name);
-        out.head(tagSequence, before);
+        out.head(kTagSequence, before);
     }
-    out.head(tagSequence, 0);
+    out.head(kTagSequence, 0);
     writeInteger(out, pdu.errorIndex);
     writeInteger(out, pdu.errorStatus);
     writeInteger(out, pdu.requestId);
     out.head(static_cast<std::uint8_t>(pdu.type), 0);
-    writeText(out, tagOctetString, message.community);
+    writeText(out, kTagOctetString, message.community);
     writeInteger(out, static_cast<std::int64_t>(message.version));
-    out.head(tagSequence, 0);
+    out.head(kTagSequence, 0);
     return out.written();
 }
 

@@ -7,11 +7,11 @@ namespace {
 bool readPdu(ByteView content, MessageHead& head)
 {
     BerReader fields(content);
-    head.requestIdContent = fields.element(tagInteger);
+    head.requestIdContent = fields.element(kTagInteger);
     head.behindRequestId = fields.rest();
-    const ByteView errorStatus = fields.element(tagInteger);
-    const ByteView errorIndex = fields.element(tagInteger);
-    head.bindings = fields.element(tagSequence);
+    const ByteView errorStatus = fields.element(kTagInteger);
+    const ByteView errorIndex = fields.element(kTagInteger);
+    head.bindings = fields.element(kTagSequence);
     return !fields.failed() && fields.atEnd() && readInt32(head.requestIdContent, head.requestId) &&
            readInt32(errorStatus, head.errorStatus) && readInt32(errorIndex, head.errorIndex);
 }
@@ -25,14 +25,14 @@ void readHead(ByteView bytes, MessageHead& head)
         return;
     }
     BerReader outer(bytes);
-    BerReader body(outer.element(tagSequence));
-    const std::optional<std::int64_t> version = signedOf(body.element(tagInteger));
+    BerReader body(outer.element(kTagSequence));
+    const std::optional<std::int64_t> version = signedOf(body.element(kTagInteger));
     if (outer.failed() || body.failed() || !version) {
         return;
     }
     head.version = *version;
     head.read = MessageHead::Part::Version;
-    head.community = body.element(tagOctetString);
+    head.community = body.element(kTagOctetString);
     if (body.failed()) {
         return;
     }

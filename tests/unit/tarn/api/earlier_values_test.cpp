@@ -49,23 +49,23 @@ protected:
     {
         return R"({"default":{"port":)" + std::to_string(agent.port()) + "}}";
     }
-    static OpenedPrinter opened(Library& library, Library::Picture picture)
+    static OpenedPrinter opened(Library& library, Library::Status status)
     {
         OpenedPrinter printer;
-        EXPECT_EQ(library.open("a", printer, picture), TARN_OK);
+        EXPECT_EQ(library.open("a", printer, status), TARN_OK);
         return printer;
     }
     static std::string modelOf(const OpenedPrinter& printer)
     {
-        return printer.snapshot->picture.unpacked().model;
+        return printer.snapshot->status.unpacked().model;
     }
     static bool awaitAnswer(Library& library)
     {
-        return eventually([&] { return opened(library, Library::Picture::OfThisRun).snapshot->online; });
+        return eventually([&] { return opened(library, Library::Status::OfThisRun).snapshot->online; });
     }
     static bool awaitEarlier(Library& library)
     {
-        return eventually([&] { return opened(library, Library::Picture::WithEarlier).isOfEarlierRun; });
+        return eventually([&] { return opened(library, Library::Status::WithEarlier).isOfEarlierRun; });
     }
     void liveOnceWith(const std::string& model)
     {
@@ -78,7 +78,7 @@ protected:
     {
         scratch.write(kFile, "{\"format\":1}\n"
                              R"({"address":"127.42.2.1","time":)" +
-                                 time + R"(,"way":"ipp","picture":{"model":")" + model + "\"}}\n");
+                                 time + R"(,"source":"ipp","status":{"model":")" + model + "\"}}\n");
     }
 
     test::ScratchDirectory scratch;
@@ -89,13 +89,13 @@ TEST_F(EarlierValues, AreToldOfAPrinterThatIsOffWithTheirAgeToWhomAsksForDetail)
     liveOnceWith("laser");
     const auto library = start(kDeadPort);
     ASSERT_TRUE(awaitEarlier(*library));
-    const OpenedPrinter printer = opened(*library, Library::Picture::WithEarlier);
+    const OpenedPrinter printer = opened(*library, Library::Status::WithEarlier);
     EXPECT_EQ(modelOf(printer), "laser");
     EXPECT_GE(printer.ageMs, 0);
     EXPECT_FALSE(printer.snapshot->online);
     EXPECT_EQ(printer.snapshot->state, 2);
     EXPECT_EQ(printer.snapshot->stateMessage, "");
-    EXPECT_EQ(printer.snapshot->way, engine::Way::Snmp);
+    EXPECT_EQ(printer.snapshot->source, engine::Source::Snmp);
     const Json::Value info = *parseJson(PrinterHandle(printer, true).detailedInfo(), 1u << 20);
     EXPECT_EQ(info["online"], "0");
     EXPECT_EQ(info["remembered"], "1");
@@ -109,24 +109,24 @@ TEST_F(EarlierValues, APlainOpeningTellsOnlyOfThisRun)
     writeFile("5", "laser");
     const auto library = start(kDeadPort);
     ASSERT_TRUE(awaitEarlier(*library)); // they are known, and asked for by somebody else
-    const OpenedPrinter plain = opened(*library, Library::Picture::OfThisRun);
+    const OpenedPrinter plain = opened(*library, Library::Status::OfThisRun);
     EXPECT_EQ(modelOf(plain), "");
     EXPECT_EQ(plain.ageMs, -1);
     EXPECT_FALSE(plain.isOfEarlierRun);
     const auto without = start(kDeadPort, R"({"enable_cache":false})");
-    const OpenedPrinter before = opened(*without, Library::Picture::OfThisRun);
+    const OpenedPrinter before = opened(*without, Library::Status::OfThisRun);
     EXPECT_EQ(plain.snapshot->info, before.snapshot->info);
     EXPECT_EQ(plain.snapshot->serialNumber, before.snapshot->serialNumber);
-    EXPECT_EQ(plain.snapshot->way, before.snapshot->way);
+    EXPECT_EQ(plain.snapshot->source, before.snapshot->source);
     EXPECT_EQ(plain.snapshot->totalPages, before.snapshot->totalPages);
 }
 
 TEST_F(EarlierValues, GiveWayToTheFirstAnswer)
 {
     scratch.write(kFile, "{\"format\":1}\n"
-                         R"({"address":"127.42.2.1","time":5,"way":"sm","picture":{"model":"before"}})"
+                         R"({"address":"127.42.2.1","time":5,"source":"sm","status":{"model":"before"}})"
                          "\n"
-                         R"({"address":"127.42.2.2","time":5,"way":"sm","picture":{"model":"off"}})");
+                         R"({"address":"127.42.2.2","time":5,"source":"sm","status":{"model":"off"}})");
     const LoopbackAgent agent("127.42.2.1", "now");
     const auto library = start(portOf(agent));
     ASSERT_EQ(library->setPrinterList(
@@ -135,10 +135,10 @@ TEST_F(EarlierValues, GiveWayToTheFirstAnswer)
     ASSERT_TRUE(awaitAnswer(*library));
     OpenedPrinter off;
     ASSERT_TRUE(eventually([&] { // the file has been read
-        return library->open("b", off, Library::Picture::WithEarlier) == TARN_OK && off.isOfEarlierRun;
+        return library->open("b", off, Library::Status::WithEarlier) == TARN_OK && off.isOfEarlierRun;
     }));
     EXPECT_EQ(modelOf(off), "off");
-    const OpenedPrinter printer = opened(*library, Library::Picture::WithEarlier);
+    const OpenedPrinter printer = opened(*library, Library::Status::WithEarlier);
     EXPECT_FALSE(printer.isOfEarlierRun);
     EXPECT_EQ(modelOf(printer), "now");
 }
@@ -148,7 +148,7 @@ TEST_F(EarlierValues, AreNeverOlderThanNothingThoughTheClockWasSetBack)
     writeFile("99999999999", "laser");
     const auto library = start(kDeadPort);
     ASSERT_TRUE(awaitEarlier(*library));
-    const OpenedPrinter printer = opened(*library, Library::Picture::WithEarlier);
+    const OpenedPrinter printer = opened(*library, Library::Status::WithEarlier);
     EXPECT_GE(printer.ageMs, 0);
     EXPECT_LT(printer.ageMs, 24 * 3600 * 1000); // counts from when the file was read
 }
@@ -161,7 +161,7 @@ TEST_F(EarlierValues, AreNeitherReadNorWrittenWhereTheCacheIsSwitchedOff)
     {
         const auto library = start(kDeadPort, R"({"enable_cache":false})");
         for (int i = 0; i < 20; ++i) {
-            EXPECT_FALSE(opened(*library, Library::Picture::WithEarlier).isOfEarlierRun);
+            EXPECT_FALSE(opened(*library, Library::Status::WithEarlier).isOfEarlierRun);
             std::this_thread::sleep_for(Milliseconds(5));
         }
     }

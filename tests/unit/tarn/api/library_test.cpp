@@ -4,8 +4,8 @@
 
 #include <thread>
 
+#include "tarn/src/api/abi_string.h"
 #include "tarn/src/api/library.h"
-#include "tarn/src/api/text.h"
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/snmp/poll/udp_port.h"
 #include "tarn/tarn.h"
@@ -109,14 +109,14 @@ private:
     {
         std::vector<engine::DiscoveredPrinter> out;
         for (const char* name : {"Maker One S1", "named"}) {
-            device::DeviceStatus picture;
-            picture.model = "One";
-            picture.activity = device::Activity::Idle;
+            device::DeviceStatus status;
+            status.model = "One";
+            status.activity = device::Activity::Idle;
             auto target = std::make_shared<engine::Target>(
                 engine::PrinterAddress{
                     {0, 0}, engine::VersionChoice::Auto, std::make_shared<const std::string>()},
-                engine::unmetSnapshot(picture), m_clock.now());
-            target->report(engine::Way::Usb, picture);
+                engine::unmetSnapshot(status), m_clock.now());
+            target->report(engine::Source::Usb, status);
             out.push_back({name, "Maker", "One", "a printer", "u-1", "", true, target});
         }
         return out;
@@ -143,9 +143,9 @@ TEST_F(LibraryTest, DiscoveredPrintersFollowTheNamedOnesAndGoWhenDiscoveryEnds)
     EXPECT_EQ(listOf(*library)[0]["isUsbPrinter"], false);
     OpenedPrinter opened;
     ASSERT_EQ(library->open("Maker One S1", opened), TARN_OK);
-    EXPECT_EQ(opened.snapshot->way, engine::Way::Usb);
+    EXPECT_EQ(opened.snapshot->source, engine::Source::Usb);
     ASSERT_EQ(library->open("named", opened), TARN_OK);
-    EXPECT_EQ(opened.snapshot->way, engine::Way::None); // the one that was named has the name
+    EXPECT_EQ(opened.snapshot->source, engine::Source::None); // the one that was named has the name
     // Another list leaves them alone.
     ASSERT_EQ(library->setPrinterList("[]"), TARN_OK);
     EXPECT_EQ(listOf(*library).size(), 2U);
@@ -179,7 +179,7 @@ TEST_F(LibraryTest, AnsweringPrinterIsInTheListWithItsModelAndOpensOnline)
     ASSERT_EQ(library->open("a", opened), TARN_OK);
     EXPECT_TRUE(opened.snapshot->online);
     EXPECT_GE(opened.ageMs, 0);
-    EXPECT_EQ(opened.snapshot->way, engine::Way::Snmp);
+    EXPECT_EQ(opened.snapshot->source, engine::Source::Snmp);
 }
 
 TEST_F(LibraryTest, FirstListReturnsBeforeItsTimeWithTheModelWhenEverybodyHasAnswered)
@@ -333,7 +333,7 @@ TEST_F(LibraryTest, FirstOfEqualNamesCountsForTheStatus)
         [&] { return modelIn(*library, 0) == "the first" && modelIn(*library, 1) == "the second"; }));
     OpenedPrinter opened;
     ASSERT_EQ(library->open("a", opened), TARN_OK);
-    EXPECT_EQ(opened.snapshot->picture.unpacked().model, "the first");
+    EXPECT_EQ(opened.snapshot->status.unpacked().model, "the first");
 }
 
 TEST_F(LibraryTest, RemovedPrinterCanNoLongerBeOpenedAndItsSnapshotLivesOn)
@@ -404,7 +404,7 @@ TEST_F(LibraryTest, ChangeOnThePrinterReachesTheNextOpening)
     library->setPrinterList(R"([{"printerName":"a","ip":"127.42.1.10"}])");
     const auto model = [&] {
         OpenedPrinter opened;
-        return library->open("a", opened) == TARN_OK ? opened.snapshot->picture.unpacked().model
+        return library->open("a", opened) == TARN_OK ? opened.snapshot->status.unpacked().model
                                                      : std::string();
     };
     ASSERT_TRUE(eventually([&] { return model() == "alert 1"; }));

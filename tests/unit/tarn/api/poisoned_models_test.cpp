@@ -49,10 +49,10 @@ protected:
     {
         clock.set(clock.now() + kPause);
         for (const auto& target : targets) {
-            device::DeviceStatus picture;
-            picture.model = "Evil " + std::to_string(++names) + std::string(100, 'x');
-            picture.activity = device::Activity::Idle;
-            target->report(engine::Way::Snmp, picture);
+            device::DeviceStatus status;
+            status.model = "Evil " + std::to_string(++names) + std::string(100, 'x');
+            status.activity = device::Activity::Idle;
+            target->report(engine::Source::Snmp, status);
             library->targetChanged(*target);
         }
         const TimePoint due = library->housekeeping(clock.now());
@@ -71,17 +71,17 @@ protected:
 
 TEST_F(PoisonedModels, CostABoundedNumberOfTextsSavesAndOctetsOverADay)
 {
-    constexpr int hour = 3600 / 2;
-    for (int i = 0; i < hour; ++i) {
+    constexpr int kHour = 3600 / 2;
+    for (int i = 0; i < kHour; ++i) {
         round();
     }
     const std::size_t textsThen = texts.size();
     const int savesThen = saves;
     const std::size_t octetsThen = ::mallinfo2().uordblks;
-    for (int i = hour; i < 24 * hour; ++i) {
+    for (int i = kHour; i < 24 * kHour; ++i) {
         round();
     }
-    EXPECT_EQ(names, 24U * hour * kPrinters);
+    EXPECT_EQ(names, 24U * kHour * kPrinters);
     EXPECT_EQ(parseJson(library->models(), 1u << 20)->size(), 1U + kPrinters); // with the one of detection
     EXPECT_LE(textsThen, 2U + catalog::IdentityCache::kMostChanges);
     EXPECT_EQ(texts.size(), textsThen);

@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "tarn/src/base/files.h"
+#include "tarn/src/base/json_append.h"
 #include "tarn/src/base/json_input.h"
-#include "tarn/src/base/json_text.h"
 #include "tarn/src/base/shared_object.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
@@ -129,13 +129,11 @@ TEST(Files, ReaderSeesTheOldOrTheNewTextNeverAMixture)
 TEST(SharedObject, BindsWhatIsThereAndNamesWhatIsMissing)
 {
     SharedObject math("libm.so.6");
-    double (*cosine)(double) = nullptr;
-    math.bind(cosine, "cos");
+    const SharedFunction<double(double)> cosine(math, "cos");
     ASSERT_TRUE(math.isUsable()) << math.complaint();
     EXPECT_EQ(cosine(0), 1);
-    void (*none)() = nullptr;
-    math.bind(none, "no_such_function");
-    EXPECT_EQ(none, nullptr);
+    const SharedFunction<void()> none(math, "no_such_function");
+    EXPECT_TRUE(none == nullptr);
     EXPECT_FALSE(math.isUsable());
     EXPECT_EQ(math.complaint(), "it has no no_such_function");
 }
@@ -143,9 +141,8 @@ TEST(SharedObject, BindsWhatIsThereAndNamesWhatIsMissing)
 TEST(SharedObject, MissingLibraryIsNotUsableAndSaysWhich)
 {
     SharedObject missing("libno-such-library.so.1");
-    void (*none)() = &std::abort;
-    missing.bind(none, "anything");
-    EXPECT_EQ(none, nullptr);
+    const SharedFunction<void()> none(missing, "anything");
+    EXPECT_TRUE(none == nullptr);
     EXPECT_FALSE(missing.isUsable());
     EXPECT_NE(missing.complaint().find("libno-such-library.so.1"), std::string::npos);
 }

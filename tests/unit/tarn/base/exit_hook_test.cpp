@@ -56,7 +56,7 @@ private:
     }
 
     Mutex m_mutex;
-    Condition m_changed;
+    CondVar m_changed;
     bool m_exits TARN_GUARDED_BY(m_mutex) = false;
     bool m_isRefused TARN_GUARDED_BY(m_mutex) = false;
 };

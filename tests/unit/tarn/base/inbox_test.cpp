@@ -98,21 +98,21 @@ TEST(Inbox, ClosedTakesNothingInStaysReadableAndGivesWhatWasThere)
 // order.
 TEST(Inbox, LosesNothingBetweenThreads)
 {
-    constexpr int senders = 4;
-    constexpr int each = 20000;
+    constexpr int kSenders = 4;
+    constexpr int kEach = 20000;
     Inbox<std::pair<int, int>> inbox;
     ASSERT_TRUE(inbox.open());
     std::vector<std::thread> threads;
-    for (int sender = 0; sender < senders; ++sender) {
+    for (int sender = 0; sender < kSenders; ++sender) {
         threads.emplace_back([&inbox, sender] {
-            for (int i = 0; i < each; ++i) {
+            for (int i = 0; i < kEach; ++i) {
                 inbox.put({sender, i});
             }
         });
     }
-    std::array<int, senders> next{};
+    std::array<int, kSenders> next{};
     std::vector<std::pair<int, int>> taken;
-    for (int count = 0; count < senders * each; count += static_cast<int>(taken.size())) {
+    for (int count = 0; count < kSenders * kEach; count += static_cast<int>(taken.size())) {
         pollfd wait{inbox.descriptor(), POLLIN, 0};
         ASSERT_EQ(::poll(&wait, 1, 60000), 1) << "after " << count;
         inbox.take(taken);

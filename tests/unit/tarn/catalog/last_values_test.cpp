@@ -14,7 +14,7 @@
 #include "tarn/src/base/files.h"
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/catalog/last_values_file.h"
-#include "tarn/src/catalog/picture_json.h"
+#include "tarn/src/catalog/status_json.h"
 #include "tests/support/eventually.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
@@ -22,21 +22,21 @@ namespace tarn::catalog {
 namespace {
 
 using device::DeviceStatus;
-using engine::Way;
+using engine::Source;
 using kel_test::eventually;
 
 constexpr UnixTime kNow = 1'700'000'000;
 
-DeviceStatus pictureCalled(const std::string& model)
+DeviceStatus statusCalled(const std::string& model)
 {
-    DeviceStatus picture;
-    picture.model = model;
-    return picture;
+    DeviceStatus status;
+    status.model = model;
+    return status;
 }
 
-LastValue valueOf(UnixTime time, const DeviceStatus& picture)
+LastValue valueOf(UnixTime time, const DeviceStatus& status)
 {
-    return {time, Way::Snmp, device::KeptPicture(picture)};
+    return {time, Source::Snmp, device::PackedStatus(status)};
 }
 
 void take(LastValues& values, std::uint32_t address, LastValue value)
@@ -47,7 +47,7 @@ void take(LastValues& values, std::uint32_t address, LastValue value)
 std::string modelAt(const LastValues& values, std::uint32_t address)
 {
     const LastValue* const value = values.find(address);
-    return value != nullptr ? value->picture.unpacked().model : "none";
+    return value != nullptr ? value->status.unpacked().model : "none";
 }
 
 LastValues parsed(const std::string& text, std::string* complaint = nullptr, UnixTime now = kNow)
@@ -63,75 +63,75 @@ LastValues parsed(const std::string& text, std::string* complaint = nullptr, Uni
     return values;
 }
 
-DeviceStatus comeBack(const DeviceStatus& picture)
+DeviceStatus comeBack(const DeviceStatus& status)
 {
-    const std::optional<Json::Value> value = parseJson(pictureText(picture), 1u << 20);
-    EXPECT_TRUE(value.has_value()) << pictureText(picture);
-    return pictureOf(value.value_or(Json::Value()));
+    const std::optional<Json::Value> value = parseJson(statusText(status), 1u << 20);
+    EXPECT_TRUE(value.has_value()) << statusText(status);
+    return statusOf(value.value_or(Json::Value()));
 }
 
-TEST(PictureText, HoldsTheWholePicture)
+TEST(StatusText, HoldsTheWholeStatus)
 {
-    DeviceStatus picture;
-    picture.model = "Laser \"5\"\\";
-    picture.serialNumber = std::string("with\0nul", 8);
-    picture.description = "彩色\n二";
-    picture.location = "三楼";
-    picture.powerSave = picture.needsAttention = true;
-    picture.paperLow = picture.paperOut = picture.tonerLow = picture.tonerOut = true;
-    picture.totalPages = std::numeric_limits<std::int64_t>::max();
-    picture.supplies.push_back({device::SupplyKind::Waste, device::SupplyColor::Other, true, "wasteToner",
-                                "light cyan", "Box", device::LevelKind::Percent, 100});
-    picture.supplies.emplace_back();
-    picture.trays.push_back({"Tray 1", device::LevelKind::Some, 7, -3,
-                             std::numeric_limits<std::int64_t>::min(), "sheets", false, true});
-    picture.trays.emplace_back();
-    picture.alerts.push_back({-1, "jam", "卡纸", device::Severity::Critical, "Tray 1"});
-    EXPECT_EQ(comeBack(picture), picture);
-    EXPECT_EQ(pictureText(picture).find('\n'), std::string::npos);
-    EXPECT_EQ(pictureText(DeviceStatus()), "{}");
-    picture.totalPages = 0; // is not unknown
-    EXPECT_EQ(comeBack(picture), picture);
+    DeviceStatus status;
+    status.model = "Laser \"5\"\\";
+    status.serialNumber = std::string("with\0nul", 8);
+    status.description = "彩色\n二";
+    status.location = "三楼";
+    status.powerSave = status.needsAttention = true;
+    status.paperLow = status.paperOut = status.tonerLow = status.tonerOut = true;
+    status.totalPages = std::numeric_limits<std::int64_t>::max();
+    status.supplies.push_back({device::SupplyKind::Waste, device::SupplyColor::Other, true, "wasteToner",
+                               "light cyan", "Box", device::LevelKind::Percent, 100});
+    status.supplies.emplace_back();
+    status.trays.push_back({"Tray 1", device::LevelKind::Some, 7, -3,
+                            std::numeric_limits<std::int64_t>::min(), "sheets", false, true});
+    status.trays.emplace_back();
+    status.alerts.push_back({-1, "jam", "卡纸", device::Severity::Critical, "Tray 1"});
+    EXPECT_EQ(comeBack(status), status);
+    EXPECT_EQ(statusText(status).find('\n'), std::string::npos);
+    EXPECT_EQ(statusText(DeviceStatus()), "{}");
+    status.totalPages = 0; // is not unknown
+    EXPECT_EQ(comeBack(status), status);
 }
 
-TEST(PictureText, HasAWordForEachValueOfEachEnumeration)
+TEST(StatusText, HasAWordForEachValueOfEachEnumeration)
 {
     for (int i = 0; i < 9; ++i) {
-        DeviceStatus picture;
-        picture.activity = static_cast<device::Activity>(std::min(i, 4));
-        picture.supplies.emplace_back().kind = static_cast<device::SupplyKind>(i);
-        picture.supplies.back().color = static_cast<device::SupplyColor>(std::min(i, 7));
-        picture.trays.emplace_back().levelKind = static_cast<device::LevelKind>(std::min(i, 3));
-        picture.alerts.emplace_back().severity = static_cast<device::Severity>(std::min(i, 2));
-        EXPECT_EQ(comeBack(picture), picture) << i;
+        DeviceStatus status;
+        status.activity = static_cast<device::Activity>(std::min(i, 4));
+        status.supplies.emplace_back().kind = static_cast<device::SupplyKind>(i);
+        status.supplies.back().color = static_cast<device::SupplyColor>(std::min(i, 7));
+        status.trays.emplace_back().levelKind = static_cast<device::LevelKind>(std::min(i, 3));
+        status.alerts.emplace_back().severity = static_cast<device::Severity>(std::min(i, 2));
+        EXPECT_EQ(comeBack(status), status) << i;
     }
 }
 
-TEST(PictureText, WhatIsNotOfItsKindIsLeftOut)
+TEST(StatusText, WhatIsNotOfItsKindIsLeftOut)
 {
-    const auto pictureIn = [](const char* text) { return pictureOf(*parseJson(text, 1000)); };
+    const auto statusIn = [](const char* text) { return statusOf(*parseJson(text, 1000)); };
     for (const char* odd :
          {"[]", "5", R"({"model":5,"activity":"dancing","pages":"7","powerSave":1})",
           R"({"pages":-2,"supplies":{},"trays":"x","alerts":[5,[]]})", R"({"pages":1e300})"}) {
-        EXPECT_EQ(pictureIn(odd), DeviceStatus()) << odd;
+        EXPECT_EQ(statusIn(odd), DeviceStatus()) << odd;
     }
     const DeviceStatus levels =
-        pictureIn(R"({"supplies":[{"percent":101},{"percent":-5}],"model":"caf\u00e9"})");
+        statusIn(R"({"supplies":[{"percent":101},{"percent":-5}],"model":"caf\u00e9"})");
     EXPECT_EQ(levels.supplies.at(0).percent, 100);
     EXPECT_EQ(levels.supplies.at(1).percent, 0);
     EXPECT_EQ(levels.model, "café");
-    EXPECT_EQ(pictureIn("{\"model\":\"caf\xE9\"}").model, "café");
+    EXPECT_EQ(statusIn("{\"model\":\"caf\xE9\"}").model, "café");
 }
 
 TEST(LastValues, ComeBackFromTheirText)
 {
     LastValues values;
-    take(values, 0x0A000001, {kNow - 5, Way::Ipp, device::KeptPicture(pictureCalled("a"))});
-    take(values, 0x0A000002, valueOf(kNow - 500, pictureCalled("b")));
+    take(values, 0x0A000001, {kNow - 5, Source::Ipp, device::PackedStatus(statusCalled("a"))});
+    take(values, 0x0A000002, valueOf(kNow - 500, statusCalled("b")));
     const LastValues again = parsed(values.text());
     ASSERT_NE(again.find(0x0A000001), nullptr);
     EXPECT_EQ(again.find(0x0A000001)->time, kNow - 5);
-    EXPECT_EQ(again.find(0x0A000001)->way, Way::Ipp);
+    EXPECT_EQ(again.find(0x0A000001)->source, Source::Ipp);
     EXPECT_EQ(modelAt(again, 0x0A000001), "a");
     EXPECT_EQ(modelAt(again, 0x0A000002), "b");
     EXPECT_EQ(again.text(), values.text());
@@ -142,10 +142,10 @@ TEST(LastValues, ComeBackFromTheirText)
 TEST(LastValues, TheNewerOfTwoStaysWhicheverComesFirst)
 {
     LastValues values;
-    take(values, 1, valueOf(kNow - 10, pictureCalled("new")));
-    take(values, 1, valueOf(kNow - 20, pictureCalled("old")));
+    take(values, 1, valueOf(kNow - 10, statusCalled("new")));
+    take(values, 1, valueOf(kNow - 20, statusCalled("old")));
     EXPECT_EQ(modelAt(values, 1), "new");
-    take(values, 1, valueOf(kNow - 10, pictureCalled("same time")));
+    take(values, 1, valueOf(kNow - 10, statusCalled("same time")));
     EXPECT_EQ(modelAt(values, 1), "same time");
     values.forget(1);
     EXPECT_EQ(values.find(1), nullptr);
@@ -155,16 +155,16 @@ TEST(LastValues, ThoseOfATimeToComeAreOfNowAndGiveWay)
 {
     const std::string text = [] {
         LastValues values;
-        values.take({{1, valueOf(kNow + 5000, pictureCalled("from the future"))}}, kNow + 9000);
+        values.take({{1, valueOf(kNow + 5000, statusCalled("from the future"))}}, kNow + 9000);
         return values.text();
     }();
     LastValues values = parsed(text);
     EXPECT_EQ(values.find(1)->time, kNow); // the clock was set back since
-    take(values, 1, valueOf(kNow - 100, pictureCalled("present")));
+    take(values, 1, valueOf(kNow - 100, statusCalled("present")));
     EXPECT_EQ(modelAt(values, 1), "present");
-    take(values, 2, valueOf(kNow + 1, pictureCalled("ahead")));
+    take(values, 2, valueOf(kNow + 1, statusCalled("ahead")));
     EXPECT_EQ(values.find(2)->time, kNow);
-    take(values, 3, valueOf(-7, pictureCalled("before 1970")));
+    take(values, 3, valueOf(-7, statusCalled("before 1970")));
     EXPECT_EQ(values.find(3)->time, 0);
 }
 
@@ -172,7 +172,7 @@ TEST(LastValues, AreOfAsManyPrintersAsTheBoundAllowsThoseThatAnsweredLast)
 {
     std::map<std::uint32_t, LastValue> many;
     for (std::uint32_t i = 1; i <= LastValues::kMostPrinters + 100; ++i) {
-        many[i] = valueOf(kNow - i, pictureCalled("x"));
+        many[i] = valueOf(kNow - i, statusCalled("x"));
     }
     LastValues values;
     values.take(many, kNow);
@@ -183,7 +183,7 @@ TEST(LastValues, AreOfAsManyPrintersAsTheBoundAllowsThoseThatAnsweredLast)
     std::string text = LastValues().text(); // a file that somebody else has written
     for (std::uint32_t i = 0; i < LastValues::kMostPrinters + 100; ++i) {
         text += R"({"address":"10.0.)" + std::to_string(i / 250) + "." + std::to_string(i % 250) +
-                R"(","time":5,"picture":{}})" + "\n";
+                R"(","time":5,"status":{}})" + "\n";
     }
     EXPECT_EQ(parsed(text).size(), LastValues::kMostPrinters);
 }
@@ -193,9 +193,9 @@ TEST(LastValues, TextHasAtMostSoManyOctetsAndIsReadAgain)
     LastValues values;
     std::map<std::uint32_t, LastValue> many;
     for (std::uint32_t i = 1; i <= 200; ++i) {
-        many[i] = valueOf(kNow - i, pictureCalled(std::string(30'000, 'x')));
+        many[i] = valueOf(kNow - i, statusCalled(std::string(30'000, 'x')));
     }
-    many[1000] = valueOf(kNow, pictureCalled(std::string(LastValues::kLargestLine, 'y')));
+    many[1000] = valueOf(kNow, statusCalled(std::string(LastValues::kLargestLine, 'y')));
     values.take(many, kNow);
     const std::string text = values.text();
     EXPECT_LE(text.size(), LastValues::kLargestText);
@@ -209,13 +209,13 @@ TEST(LastValues, TextHasAtMostSoManyOctetsAndIsReadAgain)
 TEST(LastValues, ALineThatIsDamagedCostsItselfAndIsNamed)
 {
     const std::string head = LastValues().text();
-    const std::string good = R"({"address":"10.0.0.1","time":5,"way":"sm","picture":{"model":"a"}})";
+    const std::string good = R"({"address":"10.0.0.1","time":5,"source":"sm","status":{"model":"a"}})";
     for (const char* bad :
-         {"", "{", "5", "[]", R"({"address":"10.0.0.300","time":5,"picture":{}})",
-          R"({"time":5,"picture":{}})", R"({"address":"10.0.0.2","time":-1,"picture":{}})",
-          R"({"address":"10.0.0.2","time":"5","picture":{}})",
-          R"({"address":"10.0.0.2","time":1.5,"picture":{}})",
-          R"({"address":"10.0.0.2","time":5,"picture":[]})", R"({"address":"10.0.0.2","time":5})"}) {
+         {"", "{", "5", "[]", R"({"address":"10.0.0.300","time":5,"status":{}})", R"({"time":5,"status":{}})",
+          R"({"address":"10.0.0.2","time":-1,"status":{}})",
+          R"({"address":"10.0.0.2","time":"5","status":{}})",
+          R"({"address":"10.0.0.2","time":1.5,"status":{}})",
+          R"({"address":"10.0.0.2","time":5,"status":[]})", R"({"address":"10.0.0.2","time":5})"}) {
         std::string complaint;
         const LastValues values = parsed(head + bad + "\n" + good + "\n", &complaint);
         EXPECT_EQ(complaint, "line 2 says nothing of a printer") << bad;
@@ -260,7 +260,7 @@ protected:
     }
     static std::shared_ptr<const engine::Snapshot> said(const std::string& model)
     {
-        return engine::onlineSnapshot(pictureCalled(model), Way::Snmp);
+        return engine::onlineSnapshot(statusCalled(model), Source::Snmp);
     }
     LastValues inFile() const
     {
@@ -294,8 +294,8 @@ TEST_F(LastValuesFileTest, ASavedValueIsFoundInTheNextLifeAndGrowsOlder)
     const TimePoint begin{Milliseconds(5000)};
     const std::optional<RememberedValue> value = awaited(next, 1, begin);
     ASSERT_TRUE(value.has_value());
-    EXPECT_EQ(value->picture.unpacked().model, "laser");
-    EXPECT_EQ(value->way, Way::Snmp);
+    EXPECT_EQ(value->status.unpacked().model, "laser");
+    EXPECT_EQ(value->source, Source::Snmp);
     EXPECT_GE(value->age.count(), 0);
     const std::optional<RememberedValue> later = next.find(1, begin + Milliseconds(60000));
     EXPECT_EQ(later->age - value->age, Milliseconds(60000));
@@ -328,7 +328,7 @@ TEST_F(LastValuesFileTest, AFileFromTheFutureIsNeverOfANegativeAge)
 {
     scratch.write("state/tarn/last-values.jsonl",
                   LastValues().text() +
-                      R"({"address":"0.0.0.1","time":99999999999,"way":"sm","picture":{}})");
+                      R"({"address":"0.0.0.1","time":99999999999,"source":"sm","status":{}})");
     LastValuesFile file(path);
     const std::optional<RememberedValue> value = awaited(file, 1, TimePoint());
     ASSERT_TRUE(value.has_value());
@@ -339,11 +339,11 @@ TEST_F(LastValuesFileTest, ADamagedOneCostsOneLineAndIsReplacedByWhatIsUnderstoo
 {
     scratch.write("state/tarn/last-values.jsonl",
                   LastValues().text() + "cut {\n" +
-                      R"({"address":"0.0.0.2","time":5,"way":"sm","picture":{"model":"old"}})" + "\n");
+                      R"({"address":"0.0.0.2","time":5,"source":"sm","status":{"model":"old"}})" + "\n");
     testing::internal::CaptureStderr();
     {
         LastValuesFile file(path);
-        EXPECT_EQ(awaited(file, 2, TimePoint())->picture.unpacked().model, "old");
+        EXPECT_EQ(awaited(file, 2, TimePoint())->status.unpacked().model, "old");
         EXPECT_TRUE(file.save({{1, Milliseconds(0), said("new")}}, {}));
         file.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1));
     }
@@ -406,10 +406,10 @@ TEST_F(LastValuesFileTest, OfTurnsAtAFileThereIsOneAtATime)
 TEST_F(LastValuesFileTest, IsWholeWhenItsWriterWasKilled)
 {
     LastValues few;
-    take(few, 1, valueOf(kNow, pictureCalled("few")));
+    take(few, 1, valueOf(kNow, statusCalled("few")));
     LastValues many;
     for (std::uint32_t i = 1; i <= 20; ++i) {
-        take(many, i, valueOf(kNow, pictureCalled(std::string(30'000, 'x'))));
+        take(many, i, valueOf(kNow, statusCalled(std::string(30'000, 'x'))));
     }
     const std::string texts[] = {few.text(), many.text()};
     ASSERT_TRUE(replaceFile(path, texts[0]));

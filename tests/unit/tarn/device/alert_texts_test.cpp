@@ -19,7 +19,7 @@ struct Listed
     const char* keyword;
     const char* text;
 };
-const Listed listed[] = {
+const Listed kListed[] = {
     {3, "coverOpen", "机盖打开"},
     {4, "coverClosed", "机盖已关闭"},
     {5, "interlockOpen", "安全联锁打开"},
@@ -143,7 +143,7 @@ bool isChinese(const std::string& text)
 TEST(AlertTexts, AreThoseOfTheStandardsListAndNoOthers)
 {
     std::map<int, const Listed*> all;
-    for (const Listed& row : listed) {
+    for (const Listed& row : kListed) {
         all.emplace(row.code, &row);
     }
     for (int code = -1; code < 2000; ++code) {
@@ -164,7 +164,7 @@ TEST(AlertTexts, AreThoseOfTheStandardsListAndNoOthers)
 // A hyphen parts the items of a message.
 TEST(AlertTexts, AreChineseWithoutHyphens)
 {
-    for (const Listed& row : listed) {
+    for (const Listed& row : kListed) {
         EXPECT_TRUE(isChinese(row.text)) << row.code;
         EXPECT_EQ(std::string(row.text).find('-'), std::string::npos) << row.code;
     }
@@ -186,7 +186,7 @@ TEST(ErrorBits, AreCalledAndExplainedAsListed)
         const char* keyword;
         const char* text;
         std::vector<int> explainedBy;
-    } const expected[errorBitCount] = {
+    } const expected[kErrorBitCount] = {
         {"lowPaper", "纸张不足", {807, 808, 12}},
         {"noPaper", "缺纸", {808, 809, 810, 13}},
         {"lowToner", "碳粉不足", {1104, 1105, 1106, 1101, 1102, 1103, 12}},
@@ -203,7 +203,7 @@ TEST(ErrorBits, AreCalledAndExplainedAsListed)
         {"inputTrayEmpty", "有纸盒缺纸", {808, 13}},
         {"overduePreventMaint", "预防性维护已到期", {}},
     };
-    for (int bit = 0; bit < errorBitCount; ++bit) {
+    for (int bit = 0; bit < kErrorBitCount; ++bit) {
         const ErrorBit& row = errorBit(bit);
         EXPECT_EQ(row.bit, bit);
         EXPECT_STREQ(row.keyword, expected[bit].keyword);
@@ -221,7 +221,7 @@ TEST(ErrorBits, AreCalledAndExplainedAsListed)
 TEST(ErrorBits, StopThePrinterWhereTheStandardSaysDown)
 {
     const std::set<int> down = {1, 3, 4, 5, 6};
-    for (int bit = 0; bit < errorBitCount; ++bit) {
+    for (int bit = 0; bit < kErrorBitCount; ++bit) {
         EXPECT_EQ(errorBit(bit).stopsPrinter, down.count(bit) != 0) << bit;
     }
 }

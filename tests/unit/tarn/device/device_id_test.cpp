@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 namespace {

@@ -184,7 +184,7 @@ TEST(InfoDocument, WritesACounterBeyond32BitsAsTheLargestNumber)
     EXPECT_EQ(parsed(detailDocument(status))["counters"]["totalPages"].asInt64(), 4294967295);
 }
 
-TEST(DetailDocument, HoldsTheWholePicture)
+TEST(DetailDocument, HoldsTheWholeStatus)
 {
     DeviceStatus status;
     status.model = "Acme \"Jet\" 黑";

@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "tarn/src/device/supply_types.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 namespace {

@@ -16,14 +16,14 @@ struct Row
     const char32_t* word;
 };
 
-constexpr Row rows[] = {{U"black"}, {U"青"}, {U"cyan"}, {U"blau"}, {U"cyaan"}, {U"tri color"}};
-constexpr WordIndex index(rows);
+constexpr Row kRows[] = {{U"black"}, {U"青"}, {U"cyan"}, {U"blau"}, {U"cyaan"}, {U"tri color"}};
+constexpr WordIndex index(kRows);
 
 std::vector<std::size_t> rowsIn(const std::u32string& text)
 {
     RowSet set = index.rowsIn(text);
     std::vector<std::size_t> found;
-    for (std::size_t row = set.takeFirst(); row < std::size(rows); row = set.takeFirst()) {
+    for (std::size_t row = set.takeFirst(); row < std::size(kRows); row = set.takeFirst()) {
         found.push_back(row);
     }
     return found;
@@ -78,10 +78,10 @@ void expectEachFound(const Table (&table)[N])
 
 TEST(WordIndex, FindsEachRowOfAllTables)
 {
-    expectEachFound(colorWords);
-    expectEachFound(partWords);
-    expectEachFound(tonerWords);
-    expectEachFound(otherMaterialWords);
+    expectEachFound(kColorWords);
+    expectEachFound(kPartWords);
+    expectEachFound(kTonerWords);
+    expectEachFound(kOtherMaterialWords);
 }
 
 // Blanks take the place of the colours that were found, while the rows that can follow are known before.
@@ -96,7 +96,7 @@ void expectNoEarlyBlank(const Table (&table)[N])
 
 TEST(WordTables, HoldNoWordThatABlankPutIntoATextCouldBegin)
 {
-    expectNoEarlyBlank(colorWords);
+    expectNoEarlyBlank(kColorWords);
 }
 
 TEST(RowSet, HoldsRowsBeyondItsFirstWord)

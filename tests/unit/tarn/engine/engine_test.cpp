@@ -19,47 +19,47 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-TEST(Breath, TheFirstWakeUpsComeAtOnce)
+TEST(WakeupLimiter, TheFirstWakeUpsComeAtOnce)
 {
-    Breath breath;
+    WakeupLimiter breath;
     const TimePoint now{Milliseconds(100000)};
-    for (int i = 0; i < Breath::kAtOnce; ++i) {
+    for (int i = 0; i < WakeupLimiter::kAtOnce; ++i) {
         EXPECT_LE(breath.woke(now), now) << i;
     }
-    EXPECT_EQ(breath.woke(now), now + Breath::kPause);
+    EXPECT_EQ(breath.woke(now), now + WakeupLimiter::kPause);
 }
 
-TEST(Breath, WhoWakesSeldomNeverWaits)
+TEST(WakeupLimiter, WhoWakesSeldomNeverWaits)
 {
-    Breath breath;
+    WakeupLimiter breath;
     TimePoint now{Milliseconds(100000)};
-    for (int i = 0; i < 1000; ++i, now += Breath::kPause) {
+    for (int i = 0; i < 1000; ++i, now += WakeupLimiter::kPause) {
         EXPECT_LE(breath.woke(now), now) << i;
     }
 }
 
-TEST(Breath, WhoAlwaysHasSomethingToDoPausesEachTime)
+TEST(WakeupLimiter, WhoAlwaysHasSomethingToDoPausesEachTime)
 {
-    Breath breath;
+    WakeupLimiter breath;
     TimePoint now{Milliseconds(100000)};
-    for (int i = 0; i < Breath::kAtOnce; ++i) {
+    for (int i = 0; i < WakeupLimiter::kAtOnce; ++i) {
         breath.woke(now);
     }
     for (int i = 0; i < 1000; ++i) {
         const TimePoint rested = breath.woke(now);
-        EXPECT_EQ(rested, now + Breath::kPause) << i;
+        EXPECT_EQ(rested, now + WakeupLimiter::kPause) << i;
         now = rested;
     }
 }
 
-TEST(Breath, NobodyPaysLongForALongFlood)
+TEST(WakeupLimiter, NobodyPaysLongForALongFlood)
 {
-    Breath breath;
+    WakeupLimiter breath;
     const TimePoint now{Milliseconds(100000)};
     for (int i = 0; i < 100000; ++i) {
-        EXPECT_LE(breath.woke(now), now + Breath::kPause) << i;
+        EXPECT_LE(breath.woke(now), now + WakeupLimiter::kPause) << i;
     }
-    const TimePoint later = now + (Breath::kAtOnce + 1) * Breath::kPause;
+    const TimePoint later = now + (WakeupLimiter::kAtOnce + 1) * WakeupLimiter::kPause;
     EXPECT_LE(breath.woke(later), later) << "all is forgiven by then";
 }
 
@@ -83,7 +83,7 @@ public:
     void run() override { ++runs; }
     TimePoint nextDeadline() const override { return kNever; }
     int descriptor() const override { return m_fd; }
-    bool isThronged() const override { return m_thronged; }
+    bool hasBacklog() const override { return m_thronged; }
 
     void endSoon() override { ++endings; }
 
@@ -129,8 +129,8 @@ TEST(Engine, WhatComesWithoutEndIsLetGather)
     std::this_thread::sleep_for(std::chrono::milliseconds(600));
     const int runs = running.chatterbox->runs;
     const auto took = std::chrono::duration_cast<Milliseconds>(SteadyClock::now() - begun);
-    EXPECT_GT(runs, Breath::kAtOnce);
-    EXPECT_LE(runs, Breath::kAtOnce + took / Breath::kPause + 2);
+    EXPECT_GT(runs, WakeupLimiter::kAtOnce);
+    EXPECT_LE(runs, WakeupLimiter::kAtOnce + took / WakeupLimiter::kPause + 2);
 }
 
 TEST(Engine, WhereThereIsNoRoomNothingGathers)
@@ -140,7 +140,7 @@ TEST(Engine, WhereThereIsNoRoomNothingGathers)
     // More than would be granted in the same time, which what gathers never reaches.
     const auto outran = [&] {
         const auto took = std::chrono::duration_cast<Milliseconds>(SteadyClock::now() - begun);
-        return running.chatterbox->runs > Breath::kAtOnce + took / Breath::kPause + 2;
+        return running.chatterbox->runs > WakeupLimiter::kAtOnce + took / WakeupLimiter::kPause + 2;
     };
     while (!outran() && SteadyClock::now() - begun < std::chrono::seconds(30)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -151,7 +151,7 @@ TEST(Engine, WhereThereIsNoRoomNothingGathers)
 TEST(Engine, OrdersAreCarriedOutWhileItGathers)
 {
     Running running(false);
-    while (running.chatterbox->runs <= Breath::kAtOnce) {
+    while (running.chatterbox->runs <= WakeupLimiter::kAtOnce) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     running.engine.watch("chatterbox", nullptr);

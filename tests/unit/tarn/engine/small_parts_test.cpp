@@ -4,7 +4,7 @@
 
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/engine/endpoint.h"
-#include "tarn/src/engine/silence.h"
+#include "tarn/src/engine/reachability.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::engine::test {
@@ -79,105 +79,105 @@ TEST(DeadlineHeap, AlwaysYieldsTheEarliestOfRandomItems)
 
 const TimePoint kStart{Milliseconds(5000000)};
 
-TEST(Silence, ThreeMissesWithinFiveSecondsAreNotEnough)
+TEST(Reachability, ThreeMissesWithinFiveSecondsAreNotEnough)
 {
-    Silence silence;
-    EXPECT_FALSE(silence.missed(kStart, kStart + Milliseconds(1000)));
-    EXPECT_FALSE(silence.missed(kStart + Milliseconds(1000), kStart + Milliseconds(2000)));
-    EXPECT_FALSE(silence.missed(kStart + Milliseconds(2000), kStart + Milliseconds(4999)));
-    EXPECT_FALSE(silence.isOffline());
-    EXPECT_TRUE(silence.missed(kStart + Milliseconds(4999), kStart + Milliseconds(5000)));
-    EXPECT_TRUE(silence.isOffline());
+    Reachability reachability;
+    EXPECT_FALSE(reachability.missed(kStart, kStart + Milliseconds(1000)));
+    EXPECT_FALSE(reachability.missed(kStart + Milliseconds(1000), kStart + Milliseconds(2000)));
+    EXPECT_FALSE(reachability.missed(kStart + Milliseconds(2000), kStart + Milliseconds(4999)));
+    EXPECT_FALSE(reachability.isOffline());
+    EXPECT_TRUE(reachability.missed(kStart + Milliseconds(4999), kStart + Milliseconds(5000)));
+    EXPECT_TRUE(reachability.isOffline());
 }
 
-TEST(Silence, TwoMissesAreNotEnoughHoweverLongTheyTook)
+TEST(Reachability, TwoMissesAreNotEnoughHoweverLongTheyTook)
 {
-    Silence silence;
-    EXPECT_FALSE(silence.missed(kStart, kStart + Milliseconds(30000)));
-    EXPECT_FALSE(silence.missed(kStart + Milliseconds(30000), kStart + Milliseconds(60000)));
-    EXPECT_FALSE(silence.isOffline());
+    Reachability reachability;
+    EXPECT_FALSE(reachability.missed(kStart, kStart + Milliseconds(30000)));
+    EXPECT_FALSE(reachability.missed(kStart + Milliseconds(30000), kStart + Milliseconds(60000)));
+    EXPECT_FALSE(reachability.isOffline());
 }
 
-TEST(Silence, OfflineIsSaidOnce)
+TEST(Reachability, OfflineIsSaidOnce)
 {
-    Silence silence;
-    silence.missed(kStart, kStart + Milliseconds(2000));
-    silence.missed(kStart, kStart + Milliseconds(4000));
-    EXPECT_TRUE(silence.missed(kStart, kStart + Milliseconds(6000)));
-    EXPECT_FALSE(silence.missed(kStart, kStart + Milliseconds(9000)));
-    silence.answered(Milliseconds(3));
-    EXPECT_FALSE(silence.isOffline());
-    EXPECT_FALSE(silence.isSilent());
+    Reachability reachability;
+    reachability.missed(kStart, kStart + Milliseconds(2000));
+    reachability.missed(kStart, kStart + Milliseconds(4000));
+    EXPECT_TRUE(reachability.missed(kStart, kStart + Milliseconds(6000)));
+    EXPECT_FALSE(reachability.missed(kStart, kStart + Milliseconds(9000)));
+    reachability.answered(Milliseconds(3));
+    EXPECT_FALSE(reachability.isOffline());
+    EXPECT_FALSE(reachability.isSilent());
 }
 
-TEST(Silence, WhoNeverAnsweredOrMissedTheLastRequestIsSuspect)
+TEST(Reachability, WhoNeverAnsweredOrMissedTheLastRequestIsSuspect)
 {
-    Silence silence;
-    EXPECT_TRUE(silence.isSuspect());
-    silence.answered(Milliseconds(0));
-    EXPECT_FALSE(silence.isSuspect());
-    silence.missed(kStart, kStart + Milliseconds(1000));
-    EXPECT_TRUE(silence.isSuspect());
-    silence.answered(Milliseconds(3));
-    EXPECT_FALSE(silence.isSuspect());
+    Reachability reachability;
+    EXPECT_TRUE(reachability.isSuspect());
+    reachability.answered(Milliseconds(0));
+    EXPECT_FALSE(reachability.isSuspect());
+    reachability.missed(kStart, kStart + Milliseconds(1000));
+    EXPECT_TRUE(reachability.isSuspect());
+    reachability.answered(Milliseconds(3));
+    EXPECT_FALSE(reachability.isSuspect());
 }
 
-TEST(Silence, RequestCountsAsInFlightForAsLongAsAnAnswerIsLikely)
+TEST(Reachability, RequestCountsAsInFlightForAsLongAsAnAnswerIsLikely)
 {
     RoundTrip ofAll;
-    Silence silence;
-    EXPECT_EQ(silence.flight(ofAll), Milliseconds(400)); // nobody has answered yet
+    Reachability reachability;
+    EXPECT_EQ(reachability.flight(ofAll), Milliseconds(400)); // nobody has answered yet
     ofAll.add(Milliseconds(300));
-    EXPECT_EQ(silence.flight(ofAll), Milliseconds(600)); // as the others
-    silence.answered(Milliseconds(50));
-    EXPECT_EQ(silence.flight(ofAll), Milliseconds(200));
-    silence.missed(kStart, kStart + Milliseconds(1000));
-    EXPECT_EQ(silence.flight(ofAll), Milliseconds(100)); // likely dead
-    silence.answered(Milliseconds(60000));
-    EXPECT_EQ(silence.flight(ofAll), Milliseconds(2000));
+    EXPECT_EQ(reachability.flight(ofAll), Milliseconds(600)); // as the others
+    reachability.answered(Milliseconds(50));
+    EXPECT_EQ(reachability.flight(ofAll), Milliseconds(200));
+    reachability.missed(kStart, kStart + Milliseconds(1000));
+    EXPECT_EQ(reachability.flight(ofAll), Milliseconds(100)); // likely dead
+    reachability.answered(Milliseconds(60000));
+    EXPECT_EQ(reachability.flight(ofAll), Milliseconds(2000));
 }
 
-TEST(Silence, PatienceFollowsASlowPrinterButHasAnEnd)
+TEST(Reachability, PatienceFollowsASlowPrinterButHasAnEnd)
 {
     SeededRandom random(3);
-    Silence silence;
-    EXPECT_EQ(silence.patience(kStart, random), Milliseconds(1000));
+    Reachability reachability;
+    EXPECT_EQ(reachability.patience(kStart, random), Milliseconds(1000));
     for (int i = 0; i < 20; ++i) {
-        silence.answered(Milliseconds(1500));
+        reachability.answered(Milliseconds(1500));
     }
-    EXPECT_GE(silence.patience(kStart, random), Milliseconds(2900));
+    EXPECT_GE(reachability.patience(kStart, random), Milliseconds(2900));
     for (int i = 0; i < 20; ++i) {
-        silence.answered(Milliseconds(15000));
+        reachability.answered(Milliseconds(15000));
     }
-    EXPECT_EQ(silence.patience(kStart, random), Milliseconds(5000));
+    EXPECT_EQ(reachability.patience(kStart, random), Milliseconds(5000));
 }
 
-TEST(Silence, ForgivenMissesDoNotAddUp)
+TEST(Reachability, MissesBeforeAResetDoNotAddUp)
 {
-    Silence silence;
-    silence.missed(kStart, kStart + Milliseconds(2000));
-    silence.missed(kStart, kStart + Milliseconds(4900));
-    silence.forgive(kStart + Milliseconds(100000));
-    EXPECT_FALSE(silence.missed(kStart + Milliseconds(100000), kStart + Milliseconds(101000)));
+    Reachability reachability;
+    reachability.missed(kStart, kStart + Milliseconds(2000));
+    reachability.missed(kStart, kStart + Milliseconds(4900));
+    reachability.reset(kStart + Milliseconds(100000));
+    EXPECT_FALSE(reachability.missed(kStart + Milliseconds(100000), kStart + Milliseconds(101000)));
 }
 
-TEST(Silence, ForgivenWhoIsOfflineStaysSoAndIsAskedAsIfItHadJustFallenSilent)
+TEST(Reachability, ForgivenWhoIsOfflineStaysSoAndIsAskedAsIfItHadJustFallenSilent)
 {
     SeededRandom random(3);
-    Silence silence;
-    silence.missed(kStart, kStart + Milliseconds(1000));
-    silence.missed(kStart, kStart + Milliseconds(3000));
-    ASSERT_TRUE(silence.missed(kStart, kStart + Milliseconds(6000)));
+    Reachability reachability;
+    reachability.missed(kStart, kStart + Milliseconds(1000));
+    reachability.missed(kStart, kStart + Milliseconds(3000));
+    ASSERT_TRUE(reachability.missed(kStart, kStart + Milliseconds(6000)));
     const TimePoint later = kStart + Milliseconds(3600000);
-    EXPECT_GT(silence.patience(later, random), Milliseconds(20000));
-    const unsigned misses = silence.misses();
-    silence.forgive(later);
-    EXPECT_EQ(silence.misses(), misses);
-    EXPECT_TRUE(silence.isOffline());
-    EXPECT_TRUE(silence.isSilent());
-    EXPECT_EQ(silence.since(), later);
-    EXPECT_LE(silence.patience(later, random), Milliseconds(3000));
-    EXPECT_FALSE(silence.missed(later, later + Milliseconds(9000))) << "it is offline already";
+    EXPECT_GT(reachability.patience(later, random), Milliseconds(20000));
+    const unsigned misses = reachability.misses();
+    reachability.reset(later);
+    EXPECT_EQ(reachability.misses(), misses);
+    EXPECT_TRUE(reachability.isOffline());
+    EXPECT_TRUE(reachability.isSilent());
+    EXPECT_EQ(reachability.since(), later);
+    EXPECT_LE(reachability.patience(later, random), Milliseconds(3000));
+    EXPECT_FALSE(reachability.missed(later, later + Milliseconds(9000))) << "it is offline already";
 }
 
 } // namespace

@@ -9,14 +9,14 @@ namespace {
 using device::Activity;
 using device::DeviceStatus;
 using device::LevelKind;
-using device::PictureField;
+using device::StatusField;
 
-Way wayOf(const Snapshot& snapshot, PictureField field)
+Source wayOf(const Snapshot& snapshot, StatusField field)
 {
-    return snapshot.fieldWays[static_cast<std::size_t>(field)];
+    return snapshot.fieldSources[static_cast<std::size_t>(field)];
 }
 
-DeviceStatus picture(const std::string& model, Activity activity)
+DeviceStatus status(const std::string& model, Activity activity)
 {
     DeviceStatus status;
     status.model = model;
@@ -49,87 +49,87 @@ protected:
                   TimePoint()};
 };
 
-TEST_F(TargetTest, OneWayAloneIsTheWholePictureAndEachFieldSaysSo)
+TEST_F(TargetTest, OneWayAloneIsTheWholeStatusAndEachFieldSaysSo)
 {
-    DeviceStatus status = picture("M", Activity::Idle);
-    status.totalPages = 0;
-    target.report(Way::Snmp, status);
+    DeviceStatus said = status("M", Activity::Idle);
+    said.totalPages = 0;
+    target.report(Source::Snmp, said);
     const auto snapshot = target.snapshot();
     EXPECT_TRUE(snapshot->online);
-    EXPECT_EQ(snapshot->way, Way::Snmp);
-    EXPECT_EQ(wayOf(*snapshot, PictureField::Model), Way::Snmp);
-    EXPECT_EQ(wayOf(*snapshot, PictureField::Counters), Way::Snmp); // zero is said, too
-    EXPECT_EQ(wayOf(*snapshot, PictureField::Trays), Way::None);
-    EXPECT_TRUE(target.answers(Way::Snmp));
-    EXPECT_FALSE(target.answers(Way::Ipp));
+    EXPECT_EQ(snapshot->source, Source::Snmp);
+    EXPECT_EQ(wayOf(*snapshot, StatusField::Model), Source::Snmp);
+    EXPECT_EQ(wayOf(*snapshot, StatusField::Counters), Source::Snmp); // zero is said, too
+    EXPECT_EQ(wayOf(*snapshot, StatusField::Trays), Source::None);
+    EXPECT_TRUE(target.answers(Source::Snmp));
+    EXPECT_FALSE(target.answers(Source::Ipp));
 }
 
 TEST_F(TargetTest, WhatTheFirstWayLacksComesFromTheOtherAndStateAndAlertsNever)
 {
-    target.report(Way::Snmp, picture("by snmp", Activity::Idle));
-    DeviceStatus ipp = picture("by ipp", Activity::Printing);
+    target.report(Source::Snmp, status("by snmp", Activity::Idle));
+    DeviceStatus ipp = status("by ipp", Activity::Printing);
     ipp.serialNumber = "S1";
     ipp.supplies = {supply(LevelKind::Percent, 40)};
     ipp.alerts.push_back({8, "jam", "卡纸", device::Severity::Critical, ""});
     ipp.paperOut = true;
-    target.report(Way::Ipp, ipp);
+    target.report(Source::Ipp, ipp);
     const auto snapshot = target.snapshot();
-    const DeviceStatus merged = snapshot->picture.unpacked();
+    const DeviceStatus merged = snapshot->status.unpacked();
     EXPECT_EQ(merged.model, "by snmp");
     EXPECT_EQ(merged.serialNumber, "S1");
     EXPECT_EQ(merged.supplies.size(), 1U);
     EXPECT_EQ(merged.activity, Activity::Idle);
     EXPECT_TRUE(merged.alerts.empty());
     EXPECT_FALSE(merged.paperOut);
-    EXPECT_EQ(snapshot->way, Way::Snmp);
-    EXPECT_EQ(wayOf(*snapshot, PictureField::Model), Way::Snmp);
-    EXPECT_EQ(wayOf(*snapshot, PictureField::SerialNumber), Way::Ipp);
-    EXPECT_EQ(wayOf(*snapshot, PictureField::Supplies), Way::Ipp);
-    EXPECT_EQ(wayOf(*snapshot, PictureField::State), Way::Snmp);
+    EXPECT_EQ(snapshot->source, Source::Snmp);
+    EXPECT_EQ(wayOf(*snapshot, StatusField::Model), Source::Snmp);
+    EXPECT_EQ(wayOf(*snapshot, StatusField::SerialNumber), Source::Ipp);
+    EXPECT_EQ(wayOf(*snapshot, StatusField::Supplies), Source::Ipp);
+    EXPECT_EQ(wayOf(*snapshot, StatusField::State), Source::Snmp);
     EXPECT_EQ(snapshot->serialNumber, "S1");
 }
 
 TEST_F(TargetTest, SuppliesWithoutAnyLevelGiveWayToSuppliesWithOne)
 {
-    DeviceStatus snmp = picture("M", Activity::Idle);
+    DeviceStatus snmp = status("M", Activity::Idle);
     snmp.supplies = {supply(LevelKind::Unknown, 0)};
-    DeviceStatus ipp = picture("M", Activity::Idle);
+    DeviceStatus ipp = status("M", Activity::Idle);
     ipp.supplies = {supply(LevelKind::Percent, 7)};
-    target.report(Way::Ipp, ipp);
-    target.report(Way::Snmp, snmp);
-    EXPECT_EQ(target.snapshot()->picture.unpacked().supplies.at(0).percent, 7);
+    target.report(Source::Ipp, ipp);
+    target.report(Source::Snmp, snmp);
+    EXPECT_EQ(target.snapshot()->status.unpacked().supplies.at(0).percent, 7);
     snmp.supplies = {supply(LevelKind::Percent, 9)};
-    target.report(Way::Snmp, snmp);
-    EXPECT_EQ(target.snapshot()->picture.unpacked().supplies.at(0).percent, 9);
+    target.report(Source::Snmp, snmp);
+    EXPECT_EQ(target.snapshot()->status.unpacked().supplies.at(0).percent, 9);
 }
 
 TEST_F(TargetTest, TheOtherWayTakesOverWhenTheFirstFallsSilentAndGivesBack)
 {
-    target.report(Way::Snmp, picture("by snmp", Activity::Idle));
-    target.report(Way::Ipp, picture("by ipp", Activity::Printing));
-    target.reportSilent(Way::Snmp);
+    target.report(Source::Snmp, status("by snmp", Activity::Idle));
+    target.report(Source::Ipp, status("by ipp", Activity::Printing));
+    target.reportOffline(Source::Snmp);
     EXPECT_TRUE(target.snapshot()->online);
-    EXPECT_EQ(target.snapshot()->way, Way::Ipp);
+    EXPECT_EQ(target.snapshot()->source, Source::Ipp);
     EXPECT_EQ(target.snapshot()->state, 4);
-    EXPECT_FALSE(target.answers(Way::Snmp));
-    target.reportSilent(Way::Ipp);
+    EXPECT_FALSE(target.answers(Source::Snmp));
+    target.reportOffline(Source::Ipp);
     EXPECT_FALSE(target.snapshot()->online);
-    EXPECT_EQ(target.snapshot()->picture.unpacked().model, "by ipp"); // the last good one
-    target.report(Way::Snmp, target.pictureBy(Way::Snmp));
+    EXPECT_EQ(target.snapshot()->status.unpacked().model, "by ipp"); // the last good one
+    target.report(Source::Snmp, target.statusBy(Source::Snmp));
     EXPECT_TRUE(target.snapshot()->online);
-    EXPECT_EQ(target.snapshot()->picture.unpacked().model, "by snmp");
+    EXPECT_EQ(target.snapshot()->status.unpacked().model, "by snmp");
 }
 
 TEST_F(TargetTest, SilenceOfOneWayIsNoneOfAnother)
 {
-    target.reportSilent(Way::Snmp);
+    target.reportOffline(Source::Snmp);
     EXPECT_FALSE(target.snapshot()->online);
-    EXPECT_EQ(target.snapshot()->picture.unpacked().model, "remembered");
-    target.report(Way::Ipp, picture("by ipp", Activity::Idle));
-    target.reportSilent(Way::Snmp);
+    EXPECT_EQ(target.snapshot()->status.unpacked().model, "remembered");
+    target.report(Source::Ipp, status("by ipp", Activity::Idle));
+    target.reportOffline(Source::Snmp);
     EXPECT_TRUE(target.snapshot()->online);
-    EXPECT_EQ(target.pictureBy(Way::Snmp).model, "");
-    EXPECT_EQ(target.pictureBy(Way::Ipp).model, "by ipp");
+    EXPECT_EQ(target.statusBy(Source::Snmp).model, "");
+    EXPECT_EQ(target.statusBy(Source::Ipp).model, "by ipp");
 }
 
 TEST(SnapshotIdentity, TellsModelSerialNumberAndDescriptionApartAndNothingElse)
@@ -140,8 +140,8 @@ TEST(SnapshotIdentity, TellsModelSerialNumberAndDescriptionApartAndNothingElse)
     DeviceStatus busy = one;
     busy.activity = Activity::Printing;
     busy.supplies = {supply(LevelKind::Percent, 5)};
-    EXPECT_EQ(onlineSnapshot(one, Way::Snmp)->identity, onlineSnapshot(busy, Way::Snmp)->identity);
-    EXPECT_EQ(offlineSnapshot(*onlineSnapshot(one, Way::Snmp))->identity, unmetSnapshot(one)->identity);
+    EXPECT_EQ(onlineSnapshot(one, Source::Snmp)->identity, onlineSnapshot(busy, Source::Snmp)->identity);
+    EXPECT_EQ(offlineSnapshot(*onlineSnapshot(one, Source::Snmp))->identity, unmetSnapshot(one)->identity);
     DeviceStatus shifted;
     shifted.model = "a";
     shifted.serialNumber = "bc";
@@ -155,12 +155,12 @@ TEST(SnapshotIdentity, TellsModelSerialNumberAndDescriptionApartAndNothingElse)
 TEST_F(TargetTest, EachBackEndPutsAsideForItselfAndOneOpeningTellsThemAll)
 {
     const TimePoint late{Milliseconds(100000)};
-    EXPECT_TRUE(target.putAside(Way::Snmp, late));
-    EXPECT_TRUE(target.putAside(Way::Ipp, late));
+    EXPECT_TRUE(target.suspend(Source::Snmp, late));
+    EXPECT_TRUE(target.suspend(Source::Ipp, late));
     EXPECT_TRUE(target.markOpened(late));
     EXPECT_FALSE(target.markOpened(late));
-    EXPECT_FALSE(target.putAside(Way::Ipp, late));
-    EXPECT_FALSE(target.markOpened(late)); // nobody is aside
+    EXPECT_FALSE(target.suspend(Source::Ipp, late));
+    EXPECT_FALSE(target.markOpened(late)); // nobody is suspended
 }
 
 } // namespace

@@ -11,7 +11,7 @@ namespace {
 
 using engine::DiscoveredPrinter;
 using engine::Discovery;
-using engine::Way;
+using engine::Source;
 using test::attributesFrom;
 
 const std::string kUsbQueue = R"(printer-name = office
@@ -115,7 +115,7 @@ TEST_F(CupsQueuesTest, QueuesBecomePrinters)
     EXPECT_EQ(roster[1].ip, "10.1.2.3");
     EXPECT_FALSE(roster[1].isUsb);
     EXPECT_EQ(roster[1].target->snapshot()->state, 4);
-    EXPECT_EQ(roster[1].target->snapshot()->way, Way::Cups);
+    EXPECT_EQ(roster[1].target->snapshot()->source, Source::Cups);
     EXPECT_TRUE(roster[0].target->isMet());
 }
 

@@ -7,7 +7,7 @@
 #include <set>
 
 #include "tarn/src/device/rendering.h"
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/ipp/ipp_status.h"
 #include "tests/unit/tarn/ipp/attributes_text.h"
 #include "tests/unit/tarn/support/hostile_text.h"
 
@@ -86,7 +86,7 @@ TEST(IppHostileTexts, SteerNothingInAnyField)
     std::set<std::string> reached; // fields that a printer's own text gets into
     for (const char* const printer : kPrinters) {
         for (unsigned kind = 0; kind < 4; ++kind) {
-            const device::DeviceStatus status = buildPicture(hostile(attributesFrom(printer), kind));
+            const device::DeviceStatus status = buildStatus(hostile(attributesFrom(printer), kind));
             Json::Value document = parsed(device::detailDocument(status));
             document["message"] = device::stateMessage(status);
             tarn::test::forEachText(document, [&](const std::string& field, const std::string& text) {

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tarn/src/device/rendering.h"
-#include "tarn/src/ipp/ipp_picture.h"
+#include "tarn/src/ipp/ipp_status.h"
 #include "tests/unit/tarn/ipp/attributes_text.h"
 
 namespace tarn::ipp {
@@ -11,16 +11,16 @@ namespace {
 using namespace tarn::device;
 using test::attributesFrom;
 
-DeviceStatus pictureOf(const std::string& lines)
+DeviceStatus statusOf(const std::string& lines)
 {
-    return buildPicture(attributesFrom(lines));
+    return buildStatus(attributesFrom(lines));
 }
 
 // "冒烟|卡纸": what the items of the message say, in their order.
 std::string alertsOf(const std::string& lines)
 {
     std::string out;
-    for (const Alert& alert : pictureOf(lines).alerts) {
+    for (const Alert& alert : statusOf(lines).alerts) {
         out += (out.empty() ? "" : "|") + (alert.keyword == "other" ? alert.text : alert.keyword);
     }
     return out;
@@ -69,14 +69,14 @@ TEST(IppAlertRows, StatesAreNoAlerts)
 TEST(IppAlertRows, StateThatAllRowsShareIsThePresentOne)
 {
     const std::string idle = "printer-state = 3\nprinter-state-reasons = none\n";
-    EXPECT_TRUE(pictureOf(idle + "printer-alert = other\nprinter-alert-description = Sleeping...").powerSave);
-    EXPECT_TRUE(pictureOf(idle + "printer-state-message = Sleep mode").powerSave);
-    EXPECT_FALSE(pictureOf(idle + "printer-alert = code=unknown|code=unknown\n"
-                                  "printer-alert-description = ready|inPowerSave")
+    EXPECT_TRUE(statusOf(idle + "printer-alert = other\nprinter-alert-description = Sleeping...").powerSave);
+    EXPECT_TRUE(statusOf(idle + "printer-state-message = Sleep mode").powerSave);
+    EXPECT_FALSE(statusOf(idle + "printer-alert = code=unknown|code=unknown\n"
+                                 "printer-alert-description = ready|inPowerSave")
                      .powerSave)
         << "a history";
-    EXPECT_EQ(stateCode(pictureOf("printer-state = 5\nprinter-alert = other\n"
-                                  "printer-alert-description = Warming up")),
+    EXPECT_EQ(stateCode(statusOf("printer-state = 5\nprinter-alert = other\n"
+                                 "printer-alert-description = Warming up")),
               5);
 }
 
@@ -93,8 +93,8 @@ TEST(IppAlertRows, RowsOfAnIdlePrinterThatGivesNoReasonAreHistory)
               "coverOpen|Tray 2 open|Flux low");
     EXPECT_EQ(alertsOf(rows + "printer-state = 3"), "coverOpen|Tray 2 open|Flux low")
         << "it says nothing of reasons";
-    const DeviceStatus status = pictureOf("printer-state = 3\nprinter-state-reasons = none\n"
-                                          "printer-alert = code=markerTonerEmpty;severity=critical");
+    const DeviceStatus status = statusOf("printer-state = 3\nprinter-state-reasons = none\n"
+                                         "printer-alert = code=markerTonerEmpty;severity=critical");
     EXPECT_FALSE(status.tonerOut);
 }
 
@@ -124,7 +124,7 @@ TEST(IppAlertRows, CodesSetTheFlags)
 {
     const auto flags = [](const std::string& code) {
         const DeviceStatus status =
-            pictureOf("printer-state = 3\nprinter-alert = severity=critical;code=" + code);
+            statusOf("printer-state = 3\nprinter-alert = severity=critical;code=" + code);
         return std::string(status.paperLow ? "paperLow" : "") + (status.paperOut ? "paperOut" : "") +
                (status.tonerLow ? "tonerLow" : "") + (status.tonerOut ? "tonerOut" : "");
     };
@@ -140,7 +140,7 @@ TEST(IppReasons, BookkeepingOfTheSchedulerIsNoAlert)
     EXPECT_EQ(alertsOf("printer-state-reasons = cups-ipp-missing-send-document|cups-insecure-filter-warning|"
                        "cups-remote-stopped-error|toner-low-warning"),
               "markerTonerAlmostEmpty");
-    EXPECT_FALSE(pictureOf("printer-state-reasons = cups-missing-filter-error").needsAttention);
+    EXPECT_FALSE(statusOf("printer-state-reasons = cups-missing-filter-error").needsAttention);
 }
 
 TEST(IppReasons, SeveralInOneValueInAnyCase)
@@ -152,10 +152,10 @@ TEST(IppReasons, SeveralInOneValueInAnyCase)
 TEST(IppReasons, ShortagesOfANamedSubUnitAreThoseOfTheStandard)
 {
     EXPECT_EQ(alertsOf("printer-state-reasons = cyan-ink-low-warning"), "markerInkAlmostEmpty");
-    EXPECT_TRUE(pictureOf("printer-state-reasons = cyan-ink-low-warning").tonerLow);
+    EXPECT_TRUE(statusOf("printer-state-reasons = cyan-ink-low-warning").tonerLow);
     EXPECT_EQ(alertsOf("printer-state-reasons = black-toner-near-empty-warning"), "markerTonerAlmostEmpty");
     EXPECT_EQ(alertsOf("printer-state-reasons = media-tray-empty-error"), "inputMediaSupplyEmpty");
-    EXPECT_TRUE(pictureOf("printer-state-reasons = media-tray-empty-error").paperOut);
+    EXPECT_TRUE(statusOf("printer-state-reasons = media-tray-empty-error").paperOut);
     EXPECT_EQ(alertsOf("printer-state-reasons = ink-empty"), "markerInkEmpty");
     EXPECT_EQ(alertsOf("printer-state-reasons = tray-open-warning"), "subunitOpened");
     EXPECT_EQ(alertsOf("printer-state-reasons = stapler-empty-warning"), "subunitEmpty");
@@ -164,15 +164,15 @@ TEST(IppReasons, ShortagesOfANamedSubUnitAreThoseOfTheStandard)
 TEST(IppReasons, StatesOfTheDevicesOwnAreNoAlerts)
 {
     EXPECT_EQ(alertsOf("printer-state-reasons = deep-sleep|ready-warning"), "");
-    EXPECT_TRUE(pictureOf("printer-state-reasons = power-saver").powerSave);
+    EXPECT_TRUE(statusOf("printer-state-reasons = power-saver").powerSave);
 }
 
 TEST(IppReasons, LowLevelsAreOneForAllOrOneForEachMarker)
 {
     const std::string two = "marker-types = toner|toner\nmarker-levels = 50|9\n";
-    EXPECT_TRUE(pictureOf(two + "marker-low-levels = 10").tonerLow);
-    EXPECT_TRUE(pictureOf(two + "marker-low-levels = 10|10").tonerLow);
-    EXPECT_FALSE(pictureOf(two + "marker-low-levels = 60|10|10").tonerLow) << "whose are they?";
+    EXPECT_TRUE(statusOf(two + "marker-low-levels = 10").tonerLow);
+    EXPECT_TRUE(statusOf(two + "marker-low-levels = 10|10").tonerLow);
+    EXPECT_FALSE(statusOf(two + "marker-low-levels = 60|10|10").tonerLow) << "whose are they?";
 }
 
 } // namespace

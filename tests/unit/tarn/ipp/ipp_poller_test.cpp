@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tarn/src/device/picture_field.h"
+#include "tarn/src/device/status_field.h"
 #include "tests/unit/tarn/ipp/attributes_text.h"
 #include "tests/unit/tarn/support/short_memory.h"
 #include "tests/unit/tarn/support/simulated_time.h"
@@ -13,8 +13,8 @@ namespace {
 
 using engine::IppChoice;
 using engine::IppSettings;
+using engine::Source;
 using engine::Target;
-using engine::Way;
 using test::attributesFrom;
 
 constexpr const char kIdle[] =
@@ -126,13 +126,13 @@ protected:
     }
     void snmpIsSilent(Target& target)
     {
-        target.reportSilent(Way::Snmp);
+        target.reportOffline(Source::Snmp);
         target.markMet();
         poller->targetReported(target);
     }
-    void snmpSays(Target& target, const device::DeviceStatus& picture)
+    void snmpSays(Target& target, const device::DeviceStatus& status)
     {
-        target.report(Way::Snmp, picture);
+        target.report(Source::Snmp, status);
         target.markMet();
         poller->targetReported(target);
     }
@@ -169,7 +169,7 @@ protected:
         }
     }
 
-    static device::DeviceStatus wholePicture()
+    static device::DeviceStatus wholeStatus()
     {
         device::DeviceStatus status;
         status.model = "Orion";
@@ -181,7 +181,7 @@ protected:
         status.supplies.back().levelKind = device::LevelKind::Percent;
         return status;
     }
-    static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
+    static std::string modelOf(const Target& target) { return target.snapshot()->status.unpacked().model; }
     std::vector<TimePoint>& asked(std::uint32_t address) { return requests->printers[address].asked; }
 
     tarn::test::SimulatedClock clock;
@@ -204,7 +204,7 @@ TEST_F(IppPollerTest, NobodyIsAskedBeforeSnmpIsKnownToBeSilent)
     pass(Milliseconds(1000));
     EXPECT_EQ(asked(1).size(), 1u);
     EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->way, Way::Ipp);
+    EXPECT_EQ(target->snapshot()->source, Source::Ipp);
     EXPECT_EQ(modelOf(*target), "Lyra");
     EXPECT_EQ(target->lastAnswer(), asked(1)[0] + Milliseconds(20));
 }
@@ -212,7 +212,7 @@ TEST_F(IppPollerTest, NobodyIsAskedBeforeSnmpIsKnownToBeSilent)
 TEST_F(IppPollerTest, IdlePrinterEveryFourSecondsBusyOneEveryTwo)
 {
     watchSilent(1);
-    pass(Milliseconds(60000)); // the first picture is no change
+    pass(Milliseconds(60000)); // the first status is no change
     const std::size_t before = asked(1).size();
     pass(Milliseconds(60000));
     EXPECT_GE(asked(1).size() - before, 15u);
@@ -225,7 +225,7 @@ TEST_F(IppPollerTest, IdlePrinterEveryFourSecondsBusyOneEveryTwo)
     EXPECT_LE(asked(1).size() - busy, 33u);
 }
 
-TEST_F(IppPollerTest, PictureIsNeverOlderThanFiveSecondsAndOnlyChangesAreTold)
+TEST_F(IppPollerTest, StatusIsNeverOlderThanFiveSecondsAndOnlyChangesAreTold)
 {
     const auto target = watchSilent(1);
     pass(Milliseconds(10000));
@@ -305,7 +305,7 @@ TEST_F(IppPollerTest, StrangersAreAskedEverMoreSeldom)
 TEST_F(IppPollerTest, PrinterThatTellsAllOverSnmpIsNeverConnectedTo)
 {
     const auto target = watch(1);
-    snmpSays(*target, wholePicture());
+    snmpSays(*target, wholeStatus());
     pass(Milliseconds(4 * 3600000));
     EXPECT_TRUE(asked(1).empty());
     EXPECT_EQ(poller->peers(), 0u);
@@ -314,11 +314,11 @@ TEST_F(IppPollerTest, PrinterThatTellsAllOverSnmpIsNeverConnectedTo)
 TEST_F(IppPollerTest, PrinterThatAnswersSnmpIsConnectedToOnceAnHourForWhatItLacks)
 {
     const auto target = watch(1);
-    device::DeviceStatus picture = wholePicture();
-    picture.serialNumber.clear();
-    picture.activity = device::Activity::Printing;
+    device::DeviceStatus status = wholeStatus();
+    status.serialNumber.clear();
+    status.activity = device::Activity::Printing;
     requests->printers[1].says += "\nprinter-serial-number = LY-7";
-    snmpSays(*target, picture);
+    snmpSays(*target, status);
     pass(Milliseconds(3 * 3600000 + 60000));
     ASSERT_EQ(asked(1).size(), 4u);
     for (std::size_t i = 1; i < asked(1).size(); ++i) {
@@ -326,17 +326,17 @@ TEST_F(IppPollerTest, PrinterThatAnswersSnmpIsConnectedToOnceAnHourForWhatItLack
     }
     EXPECT_EQ(target->snapshot()->serialNumber, "LY-7");
     EXPECT_EQ(target->snapshot()->state, 4) << "the state stays that of SNMP";
-    EXPECT_EQ(target->snapshot()->way, Way::Snmp);
-    EXPECT_EQ(target->snapshot()->fieldWays[static_cast<std::size_t>(device::PictureField::SerialNumber)],
-              Way::Ipp);
+    EXPECT_EQ(target->snapshot()->source, Source::Snmp);
+    EXPECT_EQ(target->snapshot()->fieldSources[static_cast<std::size_t>(device::StatusField::SerialNumber)],
+              Source::Ipp);
 }
 
 TEST_F(IppPollerTest, PrinterThatStopsAnsweringSnmpIsNotKeptAliveByAnOldAnswerNorWoken)
 {
     const auto target = watch(1);
-    device::DeviceStatus picture = wholePicture();
-    picture.serialNumber.clear();
-    snmpSays(*target, picture);
+    device::DeviceStatus status = wholeStatus();
+    status.serialNumber.clear();
+    snmpSays(*target, status);
     pass(Milliseconds(10000));
     ASSERT_EQ(asked(1).size(), 1u);
     snmpIsSilent(*target);
@@ -350,12 +350,12 @@ TEST_F(IppPollerTest, PrinterThatBeginsToAnswerSnmpIsLeftAlone)
 {
     const auto target = watchSilent(1);
     pass(Milliseconds(10000));
-    EXPECT_EQ(target->snapshot()->way, Way::Ipp);
-    snmpSays(*target, wholePicture());
+    EXPECT_EQ(target->snapshot()->source, Source::Ipp);
+    snmpSays(*target, wholeStatus());
     const std::size_t before = asked(1).size();
     pass(Milliseconds(2 * 3600000));
     EXPECT_LE(asked(1).size(), before + 1);
-    EXPECT_EQ(target->snapshot()->way, Way::Snmp);
+    EXPECT_EQ(target->snapshot()->source, Source::Snmp);
     snmpIsSilent(*target);
     EXPECT_FALSE(target->snapshot()->online) << "its answer of long ago does not count";
 }
@@ -375,9 +375,9 @@ TEST_F(IppPollerTest, WhoeverIsNotOpenedIsNotAskedUntilHeIs)
 TEST_F(IppPollerTest, OpeningAgainDoesNotShortenTheHour)
 {
     const auto target = watch(1);
-    device::DeviceStatus picture = wholePicture();
-    picture.totalPages.reset();
-    snmpSays(*target, picture);
+    device::DeviceStatus status = wholeStatus();
+    status.totalPages.reset();
+    snmpSays(*target, status);
     for (int i = 0; i < 20; ++i) {
         pass(Milliseconds(90000), false);
         pass(Milliseconds(5000), true);
@@ -506,7 +506,7 @@ TEST_F(IppPollerTest, ChangedNetworkEndsTheBackOff)
 TEST_F(IppPollerTest, TenThousandSnmpPrintersHaveNoPeers)
 {
     for (std::uint32_t address = 1; address <= 10000; ++address) {
-        snmpSays(*watch(address), wholePicture());
+        snmpSays(*watch(address), wholeStatus());
     }
     EXPECT_EQ(poller->peers(), 0u);
     EXPECT_EQ(poller->nextDeadline(), kNever);

@@ -441,10 +441,10 @@ TEST(IppWithoutLibraries, NobodyIsConnectedToWhereOneIsMissing)
         EXPECT_EQ(TransportSession(libraries).ask(requestTo(server.port())).outcome, IppOutcome::NoLibrary);
     }
     EXPECT_EQ(server.accepted(), 0);
-    EXPECT_FALSE(CupsLibrary("libcups-that-nobody-has.so.9").complaint.empty());
-    EXPECT_NE(CupsLibrary("libc.so.6").complaint.find("ippNew"), std::string::npos);
-    EXPECT_FALSE(CurlLibrary("libcurl-that-nobody-has.so.9").complaint.empty());
-    EXPECT_NE(CurlLibrary("libc.so.6").complaint.find("curl_global_init"), std::string::npos);
+    EXPECT_FALSE(CupsLibrary("libcups-that-nobody-has.so.9").complaint().empty());
+    EXPECT_NE(CupsLibrary("libc.so.6").complaint().find("ippNew"), std::string::npos);
+    EXPECT_FALSE(CurlLibrary("libcurl-that-nobody-has.so.9").complaint().empty());
+    EXPECT_NE(CurlLibrary("libc.so.6").complaint().find("curl_global_init"), std::string::npos);
 }
 
 TEST(IppWithoutLibraries, SignalsStayAsTheProgramHasThem)

@@ -22,7 +22,7 @@ struct Expected
     ReasonEffect effect;
     bool stopsPrinter;
 };
-const Expected expected[] = {
+const Expected kExpected[] = {
     {"connecting-to-device", "", R::None, false},
     {"cover-open", "coverOpen", R::None, true},
     {"deactivated", "deactivated", R::None, true},
@@ -81,7 +81,7 @@ const Expected expected[] = {
 
 TEST(IppReasons, AreAsListed)
 {
-    for (const Expected& row : expected) {
+    for (const Expected& row : kExpected) {
         const Reason* const reason = findReason(row.keyword);
         ASSERT_NE(reason, nullptr) << row.keyword;
         EXPECT_STREQ(reason->keyword, row.keyword);
@@ -115,7 +115,7 @@ TEST(IppReasons, WithoutACodeHaveTextsOfTheirOwn)
         ASSERT_NE(reason, nullptr) << keyword;
         EXPECT_STREQ(reason->text, text) << keyword;
     }
-    for (const Expected& row : expected) {
+    for (const Expected& row : kExpected) {
         const Reason* const reason = findReason(row.keyword);
         ASSERT_NE(reason, nullptr) << row.keyword;
         EXPECT_EQ(reason->text != nullptr, reason->alert != nullptr) << row.keyword;

@@ -186,11 +186,10 @@ TEST(IppScarcity, LibraryThatWasMissingOnceIsFoundLater)
 {
     struct Sometimes
     {
-        explicit Sometimes(const char* soname)
-            : complaint(::access(soname, F_OK) == 0 ? "" : "it is not there")
-        {
-        }
-        std::string complaint;
+        explicit Sometimes(const char* soname) : isThere(::access(soname, F_OK) == 0) {}
+        bool isUsable() const { return isThere; }
+        std::string complaint() const { return isThere ? "" : "it is not there"; }
+        const bool isThere;
     };
     const tarn::test::ScratchDirectory directory;
     const std::string path = directory.path("library");

@@ -26,7 +26,7 @@ inline const CurlLibrary* curlOf(const std::string& soname)
     if (library == nullptr) {
         library = new CurlLibrary(soname.c_str());
     }
-    return library->complaint.empty() ? library : nullptr;
+    return library->isUsable() ? library : nullptr;
 }
 
 inline IppRequest requestTo(std::uint16_t port, engine::IppChoice choice = engine::IppChoice::Plain)

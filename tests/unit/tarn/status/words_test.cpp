@@ -77,7 +77,7 @@ TEST(Words, OfAlertsAreThereForEveryCodeOfTheLibrary)
             EXPECT_TRUE(isAscii(english)) << english;
         }
     }
-    for (int bit = 0; bit < tarn::device::errorBitCount; ++bit) {
+    for (int bit = 0; bit < tarn::device::kErrorBitCount; ++bit) {
         EXPECT_NE(englishAlert(tarn::device::errorBit(bit).keyword), nullptr)
             << tarn::device::errorBit(bit).keyword;
     }
@@ -99,7 +99,7 @@ TEST(Words, ThatTheLibraryMakesUpItselfAreEnglishElsewhere)
     }
 }
 
-TEST(Words, SummaryComesFromThePictureNotFromItsChinese)
+TEST(Words, SummaryComesFromTheStatusNotFromItsChinese)
 {
     Reading reading = test::goodReading();
     EXPECT_EQ(summaryOf(reading, Language::English), "ready");

@@ -6,7 +6,7 @@ namespace tarn::usb {
 namespace {
 
 using engine::Discovery;
-using engine::Way;
+using engine::Source;
 using test::kId;
 using test::said;
 using test::UsbBackendTest;
@@ -50,17 +50,18 @@ protected:
     }
 };
 
-TEST_F(IppOverUsbTest, LoopbackPortIsAskedAndItsPictureCounts)
+TEST_F(IppOverUsbTest, LoopbackPortIsAskedAndItsStatusCounts)
 {
     EXPECT_EQ(m_requests.given[0].second.address, 0x7F000001u);
     EXPECT_EQ(m_requests.given[0].second.settings.port, 60007);
-    EXPECT_EQ(target().snapshot()->way, Way::Usb);
+    EXPECT_EQ(target().snapshot()->source, Source::Usb);
     finish(ipp::IppOutcome::Answered, "4");
     const auto snapshot = target().snapshot();
-    EXPECT_EQ(snapshot->way, Way::Ipp);
+    EXPECT_EQ(snapshot->source, Source::Ipp);
     EXPECT_EQ(snapshot->state, 4);
     EXPECT_EQ(snapshot->serialNumber, "A1"); // IPP did not say
-    EXPECT_EQ(snapshot->fieldWays[static_cast<std::size_t>(device::PictureField::SerialNumber)], Way::Usb);
+    EXPECT_EQ(snapshot->fieldSources[static_cast<std::size_t>(device::StatusField::SerialNumber)],
+              Source::Usb);
     EXPECT_EQ(m_listener.changes, 1u);
     EXPECT_EQ(m_listener.roster[0].name, "Acme Jet A1");
 }
@@ -76,12 +77,12 @@ TEST_F(IppOverUsbTest, OneQuestionAtATimeAndTheNextAfterThePause)
     EXPECT_EQ(m_listener.changes, 1u) << "the same again is no change";
 }
 
-TEST_F(IppOverUsbTest, ServiceThatIsNotReadyLeavesThePictureToUsbAndIsAskedMoreRarely)
+TEST_F(IppOverUsbTest, ServiceThatIsNotReadyLeavesTheStatusToUsbAndIsAskedMoreRarely)
 {
     finish(ipp::IppOutcome::Answered, "4");
     ASSERT_TRUE(awaitQuestion(Milliseconds(4000)));
     finish(ipp::IppOutcome::NoIpp);
-    EXPECT_EQ(target().snapshot()->way, Way::Usb);
+    EXPECT_EQ(target().snapshot()->source, Source::Usb);
     EXPECT_TRUE(target().snapshot()->online);
     unsigned questions = 0;
     for (int round = 0; round < 30; ++round) { // 2 s each
@@ -120,7 +121,7 @@ TEST_F(IppOverUsbTest, ServiceThatGaveTheDeviceUpIsNotAskedAnyMore)
     std::filesystem::remove(m_directory.path("1234-5678-S1-Acme-Jet.state"));
     m_clock.pass(UsbBackend::kInterval);
     open(0);
-    EXPECT_TRUE(runUntil([&] { return target().snapshot()->way == Way::Usb; }));
+    EXPECT_TRUE(runUntil([&] { return target().snapshot()->source == Source::Usb; }));
     EXPECT_EQ(m_requests.given.size(), 1u);
 }
 
@@ -142,7 +143,7 @@ TEST_F(IppOverUsbTest, RequestThatIsNotTakenIsSentLater)
     m_clock.pass(Milliseconds(4000));
     open(0);
     ASSERT_TRUE(runUntil([&] { return m_ports.asked("1-2", Question::PortStatus) > asked; }));
-    EXPECT_EQ(target().snapshot()->way, Way::Ipp);
+    EXPECT_EQ(target().snapshot()->source, Source::Ipp);
     m_requests.full = false;
     EXPECT_TRUE(awaitQuestion(Milliseconds(4000)));
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::usb {
 namespace {

@@ -12,18 +12,18 @@ const PrinterIdentity kWho{"Acme", "Jet", "A jet", "A1", ""};
 
 DeviceStatus withPort(std::uint8_t status)
 {
-    return pictureOf(kWho, {}, status);
+    return statusOf(kWho, {}, status);
 }
 
 DeviceStatus withKeys(const std::string& value, std::optional<std::uint8_t> port = std::nullopt)
 {
-    return pictureOf(kWho, device::parseDeviceId("MFG:A;MDL:B;VSTATUS:" + value + ";"), port);
+    return statusOf(kWho, device::parseDeviceId("MFG:A;MDL:B;VSTATUS:" + value + ";"), port);
 }
 
-std::vector<std::string> alerts(const DeviceStatus& picture)
+std::vector<std::string> alerts(const DeviceStatus& status)
 {
     std::vector<std::string> keywords;
-    for (const device::Alert& alert : picture.alerts) {
+    for (const device::Alert& alert : status.alerts) {
         keywords.push_back(alert.keyword);
     }
     return keywords;
@@ -33,31 +33,31 @@ using Words = std::vector<std::string>;
 
 TEST(UsbPrinterStatusTest, WithoutAnyStatusNothingIsSaidOfTheState)
 {
-    const DeviceStatus picture = pictureOf(kWho, {}, std::nullopt);
-    EXPECT_EQ(picture.activity, Activity::Unknown);
-    EXPECT_TRUE(picture.alerts.empty());
-    EXPECT_EQ(picture.model, "Acme Jet");
-    EXPECT_EQ(picture.serialNumber, "A1");
-    EXPECT_EQ(picture.description, "A jet");
+    const DeviceStatus status = statusOf(kWho, {}, std::nullopt);
+    EXPECT_EQ(status.activity, Activity::Unknown);
+    EXPECT_TRUE(status.alerts.empty());
+    EXPECT_EQ(status.model, "Acme Jet");
+    EXPECT_EQ(status.serialNumber, "A1");
+    EXPECT_EQ(status.description, "A jet");
 }
 
 TEST(UsbPrinterStatusTest, SelectedWithoutErrorIsIdle)
 {
-    const DeviceStatus picture = withPort(0x18);
-    EXPECT_EQ(picture.activity, Activity::Idle);
-    EXPECT_TRUE(picture.alerts.empty());
-    EXPECT_FALSE(picture.needsAttention);
+    const DeviceStatus status = withPort(0x18);
+    EXPECT_EQ(status.activity, Activity::Idle);
+    EXPECT_TRUE(status.alerts.empty());
+    EXPECT_FALSE(status.needsAttention);
     EXPECT_EQ(withPort(0x18 | 0xC7).activity, Activity::Idle); // adapters put other lines beside them
 }
 
 TEST(UsbPrinterStatusTest, MissingPaperIsOneAlert)
 {
-    for (const char status : {'\x30', '\x38'}) { // with and without the error line
-        const DeviceStatus picture = withPort(static_cast<std::uint8_t>(status));
-        EXPECT_EQ(alerts(picture), Words{"inputMediaSupplyEmpty"});
-        EXPECT_TRUE(picture.paperOut);
-        EXPECT_TRUE(picture.needsAttention);
-        EXPECT_EQ(picture.activity, Activity::Other);
+    for (const char port : {'\x30', '\x38'}) { // with and without the error line
+        const DeviceStatus status = withPort(static_cast<std::uint8_t>(port));
+        EXPECT_EQ(alerts(status), Words{"inputMediaSupplyEmpty"});
+        EXPECT_TRUE(status.paperOut);
+        EXPECT_TRUE(status.needsAttention);
+        EXPECT_EQ(status.activity, Activity::Other);
     }
 }
 
@@ -88,13 +88,13 @@ TEST(UsbPrinterStatusTest, StatusKeysAreMoreExactThanThePort)
 
 TEST(UsbPrinterStatusTest, StatusKeysTellLevels)
 {
-    const DeviceStatus picture = withKeys("a,IDLE,KP085,CP7");
-    ASSERT_EQ(picture.supplies.size(), 2u);
-    EXPECT_EQ(picture.supplies[0].color, device::SupplyColor::Black);
-    EXPECT_EQ(picture.supplies[0].levelKind, device::LevelKind::Percent);
-    EXPECT_EQ(picture.supplies[0].percent, 85);
-    EXPECT_EQ(picture.supplies[1].color, device::SupplyColor::TriColor);
-    EXPECT_EQ(picture.supplies[1].percent, 7);
+    const DeviceStatus status = withKeys("a,IDLE,KP085,CP7");
+    ASSERT_EQ(status.supplies.size(), 2u);
+    EXPECT_EQ(status.supplies[0].color, device::SupplyColor::Black);
+    EXPECT_EQ(status.supplies[0].levelKind, device::LevelKind::Percent);
+    EXPECT_EQ(status.supplies[0].percent, 85);
+    EXPECT_EQ(status.supplies[1].color, device::SupplyColor::TriColor);
+    EXPECT_EQ(status.supplies[1].percent, 7);
 }
 
 TEST(UsbPrinterStatusTest, LevelsThatAreNoneAreLeftOut)

@@ -81,7 +81,7 @@ private:
 class UsbBackendTest : public testing::Test
 {
 protected:
-    // Lets the backend take what the scout hands over, as the engine would.
+    // Lets the backend take what the inventory hands over, as the engine would.
     template <typename Condition>
     bool runUntil(Condition condition)
     {

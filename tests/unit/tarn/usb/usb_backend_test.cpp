@@ -17,7 +17,7 @@ namespace {
 
 using engine::DiscoveredPrinter;
 using engine::Discovery;
-using engine::Way;
+using engine::Source;
 using kel_test::eventually;
 using test::kId;
 using test::said;
@@ -49,7 +49,7 @@ TEST_F(UsbBackendTest, PrinterIsListedWithWhatItSays)
     EXPECT_TRUE(printer.isUsb);
     const auto snapshot = printer.target->snapshot();
     EXPECT_TRUE(snapshot->online);
-    EXPECT_EQ(snapshot->way, Way::Usb);
+    EXPECT_EQ(snapshot->source, Source::Usb);
     EXPECT_EQ(snapshot->serialNumber, "A1");
     EXPECT_EQ(snapshot->stateMessage, "需要处理-缺纸");
     EXPECT_TRUE(printer.target->isMet());

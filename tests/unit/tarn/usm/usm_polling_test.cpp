@@ -19,9 +19,9 @@
 namespace tarn::usm {
 
 using engine::Endpoint;
+using engine::Source;
 using engine::Target;
 using engine::VersionChoice;
-using engine::Way;
 
 namespace {
 
@@ -130,7 +130,7 @@ public:
     {
         return clock.now() - target.lastAnswer().value_or(TimePoint());
     }
-    static std::string modelOf(const Target& target) { return target.snapshot()->picture.unpacked().model; }
+    static std::string modelOf(const Target& target) { return target.snapshot()->status.unpacked().model; }
 
     // While it is short, one in three does not get it.
     void takeMemory()
@@ -329,7 +329,7 @@ TEST(UsmPolling, WhoTakesAnEndpointOverIsAskedThere)
     EXPECT_EQ(world.forgotten.size(), 1u);
 }
 
-TEST(UsmPolling, WhoWasUnreachableFromTheBeginningComesWithHisPicture)
+TEST(UsmPolling, WhoWasUnreachableFromTheBeginningComesWithHisStatus)
 {
     World world;
     const auto target = world.add(1);
@@ -338,7 +338,7 @@ TEST(UsmPolling, WhoWasUnreachableFromTheBeginningComesWithHisPicture)
     ASSERT_TRUE(target->isMet());
     ASSERT_FALSE(target->snapshot()->online);
     world.agents[1].answers = true;
-    world.agents[1].delay = Milliseconds(800); // each of the answers that make up the first picture
+    world.agents[1].delay = Milliseconds(800); // each of the answers that make up the first status
     for (int i = 0; i < 15000 && !target->snapshot()->online; i += 5) {
         world.pass(Milliseconds(5));
     }
@@ -381,8 +381,8 @@ TEST(UsmPolling, GetbulkThatIsRefusedOrDroppedLosesNoTable)
         };
         world.pass(std::chrono::seconds(12));
         ASSERT_TRUE(target->snapshot()->online) << dropped;
-        EXPECT_EQ(target->snapshot()->picture.unpacked().supplies.size(), 5u) << dropped;
-        EXPECT_EQ(target->snapshot()->picture.unpacked().trays.size(), 2u) << dropped;
+        EXPECT_EQ(target->snapshot()->status.unpacked().supplies.size(), 5u) << dropped;
+        EXPECT_EQ(target->snapshot()->status.unpacked().trays.size(), 2u) << dropped;
         const std::size_t changes = world.changes;
         world.pass(std::chrono::minutes(10)); // with trials of GETBULK
         EXPECT_TRUE(target->snapshot()->online) << dropped;

@@ -13,7 +13,7 @@
 #include <sstream>
 
 #include "tarn/src/device/rendering.h"
-#include "tarn/src/device/text.h"
+#include "tarn/src/device/utf8.h"
 #include "tarn/src/snmp/poll/printer_session.h"
 #include "tests/unit/tarn/snmp/fixtures.h"
 #include "tests/unit/tarn/support/hostile_text.h"
@@ -95,7 +95,7 @@ TEST(SnmpHostileTexts, SteerNothingInAnyField)
         for (const Place place : {Place::Before, Place::Behind, Place::Instead}) {
             RecordedAgent agent = hostileAgent(entry.path(), place);
             PrinterSession session(Version::V2c);
-            converse(session, agent, ReadKind::Identity);
+            runRead(session, agent, ReadKind::Identity);
             if (!session.status()) {
                 continue;
             }

@@ -2,22 +2,48 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tarn/src/snmp/mib/columns.h"
+#include "tests/unit/tarn/snmp/fixtures.h"
 
 namespace tarn::snmp {
 namespace {
 
+// Every object of the recording that is one of ours.
+PrinterTables tablesOf(const std::string& name)
+{
+    kel::testing::RecordedAgent agent = kel::testing::fixture(name);
+    PrinterTables tables;
+    for (std::size_t i = 0; i < kColumnCount; ++i) {
+        const auto id = static_cast<ColumnId>(i);
+        Pdu request;
+        request.type = PduType::GetNextRequest;
+        request.varbinds.push_back({oidOf(id), {}});
+        for (Pdu answer = agent.answer(request); hasPrefix(answer.varbinds.at(0).name, oidOf(id));
+             answer = agent.answer(request)) {
+            const Varbind& cell = request.varbinds[0] = answer.varbinds[0];
+            if (!appendCell(tables[id], specOf(id).kind, cell.name.back(), cell.value)) {
+                break; // the end of all that there is
+            }
+        }
+    }
+    return tables;
+}
+
 VendorObject withFormat(VendorFormat format, VendorField field = VendorField::Model)
 {
-    return {0, field, "1.3", format, ""};
+    return {field, "1.3", format};
 }
 
 TEST(Quirks, AskOneMakersObjectsAndTheStandardOnes)
 {
     const auto objects = vendorObjectsFor("1.3.6.1.4.1.2435.2.3.9.1");
     ASSERT_FALSE(objects.empty());
-    for (const VendorObject* object : objects) {
-        EXPECT_TRUE(object->enterprise == 2435 || object->enterprise == 0);
+    for (const Quirk& quirk : quirks()) {
+        const bool asked = std::find(objects.begin(), objects.end(), &quirk.action.object) != objects.end();
+        const bool concerns = quirk.match.enterprise == 2435 || quirk.match.enterprise == 0;
+        EXPECT_EQ(asked, concerns && quirk.action.effect == QuirkEffect::AskObject) << quirk.symptom;
     }
 }
 
@@ -43,11 +69,27 @@ TEST(Quirks, KnowMakersOfPrintServers)
     EXPECT_LT(vendorObjectsFor("1.3.6.1.4.1.171.11.1").size(), vendorObjectsFor("").size());
 }
 
-TEST(Quirks, EveryObjectHasAnIdentifierAndASymptom)
+TEST(Quirks, EveryRowIsWhole)
 {
-    for (const VendorObject* object : vendorObjectsFor("")) {
-        EXPECT_GT(parseOid(object->oid).size(), 8u) << object->oid;
-        EXPECT_STRNE(object->symptom, "");
+    for (const Quirk& quirk : quirks()) {
+        EXPECT_STRNE(quirk.symptom, "");
+        EXPECT_STRNE(quirk.seen, "") << quirk.symptom;
+        if (quirk.action.effect == QuirkEffect::AskObject) {
+            EXPECT_GT(parseOid(quirk.action.object.oid).size(), 8u) << quirk.action.object.oid;
+        } else {
+            EXPECT_NE(quirk.match.enterprise != 0, quirk.match.isSeenIn != nullptr) << quirk.symptom;
+        }
+    }
+}
+
+// What a row matches by is seen in the recording that it names, and in that of a printer by the book it is not.
+TEST(Quirks, AreSeenWhereTheTableSays)
+{
+    for (const Quirk& quirk : quirks()) {
+        if (quirk.match.isSeenIn != nullptr) {
+            EXPECT_TRUE(quirk.match.isSeenIn(tablesOf(quirk.seen))) << quirk.symptom;
+            EXPECT_FALSE(quirk.match.isSeenIn(tablesOf("colour-laser"))) << quirk.symptom;
+        }
     }
 }
 

@@ -54,7 +54,7 @@ public:
     }
 
     bool asksTheSame() const override { return false; }
-    bool acceptReplay(const MessageHead&, const device::KeptPicture&) override { return false; }
+    bool acceptReplay(const MessageHead&, const device::PackedStatus&) override { return false; }
     ReadOutcome outcome() const override { return m_outcome; }
     std::shared_ptr<const device::DeviceStatus> status() const override { return m_status; }
     void rest() override {}

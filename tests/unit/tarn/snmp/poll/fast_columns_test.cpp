@@ -53,7 +53,7 @@ TEST(FastChanges, OfStateAndLevelsAreNumbers)
 TEST(FastChanges, OfRowsCountersAndAlertsHaveTheTablesRead)
 {
     const ColumnData known = numbers({1, 2}, {50, 60});
-    for (const Id id : fastRows) {
+    for (const Id id : kFastRows) {
         EXPECT_EQ(changeIn(id, known, numbers({1}, {50})), FastChange::Tables);
         EXPECT_EQ(changeIn(id, known, numbers({1, 3}, {50, 60})), FastChange::Tables);
         EXPECT_EQ(changeIn(id, known, numbers({1, 2}, {50, 61})), FastChange::Numbers);

@@ -35,11 +35,11 @@ protected:
     void expectUnmoved(Verdict verdict)
     {
         EXPECT_EQ(network.count(verdict), 1u);
-        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+        EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
         EXPECT_EQ(network.poller.inFlight(), 1u); // the question is still open
         network.agent(1).says = "the truth";
         network.inject(question.to, network.answerTo(network.agent(1), question));
-        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "the truth");
+        EXPECT_EQ(target->snapshot()->status.unpacked().model, "the truth");
     }
 
     SimulatedNetwork network;
@@ -61,20 +61,20 @@ TEST_F(OpenQuestion, ForgedPortIsIgnored)
 }
 
 // What nobody asked for takes the room of answers, which then may not wait.
-TEST_F(OpenQuestion, AFewStraysAreNoThrongAndAFloodIs)
+TEST_F(OpenQuestion, AFewStraysAreNoBacklogAndAFloodIs)
 {
     const Endpoint stranger = SimulatedNetwork::endpointOf(77);
     network.inject(stranger, std::vector<std::string>(SnmpPoller::kStrays, lie()));
-    EXPECT_FALSE(network.poller.isThronged());
+    EXPECT_FALSE(network.poller.hasBacklog());
     network.inject(stranger, std::vector<std::string>(SnmpPoller::kStrays + 1, lie()));
-    EXPECT_TRUE(network.poller.isThronged());
+    EXPECT_TRUE(network.poller.hasBacklog());
     network.inject(question.to, std::vector<std::string>(100, "junk from its own address"));
-    EXPECT_TRUE(network.poller.isThronged());
+    EXPECT_TRUE(network.poller.hasBacklog());
     network.pass(SnmpPoller::kFlood - Milliseconds(1));
-    EXPECT_TRUE(network.poller.isThronged()) << "more may come";
+    EXPECT_TRUE(network.poller.hasBacklog()) << "more may come";
     network.pass(Milliseconds(1));
     network.inject(stranger, std::vector<std::string>()); // only runs the poller
-    EXPECT_FALSE(network.poller.isThronged()) << "it is over";
+    EXPECT_FALSE(network.poller.hasBacklog()) << "it is over";
 }
 
 TEST_F(OpenQuestion, WrongIdIsIgnored)
@@ -137,7 +137,7 @@ TEST_F(OpenQuestion, FloodOfAnswersThatAreBrokenBehindTheirHeadIsNotDecodedForEv
     network.agent(1).answers = true; // it is heard again as soon as the request is repeated
     network.agent(1).says = "the truth";
     network.pass(Milliseconds(1500));
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "the truth");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "the truth");
 }
 
 TEST_F(OpenQuestion, AnswerCutAtAnyByteIsIgnored)
@@ -147,7 +147,7 @@ TEST_F(OpenQuestion, AnswerCutAtAnyByteIsIgnored)
         network.inject(question.to, body.substr(0, length));
     }
     EXPECT_EQ(network.count(Verdict::Malformed), body.size());
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
     EXPECT_EQ(network.poller.inFlight(), 1u);
 }
 
@@ -165,7 +165,7 @@ TEST_F(OpenQuestion, LateAnswerToARepeatedRequestCounts)
     network.pass(Milliseconds(2500)); // repeated meanwhile, with the same id
     network.agent(1).says = "late";
     network.inject(question.to, network.answerTo(network.agent(1), question));
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "late");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "late");
     EXPECT_TRUE(target->snapshot()->online);
 }
 

@@ -147,8 +147,8 @@ TEST_P(ADeviceThatDrops, IsReadWholeInItsFirstReadAndNeverTakenForUnreachable)
     const auto target = network.add(1, VersionChoice::V2c);
     network.pass(seconds(10));
     ASSERT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().supplies.size(), 5u);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().trays.size(), 2u);
+    EXPECT_EQ(target->snapshot()->status.unpacked().supplies.size(), 5u);
+    EXPECT_EQ(target->snapshot()->status.unpacked().trays.size(), 2u);
     network.pass(minutes(5 * 60));
     for (const Publication& published : network.publications) {
         EXPECT_TRUE(published.online);

@@ -31,13 +31,13 @@ protected:
             targets[number] = network.add(number);
         }
     }
-    void silence()
+    void reachability()
     {
         for (std::uint32_t number = kLiving; number < kAll; ++number) {
             network.agent(number).answers = false;
         }
     }
-    void expectYoungPictures() const
+    void expectYoungStatuss() const
     {
         for (std::uint32_t number = 0; number < kLiving; ++number) {
             ASSERT_TRUE(targets[number]->snapshot()->online) << number;
@@ -60,10 +60,10 @@ TEST_F(MassSilence, OfThoseThatAnsweredIsKnownSoonAndAgesNobody)
     meetAll();
     network.pass(minutes(2));
     ASSERT_EQ(known(true), kAll - kLiving);
-    silence();
+    reachability();
     for (seconds passed{0}; passed < seconds(60); ++passed) {
         network.pass(seconds(1));
-        expectYoungPictures();
+        expectYoungStatuss();
         if (passed + seconds(1) >= kKnownAsSilent) {
             ASSERT_EQ(known(false), kAll - kLiving) << passed.count();
         }
@@ -73,12 +73,12 @@ TEST_F(MassSilence, OfThoseThatAnsweredIsKnownSoonAndAgesNobody)
 
 TEST_F(MassSilence, AtAFirstMeetingIsKnownSoonAndAgesNobody)
 {
-    silence();
+    reachability();
     meetAll();
     network.pass(kOldest);
     for (seconds passed = kOldest; passed < seconds(60); ++passed) {
         network.pass(seconds(1));
-        expectYoungPictures();
+        expectYoungStatuss();
         if (passed + seconds(1) >= kKnownAsSilent) {
             ASSERT_EQ(known(false), kAll - kLiving) << passed.count();
         }
@@ -89,7 +89,7 @@ TEST_F(MassSilence, AtAFirstMeetingIsKnownSoonAndAgesNobody)
 // Requests to addresses that nobody resolves stay in the system, and with them the room of their socket.
 TEST_F(MassSilence, ThatFillsItsSocketAgesNobody)
 {
-    silence();
+    reachability();
     meetAll();
     network.suspectRoom = 0;
     network.agent(0).answers = false; // one that was met, and is lost for a moment
@@ -98,7 +98,7 @@ TEST_F(MassSilence, ThatFillsItsSocketAgesNobody)
     network.suspectRoom = 1;
     network.agent(0).answers = true;
     network.pass(minutes(1));
-    expectYoungPictures();
+    expectYoungStatuss();
 }
 
 // A request that was lost is not the printer's fault, but nobody knows that before it answers again.

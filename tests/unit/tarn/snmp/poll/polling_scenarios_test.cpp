@@ -24,7 +24,7 @@ TEST(Polling, FirstReadReadsTheIdentityAndPublishesItOnce)
     network.pass(Milliseconds(100));
     ASSERT_EQ(network.publications.size(), 1u);
     EXPECT_TRUE(network.publications[0].online);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
     EXPECT_TRUE(target->isMet());
     EXPECT_EQ(kindOf(network.agent(1).requests.front().message), ReadKind::Identity);
 }
@@ -110,7 +110,7 @@ TEST(Polling, ChangeIsPublishedAndFollowedByAFewQuickLooks)
     network.pass(minutes(2));
     network.agent(1).says = "idle, other level";
     network.pass(Milliseconds(3990));
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle, other level");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle, other level");
     const TimePoint changed = network.clock.now();
     network.pass(seconds(16));
     EXPECT_GE(network.requestsSince(1, changed), 7u);
@@ -218,7 +218,7 @@ TEST(Polling, PrinterThatKeepsRestartingIsAskedLess)
     EXPECT_LE(busiestMinute(network.agent(1).requests), 12u);
 }
 
-TEST(Polling, StrangerIsOnlineWithoutPictureAndRarelyAsked)
+TEST(Polling, StrangerIsOnlineWithoutStatusAndRarelyAsked)
 {
     SimulatedNetwork network;
     network.agent(1).says = "stranger";

@@ -9,8 +9,8 @@ namespace tarn::snmp::test {
 namespace {
 
 using engine::Liveliness;
+using engine::Reachability;
 using engine::ReadKind;
-using engine::Silence;
 using std::chrono::seconds;
 
 constexpr TimePoint kStart{std::chrono::hours(1)};
@@ -25,13 +25,13 @@ protected:
         for (unsigned i = 0; i < count; ++i) {
             const TimePoint sent = now;
             now += seconds(3);
-            offline = silence.missed(sent, now);
+            offline = reachability.missed(sent, now);
         }
         return offline;
     }
     AfterMiss decide(unsigned requests, Liveliness liveliness, bool becameOffline)
     {
-        return afterMiss({requests, liveliness, becameOffline}, silence, *session, now);
+        return afterMiss({requests, liveliness, becameOffline}, reachability, *session, now);
     }
     // The session is in the middle of a read.
     void answerOne()
@@ -41,7 +41,7 @@ protected:
     }
 
     TimePoint now = kStart;
-    Silence silence;
+    Reachability reachability;
     std::unique_ptr<Session> session = fakeSessions()(Version::V2c);
 };
 
@@ -51,7 +51,7 @@ TEST_F(AnswerThatIsMissing, HasItsQuestionRepeated)
     miss(1);
     EXPECT_EQ(decide(1, Liveliness::Calm, false), AfterMiss::Repeat);
     EXPECT_EQ(decide(5, Liveliness::Calm, false), AfterMiss::Repeat);
-    EXPECT_EQ(decide(5, Liveliness::NoPicture, false), AfterMiss::Repeat);
+    EXPECT_EQ(decide(5, Liveliness::NoStatus, false), AfterMiss::Repeat);
 }
 
 TEST_F(AnswerThatIsMissing, TwiceInTheMiddleIsAskedForLessOnce)
@@ -68,18 +68,18 @@ TEST_F(AnswerThatIsMissing, OfAPrinterThatIsOfflineNowIsAskedForTheLeast)
 {
     ASSERT_TRUE(miss(3));
     EXPECT_EQ(decide(4, Liveliness::Calm, true), AfterMiss::ReadFast);
-    EXPECT_EQ(decide(1, Liveliness::NoPicture, true), AfterMiss::ReadIdentity);
-    EXPECT_EQ(decide(4, Liveliness::NoPicture, true), AfterMiss::Repeat)
+    EXPECT_EQ(decide(1, Liveliness::NoStatus, true), AfterMiss::ReadIdentity);
+    EXPECT_EQ(decide(4, Liveliness::NoStatus, true), AfterMiss::Repeat)
         << "a first meeting goes on where it was";
 }
 
 TEST_F(AnswerThatIsMissing, ForAMinuteEndsAFirstMeeting)
 {
     ASSERT_TRUE(miss(3));
-    now = silence.since() + seconds(59);
-    EXPECT_EQ(decide(4, Liveliness::NoPicture, false), AfterMiss::Repeat);
+    now = reachability.since() + seconds(59);
+    EXPECT_EQ(decide(4, Liveliness::NoStatus, false), AfterMiss::Repeat);
     now += seconds(1);
-    EXPECT_EQ(decide(4, Liveliness::NoPicture, false), AfterMiss::ReadIdentity);
+    EXPECT_EQ(decide(4, Liveliness::NoStatus, false), AfterMiss::ReadIdentity);
     EXPECT_EQ(decide(4, Liveliness::Calm, false), AfterMiss::Repeat)
         << "who was met is known by what he said";
 }
@@ -90,11 +90,11 @@ TEST_F(AnswerThatIsMissing, MakesTheSocketSuspectWhereNobodyAnswersSince)
     reopening.answered(kStart - seconds(1));
     reopening.reopened(kStart - Reopening::kGap);
     miss(2);
-    EXPECT_FALSE(reopening.isDue(silence, now)) << "a loss, perhaps";
+    EXPECT_FALSE(reopening.isDue(reachability, now)) << "a loss, perhaps";
     ASSERT_TRUE(miss(1));
-    EXPECT_TRUE(reopening.isDue(silence, now));
+    EXPECT_TRUE(reopening.isDue(reachability, now));
     reopening.answered(now);
-    EXPECT_FALSE(reopening.isDue(silence, now)) << "another printer is heard";
+    EXPECT_FALSE(reopening.isDue(reachability, now)) << "another printer is heard";
 }
 
 TEST_F(AnswerThatIsMissing, HasTheSocketOpenedAnewNowAndThenOnly)
@@ -102,8 +102,8 @@ TEST_F(AnswerThatIsMissing, HasTheSocketOpenedAnewNowAndThenOnly)
     Reopening reopening;
     ASSERT_TRUE(miss(3));
     reopening.reopened(now);
-    EXPECT_FALSE(reopening.isDue(silence, now + Reopening::kGap - Milliseconds(1)));
-    EXPECT_TRUE(reopening.isDue(silence, now + Reopening::kGap));
+    EXPECT_FALSE(reopening.isDue(reachability, now + Reopening::kGap - Milliseconds(1)));
+    EXPECT_TRUE(reopening.isDue(reachability, now + Reopening::kGap));
 }
 
 } // namespace

@@ -9,15 +9,15 @@ using kel::testing::integer;
 using kel::testing::octets;
 using kel::testing::RecordedAgent;
 
-constexpr const char* levels = "1.3.6.1.2.1.43.11.1.1.9.1";
-constexpr const char* capacities = "1.3.6.1.2.1.43.11.1.1.8.1";
+constexpr const char* kLevels = "1.3.6.1.2.1.43.11.1.1.9.1";
+constexpr const char* kCapacities = "1.3.6.1.2.1.43.11.1.1.8.1";
 
 RecordedAgent agentWithRows(std::uint32_t rows)
 {
     RecordedAgent agent;
     for (std::uint32_t row = 1; row <= rows; ++row) {
-        agent.setInteger(std::string(levels) + "." + std::to_string(row), row * 10);
-        agent.setInteger(std::string(capacities) + "." + std::to_string(row), 1000);
+        agent.setInteger(std::string(kLevels) + "." + std::to_string(row), row * 10);
+        agent.setInteger(std::string(kCapacities) + "." + std::to_string(row), 1000);
     }
     agent.setText("1.3.6.1.2.1.43.18.1.1.8.1.1", "behind");
     return agent;
@@ -34,8 +34,8 @@ ColumnReader::Walk walkOf(ColumnId id, const char* prefix, std::uint16_t maxRows
 
 void addBoth(ColumnReader& reader, const std::vector<std::uint32_t>& expected = {}, bool askExpected = false)
 {
-    for (ColumnReader::Walk walk : {walkOf(ColumnId::PrtMarkerSuppliesMaxCapacity, capacities),
-                                    walkOf(ColumnId::PrtMarkerSuppliesLevel, levels)}) {
+    for (ColumnReader::Walk walk : {walkOf(ColumnId::PrtMarkerSuppliesMaxCapacity, kCapacities),
+                                    walkOf(ColumnId::PrtMarkerSuppliesLevel, kLevels)}) {
         walk.expected = expected;
         walk.askExpected = askExpected;
         reader.add(walk);
@@ -155,7 +155,7 @@ TEST(ColumnReader, LeavesOutAColumnThatFails)
     ColumnReader reader(limits);
     RecordedAgent agent = agentWithRows(3);
     agent.v1 = true;
-    agent.genErrOn = std::string(levels) + ".1";
+    agent.genErrOn = std::string(kLevels) + ".1";
     addBoth(reader);
     run(reader, agent);
     EXPECT_TRUE(reader.take(ColumnId::PrtMarkerSuppliesLevel).empty());
@@ -167,8 +167,8 @@ TEST(ColumnReader, NoticesRowsThatWentAndCame)
     RequestLimits limits;
     ColumnReader reader(limits);
     RecordedAgent agent = agentWithRows(5);
-    agent.erase(std::string(levels) + ".2");
-    agent.setInteger(std::string(levels) + ".9", 90);
+    agent.erase(std::string(kLevels) + ".2");
+    agent.setInteger(std::string(kLevels) + ".9", 90);
     addBoth(reader, {1, 2, 3, 4, 5}, true);
     run(reader, agent);
     EXPECT_EQ(reader.take(ColumnId::PrtMarkerSuppliesLevel).rows,
@@ -181,7 +181,7 @@ TEST(ColumnReader, TakesOnlyTheRowThatItWants)
     RecordedAgent agent = agentWithRows(3);
     for (const std::uint32_t row : {0u, 2u, 7u}) {
         ColumnReader reader(limits);
-        ColumnReader::Walk walk = walkOf(ColumnId::PrtMarkerSuppliesLevel, levels);
+        ColumnReader::Walk walk = walkOf(ColumnId::PrtMarkerSuppliesLevel, kLevels);
         walk.onlyRow = row;
         reader.add(walk);
         EXPECT_EQ(run(reader, agent), 1);
@@ -195,8 +195,8 @@ TEST(ColumnReader, IgnoresValuesOfAnotherKindAndDeeperNames)
     RequestLimits limits;
     ColumnReader reader(limits);
     RecordedAgent agent = agentWithRows(4);
-    agent.setText(std::string(levels) + ".2", "forty");
-    agent.setInteger(std::string(levels) + ".3.1", 5);
+    agent.setText(std::string(kLevels) + ".2", "forty");
+    agent.setInteger(std::string(kLevels) + ".3.1", 5);
     addBoth(reader);
     run(reader, agent);
     EXPECT_EQ(reader.take(ColumnId::PrtMarkerSuppliesLevel).rows, (std::vector<std::uint32_t>{1, 3, 4}));
@@ -290,7 +290,7 @@ TEST(ColumnReader, SurvivesMoreBindingsThanItAskedFor)
     Pdu response;
     response.type = PduType::Response;
     for (std::uint32_t i = 1; i <= 900; ++i) {
-        Oid name = parseOid(i % 2 != 0 ? capacities : levels);
+        Oid name = parseOid(i % 2 != 0 ? kCapacities : kLevels);
         name.push_back((i + 1) / 2);
         response.varbinds.push_back({name, integer(i)});
     }
@@ -376,7 +376,7 @@ TEST(ObjectReader, EndsWhateverTheAgentAnswers)
 
 TEST(Columns, StandInTheOrderOfTheirIdentifiers)
 {
-    for (std::size_t i = 0; i < columnCount; ++i) {
+    for (std::size_t i = 0; i < kColumnCount; ++i) {
         EXPECT_EQ(static_cast<std::size_t>(specOf(static_cast<ColumnId>(i)).id), i);
         EXPECT_GT(parseOid(specOf(static_cast<ColumnId>(i)).oid).size(), 7u);
     }

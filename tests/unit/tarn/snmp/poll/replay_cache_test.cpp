@@ -17,14 +17,14 @@ std::string questionOf(std::int32_t id)
     return encodeMessage(message);
 }
 
-constexpr ReplyDigest idle{17, 5000};
-constexpr ReplyDigest idleLater{17, 5200};
-constexpr ReplyDigest printing{18, 5200};
+constexpr ReplyDigest kIdle{17, 5000};
+constexpr ReplyDigest kIdleLater{17, 5200};
+constexpr ReplyDigest kPrinting{18, 5200};
 
 class AReplayCache : public ::testing::Test
 {
 protected:
-    void SetUp() override { cache.remember(questionOf(kLeastRequestId + 9), idle, pool); }
+    void SetUp() override { cache.remember(questionOf(kLeastRequestId + 9), kIdle, pool); }
 
     QuestionPool pool;
     ReplayCache cache;
@@ -36,8 +36,8 @@ TEST(AnEmptyReplayCache, KnowsNothing)
     EXPECT_FALSE(cache.isValid());
     EXPECT_FALSE(cache.isQuestion(questionOf(kLeastRequestId)));
     EXPECT_FALSE(cache.isQuestion(std::string()));
-    EXPECT_FALSE(cache.matches(idle).same);
-    EXPECT_FALSE(cache.matches(idle).restarted);
+    EXPECT_FALSE(cache.matches(kIdle).same);
+    EXPECT_FALSE(cache.matches(kIdle).restarted);
 }
 
 TEST_F(AReplayCache, AsksTheSameUnderAnotherId)
@@ -53,16 +53,16 @@ TEST_F(AReplayCache, AsksTheSameUnderAnotherId)
 TEST_F(AReplayCache, SharesItsQuestion)
 {
     ReplayCache other;
-    other.remember(questionOf(kLeastRequestId + 77), printing, pool);
+    other.remember(questionOf(kLeastRequestId + 77), kPrinting, pool);
     EXPECT_EQ(pool.size(), 1u);
-    EXPECT_FALSE(other.matches(idle).same);
+    EXPECT_FALSE(other.matches(kIdle).same);
 }
 
 TEST_F(AReplayCache, MatchesWhatSaysTheSame)
 {
-    EXPECT_TRUE(cache.matches(idleLater).same);
-    EXPECT_FALSE(cache.matches(idleLater).restarted);
-    EXPECT_FALSE(cache.matches(printing).same);
+    EXPECT_TRUE(cache.matches(kIdleLater).same);
+    EXPECT_FALSE(cache.matches(kIdleLater).restarted);
+    EXPECT_FALSE(cache.matches(kPrinting).same);
     EXPECT_FALSE(cache.matches({17, -1}).same); // sysUpTime is gone
 }
 
@@ -77,11 +77,11 @@ TEST_F(AReplayCache, SeesARestartInWhatSaysTheSameAndInWhatDoesNot)
 
 TEST_F(AReplayCache, HoldsTheNextAnswerAgainstTheLastOne)
 {
-    cache.remember(idleLater);
+    cache.remember(kIdleLater);
     EXPECT_TRUE(cache.matches({17, 5100}).restarted); // later than the first, earlier than the last
-    cache.remember(printing);
-    EXPECT_FALSE(cache.matches(idleLater).same);
-    EXPECT_TRUE(cache.matches(printing).same);
+    cache.remember(kPrinting);
+    EXPECT_FALSE(cache.matches(kIdleLater).same);
+    EXPECT_TRUE(cache.matches(kPrinting).same);
     EXPECT_TRUE(cache.isValid());
 }
 
@@ -89,7 +89,7 @@ TEST_F(AReplayCache, ForgetsTheAnswerButNotTheTime)
 {
     cache.forgetAnswer();
     EXPECT_TRUE(cache.isValid());
-    EXPECT_FALSE(cache.matches(idleLater).same);
+    EXPECT_FALSE(cache.matches(kIdleLater).same);
     EXPECT_TRUE(cache.matches({17, 4999}).restarted);
 }
 
@@ -97,17 +97,17 @@ TEST_F(AReplayCache, IsValidAgainWhenAQuestionIsRemembered)
 {
     cache.invalidate();
     EXPECT_FALSE(cache.isValid());
-    cache.remember(questionOf(kLeastRequestId), idle, pool);
+    cache.remember(questionOf(kLeastRequestId), kIdle, pool);
     EXPECT_TRUE(cache.isValid());
 }
 
 TEST_F(AReplayCache, IsNotValidWithARequestWhoseIdCannotBeReplaced)
 {
-    cache.remember(questionOf(7), printing, pool);
+    cache.remember(questionOf(7), kPrinting, pool);
     EXPECT_FALSE(cache.isValid());
     EXPECT_FALSE(cache.isQuestion(questionOf(7)));
-    EXPECT_TRUE(cache.matches(printing).same);
-    cache.remember("no message", printing, pool);
+    EXPECT_TRUE(cache.matches(kPrinting).same);
+    cache.remember("no message", kPrinting, pool);
     EXPECT_FALSE(cache.isValid());
 }
 

@@ -11,10 +11,10 @@ namespace {
 
 using engine::ReadKind;
 using engine::ReadOutcome;
-using kel::testing::converse;
 using kel::testing::fixture;
-using kel::testing::pictureOf;
 using kel::testing::RecordedAgent;
+using kel::testing::runRead;
+using kel::testing::statusOf;
 
 Pdu large()
 {
@@ -226,7 +226,7 @@ class RefusedBulk : public ::testing::TestWithParam<Refusal>
 protected:
     void SetUp() override
     {
-        expected = pictureOf(agent);
+        expected = statusOf(agent);
         agent.bulkRequests = 0;
         agent.bulkError = GetParam().error;
         agent.bulkErrorIndex = GetParam().index;
@@ -235,7 +235,7 @@ protected:
     int bulksOf(ReadKind kind)
     {
         const int before = agent.bulkRequests;
-        converse(session, agent, kind);
+        runRead(session, agent, kind);
         return agent.bulkRequests - before;
     }
 
@@ -260,18 +260,18 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(RefusedBulk, LosesNothingOfTheFirstRead)
 {
-    converse(session, agent, ReadKind::Identity);
+    runRead(session, agent, ReadKind::Identity);
     ASSERT_TRUE(session.status());
     EXPECT_EQ(*session.status(), expected);
     EXPECT_GT(agent.bulkRequests, 0);
     EXPECT_EQ(bulksOf(ReadKind::Fast), 0);
     EXPECT_EQ(session.outcome(), ReadOutcome::Unchanged);
-    EXPECT_LE(converse(session, agent, ReadKind::Fast), 2) << "GETNEXT takes many at once";
+    EXPECT_LE(runRead(session, agent, ReadKind::Fast), 2) << "GETNEXT takes many at once";
 }
 
 TEST_P(RefusedBulk, IsTriedAgainEverMoreRarely)
 {
-    converse(session, agent, ReadKind::Identity);
+    runRead(session, agent, ReadKind::Identity);
     std::vector<int> tried;
     for (int full = 1; full <= 200; ++full) {
         if (bulksOf(ReadKind::Full) > 0) {
@@ -285,7 +285,7 @@ TEST_P(RefusedBulk, IsTriedAgainEverMoreRarely)
 
 TEST_P(RefusedBulk, IsUsedFromTheTrialOnThatIsAnswered)
 {
-    converse(session, agent, ReadKind::Identity);
+    runRead(session, agent, ReadKind::Identity);
     bulksOf(ReadKind::Full);
     agent.bulkError = ErrorStatus::NoError;
     int fulls = 0;
@@ -304,17 +304,17 @@ TEST_P(RefusedBulk, IsUsedFromTheTrialOnThatIsAnswered)
 TEST(RefusedBulkOnDevices, LosesNothing)
 {
     RecordedAgent agent = fixture("colour-laser");
-    const device::DeviceStatus expected = pictureOf(agent);
+    const device::DeviceStatus expected = statusOf(agent);
     agent.bulkRequests = 0;
     agent.bulkError = ErrorStatus::GenErr;
     agent.bulkErrorIndex = 1;
     agent.bulkErrorOn = "1.3.6.1.2.1.25";
     PrinterSession session(Version::V2c);
-    converse(session, agent, ReadKind::Identity);
+    runRead(session, agent, ReadKind::Identity);
     ASSERT_TRUE(session.status());
     EXPECT_EQ(*session.status(), expected);
     EXPECT_EQ(agent.bulkRequests, 1);
-    converse(session, agent, ReadKind::Full);
+    runRead(session, agent, ReadKind::Full);
     EXPECT_EQ(session.outcome(), ReadOutcome::Unchanged);
     EXPECT_GT(agent.bulkRequests, 1);
 }
@@ -336,7 +336,7 @@ TEST(AnAgentThatAlwaysSaysTooBig, IsNoPrinterUntilItAnswers)
             ASSERT_LE(++requests, 200);
         }
         EXPECT_EQ(session.outcome(), ReadOutcome::Unusable);
-        converse(session, agent, ReadKind::Identity);
+        runRead(session, agent, ReadKind::Identity);
         EXPECT_EQ(session.outcome(), ReadOutcome::Changed);
         EXPECT_EQ(session.status()->supplies.size(), 5u);
     }
@@ -351,17 +351,17 @@ TEST(AnObjectThatFails, IsFoundAmongTheOthers)
         agent.v1 = version == Version::V1;
         agent.setInteger("1.3.6.1.4.1.99999.7.0", 1); // agents have something behind the Printer-MIB
         agent.bulkError = ErrorStatus::GenErr;
-        device::DeviceStatus expected = pictureOf(agent);
+        device::DeviceStatus expected = statusOf(agent);
         expected.trays.front().name.clear();
         agent.genErrOn = "1.3.6.1.2.1.43.8.2.1.13.1.1"; // prtInputName
         agent.namesFailing = false;
         PrinterSession session(version);
-        const int requests = converse(session, agent, ReadKind::Identity);
+        const int requests = runRead(session, agent, ReadKind::Identity);
         ASSERT_TRUE(session.status());
         EXPECT_EQ(session.status()->supplies, expected.supplies);
         EXPECT_EQ(session.status()->trays.size(), expected.trays.size());
         EXPECT_LE(requests, 40);
-        EXPECT_LE(converse(session, agent, ReadKind::Fast), 2);
+        EXPECT_LE(runRead(session, agent, ReadKind::Fast), 2);
     }
 }
 

@@ -10,20 +10,20 @@
 namespace tarn::snmp {
 namespace {
 
-using device::KeptPicture;
+using device::PackedStatus;
 using engine::ReadKind;
 using engine::ReadOutcome;
-using kel::testing::converse;
 using kel::testing::fixture;
 using kel::testing::RecordedAgent;
+using kel::testing::runRead;
 
-constexpr const char* upTime = "1.3.6.1.2.1.1.3.0";
-constexpr const char* printerStatus = "1.3.6.1.2.1.25.3.5.1.1.1";
-constexpr const char* errorState = "1.3.6.1.2.1.25.3.5.1.2.1";
-constexpr const char* allEvents = "1.3.6.1.2.1.43.5.1.1.19.1";
-constexpr const char* blackLevel = "1.3.6.1.2.1.43.11.1.1.9.1.1";
-constexpr const char* trayLevel = "1.3.6.1.2.1.43.8.2.1.10.1.1";
-constexpr const char* lifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
+constexpr const char* kUpTime = "1.3.6.1.2.1.1.3.0";
+constexpr const char* kPrinterStatus = "1.3.6.1.2.1.25.3.5.1.1.1";
+constexpr const char* kErrorState = "1.3.6.1.2.1.25.3.5.1.2.1";
+constexpr const char* kAllEvents = "1.3.6.1.2.1.43.5.1.1.19.1";
+constexpr const char* kBlackLevel = "1.3.6.1.2.1.43.11.1.1.9.1.1";
+constexpr const char* kTrayLevel = "1.3.6.1.2.1.43.8.2.1.10.1.1";
+constexpr const char* kLifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
 
 std::string encoded(Pdu answer)
 {
@@ -44,19 +44,19 @@ public:
 
     void read(RecordedAgent& agent, ReadKind kind)
     {
-        requests = converse(session, agent, kind);
+        requests = runRead(session, agent, kind);
         remember();
     }
     void remember()
     {
         if (session.status()) {
-            published = KeptPicture(*session.status());
+            published = PackedStatus(*session.status());
         }
     }
-    std::string picture() const { return device::detailDocument(published.unpacked()); }
+    std::string status() const { return device::detailDocument(published.unpacked()); }
 
     PrinterSession session;
-    KeptPicture published;
+    PackedStatus published;
     std::string question; // of the last Fast read
     int requests = 0;
 };
@@ -72,7 +72,7 @@ protected:
     std::string answer()
     {
         PrinterSession asking = PrinterSession(Version::V2c);
-        converse(asking, first, ReadKind::Identity);
+        runRead(asking, first, ReadKind::Identity);
         asking.begin(ReadKind::Fast);
         return encoded(agent.answer(*asking.nextRequest()));
     }
@@ -91,42 +91,42 @@ protected:
 
 TEST_F(AnAnswerHeardAgain, SaysWhatHasMoved)
 {
-    agent.setInteger(blackLevel, 1000);
-    agent.setInteger(trayLevel, 0);
-    agent.setInteger(lifeCount, 12346);
-    agent.setInteger(printerStatus, 4);
-    agent.set(errorState, kel::testing::octets("\x20"));
+    agent.setInteger(kBlackLevel, 1000);
+    agent.setInteger(kTrayLevel, 0);
+    agent.setInteger(kLifeCount, 12346);
+    agent.setInteger(kPrinterStatus, 4);
+    agent.set(kErrorState, kel::testing::octets("\x20"));
     ASSERT_TRUE(hear());
     EXPECT_EQ(known.session.outcome(), ReadOutcome::Changed);
-    const device::DeviceStatus picture = known.published.unpacked();
-    EXPECT_EQ(picture.supplies[0].percent, 20);
-    EXPECT_TRUE(picture.trays[0].empty);
-    EXPECT_EQ(picture.totalPages, 12346);
-    EXPECT_EQ(picture.activity, device::Activity::Printing);
-    EXPECT_TRUE(picture.tonerLow);
-    EXPECT_EQ(picture, kel::testing::pictureOf(agent));
+    const device::DeviceStatus status = known.published.unpacked();
+    EXPECT_EQ(status.supplies[0].percent, 20);
+    EXPECT_TRUE(status.trays[0].empty);
+    EXPECT_EQ(status.totalPages, 12346);
+    EXPECT_EQ(status.activity, device::Activity::Printing);
+    EXPECT_TRUE(status.tonerLow);
+    EXPECT_EQ(status, kel::testing::statusOf(agent));
 
-    agent.set(errorState, kel::testing::octets(std::string(1, '\0')));
+    agent.set(kErrorState, kel::testing::octets(std::string(1, '\0')));
     ASSERT_TRUE(hear());
-    EXPECT_EQ(known.published.unpacked(), kel::testing::pictureOf(agent));
+    EXPECT_EQ(known.published.unpacked(), kel::testing::statusOf(agent));
     EXPECT_TRUE(known.published.unpacked().alerts.empty());
 }
 
 TEST_F(AnAnswerHeardAgain, ChangesNothingWhereOnlyTimePassed)
 {
-    agent.setInteger(upTime, 99999999);
-    const std::string before = known.picture();
+    agent.setInteger(kUpTime, 99999999);
+    const std::string before = known.status();
     ASSERT_TRUE(hear());
     EXPECT_EQ(known.session.outcome(), ReadOutcome::Unchanged);
-    EXPECT_EQ(known.picture(), before);
-    agent.setInteger(upTime, 99999998); // later than at the first read, earlier than at the last
+    EXPECT_EQ(known.status(), before);
+    agent.setInteger(kUpTime, 99999998); // later than at the first read, earlier than at the last
     EXPECT_FALSE(hear());
 }
 
 TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForRowsAndCounters)
 {
     const RecordedAgent same = agent;
-    agent.setInteger(allEvents, 77);
+    agent.setInteger(kAllEvents, 77);
     EXPECT_FALSE(hear());
     agent = same;
     agent.erase("1.3.6.1.2.1.43.11.1.1.9.1.2");
@@ -150,10 +150,10 @@ TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForCutAndSpoiltMessages)
     EXPECT_TRUE(hear(whole));
 }
 
-TEST_F(AnAnswerHeardAgain, NeedsThePictureThatItsSessionMade)
+TEST_F(AnAnswerHeardAgain, NeedsTheStatusThatItsSessionMade)
 {
     const std::string bytes = answer();
-    EXPECT_FALSE(known.session.acceptReplay(readHead(viewOf(bytes)), KeptPicture()));
+    EXPECT_FALSE(known.session.acceptReplay(readHead(viewOf(bytes)), PackedStatus()));
     known.session.begin(ReadKind::Full);
     known.session.accept(agent.answer(*known.session.nextRequest()));
     ASSERT_TRUE(known.session.nextRequest());
@@ -164,13 +164,13 @@ TEST_F(AnAnswerHeardAgain, NeedsThePictureThatItsSessionMade)
 TEST_F(AnAnswerHeardAgain, IsHeldAgainstTablesReadMeanwhile)
 {
     const std::string before = answer();
-    agent.setInteger(blackLevel, 1000);
+    agent.setInteger(kBlackLevel, 1000);
     known.read(agent, ReadKind::Full);
     EXPECT_EQ(known.session.outcome(), ReadOutcome::Changed);
     ASSERT_TRUE(known.session.asksTheSame());
     ASSERT_TRUE(hear(before));
     EXPECT_EQ(known.session.outcome(), ReadOutcome::Changed);
-    EXPECT_EQ(known.published.unpacked(), kel::testing::pictureOf(first));
+    EXPECT_EQ(known.published.unpacked(), kel::testing::statusOf(first));
 
     agent.erase("1.3.6.1.2.1.43.11.1.1.9.1.5");
     known.read(agent, ReadKind::Full);
@@ -221,25 +221,25 @@ void change(RecordedAgent& agent, std::mt19937& random)
         agent.setInteger("1.3.6.1.2.1.43.18.1.1.2.1." + row, number % 6);
         break;
     case 3:
-        agent.setInteger(allEvents, number);
+        agent.setInteger(kAllEvents, number);
         break;
     case 4:
-        agent.setInteger(upTime, number * 1000);
+        agent.setInteger(kUpTime, number * 1000);
         break;
     case 5:
-        agent.set(errorState, kel::testing::octets(std::string(random() % 3, static_cast<char>(number))));
+        agent.set(kErrorState, kel::testing::octets(std::string(random() % 3, static_cast<char>(number))));
         break;
     case 6:
-        agent.setInteger(printerStatus, number % 6);
+        agent.setInteger(kPrinterStatus, number % 6);
         break;
     case 7:
         agent.setInteger("1.3.6.1.2.1.43.8.2.1.10.1." + row, number);
         break;
     default:
-        if (agent.has(blackLevel)) {
-            agent.setInteger(blackLevel, number);
+        if (agent.has(kBlackLevel)) {
+            agent.setInteger(kBlackLevel, number);
         }
-        agent.setInteger(lifeCount, number * 50000000);
+        agent.setInteger(kLifeCount, number * 50000000);
     }
 }
 
@@ -279,7 +279,7 @@ bool stepOfBoth(Known& ordinary, Known& quick, RecordedAgent& agent, std::mt1993
         finish(quick, agent, message->pdu);
     }
     EXPECT_EQ(quick.session.outcome(), ordinary.session.outcome());
-    EXPECT_EQ(quick.picture(), ordinary.picture());
+    EXPECT_EQ(quick.status(), ordinary.status());
     return heard;
 }
 

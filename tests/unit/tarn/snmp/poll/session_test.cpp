@@ -11,18 +11,18 @@ namespace {
 
 using engine::ReadKind;
 using engine::ReadOutcome;
-using kel::testing::converse;
 using kel::testing::fixture;
 using kel::testing::RecordedAgent;
+using kel::testing::runRead;
 
-constexpr const char* upTime = "1.3.6.1.2.1.1.3.0";
-constexpr const char* printerStatus = "1.3.6.1.2.1.25.3.5.1.1.1";
-constexpr const char* errorState = "1.3.6.1.2.1.25.3.5.1.2.1";
-constexpr const char* configChanges = "1.3.6.1.2.1.43.5.1.1.1.1";
-constexpr const char* criticalEvents = "1.3.6.1.2.1.43.5.1.1.18.1";
-constexpr const char* allEvents = "1.3.6.1.2.1.43.5.1.1.19.1";
-constexpr const char* blackLevel = "1.3.6.1.2.1.43.11.1.1.9.1.1";
-constexpr const char* lifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
+constexpr const char* kUpTime = "1.3.6.1.2.1.1.3.0";
+constexpr const char* kPrinterStatus = "1.3.6.1.2.1.25.3.5.1.1.1";
+constexpr const char* kErrorState = "1.3.6.1.2.1.25.3.5.1.2.1";
+constexpr const char* kConfigChanges = "1.3.6.1.2.1.43.5.1.1.1.1";
+constexpr const char* kCriticalEvents = "1.3.6.1.2.1.43.5.1.1.18.1";
+constexpr const char* kAllEvents = "1.3.6.1.2.1.43.5.1.1.19.1";
+constexpr const char* kBlackLevel = "1.3.6.1.2.1.43.11.1.1.9.1.1";
+constexpr const char* kLifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
 
 class ASession : public ::testing::TestWithParam<Version>
 {
@@ -35,7 +35,7 @@ protected:
 
     ReadOutcome read(ReadKind kind)
     {
-        requests = converse(session, agent, kind);
+        requests = runRead(session, agent, kind);
         return session.outcome();
     }
 
@@ -56,7 +56,7 @@ TEST_P(ASession, BeginsWithASmallRequest)
     EXPECT_EQ(first->requestId, 0);
 }
 
-TEST_P(ASession, HasAPictureAfterTheFirstRead)
+TEST_P(ASession, HasAStatusAfterTheFirstRead)
 {
     EXPECT_EQ(session.status(), nullptr);
     EXPECT_EQ(read(ReadKind::Identity), ReadOutcome::Changed);
@@ -108,7 +108,7 @@ TEST_P(ASession, FindsATableThatWasEmptyAtItsOwnIndex)
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::NeedsFull); // asked for where it was
 }
 
-TEST_P(ASession, KeepsTheVeryPictureWhereNothingMoved)
+TEST_P(ASession, KeepsTheVeryStatusWhereNothingMoved)
 {
     read(ReadKind::Identity);
     const auto before = session.status();
@@ -121,17 +121,17 @@ TEST_P(ASession, ShowsMovedLevelsCountersAndStates)
 {
     read(ReadKind::Identity);
     const auto before = session.status();
-    agent.setInteger(blackLevel, 2500);
+    agent.setInteger(kBlackLevel, 2500);
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Changed);
     EXPECT_EQ(requests, 1);
     EXPECT_EQ(session.status()->supplies[0].percent, 50);
-    EXPECT_EQ(before->supplies[0].percent, 81); // a picture that was handed out stays as it is
-    agent.setInteger(lifeCount, 12346);
-    agent.setInteger(printerStatus, 4);
+    EXPECT_EQ(before->supplies[0].percent, 81); // a status that was handed out stays as it is
+    agent.setInteger(kLifeCount, 12346);
+    agent.setInteger(kPrinterStatus, 4);
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Changed);
     EXPECT_EQ(session.status()->totalPages, 12346);
     EXPECT_EQ(session.status()->activity, device::Activity::Printing);
-    agent.setText(errorState, std::string("\x40", 1));
+    agent.setText(kErrorState, std::string("\x40", 1));
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Changed);
     EXPECT_TRUE(session.status()->paperOut);
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Unchanged);
@@ -139,7 +139,7 @@ TEST_P(ASession, ShowsMovedLevelsCountersAndStates)
 
 TEST_P(ASession, AsksForTheWholeWhenAChangeCounterMoved)
 {
-    for (const char* counter : {configChanges, criticalEvents, allEvents}) {
+    for (const char* counter : {kConfigChanges, kCriticalEvents, kAllEvents}) {
         read(ReadKind::Identity);
         agent.setInteger(counter, 1000);
         EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::NeedsFull) << counter;
@@ -167,7 +167,7 @@ TEST_P(ASession, AsksForTheWholeWhenRowsCameOrWent)
 
 TEST_P(ASession, SeesAlertsComeAndGoWithoutChangeCounters)
 {
-    for (const char* counter : {configChanges, criticalEvents, allEvents}) {
+    for (const char* counter : {kConfigChanges, kCriticalEvents, kAllEvents}) {
         agent.erase(counter);
     }
     read(ReadKind::Identity);
@@ -187,9 +187,9 @@ TEST_P(ASession, SeesAlertsComeAndGoWithoutChangeCounters)
 TEST_P(ASession, NoticesARestart)
 {
     read(ReadKind::Identity);
-    agent.setInteger(upTime, 200000);
+    agent.setInteger(kUpTime, 200000);
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Unchanged);
-    agent.setInteger(upTime, 199999);
+    agent.setInteger(kUpTime, 199999);
     agent.setText("1.3.6.1.2.1.25.3.2.1.3.1", "Acme ColorJet 501");
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Restarted);
     EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Restarted);
@@ -201,7 +201,7 @@ TEST_P(ASession, NoticesARestart)
 
 TEST_P(ASession, LivesWithoutUpTime)
 {
-    agent.erase(upTime);
+    agent.erase(kUpTime);
     read(ReadKind::Identity);
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Unchanged);
     EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Unchanged);
@@ -211,18 +211,18 @@ TEST_P(ASession, AbandonsAReadWithoutATrace)
 {
     read(ReadKind::Identity);
     const auto before = session.status();
-    agent.setInteger(blackLevel, 1);
+    agent.setInteger(kBlackLevel, 1);
     session.begin(ReadKind::Fast);
     const std::optional<Pdu> request = session.nextRequest();
     ASSERT_TRUE(request);
     session.accept(agent.answer(*request));
     EXPECT_EQ(session.status(), before); // not before it has ended
-    agent.setInteger(blackLevel, 4050);
+    agent.setInteger(kBlackLevel, 4050);
     EXPECT_EQ(read(ReadKind::Fast), ReadOutcome::Unchanged);
     EXPECT_EQ(session.status(), before);
 }
 
-TEST_P(ASession, KeepsThePictureWhenThePrinterObjectsVanish)
+TEST_P(ASession, KeepsTheStatusWhenThePrinterObjectsVanish)
 {
     read(ReadKind::Identity);
     const auto before = session.status();
@@ -303,10 +303,10 @@ TEST(Sessions, ReadAV1AgentWhoseMibEndsWithTheAlerts)
     RecordedAgent agent = fixture("colour-laser");
     agent.v1 = true;
     PrinterSession session(Version::V1);
-    converse(session, agent, ReadKind::Identity);
-    EXPECT_LE(converse(session, agent, ReadKind::Full), 4);
+    runRead(session, agent, ReadKind::Identity);
+    EXPECT_LE(runRead(session, agent, ReadKind::Full), 4);
     EXPECT_EQ(session.outcome(), ReadOutcome::Unchanged);
-    EXPECT_LE(converse(session, agent, ReadKind::Fast), 2);
+    EXPECT_LE(runRead(session, agent, ReadKind::Fast), 2);
     EXPECT_EQ(session.outcome(), ReadOutcome::Unchanged);
 }
 
@@ -326,13 +326,13 @@ TEST(Sessions, AgreeOverEveryFixture)
             agent.cutAtOctets = cut;
             PrinterSession session(v1 ? Version::V1 : Version::V2c);
             for (const ReadKind kind : {ReadKind::Identity, ReadKind::Full, ReadKind::Fast}) {
-                converse(session, agent, kind);
+                runRead(session, agent, kind);
             }
-            const std::string picture = session.status() ? device::detailDocument(*session.status()) : "none";
+            const std::string status = session.status() ? device::detailDocument(*session.status()) : "none";
             if (reference.empty()) {
-                reference = picture;
+                reference = status;
             }
-            EXPECT_EQ(picture, reference) << entry.path() << (v1 ? " v1 " : " v2c ") << cut;
+            EXPECT_EQ(status, reference) << entry.path() << (v1 ? " v1 " : " v2c ") << cut;
             ++compared;
         }
     }

@@ -66,7 +66,7 @@ protected:
             ASSERT_EQ(target.snapshot()->online, agent.answers) << number;
             ASSERT_EQ(network.announced(number), agent.answers) << number;
             if (agent.answers) {
-                EXPECT_EQ(target.snapshot()->picture.unpacked().model, agent.says) << number;
+                EXPECT_EQ(target.snapshot()->status.unpacked().model, agent.says) << number;
                 EXPECT_LE(network.clock.now() - *target.lastAnswer(), seconds(6)) << number;
             }
         }

@@ -43,7 +43,7 @@ TEST(Polling, SilentPrinterIsOfflineAfterThreeMissesOverFiveSeconds)
     EXPECT_LE(network.publications.back().at - requests[0].at, seconds(8));
     EXPECT_EQ(target->snapshot()->state, 2);
     EXPECT_EQ(target->snapshot()->stateMessage, "");
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle"); // the last good picture stays
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle"); // the last good status stays
 }
 
 TEST(Polling, SilentPrinterSeesAtMostFourRequestsAMinuteAfterTwoMinutes)
@@ -76,10 +76,10 @@ TEST(Polling, SilentPrinterIsBackAtItsFirstAnswer)
     }
     network.pass(Milliseconds(100));
     EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
 }
 
-TEST(Polling, PrinterThatWasSilentFromTheBeginningComesWithItsPicture)
+TEST(Polling, PrinterThatWasSilentFromTheBeginningComesWithItsStatus)
 {
     for (const VersionChoice version : {VersionChoice::Auto, VersionChoice::V2c}) {
         SimulatedNetwork network;
@@ -89,12 +89,12 @@ TEST(Polling, PrinterThatWasSilentFromTheBeginningComesWithItsPicture)
         ASSERT_TRUE(target->isMet());
         ASSERT_FALSE(target->snapshot()->online);
         network.agent(1).answers = true;
-        network.agent(1).delay = Milliseconds(800); // each of the answers that make up the first picture
+        network.agent(1).delay = Milliseconds(800); // each of the answers that make up the first status
         for (int i = 0; i < 15000 && !target->snapshot()->online; i += 5) {
             network.pass(Milliseconds(5));
         }
         ASSERT_TRUE(target->snapshot()->online);
-        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+        EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
     }
 }
 
@@ -108,7 +108,7 @@ TEST(Polling, PrinterThatReturnsWithinTwoMinutesIsBackWithinTenSeconds)
     EXPECT_TRUE(target->snapshot()->online);
 }
 
-TEST(Polling, NeverAnsweringAddressIsKnownAsSilentAndStaysUnmetInPicture)
+TEST(Polling, NeverAnsweringAddressIsKnownAsSilentAndStaysUnmetInStatus)
 {
     SimulatedNetwork network;
     network.agent(1).answers = false;
@@ -154,7 +154,7 @@ TEST(Polling, LateAnswersToReadsThatWereGivenUpAreNone)
     network.pass(minutes(2));
     for (const auto& target : network.targets) {
         EXPECT_TRUE(target->snapshot()->online);
-        EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+        EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
     }
 }
 
@@ -303,7 +303,7 @@ std::size_t answersToMeet(const std::set<std::size_t>& lost)
         network.pass(seconds(1));
     }
     EXPECT_TRUE(target->snapshot()->online);
-    EXPECT_EQ(target->snapshot()->picture.unpacked().model, "idle");
+    EXPECT_EQ(target->snapshot()->status.unpacked().model, "idle");
     return network.accepted;
 }
 

@@ -192,7 +192,7 @@ void SimulatedNetwork::targetChanged(Target& target)
 {
     const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
     publications.push_back(
-        {clock.now(), target.address().endpoint, snapshot->online, snapshot->picture.unpacked().model});
+        {clock.now(), target.address().endpoint, snapshot->online, snapshot->status.unpacked().model});
 }
 
 std::size_t busiestMinute(const std::vector<SeenRequest>& requests)

@@ -87,7 +87,7 @@ protected:
     {
         Pdu pdu;
         pdu.varbinds.push_back({{1, 3, 6, 1}, {}});
-        printer.link->ask(Version::V2c, pdu);
+        printer.link->ask(pdu);
         send(printer);
     }
     void send(Printer& printer)

@@ -270,12 +270,12 @@ TEST(Codec, RefusesOctetsBehindTheFieldsOfAPduAndOfAVarbind)
 TEST(Codec, BoundsTheNumberOfVarbinds)
 {
     std::string varbinds;
-    for (std::size_t i = 0; i < maxVarbinds; ++i) {
+    for (std::size_t i = 0; i < kMaxVarbinds; ++i) {
         varbinds += varbind(unhex("0500"));
     }
     const std::optional<Message> full = decode(messageWith(varbinds));
     ASSERT_TRUE(full);
-    EXPECT_EQ(full->pdu.varbinds.size(), maxVarbinds);
+    EXPECT_EQ(full->pdu.varbinds.size(), kMaxVarbinds);
     EXPECT_FALSE(decode(messageWith(varbinds + varbind(unhex("0500")))));
 }
 

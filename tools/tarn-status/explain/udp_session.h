@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "tools/tarn-status/explain/finding.h"
+
+namespace tarnstatus {
+
+using SteadyClock = std::chrono::steady_clock;
+
+// UdpSession is a socket that is connected to one port of one printer, so that the kernel tells when the
+// port is closed or there is no route, and lets nobody else's datagrams in.
+//
+// Threading: one thread.
+class UdpSession final
+{
+public:
+    UdpSession(std::uint32_t address, std::uint16_t port); // host byte order
+    ~UdpSession();
+    UdpSession(const UdpSession&) = delete;
+    UdpSession& operator=(const UdpSession&) = delete;
+
+    // Came::Found, or why there is no socket or no route.
+    Came state() const { return m_state; }
+    // The address that packets leave from, dotted.
+    std::string ownAddress() const;
+
+    // Sends the message, again every second, until isAnswer() takes a datagram: that is Came::Found; or until
+    // the time is up, which is Silent, or Garbage when others came; or until an error tells why. An empty
+    // message is not sent: one that came late is still taken.
+    Came exchange(const std::string& message, const std::function<bool(const std::string&)>& isAnswer,
+                  SteadyClock::time_point until);
+
+private:
+    // Waits for one datagram. Came::Silent: none until then.
+    Came receive(std::string& datagram, SteadyClock::time_point until) const;
+    // What a call that failed so came to.
+    Came failure(int error) const;
+
+    int m_socket = -1;
+    Came m_state = Came::NoSocket;
+};
+
+} // namespace tarnstatus
