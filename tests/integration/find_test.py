@@ -38,7 +38,7 @@ class Case(unittest.TestCase):
         (self.directory / "tarn.json").write_text(json.dumps({"default": {"port": PORT, "ipp": "off"}}))
         self.environment = {name: os.environ[name] for name in os.environ if name.endswith("SAN_OPTIONS") or name == "PATH"}
         self.environment.update(HOME=str(self.directory), TARN_CONFIG=str(self.directory / "tarn.json"), LANG="C.UTF-8",
-                                DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.directory}/bus")
+                                DBUS_SYSTEM_BUS_ADDRESS=lan.bus_address(self.directory))
 
     def start_bus(self):
         self.bus = self.stack.enter_context(lan.system_bus(self.directory))

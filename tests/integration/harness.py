@@ -11,6 +11,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -37,6 +38,13 @@ def address(tail):
 def own_address(tail):
     """One that no other process of these tests has, that of another checkout neither: own_address(1)."""
     return f"127.{100 + os.getpid() // 250 % 100}.{1 + os.getpid() % 250}.{tail}"
+
+
+def flags_of_the_library(directory):
+    """The compiler's arguments that pkg-config names for tarn in that directory. It quotes each byte for a shell."""
+    said = subprocess.run(["pkg-config", "--cflags", "--libs", "tarn"], env={**os.environ, "PKG_CONFIG_PATH": str(directory)},
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=True, timeout=60).stdout
+    return [os.fsdecode(flag.encode("latin-1")) for flag in shlex.split(said.decode("latin-1"))]
 
 
 def wait_for(condition, seconds, what):

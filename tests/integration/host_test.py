@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import BUILD, ROOT, Simulator, main, own_address, still
+from harness import BUILD, ROOT, Simulator, flags_of_the_library, main, own_address, still
 
 PORT = 16375
 GOOD, AWAY = own_address(1), own_address(9)
@@ -45,8 +45,7 @@ class Host(unittest.TestCase):
         cls._directory.cleanup()
 
     def flags(self):
-        environment = {**os.environ, "PKG_CONFIG_PATH": str(BUILD / "lib" / "pkgconfig")}
-        return run("pkg-config", "--cflags", "--libs", "tarn", env=environment).split()
+        return flags_of_the_library(BUILD / "lib" / "pkgconfig")
 
     def build(self, source):
         program = self.directory / source.stem
@@ -70,7 +69,8 @@ class Host(unittest.TestCase):
         project.mkdir()
         (project / "CMakeLists.txt").write_text(
             "cmake_minimum_required(VERSION 3.24)\nproject(example LANGUAGES C)\nfind_package(tarn 2.0 REQUIRED)\n"
-            f"add_executable(states {EXAMPLE})\ntarget_link_libraries(states PRIVATE tarn::tarn)\n")
+            f'add_executable(states "{EXAMPLE}")\n'
+            "target_link_libraries(states PRIVATE tarn::tarn)\n")
         run("cmake", "-S", project, "-B", project / "build", f"-DCMAKE_PREFIX_PATH={BUILD}")
         run("cmake", "--build", project / "build")
         self.check_example(project / "build" / "states")

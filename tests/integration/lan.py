@@ -9,11 +9,13 @@ import contextlib
 import os
 import pathlib
 import select
+import shlex
 import socket
 import struct
 import subprocess
 import sys
 import threading
+import urllib.parse
 
 from desktop import running
 from harness import BUILD, ROOT, wait_for
@@ -25,7 +27,7 @@ _INSIDE = "KEL_TEST_LAN"
 
 BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig><type>system</type><listen>unix:path={}/bus</listen><auth>EXTERNAL</auth>
+<busconfig><type>system</type><listen>{}</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/><allow user="*"/></policy>
 </busconfig>"""
 DAEMON = """[server]
@@ -50,10 +52,10 @@ def enter():
     _run("mount -t tmpfs tmpfs /run", "mkdir -m 755 /run/avahi-daemon", "mkdir /run/kept")
     kept = [path for path in {str(ROOT), str(BUILD)} if path.startswith("/tmp/")]  # must stay in sight
     for number, path in enumerate(kept):
-        _run(f"mkdir /run/kept/{number}", f"mount --rbind {path} /run/kept/{number}")
+        _run(f"mkdir /run/kept/{number}", f"mount --rbind {shlex.quote(path)} /run/kept/{number}")
     _run("mount -t tmpfs -o mode=1777 tmpfs /tmp")
     for number, path in enumerate(kept):
-        _run(f"mkdir -p {path}", f"mount --rbind /run/kept/{number} {path}")
+        _run(f"mkdir -p {shlex.quote(path)}", f"mount --rbind /run/kept/{number} {shlex.quote(path)}")
     # The daemon gives its directory to this user, and there is no other in here.
     for name in ("passwd", "group"):
         lines = [line for line in pathlib.Path("/etc", name).read_text().splitlines() if not line.startswith("avahi:")]
@@ -68,14 +70,19 @@ def enter():
 
 def _run(*commands):
     for command in commands:
-        subprocess.run(command.split(), check=True)
+        subprocess.run(shlex.split(command), check=True)
+
+
+def bus_address(directory):
+    """Where the bus of a directory listens. D-Bus takes few signs as they are."""
+    return "unix:path=" + urllib.parse.quote(f"{directory}/bus").replace("~", "%7E")
 
 
 @contextlib.contextmanager
 def system_bus(directory):
     """Yields its address."""
     configuration = pathlib.Path(directory) / "bus.conf"
-    configuration.write_text(BUS.format(directory))
+    configuration.write_text(BUS.format(bus_address(directory)))
     with running(["dbus-daemon", f"--config-file={configuration}", "--nofork", "--print-address=1"]) as daemon:
         yield daemon.stdout.readline().strip()
 

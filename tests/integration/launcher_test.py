@@ -9,6 +9,7 @@ import contextlib
 import json
 import os
 import pathlib
+import shlex
 import shutil
 import signal
 import subprocess
@@ -50,7 +51,7 @@ class Launcher(unittest.TestCase):
         self.addCleanup(scratch.cleanup)
         self.directory = pathlib.Path(scratch.name)
         self.launcher = shutil.copy(BUILD / "bin" / "kel-launcher", self.directory)
-        self.put("kel-notice", f"#!/bin/sh\necho noticed >>{self.directory}/noticed\n")
+        self.put("kel-notice", f"#!/bin/sh\necho noticed >>{shlex.quote(str(self.directory / 'noticed'))}\n")
 
     def put(self, name, text):
         (self.directory / name).write_text(text)

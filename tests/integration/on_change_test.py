@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import signal
 import subprocess
 import tempfile
@@ -44,6 +45,10 @@ class OnChange(unittest.TestCase):
         path.chmod(0o700)
         return str(path)
 
+    def quoted(self, name):
+        """A file of the directory, for a shell."""
+        return shlex.quote(str(self.directory / name))
+
     def watch(self, command):
         process = subprocess.Popen([PROGRAM, "--watch=86400", "--format=brief", "--timeout=60", "--on-change", command,
                                     "--list", "printers.json"], env=self.environment, cwd=self.directory,
@@ -68,7 +73,7 @@ class OnChange(unittest.TestCase):
         return edges
 
     def test_runs_the_program_once_for_each_edge(self):
-        self.program("tell", f"echo $# >>{self.directory}/arguments; cat >>{self.directory}/events; echo noise")
+        self.program("tell", f"echo $# >>{self.quoted('arguments')}; cat >>{self.quoted('events')}; echo noise")
         process = self.watch("tell")
         edges = []
         for state, what in (("20", "toner-low"), ("60", "out-of-paper")):
@@ -99,7 +104,7 @@ class OnChange(unittest.TestCase):
         for groff, plain in (("\\(aq", "'"), ("\\e", "\\"), ("\\-", "-")):
             script = script.replace(groff, plain)
         command = self.program("tell-printer", script)
-        self.program("notify-send", f'printf "%s|" "$@" >{self.directory}/told')
+        self.program("notify-send", f'printf "%s|" "$@" >{self.quoted("told")}')
         done = subprocess.run([command], input=json.dumps({"event": "offline", "printer": {"name": "a b"}}), text=True,
                               env=self.environment, timeout=60)
         self.assertEqual((done.returncode, self.lines("told")), (0, ["a b: offline|"]))

@@ -300,10 +300,12 @@ class Manual(Case):
 
 class Units(unittest.TestCase):
     def test_are_what_the_service_manager_understands(self):
+        # Quoted as the service manager reads it: a path may have blanks. "%" and "$" would stand for something else.
+        path = re.sub(r'(["\\])', r"\\\1", PROGRAM).replace("%", "%%").replace("$", "$$")
+        started = f'ExecStart="{path}"'
         with tempfile.TemporaryDirectory(prefix="kel-units-") as directory:
             for path in (ROOT / "packaging/systemd").iterdir():
-                (pathlib.Path(directory) / path.name).write_text(path.read_text().replace("ExecStart=tarn-status",
-                                                                                          f"ExecStart={PROGRAM}"))
+                (pathlib.Path(directory) / path.name).write_text(path.read_text().replace("ExecStart=tarn-status", started))
             done = subprocess.run(["systemd-analyze", "--user", "--man=no", "--recursive-errors=no", "verify",
                                    f"{directory}/tarn-record.timer", f"{directory}/tarn-record.service"],
                                   env={"XDG_RUNTIME_DIR": directory, "HOME": directory, "PATH": os.environ["PATH"]},
