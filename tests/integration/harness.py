@@ -5,6 +5,7 @@ lock file that every instance on a machine shares, is guarded by a lock of the t
 tested at once.
 """
 
+import codecs
 import contextlib
 import fcntl
 import json
@@ -262,6 +263,7 @@ class Watch:
                                             env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                             stderr=stderr)
         os.set_blocking(self.process.stdout.fileno(), False)
+        self._decoder = codecs.getincrementaldecoder("utf-8")()  # a read may end within a character
         self._unread = ""
         self._newest = None
 
@@ -272,7 +274,7 @@ class Watch:
 
     def printers(self):
         """The newest of what is known of all of them; None before the first document."""
-        self._unread += (self.process.stdout.read() or b"").decode()
+        self._unread += self._decoder.decode(self.process.stdout.read() or b"")
         decoder = json.JSONDecoder()
         while True:
             text = self._unread.lstrip()
