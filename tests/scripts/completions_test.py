@@ -6,6 +6,7 @@ import pathlib
 import pty
 import re
 import select
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -32,7 +33,7 @@ class Help(unittest.TestCase):
 class Bash(unittest.TestCase):
     def complete(self, *words, directory="/"):
         """What bash offers for the last of the words. "=" is a word of its own, as bash makes it."""
-        script = f"""source {COMPLETIONS}/tarn-status.bash
+        script = f"""source {shlex.quote(str(COMPLETIONS))}/tarn-status.bash
             COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
             $(complete -p tarn-status | sed 's/.*-F \\([^ ]*\\).*/\\1/')
             printf '%s\\n' "${{COMPREPLY[@]}}" """
@@ -89,7 +90,7 @@ class Zsh(unittest.TestCase):
             os.execvpe("zsh", ["zsh", "-f", "-i"], {"PATH": os.environ["PATH"], "HOME": str(directory), "TERM": "vt100",
                                                     "LANG": "C.UTF-8", "COLUMNS": "160", "LINES": "60"})
         self.addCleanup(self.stop, pid)
-        self.type(f"PROMPT='> '; fpath=({COMPLETIONS} $fpath); autoload -Uz compinit; compinit -u -d {directory}/dump; "
+        self.type(f"PROMPT='> '; fpath=({shlex.quote(str(COMPLETIONS))} $fpath); autoload -Uz compinit; compinit -u -d {directory}/dump; "
                   "LISTMAX=1000; clear; print rea''dy\r")
         self.wait("ready")
 
