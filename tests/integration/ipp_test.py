@@ -236,7 +236,7 @@ class Ipp(unittest.TestCase):
     def check_old_printer(self, **environment):
         printer = self.run_printer(OldPrinter(self.directory / "old", PORTS["old"]))
         config = {"default": {"port": SNMP_PORT, "ipp": "ipps", "ippPort": PORTS["old"]}}
-        done = self.tarn_status("127.0.0.1", "--timeout=20", config=config, **environment)
+        done = self.tarn_status("127.0.0.1", "--timeout=60", config=config, **environment)
         seen = json.loads(done.stdout)["printers"][0]
         self.assertEqual((seen["online"], seen["model"]), (True, "Lyra 1998"), done.stderr)
         self.assertEqual(printer.spoken, {"TLSv1"})

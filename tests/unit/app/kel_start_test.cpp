@@ -146,9 +146,9 @@ TEST_F(KelStart, WithoutThatFontTheDesktopsStays)
 TEST_F(KelStart, EditedModelShowsAfterARestart)
 {
     const std::string before =
-        R"([{"ip":"192.168.1.20","manufacturer":"MORVIK","model":"X1","printerName":"kOffice"}])";
+        R"([{"ip":"192.168.1.20","manufacturer":"MORVIK","model":"X1","printerName":"office"}])";
     const std::string after =
-        R"([{"ip":"192.168.1.21","manufacturer":"MORVIK","model":"X2","printerName":"kOffice"}])";
+        R"([{"ip":"192.168.1.21","manufacturer":"MORVIK","model":"X2","printerName":"office"}])";
     writePrinters(before);
     KelProcess first(m_folder);
     ASSERT_TRUE(first.waitUntilRunning()) << first.output();
@@ -194,18 +194,18 @@ TEST_F(KelStart, ShowsThePrintersOfTheListWithTheirStatus)
 {
     writePrinters(kOffice);
     setScript(
-        R"({"printers":{"kOffice":{"state":3,"stateMessage":"就绪-一切正常","serialNumber":"SN-77"}}})");
+        R"({"printers":{"office":{"state":3,"stateMessage":"就绪-一切正常","serialNumber":"SN-77"}}})");
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     EXPECT_TRUE(eventually([&] { return kel.ask("text lbPrinterState") == R"("[3]就绪")"; }));
     EXPECT_EQ(kel.ask("text lbID"), R"("SN-77")");
-    EXPECT_THAT(kel.ask("rows listPrinter"), HasSubstr(R"("text":"kOffice")"));
+    EXPECT_THAT(kel.ask("rows listPrinter"), HasSubstr(R"("text":"office")"));
     // An answer that changes shows by itself.
-    setScript(R"({"printers":{"kOffice":{"state":4,"stateMessage":"打印中"}}})");
+    setScript(R"({"printers":{"office":{"state":4,"stateMessage":"打印中"}}})");
     EXPECT_TRUE(eventually([&] { return kel.ask("text lbPrinterState") == R"("[4]打印中")"; }));
     const std::string green = kel.ask("rows listPrinter");
     EXPECT_THAT(green, HasSubstr(R"("icon":"#)")); // so the resources are there
-    setScript(R"({"printers":{"kOffice":{"stateMessage":""}}})");
+    setScript(R"({"printers":{"office":{"stateMessage":""}}})");
     EXPECT_TRUE(eventually([&] { return kel.ask("rows listPrinter") != green; }));
 }
 
