@@ -3,8 +3,9 @@
 # is a directory that everybody searches.
 include(CMakePackageConfigHelpers)
 
-set(TARN_PC_LIBDIR ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-set(TARN_PC_INCLUDEDIR ${CMAKE_CURRENT_SOURCE_DIR}/include)
+# pkg-config takes flags apart as a shell does.
+string(REPLACE " " "\\ " TARN_PC_LIBDIR "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
+string(REPLACE " " "\\ " TARN_PC_INCLUDEDIR "${CMAKE_CURRENT_SOURCE_DIR}/include")
 set(TARN_PC_RPATH "-Wl,-rpath,\${libdir} ")
 configure_file(cmake/tarn.pc.in ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/pkgconfig/tarn-uninstalled.pc @ONLY)
 
