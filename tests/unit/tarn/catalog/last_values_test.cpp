@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -417,6 +418,7 @@ TEST_F(LastValuesFileTest, IsWholeWhenItsWriterWasKilled)
         const pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             for (unsigned i = 1;; ++i) {
                 replaceFile(path, texts[i % 2]);
             }
