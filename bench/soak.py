@@ -86,6 +86,7 @@ class IppPrinters:
         self.pages, self.black, self.requests = 54321, 80, 0
         self._server = http.server.ThreadingHTTPServer(("0.0.0.0", port), self._handler())
         self._server.daemon_threads = True
+        self._server.handle_error = lambda *_: None  # who asked may have gone
         threading.Thread(target=self._server.serve_forever, daemon=True).start()
 
     def _handler(printers):  # noqa: N805: the handler's self is another
