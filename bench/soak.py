@@ -318,7 +318,7 @@ def plot(rows, path):
         most = max((value for _, value in points), default=1) * 1.1 or 1
         line = " ".join(f"{left + x / end * (width - left - 10):.1f},{top + height - 20 - y / most * (height - 40):.1f}"
                         for x, y in points)
-        parts.append(f'<text x="{left}" y="{top + 14}">{title}</text><text x="4" y="{top + 32}">{most:.4g}</text>'
+        parts.append(f'<text x="{left}" y="{top + 14}">{title}</text><text x="4" y="{top + 32}">{f"{most:.0f}" if most >= 100 else f"{most:.3g}"}</text>'
                      f'<text x="4" y="{top + height - 20}">0</text><path d="M{left},{top + 20}v{height - 40}h{width - left - 10}" '
                      f'fill="none" stroke="gray"/><polyline points="{line}" fill="none" stroke="black"/>')
     path.write_text("".join(parts) + "</svg>\n", encoding="utf-8")
