@@ -19,7 +19,8 @@ enum class Language
 Language languageOfEnvironment();
 
 // One of two ways to say the same. Where they are formats, compilers check both.
-__attribute__((format_arg(2), format_arg(3))) inline const char* say(Language language, const char* english, const char* chinese)
+__attribute__((format_arg(2), format_arg(3))) inline const char* say(Language language, const char* english,
+                                                                     const char* chinese)
 {
     return language == Language::Chinese ? chinese : english;
 }

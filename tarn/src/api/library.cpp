@@ -83,8 +83,9 @@ void Library::stop()
         writes = m_options.writesCache;
     }
     const auto deadline = writes ? began + kLongestStop : began; // reading is not worth a wait
-    m_cacheFile.stop(std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite));
-    m_values.stop(std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite));
+    const auto last = std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite);
+    m_cacheFile.stop(last);
+    m_values.stop(last);
 }
 
 // The files are let go all the same.
@@ -348,6 +349,7 @@ void Library::saveValues(TimePoint now)
     if (nextValues() == kNever) {
         return;
     }
+    m_valuesSaved = now; // without memory for it, too
     std::vector<catalog::Answer> answers;
     for (const auto& [address, target] : m_roster.targets()) {
         const std::optional<TimePoint> answered = target->lastAnswer();
@@ -358,7 +360,6 @@ void Library::saveValues(TimePoint now)
     }
     const bool isAny = !answers.empty() || !m_forgotten.empty();
     m_valuesChanged = isAny && !m_values.save(std::move(answers), m_forgotten); // then in time again
-    m_valuesSaved = now;
 }
 
 void Library::targetChanged(Target& target)

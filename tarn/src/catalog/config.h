@@ -20,7 +20,8 @@ namespace tarn::catalog {
 //       "192.168.1.20": { "version": "1" },
 //       "10.2.0.0/16":  { "port": 1161, "community": "printers" },
 //       "10.3.0.0/16":  { "version": "3", "user": "monitor" }
-//     }, "users": {
+//     },
+//     "users": {
 //       "monitor": { "auth": "SHA-256", "authPassword": "...", "priv": "AES", "privPassword": "...",
 //                    "context": "" }
 //     }

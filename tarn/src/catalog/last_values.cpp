@@ -14,6 +14,7 @@ namespace tarn::catalog {
 namespace {
 
 constexpr int kFormat = 1;
+constexpr UnixTime kLatest = 253402300799; // the year 9999 ends
 constexpr std::string_view kHeader = "{\"format\":1,\"holds\":\"last values of printers\"}\n";
 
 // The text up to the next end of a line, which is taken away.
@@ -70,21 +71,21 @@ std::vector<std::uint32_t> byTime(const std::map<std::uint32_t, LastValue>& valu
 
 } // namespace
 
-void LastValues::parse(std::string_view text, UnixTime now, std::string& complaint)
+void LastValues::parse(std::string_view text, std::string& complaint)
 {
     if (text.size() > kLargestText || !isHeader(takeLine(text))) {
         complaint = "is no list of last values";
         return;
     }
     for (int number = 2; !text.empty(); ++number) {
-        if (!parseLine(takeLine(text), now) && complaint.empty()) {
+        if (!parseLine(takeLine(text)) && complaint.empty()) {
             complaint = "line " + std::to_string(number) + " says nothing of a printer";
         }
     }
     keepToMost();
 }
 
-bool LastValues::parseLine(std::string_view line, UnixTime now)
+bool LastValues::parseLine(std::string_view line)
 {
     const std::optional<Json::Value> entry = parseJson(line, kLargestLine);
     const std::optional<std::uint32_t> address =
@@ -94,7 +95,7 @@ bool LastValues::parseLine(std::string_view line, UnixTime now)
         return false;
     }
     LastValue value;
-    value.time = std::min<UnixTime>((*entry)["time"].asInt64(), now);
+    value.time = std::min<UnixTime>((*entry)["time"].asInt64(), kLatest);
     value.source = sourceOf(textMember(*entry, "source"));
     value.status = device::PackedStatus(statusOf((*entry)["status"]));
     const auto known = m_values.find(*address);

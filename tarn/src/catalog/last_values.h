@@ -25,7 +25,8 @@ struct LastValue
 //
 // Invariants
 //  (1) At most kMostPrinters, those that answered last.
-//  (2) None is of a time behind the last "now" that was given: the clock may have been set back since.
+//  (2) A date stays what it is, one in the future too: the clock may be behind for a while only, as it is on a
+//      machine without a battery until the network tells it the time.
 //  (3) text() has at most kLargestText octets; what does not fit any more is what answered longest ago, or
 //      says more than kLargestLine alone.
 // Threading: guarded by its owner.
@@ -38,7 +39,7 @@ public:
 
     // Adds what the text says of addresses of which it knows more than is known. What is damaged is left out;
     // complaint then says where.
-    void parse(std::string_view text, UnixTime now, std::string& complaint);
+    void parse(std::string_view text, std::string& complaint);
     // Where a newer value is known that stays, unless it seemed to be from the future.
     void take(std::map<std::uint32_t, LastValue> values, UnixTime now);
     void forget(std::uint32_t address) { m_values.erase(address); }
@@ -51,7 +52,7 @@ public:
     static std::string defaultPath();
 
 private:
-    bool parseLine(std::string_view line, UnixTime now);
+    bool parseLine(std::string_view line);
     void keepToMost();
 
     std::map<std::uint32_t, LastValue> m_values;

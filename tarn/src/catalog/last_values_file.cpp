@@ -1,5 +1,8 @@
 #include "tarn/src/catalog/last_values_file.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <utility>
@@ -42,7 +45,7 @@ struct LastValuesFile::State
 
     // All that is to be done at present; false when that must be tried again. The thread's.
     bool tend() TARN_EXCLUDES(mutex);
-    Reading read(LastValues& values, UnixTime now);
+    Reading read(LastValues& values);
     void merge(LastValues& values, const Save& save, UnixTime now) const;
     void complain(const std::string& what);
 
@@ -66,7 +69,7 @@ void LastValuesFile::State::complain(const std::string& what)
     }
 }
 
-LastValuesFile::State::Reading LastValuesFile::State::read(LastValues& found, UnixTime now)
+LastValuesFile::State::Reading LastValuesFile::State::read(LastValues& found)
 {
     const FileText file = readFile(path, kLargestFile);
     if (file.isForTheMoment || isOver) {
@@ -76,12 +79,14 @@ LastValuesFile::State::Reading LastValuesFile::State::read(LastValues& found, Un
     if (file.error == ReadError::Unreadable) {
         complaint = "cannot be read: no last values of printers are kept";
     } else if (file.error == ReadError::None) {
-        found.parse(file.text, now, complaint);
+        found.parse(file.text, complaint);
     }
     if (!complaint.empty()) {
         complain(complaint);
     }
-    return file.error == ReadError::Unreadable ? Reading::Refused : Reading::Done;
+    // Root must not put a file of its own in the place of a user's.
+    const bool isOurs = file.error == ReadError::Absent || file.owner == ::geteuid();
+    return file.error == ReadError::Unreadable || !isOurs ? Reading::Refused : Reading::Done;
 }
 
 void LastValuesFile::State::merge(LastValues& found, const Save& save, UnixTime now) const
@@ -111,7 +116,7 @@ bool LastValuesFile::State::tend()
     }
     const UnixTime now = wallClock();
     LastValues found;
-    const Reading reading = read(found, now);
+    const Reading reading = read(found);
     if (reading == Reading::Later) {
         return false;
     }
@@ -166,7 +171,7 @@ std::optional<RememberedValue> LastValuesFile::find(std::uint32_t address, TimeP
     if (value == nullptr) {
         return std::nullopt;
     }
-    const Milliseconds before = std::chrono::seconds(m_state->loadedAt - value->time);
+    const Milliseconds before = std::chrono::seconds(std::max<UnixTime>(0, m_state->loadedAt - value->time));
     return RememberedValue{value->source, before + (now - m_state->wantedAt), value->status};
 }
 

@@ -106,8 +106,8 @@ public:
     // The message that asks an agent for its engine. RFC 3414 4.
     std::string probe(UsmIds ids) const;
     // The request under the user's protection; empty when it cannot be made.
-    std::string request(const UsmKeys& keys, const UsmEngine& engine, const snmp::Pdu& pdu, std::int32_t messageId,
-                        TimePoint now) const;
+    std::string request(const UsmKeys& keys, const UsmEngine& engine, const snmp::Pdu& pdu,
+                        std::int32_t messageId, TimePoint now) const;
     // Reads a message. engine is what is known of its sender, null while nothing is; its clock is set by what
     // is authentic.
     UsmMessage read(snmp::ByteView bytes, const UsmKeys& keys, UsmEngine* engine, TimePoint now) const;

@@ -28,7 +28,7 @@ std::string cell(const std::string& text, std::size_t columns)
     return cut.append(columns - width + 1, ' ');
 }
 
-std::string sourceName(Way way, Language language)
+std::string wayName(Way way, Language language)
 {
     switch (way) {
     case Way::Name:
@@ -211,7 +211,7 @@ std::string headOf(const ReportContext& context)
 
 std::string rowOf(const Finding& finding, const ReportContext& context)
 {
-    std::string row = cell(sourceName(finding.way, context.language), kWayColumns) +
+    std::string row = cell(wayName(finding.way, context.language), kWayColumns) +
                       cell(sentBy(finding, context), kSentColumns) +
                       cell(cameWord(finding, context.language), kCameColumns) + timeOf(finding);
     row.erase(row.find_last_not_of(' ') + 1);
