@@ -347,6 +347,7 @@ TimePoint Library::nextValues() const
 void Library::saveValues(TimePoint now)
 {
     if (nextValues() == kNever) {
+        m_forgotten.clear(); // the file is not ours to change
         return;
     }
     m_valuesSaved = now; // without memory for it, too
@@ -360,6 +361,9 @@ void Library::saveValues(TimePoint now)
     }
     const bool isAny = !answers.empty() || !m_forgotten.empty();
     m_valuesChanged = isAny && !m_values.save(std::move(answers), m_forgotten); // then in time again
+    if (!m_valuesChanged) { // once: another program may know them, and go on to
+        m_forgotten.clear();
+    }
 }
 
 void Library::targetChanged(Target& target)

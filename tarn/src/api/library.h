@@ -146,7 +146,7 @@ private:
     TimePoint m_saveAt TARN_GUARDED_BY(m_mutex) = kNever;
     TimePoint m_valuesSaved TARN_GUARDED_BY(m_mutex);
     bool m_valuesChanged TARN_GUARDED_BY(m_mutex) = false;        // since then
-    std::set<std::uint32_t> m_forgotten TARN_GUARDED_BY(m_mutex); // addresses that are named no longer
+    std::set<std::uint32_t> m_forgotten TARN_GUARDED_BY(m_mutex); // named no longer since then
 
     engine::Engine m_engine; // last: its thread ends before anything else goes
 };

@@ -181,6 +181,9 @@ bool LastValuesFile::save(std::vector<Answer> answers, std::set<std::uint32_t> f
         return true;
     }
     const MutexLock lock(m_state->mutex);
+    if (m_state->toSave) { // it may not be written yet
+        forgotten.insert(m_state->toSave->forgotten.begin(), m_state->toSave->forgotten.end());
+    }
     m_state->toSave = std::make_shared<const State::Save>(
         State::Save{std::move(answers), std::move(forgotten), std::chrono::steady_clock::now()});
     return order();

@@ -48,7 +48,8 @@ public:
 
     // Nothing as long as the file has not been read, which the first call orders.
     std::optional<RememberedValue> find(std::uint32_t address, TimePoint now);
-    // Orders the answers to be saved, and the addresses to be forgotten. False: the system gives no thread.
+    // Orders the answers to be saved in the place of those of an earlier order, and the addresses to be forgotten
+    // beside its. False: the system gives no thread.
     [[nodiscard]] bool save(std::vector<Answer> answers, std::set<std::uint32_t> forgotten);
     void stop(FileKeeper::Deadline deadline);
 

@@ -225,6 +225,18 @@ TEST_F(EarlierValues, OfAnAddressThatIsNamedNoLongerAreForgotten)
     }));
 }
 
+TEST_F(EarlierValues, AreForgottenOnceAndStayWhenAnotherProgramAddsThemAgain)
+{
+    writeFile("1700000000", "laser");
+    const auto library = start(kDeadPort);
+    EXPECT_EQ(library->setPrinterList("[]"), TARN_OK);
+    library->housekeeping(BootClock().now() + std::chrono::hours(100));
+    ASSERT_TRUE(eventually([&] { return file().find("127.42.2.1") == std::string::npos; }));
+    writeFile("1700000000", "laser");
+    library->stop();
+    EXPECT_NE(file().find("127.42.2.1"), std::string::npos);
+}
+
 // Housekeeping is told what time it is; the engine's thread does the same meanwhile, and is far behind.
 TEST_F(EarlierValues, AreSavedTenMinutesAfterAChangeAndElseEveryHour)
 {

@@ -321,6 +321,21 @@ TEST_F(LastValuesFileTest, WhatOthersHaveAddedSinceStaysAndWhoIsForgottenGoes)
     EXPECT_EQ(modelAt(inFile(), 2), "of another process");
 }
 
+TEST_F(LastValuesFileTest, WhoIsForgottenGoesThoughTheNextSaveComesBeforeThatIsWritten)
+{
+    save(1, "laser");
+    LastValuesFile file(path);
+    {
+        const FileTurn turn(path);
+        EXPECT_TRUE(file.save({{2, Milliseconds(0), said("waits for its turn")}}, {}));
+        EXPECT_TRUE(file.save({{2, Milliseconds(0), said("never written")}}, {1}));
+        EXPECT_TRUE(file.save({{2, Milliseconds(0), said("last")}}, {}));
+    }
+    file.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1));
+    EXPECT_EQ(modelAt(inFile(), 1), "none");
+    EXPECT_EQ(modelAt(inFile(), 2), "last");
+}
+
 TEST_F(LastValuesFileTest, AFileFromTheFutureIsNeverOfANegativeAge)
 {
     scratch.write("state/tarn/last-values.jsonl",
