@@ -81,9 +81,9 @@ std::vector<PrinterContext> parsePrinters(const std::string& text)
 
 PrinterStore::PrinterStore(std::string path) : m_path(std::move(path)), m_journalPath(m_path + ".journal") {}
 
-// What is locked to keep other processes out. A load makes no file: where nobody has saved yet the list
+// Opens what is locked to keep other processes out. A load makes no file: where nobody has saved yet the list
 // itself serves.
-StoreFile PrinterStore::lockFile(Purpose purpose) const
+StoreFile PrinterStore::openLock(Purpose purpose) const
 {
     const int create = purpose == Purpose::Save ? O_CREAT : 0;
     StoreFile own = StoreFile::open(m_path + ".lock", O_RDONLY | create | O_NOFOLLOW, 0600);
@@ -102,7 +102,7 @@ void PrinterStore::ensureFileExists() const
         return;
     // Not truncated: another process may have created and filled it since we looked.
     const StoreFile file = StoreFile::open(m_path, O_WRONLY | O_CREAT, 0666);
-    const StoreFile lock = lockFile(Purpose::Load);
+    const StoreFile lock = openLock(Purpose::Load);
     if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience))
         return;
     if (file.isEmpty() && !file.replaceContent("[]"))
@@ -115,7 +115,7 @@ bool PrinterStore::readStored(std::string& text) const
     const StoreFile file = StoreFile::open(m_path, O_RDONLY);
     if (!file.isOpen() || !file.isRegular())
         return false;
-    const StoreFile lock = lockFile(Purpose::Load);
+    const StoreFile lock = openLock(Purpose::Load);
     if (!lock.lock(LOCK_SH, m_hasLoaded ? kLoadPatience : kSavePatience) && m_hasLoaded) {
         text = m_text; // somebody is saving: what we know is better than half a file
         return true;
@@ -150,7 +150,7 @@ bool PrinterStore::completeInterruptedSave(std::string& text) const
 {
     const StoreFile writable = StoreFile::open(m_path, O_WRONLY);
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
-    const StoreFile lock = lockFile(Purpose::Load);
+    const StoreFile lock = openLock(Purpose::Load);
     if (!lock.lock(LOCK_EX, kLoadPatience) || !readable.readAll(text))
         return false;
     resolveJournal(writable, text);
@@ -226,7 +226,7 @@ void PrinterStore::save(const std::vector<PrinterContext>& list)
     ensureFileExists();
     const std::string text = networkPrintersText(list);
     const StoreFile file = StoreFile::open(m_path, O_WRONLY);
-    const StoreFile lock = lockFile(Purpose::Save);
+    const StoreFile lock = openLock(Purpose::Save);
     if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience))
         throwStoreError(m_path);
     std::string old;

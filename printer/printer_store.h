@@ -58,7 +58,7 @@ private:
         Save
     };
 
-    StoreFile lockFile(Purpose purpose) const;
+    StoreFile openLock(Purpose purpose) const;
     void ensureFileExists() const;
     bool readStored(std::string& text) const;
     bool completeInterruptedSave(std::string& text) const;

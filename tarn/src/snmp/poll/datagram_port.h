@@ -23,7 +23,7 @@ enum class Lane : std::uint8_t
 };
 
 // DatagramPort is the seam between the engine and the network: unconnected UDP sockets, or a test's.
-// Threading: engine thread only.
+// Threading: one thread, its owner's.
 class DatagramPort
 {
 public:
