@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tarn/src/ipp/ipp_attributes.h"
+#include "tarn/src/ipp/ipp_status.h"
 
 namespace tarn::ipp::test {
 
@@ -46,6 +47,11 @@ inline IppAttributes attributesFrom(const std::string& lines)
         }
     }
     return attributes;
+}
+
+inline device::DeviceStatus statusOf(const std::string& lines)
+{
+    return buildStatus(attributesFrom(lines));
 }
 
 } // namespace tarn::ipp::test

@@ -9,12 +9,7 @@ namespace tarn::ipp {
 namespace {
 
 using namespace tarn::device;
-using test::attributesFrom;
-
-DeviceStatus statusOf(const std::string& lines)
-{
-    return buildStatus(attributesFrom(lines));
-}
+using test::statusOf;
 
 // "冒烟|卡纸": what the items of the message say, in their order.
 std::string alertsOf(const std::string& lines)

@@ -15,12 +15,7 @@ namespace tarn::ipp {
 namespace {
 
 using namespace tarn::device;
-using test::attributesFrom;
-
-DeviceStatus statusOf(const std::string& lines)
-{
-    return buildStatus(attributesFrom(lines));
-}
+using test::statusOf;
 
 // "black toner 80", "none waste 70 (receptacle)", one a line.
 std::string suppliesOf(const std::string& lines)

@@ -76,6 +76,7 @@ TEST(Quirks, EveryRowIsWhole)
         EXPECT_STRNE(quirk.seen, "") << quirk.symptom;
         if (quirk.action.effect == QuirkEffect::AskObject) {
             EXPECT_GT(parseOid(quirk.action.object.oid).size(), 8u) << quirk.action.object.oid;
+            EXPECT_EQ(quirk.match.isSeenIn, nullptr) << quirk.symptom; // it is asked before anything is read
         } else {
             EXPECT_NE(quirk.match.enterprise != 0, quirk.match.isSeenIn != nullptr) << quirk.symptom;
         }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "tests/support/recorded_agent.h"
+#include "tests/unit/tarn/snmp/object_names.h"
 #include "tests/unit/tarn/snmp/poll/simulated_network.h"
 
 namespace tarn::snmp::test {
@@ -14,10 +15,7 @@ using engine::VersionChoice;
 using kel::testing::RecordedAgent;
 using std::chrono::minutes;
 using std::chrono::seconds;
-
-constexpr const char* kUpTime = "1.3.6.1.2.1.1.3.0";
-constexpr const char* kConfigChanges = "1.3.6.1.2.1.43.5.1.1.1.1";
-constexpr const char* kLifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
+using namespace objects;
 
 // So many printers of five supplies that never stop changing: pages all the time, the tables now and then.
 class ChangingPrinters final

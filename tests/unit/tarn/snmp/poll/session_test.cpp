@@ -5,6 +5,7 @@
 
 #include "tarn/src/device/rendering.h"
 #include "tests/unit/tarn/snmp/fixtures.h"
+#include "tests/unit/tarn/snmp/object_names.h"
 
 namespace tarn::snmp {
 namespace {
@@ -14,15 +15,7 @@ using engine::ReadOutcome;
 using kel::testing::fixture;
 using kel::testing::RecordedAgent;
 using kel::testing::runRead;
-
-constexpr const char* kUpTime = "1.3.6.1.2.1.1.3.0";
-constexpr const char* kPrinterStatus = "1.3.6.1.2.1.25.3.5.1.1.1";
-constexpr const char* kErrorState = "1.3.6.1.2.1.25.3.5.1.2.1";
-constexpr const char* kConfigChanges = "1.3.6.1.2.1.43.5.1.1.1.1";
-constexpr const char* kCriticalEvents = "1.3.6.1.2.1.43.5.1.1.18.1";
-constexpr const char* kAllEvents = "1.3.6.1.2.1.43.5.1.1.19.1";
-constexpr const char* kBlackLevel = "1.3.6.1.2.1.43.11.1.1.9.1.1";
-constexpr const char* kLifeCount = "1.3.6.1.2.1.43.10.2.1.4.1.1";
+using namespace test::objects;
 
 class ASession : public ::testing::TestWithParam<Version>
 {
