@@ -170,15 +170,34 @@ QByteArray visibleWindows(const QString& /*argument*/)
     return toJson(names);
 }
 
-QByteArray closeWindow(const QString& className)
+QWidget* findVisibleWindow(const QString& className)
 {
     for (QWidget* window : QApplication::topLevelWidgets()) {
         if (window->isVisible() && className == QLatin1String(window->metaObject()->className())) {
-            QTimer::singleShot(0, window, &QWidget::close);
-            return "true";
+            return window;
         }
     }
-    return error("no such window");
+    return nullptr;
+}
+
+QByteArray closeWindow(const QString& className)
+{
+    QWidget* window = findVisibleWindow(className);
+    if (window == nullptr) {
+        return error("no such window");
+    }
+    QTimer::singleShot(0, window, &QWidget::close);
+    return "true";
+}
+
+QByteArray drawWindow(const QString& argument)
+{
+    QWidget* window = findVisibleWindow(argument.section(QLatin1Char(' '), 0, 0));
+    if (window == nullptr) {
+        return error("no such window");
+    }
+    return window->grab().save(argument.section(QLatin1Char(' '), 1), "PNG") ? "true"
+                                                                             : error("cannot be saved");
 }
 
 // For what no action leads to.
@@ -327,7 +346,7 @@ QByteArray RemoteControl::execute(const QString& command, const QString& argumen
         {"type", typeInto},     {"shown", shown},          {"rows", rowsOf},
         {"count", countOf},     {"select", selectRow},     {"windows", visibleWindows},
         {"close", closeWindow}, {"call", callSlot},        {"font", applicationFont},
-        {"icon", hasIcon},      {"translate", translated},
+        {"icon", hasIcon},      {"translate", translated}, {"draw", drawWindow},
     };
     if (command == QLatin1String("ping")) {
         return "\"pong\"";

@@ -27,6 +27,7 @@ class QWidget;
 //   select NAME ROW          makes that row of the list the current one
 //   windows                  class names of the visible top-level windows
 //   close CLASS              closes the visible top-level window of that class
+//   draw CLASS FILE          draws the visible top-level window of that class, without its frame, into a PNG file
 //   call CLASS SLOT          calls a slot without arguments of the top-level window of that class
 //   font                     the application's font: {"family":..,"pointSize":..,"weight":..,"italic":..}
 //   icon RESOURCE            whether the application's window icon is that image
