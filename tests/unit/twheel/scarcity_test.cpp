@@ -2,7 +2,6 @@
 // for each call stack, and from then on. The caller is told by an exception, nothing ends, nothing is left
 // behind, and afterwards all is as before.
 #include <dlfcn.h>
-#include <pthread.h>
 
 #include <new>
 #include <system_error>
@@ -75,7 +74,6 @@ int live()
 TEST(Scarcity, eachCallFailsInTurnAndAllIsAsBefore)
 {
     FailingCalls::watch(dlsym(RTLD_DEFAULT, "_ZN6twheel10TaskHandleD1Ev"));
-    pthread_setname_np(pthread_self(), "main"); // that of the program begins as the workers' name
     const auto isAtRest = [] { return eventually([] { return kel_test::ownThreads("twheel") == 0; }); };
     live(); // what stays for the next life
     ASSERT_TRUE(isAtRest());

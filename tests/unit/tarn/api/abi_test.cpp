@@ -16,6 +16,7 @@
 #include <json/json.h>
 
 #include "tarn/tarn.h"
+#include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
@@ -152,6 +153,7 @@ TEST_F(Abi, InitAndDestroyMayBeRepeatedAndLeaveNeitherThreadsNorDescriptors)
 {
     ASSERT_EQ(tarn_init(), TARN_OK); // whatever is made once is made now
     ASSERT_EQ(tarn_destroy(), TARN_OK);
+    ASSERT_TRUE(kel_test::eventually([] { return kel_test::ownThreads("tarn-*") == 0; }));
     const long threads = kel_test::ownThreads();
     const std::size_t descriptors = entriesOf("/proc/self/fd");
     for (int i = 0; i < 50; ++i) {
@@ -161,7 +163,7 @@ TEST_F(Abi, InitAndDestroyMayBeRepeatedAndLeaveNeitherThreadsNorDescriptors)
         ASSERT_EQ(tarn_destroy(), TARN_OK);
         ASSERT_EQ(tarn_destroy(), TARN_OK);
     }
-    EXPECT_EQ(kel_test::ownThreads(), threads);
+    EXPECT_TRUE(kel_test::eventually([threads] { return kel_test::ownThreads() == threads; }));
     EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
 }
 

@@ -233,7 +233,7 @@ std::string live(std::uint16_t port, const Lack& lack, std::chrono::milliseconds
     FailingCalls::end();
     std::printf("%lu failures, back after %ld ms\n", std::max(failures, FailingCalls::failures()),
                 static_cast<long>(back.count()));
-    if (!eventually([] { return kel_test::ownThreads("tarn-") == 0; })) {
+    if (!eventually([] { return kel_test::ownThreads("tarn-*") == 0; })) {
         wrong += "threads are left; ";
     }
     return wrong + guest.complaints();

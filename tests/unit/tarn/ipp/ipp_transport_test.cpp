@@ -5,6 +5,7 @@
 #include <future>
 #include <mutex>
 
+#include "tarn/src/base/worker_thread.h"
 #include "tarn/src/ipp/ipp_shape.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
@@ -297,7 +298,8 @@ TEST_P(IppTransportTest, EndsAtOnceInTheMidstOfIt)
     const auto begun = SteadyClock::now();
     session.end();
     EXPECT_LT(SteadyClock::now() - begun, std::chrono::seconds(2));
-    EXPECT_EQ(kel_test::ownThreads("tarn-ipp"), 0);
+    EXPECT_EQ(workersRunning(), 0);
+    EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-ipp") == 0; }));
 }
 
 TEST_P(IppTransportTest, CancelledRequestEndsItsConnectionAndIsAnsweredToNobody)

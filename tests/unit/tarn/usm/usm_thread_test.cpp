@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "tarn/src/base/worker_thread.h"
 #include "tarn/src/usm/net_snmp_library.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
@@ -109,7 +110,8 @@ TEST(UsmThreadTest, BeginsWithTheFirstQuestion)
         EXPECT_GE(thread.descriptor(), 0);
         EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 1);
     }
-    EXPECT_EQ(kel_test::ownThreads("tarn-usm"), 0);
+    EXPECT_EQ(workersRunning(), 0);
+    EXPECT_TRUE(kel_test::eventually([] { return kel_test::ownThreads("tarn-usm") == 0; }));
 }
 
 TEST(UsmThreadTest, BeginsWithALaterQuestionWhereTheFirstFoundNoDescriptors)
