@@ -136,9 +136,12 @@ class Status(StatusCase):
                          {(3, f"{number:02}") for number in range(50)})
         self.bus.set("p49", status=NO_PAPER)
         wait_for(lambda: self.named(watch, "Lyra Jet 5 49")["flags"]["lackPaper"], LONG, "the last one's change")
-        for number in range(0, 50, 2):
-            self.bus.unplug(f"p{number}")
-        self.await_names(watch, [f"Lyra Jet 5 {number:02}" for number in range(1, 50, 2)])
+        left = list(range(50))
+        for ten in range(0, 50, 10):  # of what nobody has read yet, a socket keeps ten messages
+            for number in range(ten, ten + 10, 2):
+                self.bus.unplug(f"p{number}")
+                left.remove(number)
+            self.await_names(watch, [f"Lyra Jet 5 {number:02}" for number in left])
 
     def test_without_rights_the_identity_and_one_line_that_names_the_group(self):
         group = grp.getgrnam("lp") if os.getuid() == 0 else grp.getgrgid(os.getgid())
