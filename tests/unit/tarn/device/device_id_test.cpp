@@ -46,6 +46,7 @@ TEST(DeviceIdTest, WhatFollowsTheLengthIsLeftOverFromEarlier)
 {
     expectPlain(withLength(kPlain.size() + 2, kPlain + "OLD:stale;"));
     expectPlain(withLength(kPlain.size() + 2, kPlain + "OLD:stale;", true));
+    expectPlain(withLength(kPlain.size() + 2, kPlain + "A:b;C:d;")); // not a field of it is read
     expectPlain(withLength(0, kPlain + std::string(1, '\0') + "OLD:stale;"));
 }
 

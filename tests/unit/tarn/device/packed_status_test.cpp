@@ -4,6 +4,8 @@
 
 #include <limits>
 
+#include "tarn/src/device/status_field.h"
+
 namespace tarn::device {
 namespace {
 
@@ -105,6 +107,48 @@ TEST(PackedStatus, EachFieldIsKeptAndCounts)
         EXPECT_NE(PackedStatus(status).digest(), PackedStatus(before).digest());
     }
     EXPECT_EQ(PackedStatus(before).digest(), PackedStatus(fullStatus()).digest());
+}
+
+TEST(StatusField, StateIsToldByAnActivityOrByAnAlert)
+{
+    for (const StatusField field : {StatusField::State, StatusField::Alerts}) {
+        DeviceStatus status;
+        EXPECT_FALSE(tells(status, field));
+        status.activity = Activity::WarmUp;
+        EXPECT_TRUE(tells(status, field));
+        status.activity = Activity::Unknown;
+        status.alerts.emplace_back();
+        EXPECT_TRUE(tells(status, field));
+    }
+}
+
+TEST(StatusField, SuppliesAreTakenFromWhoeverTellsMoreOfThem)
+{
+    DeviceStatus statuses[3]; // none, one that exists, one of a known level
+    statuses[1].supplies.emplace_back();
+    statuses[2].supplies.push_back({SupplyKind::Waste, SupplyColor::Other, true, "wasteToner", "light cyan",
+                                    "Box", LevelKind::Percent, 100});
+    for (std::size_t own = 0; own < 3; ++own) {
+        for (std::size_t other = 0; other < 3; ++other) {
+            DeviceStatus status = statuses[own];
+            EXPECT_EQ(takeMissing(status, statuses[other], StatusField::Supplies), other > own)
+                << own << other;
+        }
+    }
+}
+
+TEST(StatusField, ACountIsTakenWhereThereIsNone)
+{
+    DeviceStatus without;
+    DeviceStatus with;
+    with.totalPages = 7;
+    EXPECT_FALSE(takeMissing(without, without, StatusField::Counters));
+    EXPECT_FALSE(takeMissing(with, without, StatusField::Counters));
+    EXPECT_TRUE(takeMissing(without, with, StatusField::Counters));
+    EXPECT_EQ(without.totalPages, 7);
+    with.totalPages = 8;
+    EXPECT_FALSE(takeMissing(without, with, StatusField::Counters));
+    EXPECT_EQ(without.totalPages, 7);
 }
 
 } // namespace

@@ -10,6 +10,8 @@ TEST(SerialNumberTest, HexTextOfASerialNumberIsDecoded)
     EXPECT_EQ(serialNumberFrom("4C593331302D3737"), "LY310-77");
     EXPECT_EQ(serialNumberFrom("4c593331302d373712"), "LY310-77") << "a control octet at the end";
     EXPECT_EQ(serialNumberFrom("4C593331302D37370000"), "LY310-77");
+    EXPECT_EQ(serialNumberFrom("4A4B4C4D4E4F3031"), "JKLMNO01") << "every digit";
+    EXPECT_EQ(serialNumberFrom("4a4b4c4d4e4f3031"), "JKLMNO01");
 }
 
 TEST(SerialNumberTest, WhatIsNoHexTextOfOneStays)

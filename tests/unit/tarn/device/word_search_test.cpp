@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "tarn/src/device/part_word_tables.h"
 #include "tarn/src/device/supply_word_tables.h"
+#include "tarn/src/device/utf8.h"
 
 namespace tarn::device {
 namespace {
@@ -118,6 +121,57 @@ TEST(FindWord, LooksAtWhatStandsBesideAWord)
     EXPECT_EQ(findWord(text, U"black", Match::Start), 0u);
     EXPECT_EQ(findWord(text, U"lack", Match::Start), std::u32string::npos);
     EXPECT_EQ(findWord(text, U"lack", Match::Anywhere), 1u);
+}
+
+TEST(WordSearch, LettersEndWhereTheirBlocksDo)
+{
+    for (const char32_t letter :
+         {U'a', U'z', char32_t{0xDF}, char32_t{0x24F}, char32_t{0x370}, char32_t{0x52F}}) {
+        EXPECT_TRUE(isLetter(letter)) << static_cast<std::uint32_t>(letter);
+    }
+    for (const char32_t other :
+         {U'`', U'{', char32_t{0xDE}, char32_t{0x250}, char32_t{0x36F}, char32_t{0x530}}) {
+        EXPECT_FALSE(isLetter(other)) << static_cast<std::uint32_t>(other);
+    }
+}
+
+// In that many octets, which may be more than the code point needs.
+std::string octetsOf(std::uint32_t point, std::size_t length)
+{
+    if (length == 1) {
+        return std::string(1, static_cast<char>(point));
+    }
+    constexpr std::uint32_t kFirst[] = {0, 0, 0xC0, 0xE0, 0xF0};
+    std::string octets(length, '\0');
+    for (std::size_t i = length - 1; i > 0; --i, point >>= 6) {
+        octets[i] = static_cast<char>(0x80 | (point & 0x3F));
+    }
+    octets[0] = static_cast<char>(kFirst[length] | point);
+    return octets;
+}
+
+TEST(Utf8, EveryCodePointIsReadInItsShortestFormOnly)
+{
+    for (std::uint32_t point = 0; point < 0x200000; ++point) {
+        const std::size_t length = point < 0x80 ? 1 : point < 0x800 ? 2 : point < 0x10000 ? 3 : 4;
+        const std::string octets = octetsOf(point, length);
+        const bool exists = point <= 0x10FFFF && (point < 0xD800 || point > 0xDFFF);
+        ASSERT_EQ(isValidUtf8(octets), exists) << point;
+        if (exists) {
+            ASSERT_EQ(toCodePoints(octets), std::u32string(1, point)) << point;
+        }
+        if (length < 4) {
+            ASSERT_FALSE(isValidUtf8(octetsOf(point, length + 1))) << point;
+        }
+        if (length > 1) {
+            ASSERT_FALSE(isValidUtf8(octets.substr(0, length - 1))) << point;
+        }
+    }
+}
+
+TEST(Utf8, CyrillicCapitalsFoldToTheirSmallLetters)
+{
+    EXPECT_EQ(foldCase(U"\u0400\u0402\u040F\u0410\u042F"), U"\u0450\u0452\u045F\u0430\u044F");
 }
 
 } // namespace
