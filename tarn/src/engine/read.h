@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
+
 namespace tarn::engine {
 
 // What is read of a printer at a time.
-enum class ReadKind
+enum class ReadKind : std::uint8_t
 {
     Identity, // who it is; also everything of Full: the first status of a printer
     Full,     // everything that the status needs
@@ -11,7 +13,7 @@ enum class ReadKind
 };
 
 // What a read that has ended says about the status.
-enum class ReadOutcome
+enum class ReadOutcome : std::uint8_t
 {
     Unchanged, // same status
     Changed,   // there is a new one

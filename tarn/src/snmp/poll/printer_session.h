@@ -41,7 +41,7 @@ public:
     void rest() override;
 
 private:
-    enum class Stage
+    enum class Stage : std::uint8_t
     {
         Idle,
         System,      // GET of the system group: small, and every agent has it
@@ -91,19 +91,18 @@ private:
     const PrinterTables& known() const { return m_read->before.tables; }
     bool lacksColumn(ColumnId id) const;
 
+    // What is small lies together: there are ten thousand of these.
     RequestSizing m_sizing;
-    int m_fulls = 0;
+    RequestLimits m_fastLimits; // of the last Fast read, while m_oneFast
+    std::uint8_t m_fulls = 0;   // since all was asked
     bool m_askAll = true;       // also what the device did not have
     bool m_oneFast = false;     // the last Fast read took one request, and the next would ask the same
-    RequestLimits m_fastLimits; // then
-
     engine::ReadKind m_kind = engine::ReadKind::Identity;
     Stage m_stage = Stage::Idle;
     engine::ReadOutcome m_outcome = engine::ReadOutcome::Unusable;
+    std::optional<PrinterIndex> m_index; // what the last whole read left, as the members below
     std::unique_ptr<Read> m_read;
 
-    // What the last whole read left.
-    std::optional<PrinterIndex> m_index;
     PackedTables m_kept;
     std::optional<std::uint64_t> m_statusDigest;          // nothing: no status yet
     std::shared_ptr<const device::DeviceStatus> m_status; // until rest()

@@ -231,7 +231,10 @@ void PrinterSession::beginTables()
 {
     m_read->columns.emplace(m_sizing.limits());
     m_read->columns->reserve(std::size(kFullScalars) + std::size(kFullRows));
-    m_askAll = m_kind == ReadKind::Identity || ++m_fulls % kFullsBetweenSearches == 0;
+    if (m_kind == ReadKind::Full) {
+        m_fulls = static_cast<std::uint8_t>((m_fulls + 1) % kFullsBetweenSearches);
+    }
+    m_askAll = m_kind == ReadKind::Identity || m_fulls == 0;
     for (const Id id : kFullScalars) {
         if (m_askAll || !known()[id].empty() || specOf(id).form == IndexForm::Device) {
             addInstance(id);

@@ -8,18 +8,18 @@ namespace {
 
 constexpr int kRequestsPerRead = 200;
 constexpr int kSmallResults = 8;
-constexpr unsigned kMissesToDoubt = 2; // of a large request, unless it is on trial
-constexpr int kLongestGap = 60;        // whole readings: an hour's
+constexpr unsigned kMissesToDoubt = 2;   // of a large request, unless it is on trial
+constexpr std::uint8_t kLongestGap = 60; // whole readings: an hour's
 
 // Bindings that the answer is asked to hold.
-std::size_t sizeOf(const Pdu& request)
+std::uint32_t sizeOf(const Pdu& request)
 {
+    const auto count = static_cast<std::uint32_t>(request.varbinds.size());
     if (request.type != PduType::GetBulkRequest) {
-        return request.varbinds.size();
+        return count;
     }
-    const auto single = static_cast<std::size_t>(std::max(request.errorStatus, 0));
-    const auto repetitions = static_cast<std::size_t>(std::max(request.errorIndex, 0));
-    const std::size_t count = request.varbinds.size();
+    const auto single = static_cast<std::uint32_t>(std::max(request.errorStatus, 0));
+    const auto repetitions = static_cast<std::uint32_t>(std::max(request.errorIndex, 0));
     return count <= single ? count : single + (count - single) * repetitions;
 }
 
@@ -27,7 +27,7 @@ std::size_t sizeOf(const Pdu& request)
 
 void Retrial::failed()
 {
-    m_gap = m_gap == 0 ? 1 : std::min(m_gap * 2, kLongestGap);
+    m_gap = m_gap == 0 ? 1 : std::min<std::uint8_t>(static_cast<std::uint8_t>(m_gap * 2), kLongestGap);
     m_left = m_gap;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "tarn/src/snmp/wire/pdu.h"
 
 namespace tarn::snmp {
@@ -29,11 +31,16 @@ public:
     bool isOnTrial() const { return m_gap > 0 && m_left == 0; }
     void failed();
     void succeeded() { m_gap = m_left = 0; }
-    void wholeReadingBegins() { m_left -= m_left > 0 ? 1 : 0; }
+    void wholeReadingBegins()
+    {
+        if (m_left > 0) {
+            --m_left;
+        }
+    }
 
 private:
-    int m_gap = 0;  // whole readings from the last failure to the next trial; 0: nothing has failed
-    int m_left = 0; // of them
+    std::uint8_t m_gap = 0;  // whole readings from the last failure to the next trial; 0: nothing has failed
+    std::uint8_t m_left = 0; // of them
 };
 
 // RequestSizing decides how much is asked of one device at once. Two things make it less:
@@ -69,7 +76,7 @@ public:
     void endRead(bool wholeReading);
 
 private:
-    enum class Probe
+    enum class Probe : std::uint8_t
     {
         None,
         Small,        // a large request stayed unanswered: is a small one answered?
@@ -88,14 +95,14 @@ private:
     Retrial m_bulk;
     Retrial m_large;
     Probe m_probe = Probe::None;
-    std::size_t m_unansweredSize = 0; // bindings asked for by the request that began the probe
+    std::uint32_t m_unansweredSize = 0; // bindings asked for by the request that began the probe
     // of the read
+    std::uint32_t m_askedSize = 0;
     bool m_answeredBulk = false;
     bool m_answeredLarge = false;
     // of the last request
     bool m_askedBulk = false;
     bool m_askedLarge = false;
-    std::size_t m_askedSize = 0;
 };
 
 } // namespace tarn::snmp

@@ -55,8 +55,8 @@ struct SnmpPeer
     TimePoint lastSent{};
     TimePoint repeatAt{};
     std::size_t heapSlot = engine::DeadlineHeap<SnmpPeer>::kOutside; // DeadlineHeap's
-    std::uint32_t ticket = 0; // of its place in the queue; an older one is void
-    unsigned requests = 0;    // of the read so far
+    std::uint32_t ticket = 0;   // of its place in the queue; an older one is void
+    std::uint16_t requests = 0; // of the read so far
     Version version = Version::V2c;
     VersionKnowledge knowledge = VersionKnowledge::Probing;
     engine::ReadKind kind = engine::ReadKind::Identity;

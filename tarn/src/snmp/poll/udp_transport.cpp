@@ -35,16 +35,18 @@ public:
 
     void ask(Pdu pdu) override
     {
-        requestId = transport.newRequestId();
+        close(); // should there be no memory for this one
+        pdu.requestId = transport.newRequestId();
+        const std::int32_t id = pdu.requestId;
+        request = std::make_unique<std::string>(encode(std::move(pdu)));
+        requestId = id;
         wasSent = false;
         asksKept = false;
-        pdu.requestId = requestId;
-        request = encode(std::move(pdu));
     }
     bool renumber() override
     {
         const std::int32_t id = transport.newRequestId();
-        if (!asksKept && !replaceRequestId(request, id)) {
+        if (!asksKept && !(request && replaceRequestId(*request, id))) {
             return false;
         }
         requestId = id;
@@ -68,8 +70,9 @@ public:
             if (transport.m_digest) {
                 replay.remember(*transport.m_digest);
             }
-        } else if (const auto digest = digestOf(transport.m_head)) {
-            replay.remember(std::exchange(request, {}), *digest, transport.m_questions);
+        } else if (const auto digest = digestOf(transport.m_head); digest && request) {
+            replay.remember(std::move(*request), *digest, transport.m_questions);
+            request.reset();
         }
     }
     bool askAgain() override
@@ -89,12 +92,7 @@ public:
     }
     void forgetReply() override { replay.forgetAnswer(); }
     void forgetQuestion() override { replay.invalidate(); }
-    void rest() override
-    {
-        if (!request.empty()) {
-            std::string().swap(request);
-        }
-    }
+    void rest() override { request.reset(); }
 
     std::string encode(Pdu pdu) const
     {
@@ -105,10 +103,10 @@ public:
     UdpTransport& transport;
     const Target& target;
     SnmpPeer& peer;
-    std::string request;
+    std::unique_ptr<std::string> request; // of most printers there is none most of the time
     ReplayCache replay;
     std::int32_t requestId = 0; // 0: nothing is asked
-    unsigned malformed = 0;     // replies to the question, since it was last sent
+    std::uint8_t malformed = 0; // replies to the question, since it was last sent
     bool wasSent = false;
     bool asksKept = false; // the question is the one in replay
 };
@@ -168,7 +166,7 @@ std::size_t UdpTransport::send(Lane lane, SnmpLink* const* batch, std::size_t co
 
 void UdpTransport::putBytes(const Link& link)
 {
-    const std::string* bytes = &link.request;
+    const std::string* bytes = link.request.get();
     if (link.asksKept) {
         std::string& repeated = m_repeated[m_datagrams.size()];
         link.replay.writeQuestion(link.requestId, repeated);
