@@ -22,6 +22,7 @@ struct FileKeeper::State
     void readNow() TARN_EXCLUDES(mutex);
     void workNow(Work work) TARN_EXCLUDES(mutex);
     void awaitRetry() TARN_REQUIRES(mutex);
+    bool hasOrders() const TARN_REQUIRES(mutex) { return wantsRead || toDo; }
 
     const std::string path;
     const std::size_t mostBytes;
@@ -33,6 +34,7 @@ struct FileKeeper::State
     Mutex mutex;
     CondVar changed;
     bool isRunning TARN_GUARDED_BY(mutex) = false;
+    bool isWaiting TARN_GUARDED_BY(mutex) = false; // the thread, for orders
     bool isStopping TARN_GUARDED_BY(mutex) = false;
     bool wantsRead TARN_GUARDED_BY(mutex) = false;
     bool hasRead TARN_GUARDED_BY(mutex) = false; // since it was last ordered
@@ -56,7 +58,7 @@ bool attempt(const Function& function) noexcept
 
 } // namespace
 
-// False when there is nothing to do any more.
+// False when the thread is to end.
 bool FileKeeper::State::doNext()
 {
     Work work;
@@ -66,6 +68,11 @@ bool FileKeeper::State::doNext()
         if (hasFailed) {
             awaitRetry();
         }
+        isWaiting = true;
+        while (!hasOrders() && !isStopping) {
+            changed.wait(mutex);
+        }
+        isWaiting = false;
         reads = std::exchange(wantsRead, false);
         if (!reads) {
             work.swap(toDo);
@@ -137,9 +144,6 @@ bool FileKeeper::State::ensureThread(const std::shared_ptr<State>& state, std::t
     if (state->isRunning) {
         return true;
     }
-    if (thread.joinable()) {
-        thread.join(); // it has let go of the mutex for the last time
-    }
     thread = workerThread("tarn-files", [state] {
         while (state->doNext()) {
         }
@@ -154,6 +158,7 @@ bool FileKeeper::read()
     m_state->wantsRead = true;
     m_state->wantsRead = m_library.isHeld() && State::ensureThread(m_state, m_thread);
     m_state->hasRead = m_state->hasRead && !m_state->wantsRead;
+    m_state->changed.notifyAll();
     return m_state->wantsRead;
 }
 
@@ -197,6 +202,9 @@ bool FileKeeper::stop(Deadline deadline)
     const MutexLock lock(m_state->mutex);
     m_state->isStopping = true;
     m_state->changed.notifyAll();
+    while (m_state->isWaiting && !m_state->hasOrders()) { // nothing stalls its end
+        m_state->changed.wait(m_state->mutex);
+    }
     while (m_thread.joinable() && m_state->isRunning &&
            m_state->changed.waitUntil(m_state->mutex, deadline)) {
     }

@@ -14,8 +14,8 @@
 namespace tarn {
 
 // FileKeeper reads and replaces one file in a thread of its own, "tarn-files", so that a file system that
-// stalls holds nobody up for longer than he is ready to wait. The thread exists only while there is something
-// to do.
+// stalls holds nobody up for longer than he is ready to wait. The thread is begun for the first order and lasts
+// until stop(): one for each order would leave memory behind in another of malloc's arenas each time.
 //
 // Invariants
 //  (1) One read or work is under way at a time, reads first; of works that wait only the newest is done.

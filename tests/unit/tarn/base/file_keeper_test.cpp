@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "tarn/src/base/files.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
@@ -87,16 +89,27 @@ TEST_F(FileKeeperTest, NobodyWaitsForWhatAnotherHasTaken)
     EXPECT_TRUE(files.awaitText(inAMinute()));
 }
 
-TEST_F(FileKeeperTest, ThreadEndsWhenThereIsNothingToDoAndComesBackWhenThereIs)
+TEST_F(FileKeeperTest, OneThreadServesFromTheFirstOrderUntilStop)
 {
     FileKeeper files = keeper();
     EXPECT_EQ(kel_test::ownThreads("tarn-files"), 0);
     for (const char* text : {"one", "two"}) {
         ASSERT_TRUE(files.replace(text));
         EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == text; }));
-        EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
+        EXPECT_EQ(kel_test::ownThreads("tarn-files"), 1);
     }
+    std::atomic<pid_t> first{0};
+    std::atomic<pid_t> second{0};
+    for (std::atomic<pid_t>* const thread : {&first, &second}) {
+        ASSERT_TRUE(files.carryOut([thread] {
+            *thread = ::gettid();
+            return true;
+        }));
+        ASSERT_TRUE(eventually([&] { return thread->load() != 0; }));
+    }
+    EXPECT_EQ(first, second);
     EXPECT_TRUE(files.stop(inAMinute()));
+    EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
 }
 
 TEST_F(FileKeeperTest, StopWaitsForWhatIsStillToBeWrittenAndThenNothingIsTaken)
@@ -151,7 +164,7 @@ TEST_F(FileKeeperTest, WhatCouldNotBeWrittenIsTriedAgainUntilItIs)
     EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 1; }));
     std::filesystem::remove(scratch.path("dir"));
     EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "text"; }));
-    EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
+    EXPECT_TRUE(files.stop(inAMinute()));
 }
 
 TEST_F(FileKeeperTest, ANewerTextDoesNotWaitForTheNextTryOfAnOlderOneAndStopDoesNeither)
