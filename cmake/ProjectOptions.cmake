@@ -2,7 +2,7 @@
 add_library(project_options INTERFACE)
 target_compile_features(project_options INTERFACE cxx_std_17)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(project_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2)
+target_compile_options(project_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 if(KEL_WERROR)
     target_compile_options(project_options INTERFACE -Werror)
 endif()
