@@ -10,12 +10,14 @@ constexpr const char* kVariable = "QT_XCB_GL_INTEGRATION";
 
 NoGlStack::NoGlStack() : m_isOurs(!qEnvironmentVariableIsSet(kVariable))
 {
-    if (m_isOurs)
+    if (m_isOurs) {
         qputenv(kVariable, "none");
+    }
 }
 
 NoGlStack::~NoGlStack()
 {
-    if (m_isOurs)
+    if (m_isOurs) {
         qunsetenv(kVariable);
+    }
 }

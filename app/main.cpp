@@ -27,18 +27,21 @@ constexpr int kFontPointSize = 11;
 
 void installTranslation(QTranslator& translator, const QString& file)
 {
-    if (translator.load(file, QStringLiteral(":/")))
+    if (translator.load(file, QStringLiteral(":/"))) {
         QCoreApplication::installTranslator(&translator);
+    }
 }
 
 void useFont(const QString& path)
 {
     const int id = QFontDatabase::addApplicationFont(path);
-    if (id == -1)
+    if (id == -1) {
         return;
+    }
     const QStringList families = QFontDatabase::applicationFontFamilies(id);
-    if (families.isEmpty())
+    if (families.isEmpty()) {
         return;
+    }
     QFont font(families.first(), kFontPointSize);
     font.setWeight(QFont::Normal);
     QApplication::setFont(font);
@@ -50,8 +53,9 @@ void useFont(const QString& path)
 // elsewhere Qt may never ask for the bus.
 void connectToSessionBus()
 {
-    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+    if (QGuiApplication::platformName() == QLatin1String("xcb")) {
         QDBusConnection::sessionBus(); // Qt keeps the connection
+    }
 }
 
 } // namespace

@@ -29,8 +29,9 @@ bool readJson(const std::string& text, Json::Value& root)
 
 std::string stringMember(const Json::Value& object, const char* key)
 {
-    if (!object.isMember(key))
+    if (!object.isMember(key)) {
         return {};
+    }
     const Json::Value& value = object[key];
     return value.isString() ? value.asString() : std::string();
 }

@@ -12,8 +12,9 @@ void PollGate::close()
 {
     const MutexLock lock(m_mutex);
     m_closing.store(true, std::memory_order_release);
-    while (m_inside > 0)
+    while (m_inside > 0) {
         m_left.wait(m_mutex);
+    }
 }
 
 long PollGate::inside()
@@ -25,8 +26,9 @@ long PollGate::inside()
 bool PollGate::enter()
 {
     const MutexLock lock(m_mutex);
-    if (isClosing())
+    if (isClosing()) {
         return false;
+    }
     ++m_inside;
     return true;
 }
@@ -34,8 +36,9 @@ bool PollGate::enter()
 void PollGate::leave()
 {
     const MutexLock lock(m_mutex);
-    if (--m_inside == 0)
+    if (--m_inside == 0) {
         m_left.notify_all();
+    }
 }
 
 PollGate& pollGate()

@@ -24,8 +24,9 @@ public:
         explicit Pass(PollGate& gate) : m_gate(gate), m_entered(gate.enter()) {}
         ~Pass()
         {
-            if (m_entered)
+            if (m_entered) {
                 m_gate.leave();
+            }
         }
         Pass(const Pass&) = delete;
         Pass& operator=(const Pass&) = delete;

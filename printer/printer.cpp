@@ -31,8 +31,9 @@ void Printer::setTask(boost::shared_ptr<twheel::TaskHandle> newTask)
 
 void Printer::cancel()
 {
-    if (!task)
+    if (!task) {
         return;
+    }
     task->cancel();
     task.reset();
 }
@@ -46,8 +47,9 @@ std::shared_ptr<const PrinterContext> Printer::snapshot() const
 void Printer::run()
 {
     const PollGate::Pass pass(pollGate());
-    if (!pass || !mutex.try_lock())
+    if (!pass || !mutex.try_lock()) {
         return;
+    }
     const MutexLock lock(mutex, std::adopt_lock);
     try {
         poll();
@@ -59,8 +61,9 @@ void Printer::poll()
 {
     const int result = queryPrinterStatus(context, m_appliedDocument);
     const std::shared_ptr<const PrinterContext> copy = publish();
-    if (result == 0 && callback)
+    if (result == 0 && callback) {
         callback(*copy); // takes a copy of the copy: the receiver shares nothing with this thread
+    }
 }
 
 std::shared_ptr<const PrinterContext> Printer::publish()

@@ -41,8 +41,9 @@ PrinterContext::PrinterContext(const PrinterContext& other)
 
 PrinterContext& PrinterContext::operator=(const PrinterContext& other)
 {
-    if (this == &other)
+    if (this == &other) {
         return *this;
+    }
     uuid = freshCopy(other.uuid);
     printerName = freshCopy(other.printerName);
     manufacturer = freshCopy(other.manufacturer);

@@ -35,11 +35,13 @@ std::vector<PrinterContext> readPrinterList(const std::string& text)
 {
     std::vector<PrinterContext> result;
     Json::Value root;
-    if (!readJson(text, root) || !root.isArray())
+    if (!readJson(text, root) || !root.isArray()) {
         return result;
+    }
     for (const Json::Value& element : root) {
-        if (!canHaveMembers(element))
+        if (!canHaveMembers(element)) {
             continue;
+        }
         const PrinterContext context = readPrinter(element);
         result.push_back(context); // a copy: texts end at their first NUL from here on
     }
@@ -57,25 +59,30 @@ enum class Answer
 // text becomes the library's answer. Compared first: an answer that is expected is not even copied.
 Answer converse(const std::string& sent, std::optional<std::string>& text) KEL_REQUIRES(tarnEntryTable.mutex)
 {
-    if (tarnEntryTable.setPrinterList(sent.c_str()) != 0)
+    if (tarnEntryTable.setPrinterList(sent.c_str()) != 0) {
         return Answer::None;
+    }
     char* out = nullptr;
-    if (tarnEntryTable.getPrinterList(&out) != 0 || out == nullptr)
+    if (tarnEntryTable.getPrinterList(&out) != 0 || out == nullptr) {
         return Answer::None; // kept on purpose: a list that comes with an error is not handed back
+    }
     const TarnText list(out, tarnEntryTable.freePrinterList);
-    if (text && *text == list.get())
+    if (text && *text == list.get()) {
         return Answer::Same;
+    }
     text = list.get();
     return Answer::New;
 }
 
 Answer exchange(const std::string& sent, std::optional<std::string>& text)
 {
-    if (!tarnEntryTable.loaded)
+    if (!tarnEntryTable.loaded) {
         return Answer::None;
+    }
     const TarnTurn turn(TarnTurn::Who::Registry);
-    if (tarnEntryTable.handle == nullptr)
+    if (tarnEntryTable.handle == nullptr) {
         return Answer::None;
+    }
     try {
         return converse(sent, text);
     } catch (...) {
@@ -98,13 +105,15 @@ std::vector<std::string> readModels(const std::string& text)
 {
     std::vector<std::string> result;
     Json::Value root;
-    if (!readJson(text, root) || !root.isArray())
+    if (!readJson(text, root) || !root.isArray()) {
         return result;
+    }
     const Json::Value& array = root;
     for (const Json::Value& element : array) {
         std::string model;
-        if (canHaveMembers(element) && readModel(element, model))
+        if (canHaveMembers(element) && readModel(element, model)) {
             result.push_back(model);
+        }
     }
     return result;
 }
@@ -115,8 +124,9 @@ std::string networkPrintersText(const std::vector<PrinterContext>& printers)
 {
     Json::Value root;
     for (const PrinterContext& printer : printers) {
-        if (printer.isUsbPrinter)
+        if (printer.isUsbPrinter) {
             continue;
+        }
         Json::Value object;
         object["printerName"] = printer.printerName;
         object["manufacturer"] = printer.manufacturer;
@@ -129,11 +139,13 @@ std::string networkPrintersText(const std::vector<PrinterContext>& printers)
 
 std::vector<PrinterContext> syncPrinterList(const std::vector<PrinterContext>& printers)
 {
-    if (!tarnEntryTable.loaded)
+    if (!tarnEntryTable.loaded) {
         return {};
+    }
     std::optional<std::string> text;
-    if (exchange(networkPrintersText(printers), text) == Answer::None)
+    if (exchange(networkPrintersText(printers), text) == Answer::None) {
         return {};
+    }
     return readPrinterList(*text);
 }
 
@@ -145,8 +157,9 @@ std::optional<std::vector<PrinterContext>> ListExchange::run(const std::vector<P
         m_revision = revision;
     }
     const Answer answer = exchange(m_sent, m_received);
-    if (answer == Answer::Same && m_confirmed)
+    if (answer == Answer::Same && m_confirmed) {
         return std::nullopt;
+    }
     m_confirmed = false;
     if (answer == Answer::None) {
         m_received.reset();
@@ -162,11 +175,13 @@ void ListExchange::confirm()
 
 std::vector<std::string> getPrinterModels()
 {
-    if (!tarnEntryTable.loaded)
+    if (!tarnEntryTable.loaded) {
         return {};
+    }
     const TarnTurn turn(TarnTurn::Who::Registry);
-    if (tarnEntryTable.handle == nullptr)
+    if (tarnEntryTable.handle == nullptr) {
         return {};
+    }
     try {
         char* text = nullptr;
         tarnEntryTable.getModels(&text);

@@ -43,13 +43,15 @@ PrinterManager::~PrinterManager()
     stopPolling();
     {
         const MutexLock lock(m_listMutex);
-        for (const PrinterPtr& printer : printers)
+        for (const PrinterPtr& printer : printers) {
             printer->cancel();
+        }
         m_byName.clear();
         printers.clear();
     }
-    if (libraryLoaded)
+    if (libraryLoaded) {
         unloadTarnLibrary();
+    }
 }
 
 void PrinterManager::setCallback(std::function<void(PrinterContext)> newCallback)
@@ -62,19 +64,22 @@ void PrinterManager::start()
     const MutexLock lock(mutex);
     const std::vector<PrinterContext>& stored = m_store.load();
     const std::optional<std::vector<PrinterContext>> known = m_exchange.run(stored, m_store.revision());
-    if (!known)
+    if (!known) {
         return; // the list that the printers agree with already
+    }
     dropVanished(*known);
-    for (const PrinterContext& context : *known)
+    for (const PrinterContext& context : *known) {
         addPrinter(context);
+    }
     m_exchange.confirm();
 }
 
 void PrinterManager::dropVanished(const std::vector<PrinterContext>& known)
 {
     std::unordered_set<std::string_view> names;
-    for (const PrinterContext& context : known)
+    for (const PrinterContext& context : known) {
         names.insert(context.printerName);
+    }
     std::vector<PrinterPtr> dropped; // released after the lock
     const MutexLock lock(m_listMutex);
     const auto isKnown = [&](const PrinterPtr& printer) { return names.count(printer->printerName()) != 0; };
@@ -82,14 +87,16 @@ void PrinterManager::dropVanished(const std::vector<PrinterContext>& known)
     dropped.assign(firstDropped, printers.end());
     printers.erase(firstDropped, printers.end());
     // kept on purpose: a dropped printer's task is not cancelled.
-    for (const PrinterPtr& printer : dropped)
+    for (const PrinterPtr& printer : dropped) {
         m_byName.erase(printer->printerName());
+    }
 }
 
 bool PrinterManager::addPrinter(const PrinterContext& context)
 {
-    if (find(context.printerName))
+    if (find(context.printerName)) {
         return false;
+    }
     const PrinterPtr printer = boost::make_shared<Printer>(context);
     printer->setCallback(callback);
     printer->setTask(g_scheduler.schedule(kFirstPollDelay, kPollPeriod, printer));
@@ -109,21 +116,24 @@ PrinterManager::PrinterPtr PrinterManager::find(const std::string& printerName)
 std::vector<PrinterContext> PrinterManager::getPrinters()
 {
     const MutexLock lock(mutex);
-    if (!libraryLoaded)
+    if (!libraryLoaded) {
         throw LibraryNotReady;
+    }
     const MutexLock listLock(m_listMutex);
     std::vector<PrinterContext> contexts;
     contexts.reserve(printers.size());
-    for (const PrinterPtr& printer : printers)
+    for (const PrinterPtr& printer : printers) {
         contexts.push_back(*printer->snapshot());
+    }
     return contexts;
 }
 
 PrinterContext PrinterManager::getPrinter(const std::string& printerName)
 {
     const PrinterPtr printer = find(printerName);
-    if (!printer)
+    if (!printer) {
         throw PrinterNotFound;
+    }
     return *printer->snapshot();
 }
 
@@ -137,15 +147,17 @@ void PrinterManager::savePrinters(const std::vector<PrinterContext>& list)
 std::vector<std::string> PrinterManager::getModels()
 {
     const MutexLock lock(mutex);
-    if (!libraryLoaded)
+    if (!libraryLoaded) {
         throw LibraryNotReady;
+    }
     return getPrinterModels();
 }
 
 void PrinterManager::refresh(const std::string& printerName)
 {
-    if (const PrinterPtr printer = find(printerName))
+    if (const PrinterPtr printer = find(printerName)) {
         g_scheduler.schedule(0, printer);
+    }
 }
 
 void PrinterManager::stopPolling()

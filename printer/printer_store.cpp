@@ -61,8 +61,9 @@ std::vector<PrinterContext> parsePrinters(const std::string& text)
 {
     std::vector<PrinterContext> printers;
     Json::Value root;
-    if (!readJson(text, root) || !root.isArray())
+    if (!readJson(text, root) || !root.isArray()) {
         return printers;
+    }
     for (const Json::Value& element : root) {
         PrinterContext context(false);
         if (element.isObject()) {
@@ -87,8 +88,9 @@ StoreFile PrinterStore::openLock(Purpose purpose) const
 {
     const int create = purpose == Purpose::Save ? O_CREAT : 0;
     StoreFile own = StoreFile::open(m_path + ".lock", O_RDONLY | create | O_NOFOLLOW, 0600);
-    if (own.isOpen() && own.isRegular())
+    if (own.isOpen() && own.isRegular()) {
         return own;
+    }
     return StoreFile::open(m_path, O_RDONLY);
 }
 
@@ -96,25 +98,30 @@ void PrinterStore::ensureFileExists() const
 {
     const fs::path path = pathOf(m_path);
     const fs::path directory = path.parent_path();
-    if (!doesExist(directory))
+    if (!doesExist(directory)) {
         fs::create_directories(directory);
-    if (doesExist(path))
+    }
+    if (doesExist(path)) {
         return;
+    }
     // Not truncated: another process may have created and filled it since we looked.
     const StoreFile file = StoreFile::open(m_path, O_WRONLY | O_CREAT, 0666);
     const StoreFile lock = openLock(Purpose::Load);
-    if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience))
+    if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience)) {
         return;
-    if (file.isEmpty() && !file.replaceContent("[]"))
+    }
+    if (file.isEmpty() && !file.replaceContent("[]")) {
         return;
+    }
     fs::permissions(path, fs::all_all);
 }
 
 bool PrinterStore::readStored(std::string& text) const
 {
     const StoreFile file = StoreFile::open(m_path, O_RDONLY);
-    if (!file.isOpen() || !file.isRegular())
+    if (!file.isOpen() || !file.isRegular()) {
         return false;
+    }
     const StoreFile lock = openLock(Purpose::Load);
     if (!lock.lock(LOCK_SH, m_hasLoaded ? kLoadPatience : kSavePatience) && m_hasLoaded) {
         text = m_text; // somebody is saving: what we know is better than half a file
@@ -127,18 +134,20 @@ const std::vector<PrinterContext>& PrinterStore::load()
 {
     ensureFileExists();
     std::string text;
-    if (!readStored(text))
+    if (!readStored(text)) {
         text.clear();
-    else if (::access(m_journalPath.c_str(), F_OK) == 0)
+    } else if (::access(m_journalPath.c_str(), F_OK) == 0) {
         completeInterruptedSave(text);
+    }
     remember(text);
     return m_printers;
 }
 
 void PrinterStore::remember(const std::string& text)
 {
-    if (m_hasLoaded && text == m_text)
+    if (m_hasLoaded && text == m_text) {
         return;
+    }
     m_printers = parsePrinters(text);
     ++m_revision;
     m_text = text;
@@ -151,8 +160,9 @@ bool PrinterStore::completeInterruptedSave(std::string& text) const
     const StoreFile writable = StoreFile::open(m_path, O_WRONLY);
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
     const StoreFile lock = openLock(Purpose::Load);
-    if (!lock.lock(LOCK_EX, kLoadPatience) || !readable.readAll(text))
+    if (!lock.lock(LOCK_EX, kLoadPatience) || !readable.readAll(text)) {
         return false;
+    }
     resolveJournal(writable, text);
     return true;
 }
@@ -161,13 +171,15 @@ bool PrinterStore::completeInterruptedSave(std::string& text) const
 void PrinterStore::resolveJournal(const StoreFile& file, std::string& text) const
 {
     const StoreFile journal = StoreFile::open(m_journalPath, O_RDONLY | O_NOFOLLOW);
-    if (!journal.isOpen() || !journal.isRegular())
+    if (!journal.isOpen() || !journal.isRegular()) {
         return;
+    }
     std::string saved;
     if (!isWhole(text) && journal.readAll(saved) && isWholeSave(saved)) {
         text = saved;
-        if (!file.isOpen() || !file.replaceContent(saved))
+        if (!file.isOpen() || !file.replaceContent(saved)) {
             return; // the journal stays until the file can be written
+        }
     }
     ::unlink(m_journalPath.c_str());
 }
@@ -175,10 +187,12 @@ void PrinterStore::resolveJournal(const StoreFile& file, std::string& text) cons
 PrinterStore::Journal PrinterStore::writeJournal(const std::string& text) const
 {
     const StoreFile journal = StoreFile::open(m_journalPath, O_WRONLY | O_CREAT | O_NOFOLLOW, 0600);
-    if (!journal.isOpen())
+    if (!journal.isOpen()) {
         return errno == ENOSPC || errno == EDQUOT || errno == EIO ? Journal::Failed : Journal::NotPossible;
-    if (!journal.isRegular())
+    }
+    if (!journal.isRegular()) {
         return Journal::NotPossible;
+    }
     if (!journal.replaceContent(text)) {
         const int code = errno;
         ::unlink(m_journalPath.c_str());
@@ -192,31 +206,37 @@ PrinterStore::Journal PrinterStore::writeJournal(const std::string& text) const
 // A list that another one replaces can be had back by hand. That it cannot be kept is no reason not to save.
 void PrinterStore::keepPrevious(const StoreFile& file, const std::string& old, const std::string& text) const
 {
-    if (old == text || parsePrinters(old).empty())
+    if (old == text || parsePrinters(old).empty()) {
         return;
+    }
     const std::string previous = m_path + ".previous";
     const std::string fresh = previous + ".new"; // what a killed save left of it is written over
     const StoreFile copy = StoreFile::open(fresh, O_WRONLY | O_CREAT | O_NOFOLLOW, 0600);
-    if (!copy.isOpen() || !copy.isRegular())
+    if (!copy.isOpen() || !copy.isRegular()) {
         return;
+    }
     // The folder is synced with the journal that follows.
-    if (!copy.replaceContent(old) || !copy.takeModeOf(file) || ::rename(fresh.c_str(), previous.c_str()) != 0)
+    if (!copy.replaceContent(old) || !copy.takeModeOf(file) ||
+        ::rename(fresh.c_str(), previous.c_str()) != 0) {
         ::unlink(fresh.c_str());
+    }
 }
 
 void PrinterStore::writeInPlace(const StoreFile& file, const std::string& text, const std::string* old,
                                 bool journalled) const
 {
     if (file.replaceContent(text)) {
-        if (journalled)
+        if (journalled) {
             ::unlink(m_journalPath.c_str());
+        }
         return;
     }
     const int code = errno;
     // The old list had room a moment ago. Where it has none any more, the journal stays and the next load
     // completes the save.
-    if (old != nullptr && file.replaceContent(*old) && journalled)
+    if (old != nullptr && file.replaceContent(*old) && journalled) {
         ::unlink(m_journalPath.c_str());
+    }
     errno = code;
     throwStoreError(m_path);
 }
@@ -227,18 +247,22 @@ void PrinterStore::save(const std::vector<PrinterContext>& list)
     const std::string text = networkPrintersText(list);
     const StoreFile file = StoreFile::open(m_path, O_WRONLY);
     const StoreFile lock = openLock(Purpose::Save);
-    if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience))
+    if (!file.isOpen() || !lock.lock(LOCK_EX, kSavePatience)) {
         throwStoreError(m_path);
+    }
     std::string old;
     const StoreFile readable = StoreFile::open(m_path, O_RDONLY);
     const bool hasOld = readable.isOpen() && readable.isRegular() && readable.readAll(old);
-    if (hasOld)
+    if (hasOld) {
         resolveJournal(file, old);
-    if (hasOld)
+    }
+    if (hasOld) {
         keepPrevious(file, old, text);
+    }
     const Journal journal = writeJournal(text);
-    if (journal == Journal::Failed)
+    if (journal == Journal::Failed) {
         throwStoreError(m_path);
+    }
     writeInPlace(file, text, hasOld ? &old : nullptr, journal == Journal::Written);
 }
 

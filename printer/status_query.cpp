@@ -41,8 +41,9 @@ private:
 // Fetches the member's text; false when the document does not have it as a JSON string.
 bool textOf(const Json::Value& document, const char* key, std::string& text)
 {
-    if (!document.isMember(key) || !document[key].isString())
+    if (!document.isMember(key) || !document[key].isString()) {
         return false;
+    }
     text = document[key].asString();
     return true;
 }
@@ -56,8 +57,9 @@ std::int32_t toNumber(const std::string& text)
 bool readNumber(const Json::Value& document, const char* key, std::int32_t& field)
 {
     std::string text;
-    if (!textOf(document, key, text))
+    if (!textOf(document, key, text)) {
         return false;
+    }
     field = toNumber(text);
     return true;
 }
@@ -65,16 +67,19 @@ bool readNumber(const Json::Value& document, const char* key, std::int32_t& fiel
 void readFlag(const Json::Value& document, const char* key, bool& field)
 {
     std::string text;
-    if (textOf(document, key, text))
+    if (textOf(document, key, text)) {
         field = toNumber(text) == 1;
+    }
 }
 
 void applyStatusDocument(const Json::Value& document, PrinterContext& context)
 {
-    if (!document.isObject())
+    if (!document.isObject()) {
         return;
-    if (!readNumber(document, "toner", context.kToner))
+    }
+    if (!readNumber(document, "toner", context.kToner)) {
         readNumber(document, "black", context.kToner);
+    }
     readNumber(document, "CToner", context.cToner);
     readNumber(document, "MToner", context.mToner);
     readNumber(document, "YToner", context.yToner);
@@ -94,8 +99,9 @@ void readText(void* printer, Getter getter, TarnText::Free free, std::string& fi
     char* out = nullptr;
     getter(printer, &out);
     const TarnText text(out, free);
-    if (text.get() != nullptr)
+    if (text.get() != nullptr) {
         field = text.get();
+    }
 }
 
 // A document that the reader refuses is ignored as a whole. One that has been applied would change nothing:
@@ -106,14 +112,17 @@ void readInfo(void* printer, Getter getter, TarnText::Free free, PrinterContext&
     char* out = nullptr;
     getter(printer, &out);
     const TarnText text(out, free);
-    if (text.get() == nullptr || applied == text.get())
+    if (text.get() == nullptr || applied == text.get()) {
         return;
+    }
     applied = text.get();
     Json::Value document;
-    if (readJson(applied, document))
+    if (readJson(applied, document)) {
         applyStatusDocument(document, context);
-    if (applied.size() > kLongestKept)
+    }
+    if (applied.size() > kLongestKept) {
         std::string().swap(applied);
+    }
 }
 
 int converse(PrinterContext& context, std::string& applied) KEL_REQUIRES(tarnEntryTable.mutex)
@@ -142,12 +151,14 @@ int queryPrinterStatus(PrinterContext& context)
 
 int queryPrinterStatus(PrinterContext& context, std::string& applied)
 {
-    if (!tarnEntryTable.loaded)
+    if (!tarnEntryTable.loaded) {
         return -1;
+    }
     const TarnTurn turn(TarnTurn::Who::Poll);
     // Waiting for the turn may have lasted until the end of the program.
-    if (tarnEntryTable.handle == nullptr || pollGate().isClosing())
+    if (tarnEntryTable.handle == nullptr || pollGate().isClosing()) {
         return -1;
+    }
     try {
         return converse(context, applied);
     } catch (...) {

@@ -12,8 +12,9 @@ namespace morvik::kel {
 
 StoreFile::~StoreFile()
 {
-    if (m_descriptor < 0)
+    if (m_descriptor < 0) {
         return;
+    }
     const int saved = errno;
     ::close(m_descriptor);
     errno = saved;
@@ -61,8 +62,9 @@ bool StoreFile::lock(int operation, std::chrono::milliseconds patience) const
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (::flock(m_descriptor, operation | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR)
+        if (errno != EWOULDBLOCK && errno != EINTR) {
             return true; // a file system without such locks: nobody else can hold one either
+        }
         if (std::chrono::steady_clock::now() >= deadline) {
             errno = EWOULDBLOCK;
             return false;
@@ -84,36 +86,42 @@ constexpr off_t kMaxReserved = off_t{1} << 26;
 bool StoreFile::readAll(std::string& text) const
 {
     text.clear();
-    if (::lseek(m_descriptor, 0, SEEK_SET) != 0)
+    if (::lseek(m_descriptor, 0, SEEK_SET) != 0) {
         return false;
+    }
     struct stat data = {};
-    if (::fstat(m_descriptor, &data) == 0 && data.st_size > 0 && data.st_size < kMaxReserved)
+    if (::fstat(m_descriptor, &data) == 0 && data.st_size > 0 && data.st_size < kMaxReserved) {
         text.reserve(static_cast<std::size_t>(data.st_size));
+    }
     std::string block(std::size_t{1} << 16, '\0');
     for (;;) {
         const ssize_t count = ::read(m_descriptor, block.data(), block.size());
-        if (count == 0)
+        if (count == 0) {
             return true;
-        if (count > 0)
+        }
+        if (count > 0) {
             text.append(block, 0, static_cast<std::size_t>(count));
-        else if (errno != EINTR)
+        } else if (errno != EINTR) {
             return false;
+        }
     }
 }
 
 bool StoreFile::replaceContent(const std::string& text) const
 {
     // Devices cannot be truncated, and need not be.
-    if (isRegular() && ::ftruncate(m_descriptor, 0) != 0)
+    if (isRegular() && ::ftruncate(m_descriptor, 0) != 0) {
         return false;
+    }
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t count =
             ::pwrite(m_descriptor, text.data() + written, text.size() - written, static_cast<off_t>(written));
-        if (count > 0)
+        if (count > 0) {
             written += static_cast<std::size_t>(count);
-        else if (count == 0 || errno != EINTR)
+        } else if (count == 0 || errno != EINTR) {
             return false;
+        }
     }
     return ::fsync(m_descriptor) == 0 || errno == EINVAL || errno == EROFS;
 }
@@ -123,8 +131,9 @@ void syncDirectoryOf(const std::string& path)
     const std::size_t slash = path.rfind('/');
     const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor < 0) {
         return;
+    }
     ::fsync(descriptor);
     ::close(descriptor);
 }

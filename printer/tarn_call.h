@@ -12,8 +12,9 @@ public:
     TarnText(char* text, Free free) : m_text(text), m_free(free) {}
     ~TarnText()
     {
-        if (m_text == nullptr)
+        if (m_text == nullptr) {
             return;
+        }
         try {
             m_free(&m_text);
         } catch (...) { // the library's own affair: nothing of ours depends on it

@@ -86,8 +86,9 @@ void callIgnoringAll(Call call) noexcept
 
 TarnTurn::TarnTurn(Who who) KEL_NO_THREAD_SAFETY_ANALYSIS : m_who(who)
 {
-    if (m_who == Who::Poll)
+    if (m_who == Who::Poll) {
         pollQueue.lock();
+    }
     next.lock();
     tarnEntryTable.mutex.lock();
     next.unlock();
@@ -96,16 +97,18 @@ TarnTurn::TarnTurn(Who who) KEL_NO_THREAD_SAFETY_ANALYSIS : m_who(who)
 TarnTurn::~TarnTurn() KEL_NO_THREAD_SAFETY_ANALYSIS
 {
     tarnEntryTable.mutex.unlock();
-    if (m_who == Who::Poll)
+    if (m_who == Who::Poll) {
         pollQueue.unlock();
+    }
 }
 
 std::string tarnLibraryDir()
 {
     const QString variable = QStringLiteral("TARN_DIR");
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    if (environment.contains(variable))
+    if (environment.contains(variable)) {
         return environment.value(variable).toUtf8().toStdString();
+    }
     return (QCoreApplication::applicationDirPath() + QStringLiteral("/../lib")).toUtf8().toStdString();
 }
 
@@ -114,11 +117,13 @@ bool loadTarnLibrary(const std::string& dir)
     const std::string path = dir + "/libtarn.so";
     const TarnTurn turn(TarnTurn::Who::Registry);
     tarnEntryTable.handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_GLOBAL);
-    if (tarnEntryTable.handle == nullptr)
+    if (tarnEntryTable.handle == nullptr) {
         return false;
+    }
     // kept on purpose: a library that lacks an entry point stays open, and what was found stays in the table.
-    if (!resolveEntryPoints())
+    if (!resolveEntryPoints()) {
         return false;
+    }
     callIgnoringAll(tarnEntryTable.init);
     callIgnoringAll([setOptions = tarnEntryTable.setOptions] { setOptions(kTarnOptions); });
     tarnEntryTable.loaded = true;

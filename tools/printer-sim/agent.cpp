@@ -70,8 +70,9 @@ Value absence(const Request& request, const Oid& name)
     const std::ptrdiff_t arcs = name.back() == 0 ? 1 : 2;
     for (std::ptrdiff_t dropped = 1; dropped <= arcs && static_cast<std::size_t>(dropped) < name.size();
          ++dropped) {
-        if (request.printer.hasBelow(Oid(name.begin(), name.end() - dropped), request.seconds))
+        if (request.printer.hasBelow(Oid(name.begin(), name.end() - dropped), request.seconds)) {
             return exception(ValueType::NoSuchInstance);
+        }
     }
     return exception(ValueType::NoSuchObject);
 }
@@ -81,10 +82,12 @@ Message get(const Request& request)
     Message reply = replyTo(request.message);
     for (const Varbind& asked : request.message.pdu.varbinds) {
         auto value = request.printer.get(asked.name, request.seconds);
-        if (value && request.isV1() && value->type == ValueType::Counter64)
+        if (value && request.isV1() && value->type == ValueType::Counter64) {
             value.reset(); // v1 has no such type (RFC 3584 4.1.2.1)
-        if (!value && request.isV1())
+        }
+        if (!value && request.isV1()) {
             return errorReply(request, code(ErrorStatus::NoSuchName), reply.pdu.varbinds.size() + 1);
+        }
         reply.pdu.varbinds.push_back({asked.name, value ? std::move(*value) : absence(request, asked.name)});
     }
     return reply;
@@ -94,10 +97,12 @@ Message get(const Request& request)
 Varbind nextOf(const Request& request, const Oid& name)
 {
     auto found = request.printer.next(name, request.seconds);
-    while (found && request.isV1() && found->value.type == ValueType::Counter64)
+    while (found && request.isV1() && found->value.type == ValueType::Counter64) {
         found = request.printer.next(found->name, request.seconds);
-    if (!found)
+    }
+    if (!found) {
         return {name, exception(ValueType::EndOfMibView)};
+    }
     return {std::move(found->name), std::move(found->value)};
 }
 
@@ -106,8 +111,9 @@ Message getNext(const Request& request)
     Message reply = replyTo(request.message);
     for (const Varbind& asked : request.message.pdu.varbinds) {
         Varbind next = nextOf(request, asked.name);
-        if (request.isV1() && next.value.type == ValueType::EndOfMibView)
+        if (request.isV1() && next.value.type == ValueType::EndOfMibView) {
             return errorReply(request, code(ErrorStatus::NoSuchName), reply.pdu.varbinds.size() + 1);
+        }
         reply.pdu.varbinds.push_back(std::move(next));
     }
     return reply;
@@ -123,8 +129,9 @@ Message getBulk(const Request& request)
     const std::size_t mostVarbinds = request.maxSize / kLeastVarbind + 1;
     Message reply = replyTo(request.message);
     std::vector<Varbind>& out = reply.pdu.varbinds;
-    for (std::size_t i = 0; i < once; ++i)
+    for (std::size_t i = 0; i < once; ++i) {
         out.push_back(nextOf(request, asked[i].name));
+    }
     const std::size_t width = asked.size() - once;
     for (std::int32_t round = 0; round < rounds && width > 0 && out.size() < mostVarbinds; ++round) {
         bool anyLeft = false;
@@ -133,8 +140,9 @@ Message getBulk(const Request& request)
             out.push_back(nextOf(request, from));
             anyLeft = anyLeft || out.back().value.type != ValueType::EndOfMibView;
         }
-        if (!anyLeft)
+        if (!anyLeft) {
             break;
+        }
     }
     return reply;
 }
@@ -147,24 +155,28 @@ bool isUnsigned32(ValueType type)
 std::int32_t setError(const Request& request, const Varbind& wanted)
 {
     const auto present = request.printer.get(wanted.name, request.seconds);
-    if (!present)
+    if (!present) {
         return request.isV1() ? code(ErrorStatus::NoSuchName) : kNotWritable;
+    }
     // A counter may be set as either type of 32 bits: command lines have no letter for both.
     if (present->type != wanted.value.type &&
-        !(isUnsigned32(present->type) && isUnsigned32(wanted.value.type)))
+        !(isUnsigned32(present->type) && isUnsigned32(wanted.value.type))) {
         return request.isV1() ? code(ErrorStatus::BadValue) : kWrongType;
+    }
     return code(ErrorStatus::NoError);
 }
 
 // All or nothing (RFC 3416 4.2.5).
 Message set(const Request& request, const AgentSettings& settings)
 {
-    if (request.message.community != settings.writeCommunity)
+    if (request.message.community != settings.writeCommunity) {
         return errorReply(request, request.isV1() ? code(ErrorStatus::NoSuchName) : kNoAccess, 1);
+    }
     const std::vector<Varbind>& wanted = request.message.pdu.varbinds;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
-        if (const std::int32_t error = setError(request, wanted[i]); error != 0)
+        if (const std::int32_t error = setError(request, wanted[i]); error != 0) {
             return errorReply(request, error, i + 1);
+        }
     }
     for (const Varbind& varbind : wanted) {
         Value value = varbind.value;
@@ -203,8 +215,9 @@ std::optional<Message> dispatch(const Request& request, const AgentSettings& set
     case PduType::SetRequest:
         return set(request, settings);
     case PduType::GetBulkRequest:
-        if (!request.isV1())
+        if (!request.isV1()) {
             return getBulk(request);
+        }
         break;
     case PduType::Response:
         break;
@@ -219,24 +232,30 @@ std::optional<std::string> answer(tarn::snmp::ByteView datagram, Printer& printe
 {
     const auto message = tarn::snmp::decodeMessage(datagram);
     if (!message ||
-        (message->community != settings.readCommunity && message->community != settings.writeCommunity))
+        (message->community != settings.readCommunity && message->community != settings.writeCommunity)) {
         return std::nullopt;
-    if ((settings.v1Only || printer.kind().v1Only) && message->version != Version::V1)
+    }
+    if ((settings.v1Only || printer.kind().v1Only) && message->version != Version::V1) {
         return std::nullopt;
+    }
     const std::size_t ownSize = printer.kind().maxMessageSize;
     const Request request{*message, printer, seconds, ownSize != 0 ? ownSize : settings.maxMessageSize};
     auto reply = dispatch(request, settings);
-    if (!reply)
+    if (!reply) {
         return std::nullopt;
+    }
     std::string bytes = tarn::snmp::encodeMessage(*reply);
-    if (bytes.size() <= request.maxSize)
+    if (bytes.size() <= request.maxSize) {
         return bytes;
-    if (message->pdu.type == PduType::GetBulkRequest)
+    }
+    if (message->pdu.type == PduType::GetBulkRequest) {
         return cutToSize(std::move(*reply), request.maxSize);
+    }
     // v1 hands the request's varbinds back, v2c none (RFC 1157 4.1.2, RFC 3416 4.2.1).
     Message tooBig = errorReply(request, code(ErrorStatus::TooBig), 0);
-    if (!request.isV1())
+    if (!request.isV1()) {
         tooBig.pdu.varbinds.clear();
+    }
     bytes = tarn::snmp::encodeMessage(tooBig);
     return bytes.size() <= request.maxSize ? std::optional<std::string>(bytes) : std::nullopt;
 }

@@ -19,8 +19,9 @@ std::string setRow(Printer& printer, const std::string& argument, double seconds
 std::string unsetRow(Printer& printer, const std::string& argument)
 {
     const auto oid = parseOid(argument);
-    if (!oid)
+    if (!oid) {
         return "no object identifier";
+    }
     printer.unset(*oid);
     return {};
 }
@@ -29,8 +30,9 @@ std::string setFaults(Printer& printer, const std::string& argument)
 {
     FaultPlan plan;
     const std::string wrong = argument == "none" ? std::string() : parseFaults(argument, plan);
-    if (!wrong.empty())
+    if (!wrong.empty()) {
         return "unknown fault " + wrong;
+    }
     printer.faults = plan;
     return {};
 }
@@ -38,18 +40,22 @@ std::string setFaults(Printer& printer, const std::string& argument)
 // The reason why it could not be done; empty when it was.
 std::string apply(const std::string& command, Printer& printer, const std::string& argument, double seconds)
 {
-    if (command == "set")
+    if (command == "set") {
         return setRow(printer, argument, seconds);
-    if (command == "unset")
+    }
+    if (command == "unset") {
         return unsetRow(printer, argument);
-    if (command == "faults")
+    }
+    if (command == "faults") {
         return setFaults(printer, argument);
-    if (command == "on")
+    }
+    if (command == "on") {
         printer.switchOn(seconds);
-    else if (command == "off")
+    } else if (command == "off") {
         printer.switchOff();
-    else
+    } else {
         return "unknown command " + command;
+    }
     return {};
 }
 
@@ -57,8 +63,9 @@ std::string applyToAll(const std::string& command, Simulation& simulation, const
                        double seconds)
 {
     for (Printer& printer : simulation.printers()) {
-        if (std::string reason = apply(command, printer, argument, seconds); !reason.empty())
+        if (std::string reason = apply(command, printer, argument, seconds); !reason.empty()) {
             return reason;
+        }
     }
     return {};
 }
@@ -83,14 +90,16 @@ std::string runCommand(const std::string& line, Simulation& simulation, double s
     try {
         const auto address = parseAddress(target);
         Printer* printer = address ? simulation.find(*address) : nullptr;
-        if (command == "count" && printer != nullptr)
+        if (command == "count" && printer != nullptr) {
             return countText(simulation.counters(*address));
-        if (printer != nullptr)
+        }
+        if (printer != nullptr) {
             reason = apply(command, *printer, argument, seconds);
-        else if (target == "all" && command != "count")
+        } else if (target == "all" && command != "count") {
             reason = applyToAll(command, simulation, argument, seconds);
-        else
+        } else {
             reason = "no printer at \"" + target + "\"";
+        }
     } catch (const InputError& error) {
         reason = error.what();
     }

@@ -15,8 +15,10 @@ bool parseBounded(std::string_view text, std::uint32_t most, std::uint32_t& numb
 {
     std::uint32_t parsed = 0;
     const auto result = std::from_chars(text.data(), text.data() + text.size(), parsed);
-    if (text.empty() || result.ec != std::errc() || result.ptr != text.data() + text.size() || parsed > most)
+    if (text.empty() || result.ec != std::errc() || result.ptr != text.data() + text.size() ||
+        parsed > most) {
         return false;
+    }
     number = parsed;
     return true;
 }
@@ -26,14 +28,17 @@ bool parseDelay(std::string_view text, FaultPlan& plan)
 {
     const std::size_t dots = text.find("..");
     FaultPlan parsed = plan;
-    if (!parseBounded(text.substr(0, dots), kMostDelayMs, parsed.delayLeastMs))
+    if (!parseBounded(text.substr(0, dots), kMostDelayMs, parsed.delayLeastMs)) {
         return false;
+    }
     parsed.delayMostMs = parsed.delayLeastMs;
     if (dots != std::string_view::npos &&
-        !parseBounded(text.substr(dots + 2), kMostDelayMs, parsed.delayMostMs))
+        !parseBounded(text.substr(dots + 2), kMostDelayMs, parsed.delayMostMs)) {
         return false;
-    if (parsed.delayMostMs < parsed.delayLeastMs)
+    }
+    if (parsed.delayMostMs < parsed.delayLeastMs) {
         return false;
+    }
     plan = parsed;
     return true;
 }
@@ -50,12 +55,14 @@ bool parseFault(std::string_view item, FaultPlan& plan)
         {"wrong-address", &FaultPlan::wrongAddress},
     };
     const std::size_t sign = item.find('=');
-    if (sign == std::string_view::npos)
+    if (sign == std::string_view::npos) {
         return false;
+    }
     const std::string_view name = item.substr(0, sign);
     const std::string_view amount = item.substr(sign + 1);
-    if (name == "delay")
+    if (name == "delay") {
         return parseDelay(amount, plan);
+    }
     const auto known = kPercentages.find(name);
     return known != kPercentages.end() && parseBounded(amount, kMostPercent, plan.*(known->second));
 }
@@ -68,8 +75,9 @@ std::string parseFaults(const std::string& text, FaultPlan& plan)
     while (!rest.empty()) {
         const std::size_t comma = rest.find(',');
         const std::string_view item = rest.substr(0, comma);
-        if (!parseFault(item, plan))
+        if (!parseFault(item, plan)) {
             return item.empty() ? std::string(rest) : std::string(item);
+        }
         rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
     }
     return {};

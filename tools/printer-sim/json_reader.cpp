@@ -46,8 +46,9 @@ JsonReader::JsonReader(std::string text) : m_text(std::move(text))
     } catch (const std::exception& error) { // above the stack limit JsonCpp throws
         throw InputError(0, error.what());
     }
-    if (!parsed)
+    if (!parsed) {
         failFromReport(report);
+    }
 }
 
 std::size_t JsonReader::lineOf(const Json::Value& value) const
@@ -64,48 +65,57 @@ void JsonReader::fail(const Json::Value& at, const std::string& what) const
 
 void JsonReader::expectObject(const Json::Value& value, std::initializer_list<const char*> members) const
 {
-    if (!value.isObject())
+    if (!value.isObject()) {
         fail(value, "an object is expected here");
+    }
     for (auto member = value.begin(); member != value.end(); ++member) {
         const std::string name = member.name();
-        if (std::find(members.begin(), members.end(), name) == members.end())
+        if (std::find(members.begin(), members.end(), name) == members.end()) {
             fail(*member, "unknown member \"" + name + "\"");
+        }
     }
 }
 
 void JsonReader::expectArray(const Json::Value& value) const
 {
-    if (!value.isArray())
+    if (!value.isArray()) {
         fail(value, "a list is expected here");
+    }
 }
 
 std::string JsonReader::text(const Json::Value& object, const char* member, const std::string& fallback) const
 {
-    if (!object.isMember(member))
+    if (!object.isMember(member)) {
         return fallback;
-    if (!object[member].isString())
+    }
+    if (!object[member].isString()) {
         fail(object[member], std::string("\"") + member + "\" must be a text");
+    }
     return object[member].asString();
 }
 
 std::int64_t JsonReader::number(const Json::Value& object, const char* member, std::int64_t fallback,
                                 std::int64_t least, std::int64_t most) const
 {
-    if (!object.isMember(member))
+    if (!object.isMember(member)) {
         return fallback;
+    }
     const Json::Value& value = object[member];
-    if (!value.isInt64() || value.asInt64() < least || value.asInt64() > most)
+    if (!value.isInt64() || value.asInt64() < least || value.asInt64() > most) {
         fail(value, std::string("\"") + member + "\" must be a whole number from " + std::to_string(least) +
                         " to " + std::to_string(most));
+    }
     return value.asInt64();
 }
 
 bool JsonReader::flag(const Json::Value& object, const char* member, bool fallback) const
 {
-    if (!object.isMember(member))
+    if (!object.isMember(member)) {
         return fallback;
-    if (!object[member].isBool())
+    }
+    if (!object[member].isBool()) {
         fail(object[member], std::string("\"") + member + "\" must be true or false");
+    }
     return object[member].asBool();
 }
 
@@ -117,31 +127,37 @@ std::int64_t JsonReader::choice(const Json::Value& object, const char* member, s
 
 std::int64_t JsonReader::scalar(const Json::Value& value, const Names& names) const
 {
-    if (value.isBool())
+    if (value.isBool()) {
         return value.asBool() ? 1 : 0;
-    if (value.isInt64() && value.asInt64() >= kLeastInteger && value.asInt64() <= kMostInteger)
+    }
+    if (value.isInt64() && value.asInt64() >= kLeastInteger && value.asInt64() <= kMostInteger) {
         return value.asInt64();
+    }
     if (value.isArray()) {
         std::int64_t bits = 0;
-        for (const Json::Value& element : value)
+        for (const Json::Value& element : value) {
             bits |=
                 element.isString() ? scalar(element, names) : (fail(element, "a name is expected here"), 0);
+        }
         return bits;
     }
-    if (!value.isString())
+    if (!value.isString()) {
         fail(value, "a number, a name or an object that says how it changes is expected here");
+    }
     const std::string name = value.asString();
     const auto known = std::find_if(names.begin(), names.end(),
                                     [&name](const Name& candidate) { return name == candidate.first; });
-    if (known == names.end())
+    if (known == names.end()) {
         fail(value, "unknown name \"" + name + "\"");
+    }
     return known->second;
 }
 
 double JsonReader::seconds(const Json::Value& value) const
 {
-    if (!value.isNumeric() || value.asDouble() < 0 || value.asDouble() > kMaxSeconds)
+    if (!value.isNumeric() || value.asDouble() < 0 || value.asDouble() > kMaxSeconds) {
         fail(value, "seconds must be a number from 0 to 1000000000");
+    }
     return value.asDouble();
 }
 
@@ -150,17 +166,21 @@ Course JsonReader::points(const Json::Value& value, const char* member, const Na
     Course course;
     expectArray(value[member]);
     for (const Json::Value& point : value[member]) {
-        if (!point.isArray() || point.size() != 2)
+        if (!point.isArray() || point.size() != 2) {
             fail(point, "a point is [seconds, value]");
+        }
         const double moment = seconds(point[0]);
-        if (!course.points.empty() && moment <= course.points.back().seconds)
+        if (!course.points.empty() && moment <= course.points.back().seconds) {
             fail(point, "the points must be in the order of their time");
+        }
         course.points.push_back({moment, scalar(point[1], names)});
     }
-    if (course.points.empty())
+    if (course.points.empty()) {
         fail(value[member], "at least one point is needed");
-    if (value.isMember("repeat"))
+    }
+    if (value.isMember("repeat")) {
         course.repeatSeconds = seconds(value["repeat"]);
+    }
     return course;
 }
 
@@ -182,8 +202,9 @@ Course JsonReader::changing(const Json::Value& value, const Names& names) const
     Course course = Course::constant(number(value, "start", 0, 0, kMostInteger));
     course.kind = Course::Kind::Count;
     const Json::Value& rate = value["perMinute"];
-    if (!rate.isNumeric() || rate.asDouble() < 0 || rate.asDouble() > 1e6)
+    if (!rate.isNumeric() || rate.asDouble() < 0 || rate.asDouble() > 1e6) {
         fail(value, "\"perMinute\" must be a number from 0 to 1000000");
+    }
     course.perMinute = rate.asDouble();
     return course;
 }
@@ -191,8 +212,9 @@ Course JsonReader::changing(const Json::Value& value, const Names& names) const
 Course JsonReader::course(const Json::Value& object, const char* member, std::int64_t fallback,
                           const Names& names) const
 {
-    if (!object.isMember(member))
+    if (!object.isMember(member)) {
         return Course::constant(fallback);
+    }
     const Json::Value& value = object[member];
     return value.isObject() ? changing(value, names) : Course::constant(scalar(value, names));
 }

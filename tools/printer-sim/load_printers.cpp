@@ -24,9 +24,10 @@ bool isScenario(const std::string& fileName)
 std::shared_ptr<const PrinterKind> readKind(const std::string& file, FaultPlan& faults)
 {
     const tarn::FileText read = tarn::readFile(file, kMostFileBytes);
-    if (read.error != tarn::ReadError::None)
+    if (read.error != tarn::ReadError::None) {
         throw tools::FileError(
             file + (read.error == tarn::ReadError::Absent ? ": no such file" : ": cannot be read"));
+    }
     try {
         return kindOf(file, read.text, faults);
     } catch (const InputError& error) {
@@ -41,9 +42,10 @@ std::shared_ptr<const PrinterKind> readKind(const std::string& file, FaultPlan& 
 std::shared_ptr<const PrinterKind> kindOf(const std::string& fileName, const std::string& text,
                                           FaultPlan& faults)
 {
-    if (!isScenario(fileName))
+    if (!isScenario(fileName)) {
         return std::make_shared<const PrinterKind>(
             PrinterKind{Mib(parseRecording(text)), Course::constant(1), 0, false});
+    }
     const Scenario scenario = parseScenario(text);
     faults = scenario.faults;
     return std::make_shared<const PrinterKind>(
@@ -59,14 +61,17 @@ std::vector<Printer> loadPrinters(const Options& options)
         FaultPlan faults = options.faults;
         FaultPlan ownFaults;
         const auto kind = readKind(source.file, ownFaults);
-        if (ownFaults.any())
+        if (ownFaults.any()) {
             faults = ownFaults;
+        }
         address = source.address.value_or(address);
         for (std::uint32_t i = 0; i < source.count; ++i, ++address) {
-            if ((address >> 24) != 127)
+            if ((address >> 24) != 127) {
                 throw tools::UsageError("there are no addresses left in 127.0.0.0/8");
-            if (!taken.insert(address).second)
+            }
+            if (!taken.insert(address).second) {
                 throw tools::UsageError("two printers at " + addressText(address));
+            }
             printers.emplace_back(kind, static_cast<std::uint32_t>(printers.size() + 1), address);
             printers.back().faults = faults;
         }

@@ -40,11 +40,13 @@ public:
     void run()
     {
         watchSignals();
-        for (const int socket : m_sockets.descriptors())
+        for (const int socket : m_sockets.descriptors()) {
             m_loop.add(socket, [this, socket] { receive(socket); });
+        }
         openPages();
-        if (m_options.control)
+        if (m_options.control) {
             m_loop.add(STDIN_FILENO, [this] { readCommands(); });
+        }
         announce();
         m_loop.run([this] { return flush(); });
     }
@@ -58,8 +60,9 @@ private:
     std::vector<std::uint32_t> addresses()
     {
         std::vector<std::uint32_t> list;
-        for (const Printer& printer : m_simulation.printers())
+        for (const Printer& printer : m_simulation.printers()) {
             list.push_back(printer.address());
+        }
         return list;
     }
 
@@ -75,8 +78,9 @@ private:
 
     void openPages()
     {
-        if (m_options.webPort == 0)
+        if (m_options.webPort == 0) {
             return;
+        }
         const std::vector<std::uint32_t> wanted =
             m_oneSocket ? std::vector<std::uint32_t>{INADDR_ANY} : addresses();
         for (const std::uint32_t address : wanted) {
@@ -123,8 +127,9 @@ private:
     std::optional<std::string> page(std::uint32_t address, const std::string& head)
     {
         const Printer* printer = m_simulation.find(address);
-        if (printer == nullptr || !printer->isOnline(seconds()))
+        if (printer == nullptr || !printer->isOnline(seconds())) {
             return std::nullopt;
+        }
         return httpAnswer(head, *printer, seconds());
     }
 

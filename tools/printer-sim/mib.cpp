@@ -15,16 +15,20 @@ constexpr unsigned kMaxPadding = 20;
 // The text of "{n:5}" for this printer, or nothing when braces hold something else.
 std::optional<std::string> placeholder(std::string_view inside, const Moment& moment)
 {
-    if (inside == "address")
+    if (inside == "address") {
         return addressText(moment.address);
-    if (inside == "n")
+    }
+    if (inside == "n") {
         return std::to_string(moment.number);
-    if (inside.substr(0, 2) != "n:")
+    }
+    if (inside.substr(0, 2) != "n:") {
         return std::nullopt;
+    }
     unsigned width = 0;
     const auto result = std::from_chars(inside.data() + 2, inside.data() + inside.size(), width);
-    if (result.ec != std::errc() || result.ptr != inside.data() + inside.size() || width > kMaxPadding)
+    if (result.ec != std::errc() || result.ptr != inside.data() + inside.size() || width > kMaxPadding) {
         return std::nullopt;
+    }
     std::string digits = std::to_string(moment.number);
     return digits.size() < width ? std::string(width - digits.size(), '0') + digits : digits;
 }
@@ -36,10 +40,11 @@ Mib::Mib(std::vector<Row> rows)
     std::stable_sort(rows.begin(), rows.end(),
                      [](const Row& left, const Row& right) { return left.name < right.name; });
     for (Row& row : rows) {
-        if (!m_rows.empty() && m_rows.back().name == row.name)
+        if (!m_rows.empty() && m_rows.back().name == row.name) {
             m_rows.back() = std::move(row);
-        else
+        } else {
             m_rows.push_back(std::move(row));
+        }
     }
 }
 
@@ -88,26 +93,31 @@ Source always(Value value)
 
 std::optional<Oid> parseOid(std::string_view text)
 {
-    if (!text.empty() && text.front() == '.')
+    if (!text.empty() && text.front() == '.') {
         text.remove_prefix(1);
+    }
     Oid oid;
     const char* at = text.data();
     const char* const end = at + text.size();
     while (oid.size() < kMaxArcs) {
         std::uint32_t arc = 0;
         const auto result = std::from_chars(at, end, arc);
-        if (result.ec != std::errc())
+        if (result.ec != std::errc()) {
             return std::nullopt;
+        }
         oid.push_back(arc);
         at = result.ptr;
-        if (at == end)
+        if (at == end) {
             break;
-        if (*at++ != '.')
+        }
+        if (*at++ != '.') {
             return std::nullopt;
+        }
     }
     // The first two arcs share an octet of the encoding (X.690 8.19.4): there are no others.
-    if (at != end || oid.size() < 2 || oid[0] > 2 || (oid[0] < 2 && oid[1] > 39))
+    if (at != end || oid.size() < 2 || oid[0] > 2 || (oid[0] < 2 && oid[1] > 39)) {
         return std::nullopt;
+    }
     return oid;
 }
 
@@ -115,8 +125,9 @@ std::string oidText(const Oid& oid)
 {
     std::string text;
     for (const std::uint32_t arc : oid) {
-        if (!text.empty())
+        if (!text.empty()) {
             text += '.';
+        }
         text += std::to_string(arc);
     }
     return text;
@@ -130,8 +141,9 @@ bool startsWith(const Oid& name, const Oid& prefix)
 std::optional<std::uint32_t> parseAddress(const std::string& text)
 {
     in_addr address{};
-    if (inet_pton(AF_INET, text.c_str(), &address) != 1)
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
         return std::nullopt;
+    }
     return ntohl(address.s_addr);
 }
 
@@ -151,8 +163,9 @@ std::string fillIn(const std::string& text, const Moment& moment)
     while (at < text.size()) {
         const std::size_t open = text.find('{', at);
         const std::size_t close = open == std::string::npos ? open : text.find('}', open);
-        if (close == std::string::npos)
+        if (close == std::string::npos) {
             break;
+        }
         const auto inside = std::string_view(text).substr(open + 1, close - open - 1);
         const auto value = placeholder(inside, moment);
         filled.append(text, at, open - at);

@@ -20,16 +20,18 @@ std::uint32_t numberOf(const std::string& text, std::uint32_t least, std::uint32
     std::uint32_t number = 0;
     const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
     if (text.empty() || result.ec != std::errc() || result.ptr != text.data() + text.size() ||
-        number < least || number > most)
+        number < least || number > most) {
         throw UsageError("not a number from " + std::to_string(least) + " to " + std::to_string(most));
+    }
     return number;
 }
 
 std::uint32_t addressOf(const std::string& text)
 {
     const auto address = parseAddress(text);
-    if (!address || (*address >> 24) != 127)
+    if (!address || (*address >> 24) != 127) {
         throw UsageError("no address of 127.0.0.0/8");
+    }
     return *address;
 }
 
@@ -49,8 +51,9 @@ SourceArgument parseSource(const std::string& text)
     } catch (const UsageError& wrong) {
         throw UsageError('"' + text + "\": " + wrong.what());
     }
-    if (rest.empty())
+    if (rest.empty()) {
         throw UsageError('"' + text + "\": no file");
+    }
     source.file = rest;
     return source;
 }
@@ -94,8 +97,9 @@ std::vector<Option> programOptions(Options& o)
     return {
         {0, "faults", Kind::Needed, "LIST", kFaultsHelp,
          [&o](const std::string& v) {
-             if (const std::string wrong = parseFaults(v, o.faults); !wrong.empty())
+             if (const std::string wrong = parseFaults(v, o.faults); !wrong.empty()) {
                  throw UsageError("unknown fault \"" + wrong + "\"");
+             }
          }},
         {0, "seed", Kind::Needed, "N", "the same seed gives the same faults (1)",
          [&o](const std::string& v) { o.seed = numberOf(v, 0, 0xFFFFFFFF); }},
@@ -137,10 +141,12 @@ Exit status: 0 ended by a signal, 1 a port could not be used, 64 wrong command l
 Options parseOptions(const std::vector<std::string>& arguments)
 {
     Options options;
-    for (const std::string& source : tableFor(options).parse(arguments))
+    for (const std::string& source : tableFor(options).parse(arguments)) {
         options.sources.push_back(parseSource(source));
-    if (options.sources.empty() && options.action == Options::Action::Run)
+    }
+    if (options.sources.empty() && options.action == Options::Action::Run) {
         throw UsageError("no scenario and no recording named");
+    }
     return options;
 }
 

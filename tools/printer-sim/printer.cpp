@@ -21,8 +21,9 @@ Moment Printer::momentAt(double seconds) const
 
 std::optional<Value> Printer::get(const Oid& name, double seconds) const
 {
-    if (const auto changed = m_changes.find(name); changed != m_changes.end())
+    if (const auto changed = m_changes.find(name); changed != m_changes.end()) {
         return changed->second;
+    }
     const Row* row = m_kind->mib.find(name);
     return row != nullptr ? row->source(momentAt(seconds)) : std::nullopt;
 }
@@ -35,15 +36,18 @@ std::optional<Printer::Found> Printer::next(const Oid& name, double seconds) con
     auto change = m_changes.upper_bound(name);
     while (at < rows.size() || change != m_changes.end()) {
         if (change != m_changes.end() && (at == rows.size() || change->first <= rows[at].name)) {
-            if (at < rows.size() && change->first == rows[at].name)
+            if (at < rows.size() && change->first == rows[at].name) {
                 ++at;
-            if (change->second)
+            }
+            if (change->second) {
                 return Found{change->first, *change->second};
+            }
             ++change;
             continue;
         }
-        if (auto value = rows[at].source(moment))
+        if (auto value = rows[at].source(moment)) {
             return Found{rows[at].name, std::move(*value)};
+        }
         ++at;
     }
     return std::nullopt;
@@ -63,8 +67,9 @@ void Printer::switchOn(double seconds)
 
 bool Printer::isOnline(double seconds) const
 {
-    if (m_power == Power::AsScenario)
+    if (m_power == Power::AsScenario) {
         return m_kind->online.at(seconds) != 0;
+    }
     return m_power == Power::On;
 }
 

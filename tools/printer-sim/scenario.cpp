@@ -90,8 +90,9 @@ AlertSetting parseAlert(const JsonReader& in, const Json::Value& json)
 Oid parseOidMember(const JsonReader& in, const Json::Value& json)
 {
     const auto oid = json.isString() ? parseOid(json.asString()) : std::nullopt;
-    if (!oid)
+    if (!oid) {
         in.fail(json, "no object identifier");
+    }
     return *oid;
 }
 
@@ -99,11 +100,13 @@ template <typename Element, typename Parse>
 std::vector<Element> parseList(const JsonReader& in, const char* member, Parse parse)
 {
     std::vector<Element> elements;
-    if (!in.root().isMember(member))
+    if (!in.root().isMember(member)) {
         return elements;
+    }
     in.expectArray(in.root()[member]);
-    for (const Json::Value& element : in.root()[member])
+    for (const Json::Value& element : in.root()[member]) {
         elements.push_back(parse(element));
+    }
     return elements;
 }
 
@@ -126,8 +129,9 @@ void parseTexts(const JsonReader& in, Scenario& scenario)
     scenario.sysLocation = in.text(root, "sysLocation", {});
     scenario.display = in.text(root, "display", {});
     scenario.sysObjectId = {1, 3, 6, 1, 4, 1, 32473, 1}; // the enterprise number of examples (RFC 5612)
-    if (root.isMember("sysObjectID"))
+    if (root.isMember("sysObjectID")) {
         scenario.sysObjectId = parseOidMember(in, root["sysObjectID"]);
+    }
 }
 
 void parseState(const JsonReader& in, Scenario& scenario)
@@ -153,11 +157,13 @@ void parseAgent(const JsonReader& in, Scenario& scenario)
     scenario.maxMessageSize =
         static_cast<std::size_t>(in.number(root, "maxMessageSize", 0, kLeastMessage, kMostMessage));
     const std::string wrong = parseFaults(in.text(root, "faults", {}), scenario.faults);
-    if (!wrong.empty())
+    if (!wrong.empty()) {
         in.fail(root["faults"], "unknown fault \"" + wrong + "\"");
+    }
     scenario.extra = parseList<Row>(in, "extra", [&in](const Json::Value& line) {
-        if (!line.isString())
+        if (!line.isString()) {
             in.fail(line, "a line OID|TAG|VALUE is expected here");
+        }
         return parseRecordingLine(line.asString(), in.lineOf(line));
     });
     scenario.remove =
@@ -182,8 +188,8 @@ Scenario parseScenario(const std::string& json)
     parseAgent(in, scenario);
     scenario.supplies = parseList<SupplySetting>(
         in, "supplies", [&in](const Json::Value& element) { return parseSupply(in, element); });
-    scenario.trays =
-        parseList<TraySetting>(in, "trays", [&in](const Json::Value& element) { return parseTray(in, element); });
+    scenario.trays = parseList<TraySetting>(
+        in, "trays", [&in](const Json::Value& element) { return parseTray(in, element); });
     scenario.alerts = parseList<AlertSetting>(
         in, "alerts", [&in](const Json::Value& element) { return parseAlert(in, element); });
     return scenario;

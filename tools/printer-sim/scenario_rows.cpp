@@ -32,8 +32,9 @@ public:
     }
     void text(std::initializer_list<std::uint32_t> name, std::string text)
     {
-        if (text.find('{') == std::string::npos)
+        if (text.find('{') == std::string::npos) {
             return add(name, always(octets(std::move(text))));
+        }
         add(name, [text = std::move(text)](const Moment& moment) {
             return std::optional<Value>(octets(fillIn(text, moment)));
         });
@@ -73,8 +74,9 @@ std::optional<Value> errorBits(const Course& errors, const Moment& moment)
 {
     const std::int64_t bits = errors.at(moment.seconds);
     std::string bytes(1, static_cast<char>((bits >> 8) & 0xFF));
-    if ((bits & 0xFF) != 0)
+    if ((bits & 0xFF) != 0) {
         bytes += static_cast<char>(bits & 0xFF);
+    }
     return octets(std::move(bytes));
 }
 
@@ -98,13 +100,15 @@ Source alertEvents(const Scenario& scenario, bool onlyCritical)
 {
     std::vector<Course> counted;
     for (const AlertSetting& alert : scenario.alerts) {
-        if (!onlyCritical || alert.severity == 3)
+        if (!onlyCritical || alert.severity == 3) {
             counted.push_back(alert.active);
+        }
     }
     return [counted = std::move(counted)](const Moment& moment) {
         std::int64_t events = 0;
-        for (const Course& active : counted)
+        for (const Course& active : counted) {
             events += active.risesUntil(moment.seconds);
+        }
         return std::optional<Value>(
             integer(RowList::fit(events, ValueType::Counter32), ValueType::Counter32));
     };
@@ -121,8 +125,9 @@ void addGeneral(RowList& rows, const Scenario& scenario)
     rows.add({43, 5, 1, 1, 19, device}, alertEvents(scenario, false));
     rows.text({43, 7, 1, 1, 2, device, 1}, "zh");
     rows.number({43, 7, 1, 1, 4, device, 1}, scenario.charset);
-    if (!scenario.display.empty())
+    if (!scenario.display.empty()) {
         rows.text({43, 16, 5, 1, 2, device, 1}, scenario.display);
+    }
 }
 
 void addTrays(RowList& rows, const Scenario& scenario)
@@ -170,8 +175,9 @@ void addMarker(RowList& rows, const Scenario& scenario)
         if (!supply.colour.empty()) {
             const auto known = std::find(colours.begin(), colours.end(), supply.colour);
             colorant = static_cast<std::uint32_t>(known - colours.begin()) + 1;
-            if (known == colours.end())
+            if (known == colours.end()) {
                 colours.push_back(supply.colour);
+            }
         }
         rows.number({43, 11, 1, 1, 2, device, index}, 1);
         rows.number({43, 11, 1, 1, 3, device, index}, colorant);

@@ -14,8 +14,9 @@ Simulation::Simulation(std::vector<Printer> printers, AgentSettings settings, st
     : m_settings(std::move(settings)), m_printers(std::move(printers)), m_counters(m_printers.size()),
       m_random(seed)
 {
-    for (std::size_t i = 0; i < m_printers.size(); ++i)
+    for (std::size_t i = 0; i < m_printers.size(); ++i) {
         m_byAddress.emplace(m_printers[i].address(), i);
+    }
 }
 
 Printer* Simulation::find(std::uint32_t address)
@@ -60,21 +61,25 @@ void Simulation::disturb(const FaultPlan& faults, Outgoing& answer)
 void Simulation::take(const Datagram& datagram, double seconds, std::vector<Outgoing>& out)
 {
     const auto at = m_byAddress.find(datagram.local);
-    if (at == m_byAddress.end())
+    if (at == m_byAddress.end()) {
         return;
+    }
     Printer& printer = m_printers[at->second];
     Counters& counters = m_counters[at->second];
     ++counters.requests;
     const FaultPlan& faults = printer.faults;
-    if (!printer.isOnline(seconds) || chance(faults.loss))
+    if (!printer.isOnline(seconds) || chance(faults.loss)) {
         return;
+    }
     auto bytes = answer(datagram.bytes, printer, seconds, m_settings);
-    if (!bytes)
+    if (!bytes) {
         return;
+    }
     ++counters.answers;
     Outgoing outgoing{std::move(*bytes), datagram.local, datagram.peer, Origin::Printer};
-    if (!faults.any())
+    if (!faults.any()) {
         return out.push_back(std::move(outgoing));
+    }
     disturb(faults, outgoing);
     const int copies = chance(faults.duplicate) ? 2 : 1;
     for (int copy = 0; copy < copies; ++copy) {

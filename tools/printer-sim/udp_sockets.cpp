@@ -35,13 +35,15 @@ sockaddr_in endpoint(std::uint32_t address, std::uint16_t port)
 int bindUdp(std::uint32_t address, std::uint16_t port, bool shared)
 {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0)
+    if (fd < 0) {
         throw std::runtime_error(std::string("no socket: ") + std::strerror(errno));
+    }
     const int on = 1;
     setsockopt(fd, IPPROTO_IP, IP_PKTINFO, &on, sizeof on);
     setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
-    if (shared)
+    if (shared) {
         setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    }
     if (address == INADDR_ANY) { // the wildcard is meant for the loopback interface only
         constexpr char kLoopback[] = "lo";
         setsockopt(fd, SOL_SOCKET, SO_BINDTODEVICE, kLoopback, sizeof kLoopback);
@@ -111,31 +113,37 @@ UdpSockets::UdpSockets(const std::vector<std::uint32_t>& addresses, std::uint16_
     }
     m_addresses = addresses;
     std::sort(m_addresses.begin(), m_addresses.end());
-    for (const std::uint32_t address : m_addresses)
+    for (const std::uint32_t address : m_addresses) {
         m_sockets.push_back(bindUdp(address, port, false));
+    }
 }
 
 UdpSockets::~UdpSockets()
 {
-    for (const int fd : m_sockets)
+    for (const int fd : m_sockets) {
         close(fd);
-    if (m_wrongPort >= 0)
+    }
+    if (m_wrongPort >= 0) {
         close(m_wrongPort);
-    if (m_wrongAddress >= 0)
+    }
+    if (m_wrongAddress >= 0) {
         close(m_wrongAddress);
+    }
 }
 
 bool UdpSockets::receive(int socket, const std::function<void(const Datagram&)>& handler)
 {
     std::array<Slot, kBatch> slots;
     std::array<mmsghdr, kBatch> messages{};
-    for (unsigned i = 0; i < kBatch; ++i)
+    for (unsigned i = 0; i < kBatch; ++i) {
         slots[i].point(messages[i].msg_hdr, &m_buffers[i * kBufferSize], kBufferSize);
+    }
     const int count = recvmmsg(socket, messages.data(), kBatch, MSG_DONTWAIT, nullptr);
     for (int i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
-        if ((messages[at].msg_hdr.msg_flags & MSG_TRUNC) != 0)
+        if ((messages[at].msg_hdr.msg_flags & MSG_TRUNC) != 0) {
             continue;
+        }
         const tarn::snmp::ByteView bytes{&m_buffers[at * kBufferSize], messages[at].msg_len};
         handler({bytes, localOf(messages[at].msg_hdr), slots[at].peer});
     }
@@ -145,15 +153,18 @@ bool UdpSockets::receive(int socket, const std::function<void(const Datagram&)>&
 int UdpSockets::socketFor(const Outgoing& outgoing)
 {
     if (outgoing.origin == Origin::WrongPort) {
-        if (m_wrongPort < 0)
+        if (m_wrongPort < 0) {
             m_wrongPort = bindUdp(INADDR_ANY, 0, false);
+        }
         return m_wrongPort;
     }
-    if (m_oneSocket)
+    if (m_oneSocket) {
         return m_sockets.front();
+    }
     if (outgoing.origin == Origin::WrongAddress) {
-        if (m_wrongAddress < 0)
+        if (m_wrongAddress < 0) {
             m_wrongAddress = bindUdp(kStranger, m_port, true);
+        }
         return m_wrongAddress;
     }
     const auto at = std::lower_bound(m_addresses.begin(), m_addresses.end(), outgoing.local);

@@ -18,12 +18,13 @@ std::string escaped(const std::string& text)
 {
     std::string html;
     for (const char c : text) {
-        if (c == '<')
+        if (c == '<') {
             html += "&lt;";
-        else if (c == '&')
+        } else if (c == '&') {
             html += "&amp;";
-        else if (c != '\0')
+        } else if (c != '\0') {
             html += c;
+        }
     }
     return html;
 }
@@ -54,8 +55,9 @@ std::string supplyRows(const Printer& printer, double seconds)
     Oid at = kSupplyDescription;
     for (std::size_t i = 0; i < kMostSupplies; ++i) {
         const auto found = printer.next(at, seconds);
-        if (!found || !startsWith(found->name, kSupplyDescription))
+        if (!found || !startsWith(found->name, kSupplyDescription)) {
             break;
+        }
         at = found->name;
         const std::int64_t level = numberBeside(printer, at, kSupplyLevel, seconds);
         const std::int64_t max = numberBeside(printer, at, kSupplyMax, seconds);
@@ -91,11 +93,13 @@ std::string webPage(const Printer& printer, double seconds)
 std::string httpAnswer(const std::string& head, const Printer& printer, double seconds)
 {
     const bool isHead = head.rfind("HEAD ", 0) == 0;
-    if (!isHead && head.rfind("GET ", 0) != 0)
+    if (!isHead && head.rfind("GET ", 0) != 0) {
         return withHead("405 Method Not Allowed", "<p>only GET</p>\n", true);
+    }
     const std::size_t path = head.find(' ') + 1;
-    if (head.substr(path, head.find_first_of(" \r\n", path) - path) != "/")
+    if (head.substr(path, head.find_first_of(" \r\n", path) - path) != "/") {
         return withHead("404 Not Found", "<p>not here</p>\n", !isHead);
+    }
     return withHead("200 OK", webPage(printer, seconds), !isHead);
 }
 

@@ -29,8 +29,9 @@ std::uint32_t localAddress(int descriptor)
 
 WebServer::~WebServer()
 {
-    while (!m_connections.empty())
+    while (!m_connections.empty()) {
         hangUp(m_connections.begin()->first);
+    }
     for (const int listener : m_listeners) {
         m_loop.remove(listener);
         close(listener);
@@ -40,8 +41,9 @@ WebServer::~WebServer()
 std::string WebServer::listenAt(std::uint32_t address, std::uint16_t port)
 {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0)
+    if (fd < 0) {
         return std::strerror(errno);
+    }
     const int on = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (address == INADDR_ANY) { // the wildcard is meant for the loopback interface only
@@ -65,8 +67,9 @@ std::string WebServer::listenAt(std::uint32_t address, std::uint16_t port)
 void WebServer::accept(int listener)
 {
     const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (connection < 0)
+    if (connection < 0) {
         return;
+    }
     if (m_connections.size() >= kMostConnections) {
         const auto oldest = std::min_element(
             m_connections.begin(), m_connections.end(),
@@ -81,21 +84,25 @@ void WebServer::read(int connection)
 {
     std::array<char, 2048> buffer{};
     const ssize_t count = recv(connection, buffer.data(), buffer.size(), 0);
-    if (count < 0 && (errno == EAGAIN || errno == EINTR))
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
-    if (count <= 0)
+    }
+    if (count <= 0) {
         return hangUp(connection);
+    }
     std::string& head = m_connections[connection].head;
     head.append(buffer.data(), static_cast<std::size_t>(count));
     if (head.find("\r\n\r\n") == std::string::npos) {
-        if (head.size() > kMostHead)
+        if (head.size() > kMostHead) {
             hangUp(connection);
+        }
         return;
     }
     // A page is a few hundred octets: it fits the socket's buffer in one go.
     if (const auto answer = m_pages(localAddress(connection), head)) {
-        if (send(connection, answer->data(), answer->size(), MSG_NOSIGNAL) >= 0)
+        if (send(connection, answer->data(), answer->size(), MSG_NOSIGNAL) >= 0) {
             shutdown(connection, SHUT_WR);
+        }
     }
     hangUp(connection);
 }
