@@ -40,8 +40,9 @@ struct PrivateFolder
     {
         registerResources();
         std::string pattern = fs::temp_directory_path() / "list_page_bench.XXXXXX";
-        if (::mkdtemp(pattern.data()) == nullptr)
+        if (::mkdtemp(pattern.data()) == nullptr) {
             throw std::runtime_error("no private folder");
+        }
         path = pattern;
         ::setenv("XDG_CACHE_HOME", (path / "cache").c_str(), 1);
         ::setenv("XDG_STATE_HOME", (path / "state").c_str(), 1);
@@ -155,8 +156,9 @@ public:
             m_page->refreshPrinterList();
             QApplication::processEvents();
         });
-        if (m_list->count() != m_count)
+        if (m_list->count() != m_count) {
             throw std::runtime_error("the list was not filled");
+        }
         return took;
     }
 
@@ -168,8 +170,9 @@ public:
             m_page->updatePrinterStatus(statusOf(row, answers));
             QApplication::processEvents();
         });
-        if (m_list->item(row)->icon().cacheKey() == before)
+        if (m_list->item(row)->icon().cacheKey() == before) {
             throw std::runtime_error("the icon did not change");
+        }
         return took;
     }
 
@@ -189,8 +192,9 @@ public:
             QApplication::processEvents();
         });
         const QString ip = QString::fromStdString(printersOf(m_count)[static_cast<std::size_t>(row)].ip);
-        if (!m_window.findChild<QLabel*>(QStringLiteral("lbPrinterIP"))->text().contains(ip))
+        if (!m_window.findChild<QLabel*>(QStringLiteral("lbPrinterIP"))->text().contains(ip)) {
             throw std::runtime_error("the click showed another printer");
+        }
         return took;
     }
 
@@ -217,8 +221,9 @@ public:
         m_list.clear();
         QApplication::processEvents();
         return millisecondsOf([this] {
-            for (const PrinterContext& printer : m_printers)
+            for (const PrinterContext& printer : m_printers) {
                 m_list.addItem(new QListWidgetItem(m_grey, QString::fromStdString(printer.printerName)));
+            }
             QApplication::processEvents();
         });
     }
@@ -251,15 +256,17 @@ namespace {
 std::vector<PrinterContext> statusesOf(int printers, bool answer)
 {
     std::vector<PrinterContext> statuses;
-    for (int i = 0; i < printers; ++i)
+    for (int i = 0; i < printers; ++i) {
         statuses.push_back(statusOf(i, answer));
+    }
     return statuses;
 }
 
 void deliver(PrinterListPage& page, const std::vector<PrinterContext>& statuses)
 {
-    for (const PrinterContext& status : statuses)
+    for (const PrinterContext& status : statuses) {
         page.updatePrinterStatus(status);
+    }
 }
 
 // Prints how often the counted function went through the path.
@@ -275,19 +282,21 @@ int countInstructions(const std::string& path)
     if (path == "refresh") {
         page.refreshPrinterList();
         countedInstructions([&] {
-            for (int i = 0; i < kRefreshes; ++i)
+            for (int i = 0; i < kRefreshes; ++i) {
                 page.refreshPrinterList();
+            }
         });
         std::printf("%d\n", kRefreshes);
         return 0;
     }
     // The names of the rows are read at the first status, once.
-    if (path == "status-icon")
+    if (path == "status-icon") {
         page.updatePrinterStatus(statusOf(0, false));
-    else if (path == "status" || isSmall)
+    } else if (path == "status" || isSmall) {
         deliver(page, green);
-    else
+    } else {
         return 2;
+    }
     countedInstructions([&] { deliver(page, green); });
     std::printf("%d\n", printers);
     return 0;
@@ -331,10 +340,12 @@ void measure(bench::Report& report, int printers)
     measureAgainstPlainList(report, program, printers);
     std::vector<double> refreshes;
     std::vector<double> clicks;
-    for (int round = 0; round < 4 * kRounds; ++round)
+    for (int round = 0; round < 4 * kRounds; ++round) {
         refreshes.push_back(cpuMillisecondsOf([&] { program.page().refreshPrinterList(); }));
-    for (int round = 0; round < 2 * kRounds; ++round)
+    }
+    for (int round = 0; round < 2 * kRounds; ++round) {
         clicks.push_back(program.click((round * 997 + 5) % printers));
+    }
     report.add({"refresh with nothing changed" + of, bench::median(refreshes), "ms of CPU", 10, "", 0, {}});
     report.add({"click until the printer is shown" + of, bench::median(clicks), "ms", kFrameMs, "", 0, {}});
     report.add({"slowest of " + std::to_string(clicks.size()) + " clicks" + of,
@@ -366,12 +377,14 @@ int main(int argc, char** argv)
 {
     const bool counts = argc == 3 && std::strcmp(argv[1], "--instructions") == 0;
     const auto options = counts ? bench::BenchOptions{} : bench::benchOptions(argc, argv, 0);
-    if (!options)
+    if (!options) {
         return 2;
+    }
     try {
         const QApplication application(argc, argv);
-        if (counts)
+        if (counts) {
             return countInstructions(argv[2]);
+        }
         bench::Report report;
         measure(report, 10000);
         return options->json.empty() || report.write(options->json) ? 0 : 1;

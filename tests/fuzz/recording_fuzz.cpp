@@ -14,13 +14,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (std::size_t i = 0; i < mib.rows().size(); ++i) {
             const printersim::Oid& name = mib.rows()[i].name;
             if (mib.find(name) == nullptr || mib.firstAfter(name) != i + 1 ||
-                printersim::parseOid(printersim::oidText(name)) != name)
+                printersim::parseOid(printersim::oidText(name)) != name) {
                 std::abort();
+            }
         }
     } catch (const printersim::InputError& error) {
         const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-        if (error.line() == 0 || error.line() > lines)
+        if (error.line() == 0 || error.line() > lines) {
             std::abort();
+        }
     }
     return 0;
 }

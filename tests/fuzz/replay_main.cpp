@@ -41,8 +41,9 @@ int main(int argc, char** argv)
     std::vector<std::filesystem::path> files;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            if (entry.is_regular_file())
+            if (entry.is_regular_file()) {
                 files.push_back(entry.path());
+            }
         }
     }
     if (files.empty()) {
@@ -50,8 +51,9 @@ int main(int argc, char** argv)
         return 1;
     }
     std::sort(files.begin(), files.end());
-    for (const auto& file : files)
+    for (const auto& file : files) {
         testing::RegisterTest("Corpus", file.filename().c_str(), nullptr, nullptr, __FILE__, __LINE__,
                               [file]() -> testing::Test* { return new ReplayTest(file); });
+    }
     return RUN_ALL_TESTS();
 }

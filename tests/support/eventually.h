@@ -12,8 +12,9 @@ bool eventually(Condition condition, std::chrono::milliseconds limit = std::chro
 {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;

@@ -17,8 +17,9 @@ inline bool isLeaving(const std::filesystem::path& task)
     std::ifstream in(task / "stat");
     const std::string stat{std::istreambuf_iterator<char>(in), {}};
     const std::size_t name = stat.rfind(')');
-    if (name == std::string::npos)
-        return true; // it has gone
+    if (name == std::string::npos) { // it has gone
+        return true;
+    }
     std::istringstream rest(stat.substr(name + 1));
     std::string state, parent, group, session, terminal, foreground;
     unsigned flags = 0;

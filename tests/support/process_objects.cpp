@@ -29,8 +29,9 @@ struct PrivateFolder
     {
         registerResources();
         std::string pattern = (boost::filesystem::temp_directory_path() / "kel-test-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
+        if (::mkdtemp(pattern.data()) == nullptr) {
             throw std::runtime_error("cannot create a private folder");
+        }
         path = pattern;
         ::setenv("TARN_DIR", SCRIPTED_TARN_DIR, 1);
     }

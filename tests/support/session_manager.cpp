@@ -49,15 +49,17 @@ void closeConnection(SmsConn connection, SmPointer, int count, char** reasons)
 
 void setProperties(SmsConn, SmPointer, int count, SmProp** properties)
 {
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         SmFreeProperty(properties[i]);
+    }
     std::free(properties);
 }
 
 void deleteProperties(SmsConn, SmPointer, int count, char** names)
 {
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         std::free(names[i]);
+    }
     std::free(names);
 }
 
@@ -95,10 +97,12 @@ Bool acceptEveryHost(char*)
 bool readCommand()
 {
     char line[64];
-    if (std::fgets(line, sizeof line, stdin) == nullptr)
+    if (std::fgets(line, sizeof line, stdin) == nullptr) {
         return false;
-    if (std::strcmp(line, "end\n") == 0 && g_client != nullptr)
+    }
+    if (std::strcmp(line, "end\n") == 0 && g_client != nullptr) {
         SmsSaveYourself(g_client, SmSaveBoth, True, SmInteractStyleNone, False);
+    }
     return true;
 }
 
@@ -108,16 +112,19 @@ void serve(IceListenObj listener)
         pollfd fds[] = {{STDIN_FILENO, POLLIN, 0},
                         {IceGetListenConnectionNumber(listener), POLLIN, 0},
                         {g_ice != nullptr ? IceConnectionNumber(g_ice) : -1, POLLIN, 0}};
-        if (poll(fds, 3, -1) < 0)
+        if (poll(fds, 3, -1) < 0) {
             return;
-        if (fds[0].revents != 0 && !readCommand())
+        }
+        if (fds[0].revents != 0 && !readCommand()) {
             return;
+        }
         if (fds[1].revents != 0) {
             IceAcceptStatus status = IceAcceptFailure;
             g_ice = IceAcceptConnection(listener, &status);
         }
-        if (fds[2].revents != 0 && IceProcessMessages(g_ice, nullptr, nullptr) == IceProcessMessagesIOError)
+        if (fds[2].revents != 0 && IceProcessMessages(g_ice, nullptr, nullptr) == IceProcessMessagesIOError) {
             g_gone = true;
+        }
     }
     say("gone");
 }

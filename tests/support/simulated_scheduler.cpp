@@ -52,8 +52,9 @@ public:
         for (;;) {
             waitUntilIdle(lock);
             const long next = nextEvent();
-            if (next > target)
+            if (next > target) {
                 break;
+            }
             m_now = std::max(m_now, next);
             wake();
             startDue();
@@ -83,10 +84,12 @@ public:
             }
             threads.swap(m_threads);
         }
-        for (std::thread& thread : threads)
+        for (std::thread& thread : threads) {
             thread.join();
-        for (const TaskPtr& task : tasks)
+        }
+        for (const TaskPtr& task : tasks) {
             task->runnable.reset(); // what it runs may hold its handle
+        }
     }
     long now() const { return locked(m_now); }
     std::size_t runs() const { return locked(m_runs); }
@@ -111,23 +114,27 @@ private:
     }
     void waitUntilIdle(std::unique_lock<std::mutex>& lock)
     {
-        if (!m_changed.wait_for(lock, patience, [this] { return m_awake == 0; }))
+        if (!m_changed.wait_for(lock, patience, [this] { return m_awake == 0; })) {
             throw std::runtime_error("a run waits for something else than the clock");
+        }
     }
     long nextEvent() const
     {
         long next = std::numeric_limits<long>::max();
-        for (const TaskPtr& task : m_tasks)
+        for (const TaskPtr& task : m_tasks) {
             next = std::min(next, task->due);
-        for (const Sleeper& sleeper : m_sleepers)
+        }
+        for (const Sleeper& sleeper : m_sleepers) {
             next = sleeper.isWoken ? next : std::min(next, sleeper.until);
+        }
         return next;
     }
     void wake()
     {
         for (Sleeper& sleeper : m_sleepers) {
-            if (sleeper.isWoken || sleeper.until > m_now)
+            if (sleeper.isWoken || sleeper.until > m_now) {
                 continue;
+            }
             sleeper.isWoken = true;
             ++m_awake;
         }

@@ -54,8 +54,9 @@ TarnControl& tarnControl()
     static TarnControl* const control = [] {
         void* const library = dlopen((scriptedTarnDir() + "/libtarn.so").c_str(), RTLD_NOW | RTLD_LOCAL);
         void* const entry = library != nullptr ? dlsym(library, "scripted_tarn_control") : nullptr;
-        if (entry == nullptr)
+        if (entry == nullptr) {
             throw std::runtime_error(dlerror());
+        }
         return reinterpret_cast<TarnControl* (*)()>(entry)();
     }();
     return *control;

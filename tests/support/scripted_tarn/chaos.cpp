@@ -61,8 +61,9 @@ std::string Chaos::garbage()
 {
     const bool isLong = below(200) == 0;
     std::string text(static_cast<std::size_t>(isLong ? 5'000'000 : below(200)), '-');
-    for (std::size_t i = 0; i < text.size(); i += isLong ? 4096 : 1)
+    for (std::size_t i = 0; i < text.size(); i += isLong ? 4096 : 1) {
         text[i] = static_cast<char>(1 + below(255));
+    }
     return text;
 }
 
@@ -78,16 +79,20 @@ std::optional<std::string> Chaos::text()
 
 std::optional<std::string> Chaos::document()
 {
-    if (below(5) == 0)
+    if (below(5) == 0) {
         return std::nullopt;
-    if (below(3) == 0)
+    }
+    if (below(3) == 0) {
         return kStrangeDocuments[static_cast<std::size_t>(below(static_cast<int>(kStrangeDocuments.size())))];
-    if (below(20) == 0)
+    }
+    if (below(20) == 0) {
         return std::string(static_cast<std::size_t>(100 + below(100'000)), '[');
+    }
     std::string text = "{";
     for (const char* key : kStatusKeys) {
-        if (below(3) != 0)
+        if (below(3) != 0) {
             text += (text.size() > 1 ? ",\"" : "\"") + std::string(key) + "\":" + value();
+        }
     }
     return text + "}";
 }
@@ -95,20 +100,23 @@ std::optional<std::string> Chaos::document()
 std::optional<std::string> Chaos::list(const std::string& key)
 {
     const int kind = below(10);
-    if (kind < 3)
+    if (kind < 3) {
         return document();
-    if (kind == 3)
+    }
+    if (kind == 3) {
         return "[]";
+    }
     const int count = kind == 4 ? 1000 : below(6);
     std::string text = "[";
     for (int i = 0; i < count; ++i) {
         text += i > 0 ? "," : "";
-        if (below(6) == 0)
+        if (below(6) == 0) {
             text += value();
-        else
+        } else {
             text += "{\"" + key +
                     "\":" + (below(4) == 0 ? value() : "\"p" + std::to_string(below(1200)) + "\"") +
                     ",\"ip\":" + value() + ",\"isUsbPrinter\":" + value() + "}";
+        }
     }
     return text + "]";
 }

@@ -28,8 +28,9 @@ struct OpenedPrinter
 
 void pause(int milliseconds)
 {
-    if (milliseconds > 0)
+    if (milliseconds > 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    }
 }
 
 std::string echo(const std::string& list, const std::vector<std::string>& extra)
@@ -37,8 +38,9 @@ std::string echo(const std::string& list, const std::vector<std::string>& extra)
     Json::Value root;
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     reader->parse(list.data(), list.data() + list.size(), &root, nullptr);
-    for (Json::Value& element : root)
+    for (Json::Value& element : root) {
         element["isUsbPrinter"] = false;
+    }
     for (const std::string& text : extra) {
         Json::Value element;
         reader->parse(text.data(), text.data() + text.size(), &element, nullptr);
@@ -154,8 +156,9 @@ private:
     }
     char* handOut(const std::optional<std::string>& text, std::set<char*>& where)
     {
-        if (!text)
+        if (!text) {
             return nullptr;
+        }
         char* const copy = ::strdup(text->c_str());
         where.insert(copy);
         return copy;
@@ -189,15 +192,19 @@ Library& library()
 Library::~Library()
 {
     const std::size_t texts = m_texts.size() + m_lists.size();
-    if (texts + m_open.size() > 0)
+    if (texts + m_open.size() > 0) {
         appendToLogFile("left out: " + std::to_string(texts) + " texts, " + std::to_string(m_open.size()) +
                         " printers open");
-    for (char* const text : m_texts)
+    }
+    for (char* const text : m_texts) {
         std::free(text);
-    for (char* const list : m_lists)
+    }
+    for (char* const list : m_lists) {
         std::free(list);
-    for (const OpenedPrinter* const opened : m_open)
+    }
+    for (const OpenedPrinter* const opened : m_open) {
         delete opened;
+    }
 }
 
 Library::Call::Call(Library& target, const std::string& function, const std::string& printer)
@@ -209,13 +216,16 @@ Library::Call::Call(Library& target, const std::string& function, const std::str
     int delay = 0;
     {
         const std::lock_guard<std::mutex> lock(m_library.m_mutex);
-        if (!isLogged) // a program that is watched from outside runs for long
+        if (!isLogged) { // a program that is watched from outside runs for long
             m_library.m_calls.push_back(text);
+        }
         TarnScript script;
-        if (m_library.m_scriptFile.changed(script))
+        if (m_library.m_scriptFile.changed(script)) {
             m_library.adopt(script);
-        if (!m_library.m_isStarted && function != "tarn_init")
+        }
+        if (!m_library.m_isStarted && function != "tarn_init") {
             m_library.m_violations.push_back(text + " on a library that is not started");
+        }
         if (m_library.m_chaos) {
             m_library.m_chaos->maybeThrow();
             delay = m_library.m_chaos->delayMs();
@@ -224,8 +234,9 @@ Library::Call::Call(Library& target, const std::string& function, const std::str
         hook = m_library.m_hook;
     }
     pause(delay);
-    if (!hook)
+    if (!hook) {
         return;
+    }
     try {
         hook(function, printer);
     } catch (...) {
@@ -267,8 +278,9 @@ int Library::setList(const char* list)
     const Call call(*this, "tarn_setPrinterList");
     pause(locked(m_script.listDelayMs));
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_lastList != list)
+    if (m_lastList != list) {
         m_echo.reset();
+    }
     m_lastList = list;
     return m_chaos ? m_chaos->result() : m_script.setPrinterListResult;
 }
@@ -282,8 +294,9 @@ int Library::getList(char** list)
         *list = result == 0 ? handOut(m_chaos->list("printerName"), m_lists) : nullptr;
         return result;
     }
-    if (m_script.echoList && !m_echo)
+    if (m_script.echoList && !m_echo) {
         m_echo = echo(m_lastList, m_script.extraPrinters);
+    }
     *list = handOut(m_script.echoList ? m_echo : m_script.listDocument, m_lists);
     return m_script.getPrinterListResult;
 }
@@ -295,14 +308,15 @@ int Library::open(const char* name, void** handle)
     int delay = 0;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_chaos)
+        if (m_chaos) {
             answers.openResult = m_chaos->result();
-        else if (const auto found = m_script.printers.find(name); found != m_script.printers.end())
+        } else if (const auto found = m_script.printers.find(name); found != m_script.printers.end()) {
             answers = found->second;
-        else if (m_script.defaultPrinter)
+        } else if (m_script.defaultPrinter) {
             answers = *m_script.defaultPrinter;
-        else
+        } else {
             answers.openResult = 404;
+        }
         delay = answers.delayMs + (answers.randomDelayMs > 0 ? std::rand() % (answers.randomDelayMs + 1) : 0);
         if (m_script.blockOnceMs > 0 && !m_hasBlocked) {
             m_hasBlocked = true;
@@ -310,8 +324,9 @@ int Library::open(const char* name, void** handle)
         }
     }
     pause(delay);
-    if (answers.openResult != 0)
+    if (answers.openResult != 0) {
         return answers.openResult;
+    }
     const std::lock_guard<std::mutex> lock(m_mutex);
     auto* const opened = new OpenedPrinter{name, answers};
     m_open.insert(opened);
@@ -355,10 +370,11 @@ int Library::getText(void* handle, char** out, std::optional<std::string> Script
         m_violations.push_back("a getter of what is not open");
         return -1;
     }
-    if (m_chaos)
+    if (m_chaos) {
         *out = handOut(isDocument ? m_chaos->document() : m_chaos->text(), m_texts);
-    else
+    } else {
         *out = handOut(opened->answers.*field, m_texts);
+    }
     return m_chaos ? m_chaos->result() : opened->answers.getterResult;
 }
 

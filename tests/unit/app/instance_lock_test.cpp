@@ -47,8 +47,9 @@ protected:
     static int inAnotherProcess(const std::function<int()>& work)
     {
         const pid_t pid = ::fork();
-        if (pid == 0)
+        if (pid == 0) {
             ::_exit(work());
+        }
         int status = 0;
         EXPECT_EQ(::waitpid(pid, &status, 0), pid);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -61,8 +62,9 @@ protected:
     int tryAsNobody() const
     {
         return inAnotherProcess([this] {
-            if (::geteuid() == 0 && (::setegid(65534) != 0 || ::seteuid(65534) != 0))
+            if (::geteuid() == 0 && (::setegid(65534) != 0 || ::seteuid(65534) != 0)) {
                 return 9;
+            }
             try {
                 return InstanceLock(m_path).tryLock() ? 0 : 1;
             } catch (const fs::filesystem_error&) {

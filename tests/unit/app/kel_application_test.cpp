@@ -15,8 +15,9 @@ QStringList lines;
 
 void collect(QtMsgType type, const QMessageLogContext&, const QString& text)
 {
-    if (type == QtDebugMsg)
+    if (type == QtDebugMsg) {
         lines << text;
+    }
 }
 
 // Does something when an event comes.

@@ -19,8 +19,9 @@ KelProcess::KelProcess(const std::string& folder, const Environment& environment
 {
     ::unlink((folder + "/remote").c_str());
     m_pid = ::fork();
-    if (m_pid != 0)
+    if (m_pid != 0) {
         return;
+    }
     Environment all{{"QT_QPA_PLATFORM", "offscreen"},
                     {"QT_PLUGIN_PATH", KEL_TEST_PLUGINS},
                     {"QT_QPA_GENERIC_PLUGINS", "kelremote"},
@@ -31,10 +32,12 @@ KelProcess::KelProcess(const std::string& folder, const Environment& environment
                     {"SCRIPTED_TARN_SCRIPT", folder + "/script.json"},
                     {"SCRIPTED_TARN_LOG", folder + "/calls"},
                     {"XDG_DATA_HOME", folder + "/data"}};
-    for (const auto& [name, value] : environment)
+    for (const auto& [name, value] : environment) {
         all[name] = value;
-    for (const auto& [name, value] : all)
+    }
+    for (const auto& [name, value] : all) {
         value.empty() ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value.c_str(), 1);
+    }
     const int out = ::open((folder + "/output").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(out, STDERR_FILENO);
@@ -44,8 +47,9 @@ KelProcess::KelProcess(const std::string& folder, const Environment& environment
 
 KelProcess::~KelProcess()
 {
-    if (m_socket >= 0)
+    if (m_socket >= 0) {
         ::close(m_socket);
+    }
     if (m_pid > 0) {
         ::kill(m_pid, SIGKILL);
         ::waitpid(m_pid, nullptr, 0);
@@ -69,8 +73,9 @@ bool KelProcess::connect()
 bool KelProcess::waitUntilRunning()
 {
     const bool isUp = kel_test::eventually([this] {
-        if (m_pid > 0 && ::kill(m_pid, 0) == 0 && connect())
+        if (m_pid > 0 && ::kill(m_pid, 0) == 0 && connect()) {
             return true;
+        }
         siginfo_t ended = {};
         return ::waitid(P_PID, static_cast<id_t>(m_pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
                ended.si_pid == m_pid;
@@ -82,13 +87,15 @@ std::string KelProcess::ask(const std::string& command)
 {
     const std::string line = command + "\n";
     if (m_socket < 0 ||
-        ::send(m_socket, line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size()))
+        ::send(m_socket, line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
         return {};
+    }
     std::string answer;
     char byte = 0;
     while (::recv(m_socket, &byte, 1, 0) == 1) {
-        if (byte == '\n')
+        if (byte == '\n') {
             return answer;
+        }
         answer += byte;
     }
     return {};

@@ -38,8 +38,9 @@ protected:
         std::string line;
         bool isStopped = false;
         while (std::getline(calls, line)) {
-            if (isStopped)
+            if (isStopped) {
                 return testing::AssertionFailure() << "after tarn_destroy: " << line;
+            }
             isStopped = line.find("tarn_destroy") != std::string::npos;
         }
         return isStopped ? testing::AssertionSuccess() : testing::AssertionFailure() << "no tarn_destroy";
@@ -50,8 +51,9 @@ protected:
     {
         const std::string calls = readFile("calls");
         long found = 0;
-        for (std::size_t at = 0; (at = calls.find(entryPoint, at)) != std::string::npos; ++at)
+        for (std::size_t at = 0; (at = calls.find(entryPoint, at)) != std::string::npos; ++at) {
             ++found;
+        }
         return found;
     }
 
@@ -62,8 +64,9 @@ protected:
         writePrinters(list(0, 12));
         KelProcess kel(m_folder);
         ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
-        if (random() % 2 == 0)
+        if (random() % 2 == 0) {
             kel.ask("click pbtnRefresh");
+        }
         std::this_thread::sleep_for(life / 2);
         writePrinters(list(10, 12)); // ten printers are dropped and stay scheduled
         std::this_thread::sleep_for(life / 2);
@@ -84,8 +87,9 @@ TEST_F(KelQuit, AtAnyMomentWithASlowLibraryAndDroppedPrinters)
     std::cout << "seed " << seed << ", " << lives << " lives\n";
     std::mt19937 random(seed);
     setScript(R"({"defaultPrinter":{"randomDelayMs":2500}})");
-    for (int i = 0; i < lives && !HasFatalFailure(); ++i)
+    for (int i = 0; i < lives && !HasFatalFailure(); ++i) {
         startAndQuit(random, std::chrono::milliseconds(random() % 5000));
+    }
 }
 
 TEST_F(KelQuit, WindowOutlivesThePollThatIsInProgress)

@@ -36,15 +36,17 @@ protected:
     static testing::AssertionResult endsWith(KelProcess& kel, int expected)
     {
         const int status = kel.wait();
-        if (WIFEXITED(status) && WEXITSTATUS(status) == expected)
+        if (WIFEXITED(status) && WEXITSTATUS(status) == expected) {
             return testing::AssertionSuccess();
+        }
         return testing::AssertionFailure() << "status " << status << ", output: " << kel.output();
     }
     static testing::AssertionResult isAborted(KelProcess& kel)
     {
         const int status = kel.wait();
-        if (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT)
+        if (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) {
             return testing::AssertionSuccess();
+        }
         return testing::AssertionFailure() << "status " << status << ", output: " << kel.output();
     }
 };
@@ -121,8 +123,9 @@ TEST_F(KelStart, WindowsHaveTheProgramsIcon)
 
 TEST_F(KelStart, FontBesideTheProgramIsTheApplicationsAtElevenPointsAndNormalWeight)
 {
-    if (std::string(KEL_FONT).empty())
+    if (std::string(KEL_FONT).empty()) {
         GTEST_SKIP() << "no Chinese font on this machine";
+    }
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     const std::string font = kel.ask("font");
@@ -181,8 +184,10 @@ TEST_F(KelStart, ClosingTheWindowDoesNotEndTheProgram)
     const auto polls = [this] {
         const std::string calls = readFile("calls");
         std::size_t count = 0;
-        for (std::size_t at = 0; (at = calls.find("tarn_openPrinter office", at)) != std::string::npos; ++at)
+        for (std::size_t at = 0; (at = calls.find("tarn_openPrinter office", at)) != std::string::npos;
+             ++at) {
             ++count;
+        }
         return count;
     };
     EXPECT_TRUE(eventually([&] { return polls() >= 2; }));
@@ -193,8 +198,7 @@ TEST_F(KelStart, ClosingTheWindowDoesNotEndTheProgram)
 TEST_F(KelStart, ShowsThePrintersOfTheListWithTheirStatus)
 {
     writePrinters(kOffice);
-    setScript(
-        R"({"printers":{"office":{"state":3,"stateMessage":"就绪-一切正常","serialNumber":"SN-77"}}})");
+    setScript(R"({"printers":{"office":{"state":3,"stateMessage":"就绪-一切正常","serialNumber":"SN-77"}}})");
     KelProcess kel(m_folder);
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     EXPECT_TRUE(eventually([&] { return kel.ask("text lbPrinterState") == R"("[3]就绪")"; }));
@@ -282,8 +286,9 @@ TEST_F(KelStart, ListThatCannotBeSavedLeavesTheEditorOpen)
     ASSERT_TRUE(kel.waitUntilRunning()) << kel.output();
     ASSERT_EQ(kel.ask("click pbtnEditPrinterList").find("error"), std::string::npos);
     kel.ask("type ledtName office");
-    for (int octet = 0; octet < 4; ++octet)
+    for (int octet = 0; octet < 4; ++octet) {
         kel.ask("type ledtIP/" + std::to_string(octet) + " 10");
+    }
     kel.ask("click pbtnAdd");
     fs::remove(printersFile());
     fs::create_directory(printersFile());

@@ -28,15 +28,17 @@ class KeptDirectory
 public:
     explicit KeptDirectory(const std::string& file)
     {
-        if (file.compare(0, 5, "/tmp/") != 0)
+        if (file.compare(0, 5, "/tmp/") != 0) {
             return;
+        }
         m_path = file.substr(0, file.find('/', 5));
         m_descriptor = ::open(m_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     }
     ~KeptDirectory()
     {
-        if (m_descriptor >= 0)
+        if (m_descriptor >= 0) {
             ::close(m_descriptor);
+        }
     }
     KeptDirectory(const KeptDirectory&) = delete;
     KeptDirectory& operator=(const KeptDirectory&) = delete;
@@ -44,8 +46,9 @@ public:
     // Under the new /tmp, at its old path.
     bool bringBack() const
     {
-        if (m_descriptor < 0)
+        if (m_descriptor < 0) {
             return true;
+        }
         const std::string source = "/proc/self/fd/" + std::to_string(m_descriptor);
         return ::mkdir(m_path.c_str(), 0755) == 0 &&
                ::mount(source.c_str(), m_path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0;
@@ -66,10 +69,11 @@ void PrivateTmp::SetUp()
     const bool isAllowed = kel_test::unshareAs(::getuid(), CLONE_NEWNS);
     const KeptDirectory project(KEL_PROGRAM); // opened in the new namespace: no other can be mounted from
     if (isAllowed && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-        ::mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0 && project.bringBack())
+        ::mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0 && project.bringBack()) {
         whyNot.clear();
-    else
+    } else {
         whyNot = std::string("no /tmp of our own: ") + std::strerror(errno);
+    }
 }
 
 const std::string& PrivateTmp::failure()
@@ -79,8 +83,9 @@ const std::string& PrivateTmp::failure()
 
 void KelTest::SetUp()
 {
-    if (!PrivateTmp::failure().empty())
+    if (!PrivateTmp::failure().empty()) {
         GTEST_SKIP() << PrivateTmp::failure();
+    }
     std::string pattern = "/tmp/kel-run-XXXXXX";
     ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
     m_folder = pattern;
@@ -89,8 +94,9 @@ void KelTest::SetUp()
 
 void KelTest::TearDown()
 {
-    if (!m_folder.empty())
+    if (!m_folder.empty()) {
         fs::remove_all(m_folder);
+    }
     fs::remove_all("/tmp/kel.lock");
 }
 

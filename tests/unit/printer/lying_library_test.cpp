@@ -57,25 +57,29 @@ TEST_F(LyingLibrary, RegistryStaysAliveWhateverIsAnswered)
     registry().setCallback([reports](PrinterContext) { ++*reports; });
     std::atomic<bool> stop{false};
     std::vector<std::thread> pollers;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         pollers.emplace_back([&stop, reports, i] {
             const auto printer =
                 boost::make_shared<Printer>(kel_test::network("lied-to-" + std::to_string(i)));
             printer->setCallback([reports](PrinterContext) { ++*reports; });
-            while (!stop)
+            while (!stop) {
                 printer->run();
+            }
         });
+    }
     for (int round = 0; round < rounds; ++round) {
         registry().start();
         const std::vector<PrinterContext> list = registry().getPrinters();
-        for (const PrinterContext& context : list)
+        for (const PrinterContext& context : list) {
             EXPECT_EQ(registry().getPrinter(context.printerName).printerName, context.printerName);
+        }
         registry().getModels();
     }
     EXPECT_TRUE(eventually([&] { return *reports > 20; }));
     stop = true;
-    for (std::thread& poller : pollers)
+    for (std::thread& poller : pollers) {
         poller.join();
+    }
     // Told the truth again, it works as ever.
     tarnControl().reset();
     use({"truth"});
@@ -114,8 +118,9 @@ TEST_F(LyingLibrary, HundredMegabyteListIsRead)
 TEST_F(LyingLibrary, FiftyPrintersArePolledWhileTheListIsRead)
 {
     std::vector<std::string> fifty;
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
         fifty.push_back("fifty-" + std::to_string(i));
+    }
     TarnScript script;
     script.defaultPrinter->info = R"({"CToner":"1","MToner":"2","YToner":"3","KToner":"4","totalprint":"5"})";
     tarnControl().setScript(script);
@@ -128,15 +133,17 @@ TEST_F(LyingLibrary, FiftyPrintersArePolledWhileTheListIsRead)
     std::atomic<bool> stop{false};
     std::thread reader([&] {
         while (!stop) {
-            for (const PrinterContext& context : registry().getPrinters())
+            for (const PrinterContext& context : registry().getPrinters()) {
                 EXPECT_TRUE(context.kToner == -1 || (context.kToner == 4 && context.serialNumber == "SN-1"));
+            }
             EXPECT_EQ(registry().getPrinter("fifty-7").printerName, "fifty-7");
         }
     });
     std::thread refresher([&] {
         for (int round = 0; !stop; ++round) {
-            for (const std::string& name : fifty)
+            for (const std::string& name : fifty) {
                 registry().refresh(name);
+            }
             registry().start();
         }
     });

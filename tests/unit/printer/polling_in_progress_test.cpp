@@ -71,8 +71,9 @@ TEST_F(PollingInProgress, NoReportComesOnceStopPollingHasReturned)
     script.defaultPrinter->delayMs = 30;
     tarnControl().setScript(script);
     std::vector<std::string> all;
-    for (int i = 0; i < 12; ++i)
+    for (int i = 0; i < 12; ++i) {
         all.push_back("stopped-" + std::to_string(i));
+    }
     use(all);
     all.resize(3);
     use(all); // the others are dropped and stay scheduled
@@ -83,12 +84,14 @@ TEST_F(PollingInProgress, NoReportComesOnceStopPollingHasReturned)
     registry().stopPolling();
     isWindowGone = true;
     std::size_t before = 0;
-    for (int i = 0; i < 12; ++i)
+    for (int i = 0; i < 12; ++i) {
         before += reports("stopped-" + std::to_string(i));
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(2200)); // two more ticks of each
     std::size_t after = 0;
-    for (int i = 0; i < 12; ++i)
+    for (int i = 0; i < 12; ++i) {
         after += reports("stopped-" + std::to_string(i));
+    }
     EXPECT_EQ(after, before);
     EXPECT_EQ(late, 0);
 }

@@ -57,8 +57,9 @@ protected:
     static void answerAfter(long milliseconds)
     {
         tarnControl().setHook([milliseconds](const std::string& function, const std::string&) {
-            if (function == "tarn_openPrinter")
+            if (function == "tarn_openPrinter") {
                 simulated::sleep(milliseconds);
+            }
         });
     }
     // When a printer reported.

@@ -61,9 +61,10 @@ TEST(PrinterContext, StartsWithNothingReported)
               "");
     EXPECT_EQ(context.state, 0);
     EXPECT_EQ(context.spareCode, 0);
-    for (const std::int32_t level :
-         {context.cToner, context.mToner, context.yToner, context.kToner, context.rToner, context.totalPrint})
+    for (const std::int32_t level : {context.cToner, context.mToner, context.yToner, context.kToner,
+                                     context.rToner, context.totalPrint}) {
         EXPECT_EQ(level, -1);
+    }
     EXPECT_FALSE(context.lessPaper || context.lackPaper || context.lessToner || context.lackToner);
     EXPECT_FALSE(context.isUsbPrinter);
     EXPECT_TRUE(PrinterContext(true).isUsbPrinter);
@@ -91,8 +92,9 @@ TEST(PrinterContext, CopyEndsEachTextAtItsFirstNul)
         &PrinterContext::model, &PrinterContext::description,  &PrinterContext::spareText,
         &PrinterContext::ip,    &PrinterContext::serialNumber, &PrinterContext::stateMessage,
     };
-    for (const auto text : texts)
+    for (const auto text : texts) {
         source.*text = withNul;
+    }
     const PrinterContext copy(source);
     PrinterContext assigned;
     assigned = source;

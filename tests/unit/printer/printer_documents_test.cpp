@@ -172,8 +172,9 @@ TEST_F(PrinterDocuments, ListThatComesWithAnErrorIsNeitherReadNorHandedBack)
 
 TEST_F(PrinterDocuments, UnusableListsGiveNothingAndAreHandedBack)
 {
-    for (const char* text : {"", "plain", "[", "{}", "null", "5", "\"[]\"", "\xEF\xBB\xBF[{}]"})
+    for (const char* text : {"", "plain", "[", "{}", "null", "5", "\"[]\"", "\xEF\xBB\xBF[{}]"}) {
         EXPECT_THAT(returned(text), IsEmpty()) << text;
+    }
     EXPECT_THAT(returned(std::string(100'000, '[')), IsEmpty());
     EXPECT_EQ(tarnControl().count("tarn_freePrinterList"), 9);
 }
@@ -211,8 +212,9 @@ TEST_F(PrinterDocuments, ModelTextIsNeverHandedBackAndItsResultIgnored)
 TEST_F(PrinterDocuments, UnusableModelDocumentsGiveNothing)
 {
     EXPECT_THAT(models(std::nullopt), IsEmpty());
-    for (const char* text : {"", "plain", "{}", "null", "[", "5"})
+    for (const char* text : {"", "plain", "{}", "null", "[", "5"}) {
         EXPECT_THAT(models(text), IsEmpty()) << text;
+    }
     EXPECT_THAT(models(std::string(2000, '[')), IsEmpty());
 }
 
@@ -228,8 +230,9 @@ TEST_F(PrinterDocuments, WhatTheLibraryThrowsGivesNothingAndNothingStaysLocked)
 {
     for (const char* function : {"tarn_setPrinterList", "tarn_getPrinterList", "tarn_getModels"}) {
         tarnControl().setHook([function](const std::string& called, const std::string&) {
-            if (called == function)
+            if (called == function) {
                 throw 42;
+            }
         });
         const bool isModels = std::string(function) == "tarn_getModels";
         EXPECT_EQ(syncPrinterList({network("office")}).empty(), !isModels) << function;
@@ -249,17 +252,20 @@ TEST_F(PrinterDocuments, ListExchangeIsNotStarvedByPolls)
     setPrinter("busy", printer);
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
-    for (int i = 0; i < 10; ++i)
+    for (int i = 0; i < 10; ++i) {
         threads.emplace_back([&] {
             PrinterContext context = network("busy");
-            while (!stop)
+            while (!stop) {
                 queryPrinterStatus(context);
+            }
         });
+    }
     EXPECT_TRUE(kel_test::eventually([] { return opens("busy") > 3; }));
     std::atomic<long> opensAtExchange{0};
     tarnControl().setHook([&](const std::string& function, const std::string&) {
-        if (function == "tarn_setPrinterList")
+        if (function == "tarn_setPrinterList") {
             opensAtExchange = opens("busy");
+        }
     });
     std::vector<long> passed;
     for (int round = 0; round < 30; ++round) {
@@ -270,8 +276,9 @@ TEST_F(PrinterDocuments, ListExchangeIsNotStarvedByPolls)
         passed.push_back(opensAtExchange - before);
     }
     stop = true;
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     std::nth_element(passed.begin(), passed.begin() + 15, passed.end());
     EXPECT_LE(passed[15], 3);
 }

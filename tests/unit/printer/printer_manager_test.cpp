@@ -123,8 +123,9 @@ TEST_F(Registry, StartCreatesTheMissingFile)
 
 TEST_F(Registry, EveryStartReadsTheFileAndAsksTheLibrary)
 {
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         registry().start();
+    }
     EXPECT_EQ(tarnControl().count("tarn_setPrinterList"), 3);
     EXPECT_EQ(tarnControl().count("tarn_getPrinterList"), 3);
     EXPECT_EQ(tarnControl().count("tarn_freePrinterList"), 3);
@@ -291,8 +292,9 @@ TEST_F(Registry, GettersNeverWaitForAPoll)
     std::atomic<bool> isPolling{false};
     use({"slow"});
     tarnControl().setHook([&, released](const std::string& function, const std::string&) {
-        if (function != "tarn_openPrinter")
+        if (function != "tarn_openPrinter") {
             return;
+        }
         isPolling = true;
         released.wait();
     });
@@ -323,9 +325,10 @@ TEST_F(Registry, LookingOnePrinterUpNeedsNoRegistryLock)
 TEST_F(Registry, ThousandPrintersThenNoneThenTheThousandAgain)
 {
     std::string document = "[";
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         document +=
             (i > 0 ? ",{\"printerName\":\"many-" : "{\"printerName\":\"many-") + std::to_string(i) + "\"}";
+    }
     kel_test::TarnScript script;
     script.echoList = false;
     for (const std::string& list : {document + "]", std::string("[]"), document + "]"}) {

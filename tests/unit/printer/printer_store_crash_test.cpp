@@ -78,13 +78,15 @@ private:
 // Whether a list is one that somebody saved, from its first printer to its last.
 testing::AssertionResult isOneWholeList(const std::vector<PrinterContext>& list)
 {
-    if (list.empty())
+    if (list.empty()) {
         return testing::AssertionFailure() << "nobody saved an empty list";
+    }
     for (std::size_t i = 0; i < list.size(); ++i) {
         if (list[i].model != std::to_string(list.size()) || list[i].manufacturer != list[0].manufacturer ||
-            list[i].printerName != "printer-" + std::to_string(i))
+            list[i].printerName != "printer-" + std::to_string(i)) {
             return testing::AssertionFailure() << "printer " << i << " of " << list.size() << " is of list "
                                                << list[i].manufacturer << " with " << list[i].model;
+        }
     }
     return testing::AssertionSuccess();
 }
@@ -164,14 +166,16 @@ protected:
         PrinterStoreCrash::SetUp();
         const bool isAllowed = kel_test::unshareAs(::getuid(), CLONE_NEWNS);
         if (!isAllowed || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("tmpfs", m_dir.c_str(), "tmpfs", 0, "size=128k") != 0)
+            ::mount("tmpfs", m_dir.c_str(), "tmpfs", 0, "size=128k") != 0) {
             GTEST_SKIP() << "no file system of our own to fill: " << std::strerror(errno);
+        }
         m_isMounted = true;
     }
     void TearDown() override
     {
-        if (m_isMounted)
+        if (m_isMounted) {
             ::umount2(m_dir.c_str(), MNT_DETACH);
+        }
         PrinterStoreCrash::TearDown();
     }
 
@@ -181,8 +185,9 @@ protected:
         fs::remove(m_dir / "filler");
         std::ofstream filler((m_dir / "filler").string(), std::ios::binary);
         const std::size_t room = fs::space(m_dir).available / 4096;
-        if (room > freePages)
+        if (room > freePages) {
             filler << std::string((room - freePages) * 4096, 'x');
+        }
     }
     static std::vector<PrinterContext> listOf(std::size_t length, const std::string& number)
     {

@@ -24,12 +24,14 @@ std::string folder;
 
 void note(const std::string& what, const std::string& path)
 {
-    if (folder.empty())
+    if (folder.empty()) {
         return;
-    if (path == folder)
+    }
+    if (path == folder) {
         steps.push_back(what + " folder");
-    else if (fs::path(path).parent_path() == folder)
+    } else if (fs::path(path).parent_path() == folder) {
         steps.push_back(what + " " + fs::path(path).filename().string());
+    }
 }
 
 std::string pathOf(int descriptor)

@@ -43,11 +43,13 @@ class AsOrdinaryUser
 public:
     explicit AsOrdinaryUser(const fs::path& tree)
     {
-        if (::geteuid() != 0)
+        if (::geteuid() != 0) {
             return;
+        }
         own(tree);
-        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) // as root still
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) { // as root still
             own(entry.path());
+        }
         m_isChanged = ::seteuid(kNobody) == 0;
         EXPECT_TRUE(m_isChanged);
     }
@@ -104,8 +106,9 @@ protected:
     std::string names() const
     {
         std::string joined;
-        for (const PrinterContext& context : load())
+        for (const PrinterContext& context : load()) {
             joined += context.printerName + ";";
+        }
         return joined;
     }
     void save(const std::vector<PrinterContext>& list) const { PrinterStore(m_path).save(list); }
@@ -333,8 +336,9 @@ TEST_F(PrinterStoreTest, SavingLeavesTheListItsLockAndTheListBefore)
 {
     const auto entries = [&] {
         std::set<std::string> found;
-        for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(m_path).parent_path()))
+        for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(m_path).parent_path())) {
             found.insert(entry.path().filename().string());
+        }
         return found;
     };
     save({printer("office")});
@@ -557,8 +561,9 @@ TEST_F(PrinterStoreTest, NoDescriptorIsLeftBehind)
     };
     everything();
     const int before = kel_test::openDescriptors();
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         everything();
+    }
     EXPECT_EQ(kel_test::openDescriptors(), before);
 }
 

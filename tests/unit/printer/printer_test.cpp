@@ -48,16 +48,18 @@ protected:
     void holdPolls()
     {
         tarnControl().setHook([this, released = m_released](const std::string& called, const std::string&) {
-            if (called != "tarn_openPrinter")
+            if (called != "tarn_openPrinter") {
                 return;
+            }
             ++m_waiting;
             released.wait();
         });
     }
     void release()
     {
-        if (!m_isReleased)
+        if (!m_isReleased) {
             m_release.set_value();
+        }
         m_isReleased = true;
     }
 
@@ -253,8 +255,9 @@ TEST_F(PrinterTest, ClosingTheGateWaitsForTheRunningPollAndSendsTheWaitingOnesHo
         printers.push_back(boost::make_shared<Printer>(named("p" + std::to_string(i))));
         printers.back()->setCallback([&](PrinterContext) { ++callbacks; });
     }
-    for (const auto& printer : printers)
+    for (const auto& printer : printers) {
         polls.emplace_back([printer] { printer->run(); });
+    }
     ASSERT_TRUE(eventually([&] { return m_waiting == 1 && pollGate().inside() == 10; }));
     std::future<void> closed = std::async(std::launch::async, [] { pollGate().close(); });
     ASSERT_TRUE(eventually([] { return pollGate().isClosing(); }));
@@ -264,8 +267,9 @@ TEST_F(PrinterTest, ClosingTheGateWaitsForTheRunningPollAndSendsTheWaitingOnesHo
     closed.get();
     EXPECT_EQ(callbacks, 1); // and it was over before close() returned
     EXPECT_EQ(m_waiting, 1);
-    for (std::thread& poll : polls)
+    for (std::thread& poll : polls) {
         poll.join();
+    }
     EXPECT_EQ(callbacks, 1);
 }
 

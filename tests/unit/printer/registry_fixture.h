@@ -54,16 +54,18 @@ protected:
     std::string names()
     {
         std::string joined;
-        for (const morvik::kel::PrinterContext& context : registry().getPrinters())
+        for (const morvik::kel::PrinterContext& context : registry().getPrinters()) {
             joined += context.printerName + ";";
+        }
         return joined;
     }
     // Saves these names as network printers and reconciles; the library echoes them.
     void use(const std::vector<std::string>& list)
     {
         std::vector<morvik::kel::PrinterContext> contexts;
-        for (const std::string& name : list)
+        for (const std::string& name : list) {
             contexts.push_back(network(name));
+        }
         registry().savePrinters(contexts);
         registry().start();
     }

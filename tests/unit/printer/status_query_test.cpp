@@ -197,14 +197,16 @@ TEST_F(StatusQuery, NumbersAreReadAsStrtolReadsThemAndCutTo32Bits)
         {"0x10", 0},         {"010", 10},       {"99999999999999999999", -1}, // LONG_MAX, cut
         {"7\\u00008", 7},    {"12.9", 12},
     };
-    for (const auto& [text, expected] : cases)
+    for (const auto& [text, expected] : cases) {
         EXPECT_EQ(query(std::string(R"({"totalprint":")") + text + "\"}").totalPrint, expected) << text;
+    }
 }
 
 TEST_F(StatusQuery, FlagIsTrueExactlyForOne)
 {
-    for (const char* text : {"1", " 1", "+1", "1abc", "01", "4294967297"})
+    for (const char* text : {"1", " 1", "+1", "1abc", "01", "4294967297"}) {
         EXPECT_TRUE(query(std::string(R"({"lessPaper":")") + text + "\"}").lessPaper) << text;
+    }
     for (const char* text : {"0", "2", "yes", "", "true", "-1", "11"}) {
         PrinterContext context = named("p");
         context.lessPaper = true;
@@ -325,8 +327,9 @@ TEST_F(StatusQuery, WhatTheLibraryThrowsEndsTheQueryAndNothingStaysLocked)
     for (const char* function : {"tarn_openPrinter", "tarn_getState", "tarn_getSerialNumber", "tarn_getInfo",
                                  "tarn_getStateMessage"}) {
         tarnControl().setHook([function](const std::string& called, const std::string&) {
-            if (called == function)
+            if (called == function) {
                 throw std::runtime_error("thrown by the library");
+            }
         });
         PrinterContext context = named("office");
         EXPECT_EQ(queryPrinterStatus(context), -1) << function;
@@ -341,13 +344,15 @@ TEST_F(StatusQuery, OneConversationAtATime)
     printer.delayMs = 5;
     setPrinter("office", printer);
     std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 8; ++i) {
         threads.emplace_back([] {
             PrinterContext context = named("office");
             EXPECT_EQ(queryPrinterStatus(context), 0);
         });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(tarnControl().mostCallsAtOnce(), 1);
     const std::vector<std::string> calls = tarnControl().calls();
     for (std::size_t i = 0; i < calls.size(); i += 9) { // nine calls each, never mixed

@@ -15,8 +15,9 @@
 
 int main(int argc, char** argv)
 {
-    if (argc < 3)
+    if (argc < 3) {
         return 2;
+    }
     morvik::kel::PrinterStore store(argv[1]);
     std::mt19937 random(static_cast<unsigned>(std::atol(argv[2])));
     const long count = argc > 3 ? std::atol(argv[3]) : -1;
@@ -36,8 +37,9 @@ int main(int argc, char** argv)
             std::cerr << error.what() << '\n';
             return 1;
         }
-        if (number == 0 && ::write(STDOUT_FILENO, "s", 1) != 1) // the parent waits for the first save
+        if (number == 0 && ::write(STDOUT_FILENO, "s", 1) != 1) { // the parent waits for the first save
             return 3;
+        }
     }
     return 0;
 }

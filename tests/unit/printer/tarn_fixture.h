@@ -41,8 +41,9 @@ protected:
     {
         using morvik::kel::tarnEntryTable;
         const morvik::kel::TarnTurn turn(morvik::kel::TarnTurn::Who::Registry);
-        if (tarnEntryTable.handle != nullptr)
+        if (tarnEntryTable.handle != nullptr) {
             dlclose(tarnEntryTable.handle);
+        }
         tarnEntryTable.handle = nullptr;
         tarnEntryTable.loaded = false;
     }

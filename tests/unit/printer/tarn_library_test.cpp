@@ -27,10 +27,11 @@ class TarnDirVariable
 public:
     explicit TarnDirVariable(const char* value)
     {
-        if (value != nullptr)
+        if (value != nullptr) {
             ::setenv("TARN_DIR", value, 1);
-        else
+        } else {
             ::unsetenv("TARN_DIR");
+        }
     }
     ~TarnDirVariable() { ::setenv("TARN_DIR", scriptedTarnDir().c_str(), 1); }
     TarnDirVariable(const TarnDirVariable&) = delete;
@@ -164,8 +165,9 @@ TEST_F(TarnLibrary, NobodyReachesTheLibraryAfterUnloading)
 TEST_F(TarnLibrary, WhatStartAndStopThrowIsIgnoredLikeTheirResults)
 {
     tarnControl().setHook([](const std::string& function, const std::string&) {
-        if (function == "tarn_init" || function == "tarn_setOptions" || function == "tarn_destroy")
+        if (function == "tarn_init" || function == "tarn_setOptions" || function == "tarn_destroy") {
             throw std::runtime_error("thrown by the library");
+        }
     });
     EXPECT_TRUE(load());
     EXPECT_NO_THROW(unloadTarnLibrary());

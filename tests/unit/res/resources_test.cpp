@@ -150,8 +150,9 @@ void ResourcesTest::correctionsConcernQtClassesOnly()
     QXmlStreamReader xml(&source);
     int contexts = 0;
     while (!xml.atEnd()) {
-        if (xml.readNext() != QXmlStreamReader::StartElement || xml.name() != QLatin1String("name"))
+        if (xml.readNext() != QXmlStreamReader::StartElement || xml.name() != QLatin1String("name")) {
             continue;
+        }
         const QString context = xml.readElementText();
         QVERIFY2(context.size() > 1 && context[0] == 'Q' && context[1].isUpper(), qPrintable(context));
         ++contexts;

@@ -37,8 +37,9 @@ protected:
         message.community = "public";
         message.pdu.type = type;
         message.pdu.requestId = 77;
-        for (Oid& name : names)
+        for (Oid& name : names) {
             message.pdu.varbinds.push_back({std::move(name), {}});
+        }
         return message;
     }
 
@@ -52,8 +53,9 @@ protected:
     std::optional<Message> ask(const Message& message)
     {
         const auto bytes = raw(message);
-        if (!bytes)
+        if (!bytes) {
             return std::nullopt;
+        }
         return tarn::snmp::decodeMessage(
             {reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()});
     }
@@ -77,8 +79,9 @@ protected:
     static std::vector<Oid> names(const Message& message)
     {
         std::vector<Oid> list;
-        for (const Varbind& varbind : message.pdu.varbinds)
+        for (const Varbind& varbind : message.pdu.varbinds) {
             list.push_back(varbind.name);
+        }
         return list;
     }
 
@@ -174,8 +177,9 @@ TEST_F(Agent, GetBulkIsNoV1)
 
 TEST_F(Agent, ALongGetBulkAnswerIsCutAsLateAsPossible)
 {
-    for (std::uint32_t i = 1; i <= 40; ++i)
+    for (std::uint32_t i = 1; i <= 40; ++i) {
         m_printer.set({1, 3, 6, 9, i}, octets(std::string(i % 7, 'x')));
+    }
     const auto sizeOf = [this](std::int32_t rows) { // of the whole answer with that many rows
         m_settings.maxMessageSize = 65507;
         return raw(bulk({{1, 3, 6, 9}}, 0, rows))->size();
@@ -185,8 +189,9 @@ TEST_F(Agent, ALongGetBulkAnswerIsCutAsLateAsPossible)
         const auto reply = ask(bulk({{1, 3, 6, 9}}, 0, 40));
         ASSERT_TRUE(reply) << most;
         const auto rows = static_cast<std::int32_t>(reply->pdu.varbinds.size());
-        for (std::uint32_t i = 0; i < reply->pdu.varbinds.size(); ++i)
+        for (std::uint32_t i = 0; i < reply->pdu.varbinds.size(); ++i) {
             EXPECT_EQ(reply->pdu.varbinds[i].name, (Oid{1, 3, 6, 9, i + 1}));
+        }
         ASSERT_GT(rows, 0);
         EXPECT_LE(sizeOf(rows), most);
         EXPECT_GT(sizeOf(rows + 1), most);

@@ -55,11 +55,13 @@ TEST(Oid, ReadsBothSpellings)
 TEST(Oid, RefusesWhatIsNone)
 {
     for (const char* text :
-         {"", ".", "1", "1.", "1..3", "1.x", "1.3.4294967296", "3.1", "1.40", "0.40", "1.3 ", "-1.3"})
+         {"", ".", "1", "1.", "1..3", "1.x", "1.3.4294967296", "3.1", "1.40", "0.40", "1.3 ", "-1.3"}) {
         EXPECT_FALSE(parseOid(text)) << text;
+    }
     std::string arcs128 = "1.3";
-    for (int i = 2; i < 128; ++i)
+    for (int i = 2; i < 128; ++i) {
         arcs128 += ".1";
+    }
     EXPECT_TRUE(parseOid(arcs128));
     EXPECT_FALSE(parseOid(arcs128 + ".1"));
 }
@@ -90,8 +92,9 @@ TEST(FillIn, PutsThePrintersNumberAndAddress)
 
 TEST(FillIn, LeavesOtherBracesAlone)
 {
-    for (const char* text : {"{", "}", "{x}", "{n:}", "{n:x}", "{n:999}", "a{n", "{}"})
+    for (const char* text : {"{", "}", "{x}", "{n:}", "{n:x}", "{n:999}", "a{n", "{}"}) {
         EXPECT_EQ(fillIn(text, {}), text);
+    }
 }
 
 } // namespace

@@ -21,8 +21,9 @@ Row row(Oid name, std::int64_t value)
 std::vector<Oid> walk(const Printer& printer, double seconds = 0)
 {
     std::vector<Oid> names;
-    for (auto found = printer.next({0, 0}, seconds); found; found = printer.next(found->name, seconds))
+    for (auto found = printer.next({0, 0}, seconds); found; found = printer.next(found->name, seconds)) {
         names.push_back(found->name);
+    }
     return names;
 }
 

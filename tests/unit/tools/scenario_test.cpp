@@ -213,8 +213,9 @@ std::vector<std::string> filesInTestData()
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(KEL_TEST_DATA)) {
         const std::string ending = entry.path().extension();
-        if (ending == ".json" || ending == ".snmprec")
+        if (ending == ".json" || ending == ".snmprec") {
             files.push_back(entry.path());
+        }
     }
     std::sort(files.begin(), files.end());
     return files;

@@ -76,8 +76,9 @@ TEST(Simulation, LossLosesItsShare)
     faults.loss = 30;
     Way way(faults);
     int answered = 0;
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i) {
         answered += static_cast<int>(way.ask().size());
+    }
     EXPECT_GT(answered, 600);
     EXPECT_LT(answered, 800);
 }
@@ -88,8 +89,9 @@ TEST(Simulation, TheSameSeedGivesTheSameFaults)
     faults.loss = 50;
     Way first(faults, 9);
     Way second(faults, 9);
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
         EXPECT_EQ(first.ask().size(), second.ask().size());
+    }
 }
 
 TEST(Simulation, ADuplicateComesTwice)
@@ -129,8 +131,9 @@ TEST(Simulation, GarbageIsNotTheAnswer)
     FaultPlan faults;
     faults.garbage = 100;
     Way way(faults);
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 50; ++i) {
         EXPECT_FALSE(decode(way.ask()[0].bytes));
+    }
 }
 
 TEST(Simulation, AWrongSourceLeavesTheAnswerAsItIs)
@@ -188,8 +191,9 @@ TEST(Faults, WhatIsWrongComesBack)
 {
     FaultPlan plan;
     for (const char* text : {"loss", "loss=", "loss=101", "loss=x", "losses=1", "delay=5..4", "delay=5..",
-                             "delay=..5", "delay=60001"})
+                             "delay=..5", "delay=60001"}) {
         EXPECT_EQ(parseFaults(std::string("duplicate=1,") + text, plan), text);
+    }
     EXPECT_EQ(parseFaults(",loss=1", plan), ",loss=1");
 }
 
