@@ -1,10 +1,11 @@
 // Most of a network falls silent at once, or never spoke, through libtarn.so: those who answer must not
-// notice.
+// notice. KEL_LIVING (500): how many answer; five times as many do not.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 
@@ -23,10 +24,17 @@ using std::chrono::seconds;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::uint16_t kPort = 16470;
-constexpr std::size_t kLiving = 500;
-constexpr std::size_t kSilent = 2500;
 constexpr milliseconds kMostAge{6000};
 constexpr seconds kKnownAsSilent{15};
+
+std::uint32_t livingOnes()
+{
+    const char* const wanted = std::getenv("KEL_LIVING");
+    return wanted != nullptr ? static_cast<std::uint32_t>(std::stoul(wanted)) : 500;
+}
+
+const std::uint32_t livingCount = livingOnes();
+const std::uint32_t silentCount = 5 * livingCount;
 
 // The namespaces outlive the tests: a process cannot return to the network that it came from.
 TwoNetworks networks;
@@ -64,7 +72,7 @@ protected:
             GTEST_SKIP() << *whyNot;
         }
     }
-    const std::vector<NamedPrinter> living = printersFrom(0x7F2C1001, kLiving); // 127.44.16.1
+    const std::vector<NamedPrinter> living = printersFrom(0x7F2C1001, livingCount); // 127.44.16.1
     std::vector<NamedPrinter> silent;
 };
 
@@ -93,13 +101,13 @@ void expectYoungInOneOfThree(const std::function<Seen()>& look)
 
 TEST_F(MassSilence, OfThoseThatAnsweredIsKnownSoonAndAgesNobody)
 {
-    silent = printersFrom(0x7F2C1001 + kLiving, kSilent);
+    silent = printersFrom(0x7F2C1001 + livingCount, silentCount);
     std::vector<NamedPrinter> all = living;
     all.insert(all.end(), silent.begin(), silent.end());
     expectYoungInOneOfThree([&]() -> Seen {
-        SimProcess sim(KEL_PRINTER_SIM,
-                       {"--port", std::to_string(kPort),
-                        KEL_TEST_DATA "/colour.json@127.44.16.1*" + std::to_string(kLiving + kSilent)});
+        SimProcess sim(KEL_PRINTER_SIM, {"--port", std::to_string(kPort),
+                                         KEL_TEST_DATA "/colour.json@127.44.16.1*" +
+                                             std::to_string(livingCount + silentCount)});
         Bystander bystander(kPort, "{}", living);
         LibrarySession library(kPort);
         library.name(all);
@@ -127,10 +135,10 @@ TEST_F(MassSilence, OfThoseThatAnsweredIsKnownSoonAndAgesNobody)
 TEST_F(MassSilence, OfASegmentWhereNobodyResolvesAnAddressAgesNobody)
 {
     ASSERT_TRUE(networks.connect("10.44.0.1/16"));
-    silent = printersFrom(0x0A2C1001, kSilent); // 10.44.16.1
+    silent = printersFrom(0x0A2C1001, silentCount); // 10.44.16.1
     // One of the others beside each fifth part of them, as a list of rooms or floors would have them.
     std::vector<NamedPrinter> all;
-    for (std::size_t i = 0; i < kLiving; ++i) {
+    for (std::size_t i = 0; i < livingCount; ++i) {
         all.push_back(living[i]);
         all.insert(all.end(), silent.begin() + static_cast<std::ptrdiff_t>(5 * i),
                    silent.begin() + static_cast<std::ptrdiff_t>(5 * i + 5));
@@ -138,7 +146,7 @@ TEST_F(MassSilence, OfASegmentWhereNobodyResolvesAnAddressAgesNobody)
     expectYoungInOneOfThree([&]() -> Seen {
         SimProcess sim(KEL_PRINTER_SIM,
                        {"--port", std::to_string(kPort),
-                        KEL_TEST_DATA "/colour.json@127.44.16.1*" + std::to_string(kLiving)});
+                        KEL_TEST_DATA "/colour.json@127.44.16.1*" + std::to_string(livingCount)});
         Bystander bystander(kPort, "{}", living);
         LibrarySession library(kPort);
         library.name(all);

@@ -24,7 +24,7 @@ class Suppressions(unittest.TestCase):
         scratch = tempfile.TemporaryDirectory(prefix="kel-race-")
         self.addCleanup(scratch.cleanup)
         environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", XDG_RUNTIME_DIR=scratch.name,
-                           TSAN_OPTIONS=f"suppressions={ROOT}/.ci/tsan.supp:exitcode={REPORTED}")
+                           TSAN_OPTIONS=f"suppressions={ROOT}/.ci/tsan.supp:exitcode={REPORTED}:history_size=7")
         return subprocess.run([str(BUILD / "tests" / "race_probe"), kind], env=environment, timeout=600, text=True,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
 

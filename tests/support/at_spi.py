@@ -61,7 +61,9 @@ def windows(pid):
 
 
 def children(node):
-    found = (node.get_child_at_index(index) for index in range(node.get_child_count()))
+    """Those that are still there."""
+    found = [unless_gone(lambda index=index: node.get_child_at_index(index))
+             for index in range(unless_gone(node.get_child_count) or 0)]
     return [child for child in found if child is not None]
 
 
@@ -88,16 +90,19 @@ def is_focused(node):
 
 
 def names(window, role, showing=True):
-    """The names of all widgets of that role, in the order of their creation."""
-    return [node.get_name() for node in walk(window)
-            if node.get_role_name() == role and (is_showing(node) or not showing)]
+    """The names of all widgets of that role, in the order of their creation; not of those that go meanwhile."""
+    def name_of(node):
+        return node.get_name() if node.get_role_name() == role and (is_showing(node) or not showing) else None
+
+    found = [unless_gone(lambda node=node: name_of(node)) for node in walk(window)]
+    return [name for name in found if name is not None]
 
 
 def find_or_none(window, role, name=None):
-    for node in walk(window):
-        if node.get_role_name() == role and (name is None or node.get_name() == name):
-            return node
-    return None
+    def is_it(node):
+        return node.get_role_name() == role and (name is None or node.get_name() == name)
+
+    return next((node for node in walk(window) if unless_gone(lambda node=node: is_it(node))), None)
 
 
 def find(window, role, name=None):
