@@ -9,7 +9,7 @@ namespace {
 // The characters up to the first NUL, in a buffer of their own.
 std::string freshCopy(const std::string& text)
 {
-    return std::string(text.c_str());
+    return std::string(text.c_str()); // NOLINT(readability-redundant-string-cstr): up to the NUL
 }
 
 const PrinterContext& taken(const PrinterContext& context)

@@ -140,7 +140,8 @@ PrinterContext PrinterManager::getPrinter(const std::string& printerName)
 void PrinterManager::savePrinters(const std::vector<PrinterContext>& list)
 {
     const MutexLock lock(mutex);
-    const std::vector<PrinterContext> copy(list); // texts end at their first NUL in a copy
+    // Texts end at their first NUL in a copy.
+    const std::vector<PrinterContext> copy(list); // NOLINT(performance-unnecessary-copy-initialization)
     m_store.save(copy);
 }
 

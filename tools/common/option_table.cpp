@@ -67,6 +67,7 @@ std::vector<std::string> OptionTable::parse(const std::vector<std::string>& argu
     std::vector<std::string> copy = arguments;
     copy.insert(copy.begin(), ""); // the program's name
     std::vector<char*> argv;
+    argv.reserve(copy.size() + 1);
     for (std::string& argument : copy) {
         argv.push_back(argument.data());
     }

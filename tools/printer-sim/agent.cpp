@@ -6,7 +6,6 @@ namespace printersim {
 
 using tarn::snmp::ErrorStatus;
 using tarn::snmp::Message;
-using tarn::snmp::Pdu;
 using tarn::snmp::PduType;
 using tarn::snmp::Varbind;
 using tarn::snmp::Version;

@@ -55,7 +55,7 @@ std::string WebServer::listenAt(std::uint32_t address, std::uint16_t port)
     local.sin_addr.s_addr = htonl(address);
     local.sin_port = htons(port);
     if (bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0 || listen(fd, 16) != 0) {
-        const std::string reason = std::strerror(errno);
+        std::string reason = std::strerror(errno);
         close(fd);
         return reason;
     }

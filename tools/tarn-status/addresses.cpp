@@ -4,7 +4,7 @@
 #include <netdb.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <cstring>
 #include <memory>
 
@@ -67,10 +67,11 @@ std::vector<std::string> hostsOf(const std::string& network)
     unsigned bits = 24;
     if (slash != std::string::npos) {
         const std::string text = network.substr(slash + 1);
-        if (text.size() != 2 || text.find_first_not_of("0123456789") != std::string::npos) {
+        const char* const end = text.data() + text.size();
+        const std::from_chars_result read = std::from_chars(text.data(), end, bits);
+        if (text.size() != 2 || read.ec != std::errc() || read.ptr != end) {
             return {};
         }
-        bits = static_cast<unsigned>(std::atoi(text.c_str()));
     }
     if (bits < 24 || bits > 32) {
         return {};

@@ -114,7 +114,7 @@ std::string englishForLibrary(const std::string& text)
 
 std::string alertText(const Json::Value& alert, Language language)
 {
-    const std::string own = printable(alert["text"]);
+    std::string own = printable(alert["text"]);
     if (language == Language::Chinese) {
         return own;
     }

@@ -5,7 +5,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
+#include <charconv>
+#include <cstring>
 #include <map>
 #include <memory>
 
@@ -31,7 +32,8 @@ std::map<ino_t, int> unixStreams()
     std::map<ino_t, int> found;
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir("/proc/self/fd"), &::closedir);
     for (const dirent* entry = nullptr; directory && (entry = ::readdir(directory.get())) != nullptr;) {
-        const int descriptor = std::atoi(entry->d_name);
+        int descriptor = -1; // of no entry that is no number
+        std::from_chars(entry->d_name, entry->d_name + std::strlen(entry->d_name), descriptor);
         struct stat status = {};
         if (isUnixStream(descriptor) && ::fstat(descriptor, &status) == 0) {
             found[status.st_ino] = descriptor;

@@ -1,7 +1,7 @@
 #include "tarn/src/catalog/config.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/catalog/configured_user.h"
@@ -25,11 +25,11 @@ std::uint32_t maskOf(unsigned bits)
 
 std::optional<unsigned> parseBits(const std::string& text)
 {
-    if (text.empty() || text.size() > 2 || text.find_first_not_of("0123456789") != std::string::npos) {
-        return std::nullopt;
-    }
-    const unsigned bits = static_cast<unsigned>(std::atoi(text.c_str()));
-    return bits <= 32 ? std::optional(bits) : std::nullopt;
+    unsigned bits = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result read = std::from_chars(text.data(), end, bits);
+    const bool isWhole = read.ec == std::errc() && read.ptr == end && text.size() <= 2;
+    return isWhole && bits <= 32 ? std::optional(bits) : std::nullopt;
 }
 
 } // namespace

@@ -105,7 +105,7 @@ bool LastValues::parseLine(std::string_view line)
     return true;
 }
 
-void LastValues::take(std::map<std::uint32_t, LastValue> values, UnixTime now)
+void LastValues::take(std::map<std::uint32_t, LastValue>&& values, UnixTime now)
 {
     for (auto& [address, value] : values) {
         value.time = std::clamp<UnixTime>(value.time, 0, std::max<UnixTime>(now, 0));

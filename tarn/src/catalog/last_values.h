@@ -41,7 +41,7 @@ public:
     // complaint then says where.
     void parse(std::string_view text, std::string& complaint);
     // Where a newer value is known that stays, unless it seemed to be from the future.
-    void take(std::map<std::uint32_t, LastValue> values, UnixTime now);
+    void take(std::map<std::uint32_t, LastValue>&& values, UnixTime now);
     void forget(std::uint32_t address) { m_values.erase(address); }
 
     const LastValue* find(std::uint32_t address) const; // null: nothing is known

@@ -147,7 +147,7 @@ std::string withMakerOnce(const std::string& text)
 
 std::string makeAndModel(const std::string& manufacturer, const std::string& model)
 {
-    const std::string once = withMakerOnce(model);
+    std::string once = withMakerOnce(model);
     if (once.empty() || manufacturer.empty() || namesMaker(folded(manufacturer), folded(once))) {
         return once;
     }

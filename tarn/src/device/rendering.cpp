@@ -108,7 +108,6 @@ Json::Value levelValue(LevelKind kind, int percent)
     case LevelKind::Percent:
         return percent;
     case LevelKind::Some:
-        return "some";
     case LevelKind::Unlimited:
         return "some";
     case LevelKind::Unknown:

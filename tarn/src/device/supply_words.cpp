@@ -143,7 +143,7 @@ ColorSaid fromTag(const std::u32string& text)
             continue;
         }
         const std::u32string tag = text.substr(i + 1, end - i - 1);
-        const ColorSaid said = ofTag(tag);
+        ColorSaid said = ofTag(tag);
         if (said.color != SupplyColor::None && !(tag == U"r" && text[i] != U'[')) {
             return said;
         }
@@ -228,13 +228,13 @@ ColorSaid fromTokens(const std::u32string& text)
     for (std::size_t i = 0; tokens.size() > 1 && i < tokens.size(); ++i) {
         const bool beside = i + 1 == tokens.size() || namesMaterial(tokens[i + 1]);
         const bool ambiguous = tokens[i] == U"r" || tokens[i] == U"w"; // a trade mark, a width
-        const ColorSaid said = beside && !ambiguous ? ofTag(tokens[i]) : ColorSaid{};
+        ColorSaid said = beside && !ambiguous ? ofTag(tokens[i]) : ColorSaid{};
         if (said.color != SupplyColor::None) {
             return said;
         }
     }
     for (const std::u32string& token : tokens) {
-        const ColorSaid said = fromPartNumber(token);
+        ColorSaid said = fromPartNumber(token);
         if (said.color != SupplyColor::None) {
             return said;
         }

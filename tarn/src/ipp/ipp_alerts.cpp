@@ -87,7 +87,7 @@ private:
     void addKnown(const Reason& reason, Suffix suffix);
     void addUnknown(const ReasonWord& word);
     void addCoded(const device::AlertText& text, Severity severity);
-    void add(int code, std::string keyword, std::string text, Severity severity);
+    void add(int code, std::string keyword, const std::string& text, Severity severity);
     bool isExplained(int code) const;
     int codeHere(int code) const;
     bool noTrayHasPaper() const;
@@ -294,7 +294,7 @@ void AlertBuilder::addCoded(const device::AlertText& text, Severity severity)
     add(text.code, text.keyword, text.text, severity);
 }
 
-void AlertBuilder::add(int code, std::string keyword, std::string text, Severity severity)
+void AlertBuilder::add(int code, std::string keyword, const std::string& text, Severity severity)
 {
     Alert alert;
     alert.code = code;

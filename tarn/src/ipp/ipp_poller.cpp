@@ -8,7 +8,6 @@
 namespace tarn::ipp {
 
 using engine::IppChoice;
-using engine::Liveliness;
 using engine::Source;
 using engine::Target;
 

@@ -53,7 +53,7 @@ device::ColorSaid colorFromChannels(const std::array<int, 3>& rgb, const std::st
     constexpr int kHigh = 0x70; // magenta of process inks is #E4007F
     constexpr int kLow = 0x60;
     const auto is = [&](bool red, bool green, bool blue) {
-        const bool wanted[] = {red, green, blue};
+        const std::array<bool, 3> wanted = {red, green, blue};
         for (std::size_t i = 0; i < rgb.size(); ++i) {
             if (wanted[i] ? rgb[i] < kHigh : rgb[i] > kLow) {
                 return false;

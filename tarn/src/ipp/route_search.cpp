@@ -34,6 +34,7 @@ void RouteSearch::begin(Stage stage)
 void RouteSearch::tried(Attempt attempt)
 {
     m_last = attempt;
+    // NOLINTNEXTLINE(bugprone-branch-clone): one case after another
     if (attempt != Attempt::OtherPath && attempt != Attempt::OtherVersion &&
         attempt != Attempt::OtherScheme) {
         m_route.reset();

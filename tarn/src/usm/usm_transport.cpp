@@ -5,7 +5,6 @@
 
 namespace tarn::usm {
 
-using engine::Endpoint;
 using snmp::SnmpLink;
 
 // The question that is open at one endpoint.

@@ -10,8 +10,6 @@
 
 #include "tools/tarn-status/waiting.h"
 
-extern char** environ;
-
 namespace tarnstatus {
 
 namespace {

@@ -11,13 +11,10 @@ namespace tarnstatus {
 
 namespace {
 
-enum Status
-{
-    kOk = 0,
-    kWarning = 1,
-    kCritical = 2,
-    kUnknown = 3,
-};
+constexpr int kOk = 0;
+constexpr int kWarning = 1;
+constexpr int kCritical = 2;
+constexpr int kUnknown = 3;
 
 const char* const kStatusWords[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
 

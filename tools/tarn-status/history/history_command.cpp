@@ -57,6 +57,7 @@ std::string forecastsOf(HistoryStore& store, const std::vector<RecordedPrinter>&
                         bool isCsv)
 {
     std::vector<History> histories;
+    histories.reserve(printers.size());
     for (const RecordedPrinter& printer : printers) {
         histories.push_back(store.historyOf(printer, since));
     }

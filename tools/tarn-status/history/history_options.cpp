@@ -106,6 +106,7 @@ UnixTime sinceOf(const std::string& text, UnixTime now)
     }
     std::tm date{};
     char end = 0;
+    // NOLINTNEXTLINE(cert-err34-c): no number of four digits is too large
     if (std::sscanf(text.c_str(), "%4d-%2d-%2d%c", &date.tm_year, &date.tm_mon, &date.tm_mday, &end) == 3) {
         date.tm_year -= 1900;
         date.tm_mon -= 1;

@@ -86,7 +86,8 @@ std::string dateText(UnixTime time, bool withYear)
 void drawAxes(Canvas& canvas, const Panel& panel, const char* title, const char* unit)
 {
     const double step = panel.most == 100 ? 25 : roundStep(panel.most / 4);
-    for (double value = 0; value <= panel.most; value += step) {
+    for (int i = 0; step * i <= panel.most; ++i) {
+        const double value = step * i;
         canvas.line(panel.left, panel.y(value), panel.right, panel.y(value), kGrid, 1);
         canvas.text(panel.left - 6, panel.y(value) + 4,
                     std::to_string(static_cast<std::int64_t>(value)) + unit, Side::Left);

@@ -202,6 +202,7 @@ std::string forecastTable(const std::vector<History>& histories, Language langua
         }
         // Levels to the right, what they lead to behind them.
         std::vector<Row> levels;
+        levels.reserve(rows.size());
         for (const Row& row : rows) {
             levels.push_back({row[0], row[1]});
         }

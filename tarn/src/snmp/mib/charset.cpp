@@ -82,6 +82,7 @@ public:
     }
 
 private:
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv's own
     static iconv_t none() { return reinterpret_cast<iconv_t>(-1); }
     void close()
     {

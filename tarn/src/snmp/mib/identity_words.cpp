@@ -332,7 +332,7 @@ std::string serialInDescription(const std::string& text)
             while (end < text.size() && (isAlnum(text[end]) || text[end] == '-')) {
                 ++end;
             }
-            const std::string serial = text.substr(begin, end - begin);
+            std::string serial = text.substr(begin, end - begin);
             const bool digit =
                 std::any_of(serial.begin(), serial.end(), [](char c) { return c >= '0' && c <= '9'; });
             if (serial.size() >= 4 && digit) {

@@ -59,8 +59,7 @@ std::string modelOf(std::initializer_list<ModelText> texts, const std::string& s
 {
     std::string platform;
     for (const ModelText& text : texts) {
-        const std::string model =
-            text.grade == ModelGrade::None ? std::string() : cleanModel(text.text, serial);
+        std::string model = text.grade == ModelGrade::None ? std::string() : cleanModel(text.text, serial);
         if (!model.empty() && text.grade == ModelGrade::Model) {
             return model;
         }

@@ -19,7 +19,6 @@ using device::DeviceStatus;
 using device::LevelKind;
 using device::Severity;
 using device::StateText;
-using device::SupplyColor;
 using device::SupplyKind;
 
 constexpr std::int64_t kDeviceRunning = 2; // hrDeviceStatus

@@ -19,7 +19,7 @@ device::ColorSaid colorOf(const PrinterTables& tables, std::uint32_t row, const 
 {
     const std::optional<std::uint32_t> colorant = byColorant ? colorantOf(tables, row) : std::nullopt;
     if (colorant) {
-        const device::ColorSaid said =
+        device::ColorSaid said =
             device::colorFromColorant(textAt(tables, ColumnId::PrtMarkerColorantValue, *colorant));
         if (said.color != SupplyColor::None) {
             return said;
@@ -75,7 +75,7 @@ Supply buildSupply(const PrinterTables& tables, std::uint32_t row, bool byColora
 
 std::string trayName(const PrinterTables& tables, std::uint32_t row)
 {
-    const std::string name = textAt(tables, ColumnId::PrtInputName, row);
+    std::string name = textAt(tables, ColumnId::PrtInputName, row);
     if (!name.empty()) {
         return name;
     }

@@ -47,7 +47,7 @@ public:
     // Asks what was kept; SnmpReply then says how the reply compares. False: nothing is kept.
     virtual bool askAgain() { return false; }
     // Whether this is the question that is kept.
-    virtual bool isKept(Pdu /*pdu*/) const { return false; }
+    virtual bool isKept(Pdu /*pdu*/) const { return false; } // NOLINT(performance-unnecessary-value-param)
     // The question stays, but whatever is replied to it next counts as new.
     virtual void forgetReply() {}
     // It may not be asked again.

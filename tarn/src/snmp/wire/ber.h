@@ -103,7 +103,7 @@ constexpr std::size_t kMaxSubIdentifiers = 128; // RFC 2578 3.5
 template <typename Take>
 bool readOid(ByteView content, Take take)
 {
-    constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
     if (content.size == 0) {
         take(0u);
         take(0u);
@@ -116,7 +116,7 @@ bool readOid(ByteView content, Take take)
     std::uint64_t number = 0;
     for (std::size_t i = 0; i < content.size; ++i) {
         number = (number << 7) | (content.data[i] & 0x7Fu);
-        if (number > most + 80) {
+        if (number > kMost + 80) {
             return false;
         }
         if ((content.data[i] & 0x80) != 0) {
@@ -128,7 +128,7 @@ bool readOid(ByteView content, Take take)
             ++count;
             number -= root * 40;
         }
-        if (number > most || count >= kMaxSubIdentifiers) {
+        if (number > kMost || count >= kMaxSubIdentifiers) {
             return false;
         }
         take(static_cast<std::uint32_t>(number));

@@ -176,7 +176,7 @@ TEST(LastValues, AreOfAsManyPrintersAsTheBoundAllowsThoseThatAnsweredLast)
         many[i] = valueOf(kNow - i, statusCalled("x"));
     }
     LastValues values;
-    values.take(many, kNow);
+    values.take(std::move(many), kNow);
     EXPECT_EQ(values.size(), LastValues::kMostPrinters);
     EXPECT_NE(values.find(1), nullptr);
     EXPECT_EQ(values.find(LastValues::kMostPrinters + 1), nullptr);
@@ -197,7 +197,7 @@ TEST(LastValues, TextHasAtMostSoManyOctetsAndIsReadAgain)
         many[i] = valueOf(kNow - i, statusCalled(std::string(30'000, 'x')));
     }
     many[1000] = valueOf(kNow, statusCalled(std::string(LastValues::kLargestLine, 'y')));
-    values.take(many, kNow);
+    values.take(std::move(many), kNow);
     const std::string text = values.text();
     EXPECT_LE(text.size(), LastValues::kLargestText);
     EXPECT_GT(text.size(), LastValues::kLargestText - 40'000);
