@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "tests/support/recorded_agent.h"
 #include "tests/unit/tarn/snmp/object_names.h"
@@ -77,12 +78,15 @@ INSTANTIATE_TEST_SUITE_P(BothVersions, Loss, testing::Values(VersionChoice::V1, 
                              return it.param == VersionChoice::V1 ? "V1" : "V2c";
                          });
 
+// KEL_LOSSY_PRINTERS sets the number of printers (20).
 TEST_P(Loss, OfOneDatagramInTwentyCostsAtMostFifteenPerCentMoreRequestsAfterAnHourToo)
 {
+    const char* const wanted = std::getenv("KEL_LOSSY_PRINTERS");
+    const auto count = static_cast<std::uint32_t>(wanted == nullptr ? 20 : std::atoi(wanted));
     const std::uint64_t seed = 20261122;
     SCOPED_TRACE("seed " + std::to_string(seed));
-    ChangingPrinters undisturbed(20, GetParam(), 0, seed);
-    ChangingPrinters disturbed(20, GetParam(), 0.05, seed);
+    ChangingPrinters undisturbed(count, GetParam(), 0, seed);
+    ChangingPrinters disturbed(count, GetParam(), 0.05, seed);
     undisturbed.network.pass(minutes(1)); // first meetings
     disturbed.network.pass(minutes(1));
     for (const char* const when : {"at first", "after half an hour", "after an hour"}) {
