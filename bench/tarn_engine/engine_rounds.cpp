@@ -24,20 +24,12 @@ constexpr Milliseconds kUntilTables{60000}; // between two reads of the tables
 constexpr Milliseconds kUntilAllTables{6000};
 constexpr Milliseconds kSoon{100}; // nothing is due between two rounds
 
-class Deaf final : public engine::BackendListener
-{
-public:
-    void targetChanged(engine::Target&) override {}
-    void rosterChanged(engine::Discovery, std::vector<engine::DiscoveredPrinter>) override {}
-};
-
 } // namespace
 
 EngineRounds::EngineRounds(std::unique_ptr<snmp::DatagramPort> port, std::uint32_t printers)
-    : m_listener(std::make_unique<Deaf>()),
-      m_ownTransport(std::make_unique<snmp::UdpTransport>(m_random, std::move(port))),
+    : m_ownTransport(std::make_unique<snmp::UdpTransport>(m_random, std::move(port))),
       m_transport(*m_ownTransport),
-      m_poller(m_clock, m_random, std::move(m_ownTransport), *m_listener, snmp::printerSessions())
+      m_poller(m_clock, m_random, std::move(m_ownTransport), m_listener, snmp::printerSessions())
 {
     const auto community = std::make_shared<const std::string>("public");
     for (std::uint32_t i = 0; i < printers; ++i) {
@@ -49,7 +41,7 @@ EngineRounds::EngineRounds(std::unique_ptr<snmp::DatagramPort> port, std::uint32
     m_idle = [this] {
         pollfd descriptor{m_poller.descriptor(), POLLIN, 0};
         if (::poll(&descriptor, 1, 1) == 0) {
-            m_clock.leap(Milliseconds(1));
+            m_clock.pass(Milliseconds(1));
         }
     };
 }
@@ -97,7 +89,7 @@ Round EngineRounds::finishRound(Counted what)
 
 Round EngineRounds::meet()
 {
-    m_clock.leap(snmp::SnmpPoller::kLongestSpread);
+    m_clock.pass(snmp::SnmpPoller::kLongestSpread);
     m_tablesBegun = m_clock.now();
     const Round round = finishRound(Counted::Nothing);
     if (!allMet()) {
@@ -108,7 +100,7 @@ Round EngineRounds::meet()
 
 Round EngineRounds::poll()
 {
-    m_clock.leap(kUntilDue);
+    m_clock.pass(kUntilDue);
     markOpened();
     const Round round = finishRound(Counted::Polls);
     if (round.answers != m_targets.size()) {
@@ -127,7 +119,7 @@ Round EngineRounds::readTables()
     while (canPoll()) {
         poll();
     }
-    m_clock.leap(kUntilAllTables);
+    m_clock.pass(kUntilAllTables);
     m_tablesBegun = m_clock.now();
     markOpened();
     const Round round = finishRound(Counted::Tables);

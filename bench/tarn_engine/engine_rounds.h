@@ -8,20 +8,10 @@
 #include "tarn/src/base/random.h"
 #include "tarn/src/snmp/poll/snmp_poller.h"
 #include "tarn/src/snmp/poll/udp_transport.h"
+#include "tests/unit/tarn/support/fake_listeners.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace bench {
-
-// Time that leaps from round to round, so that no printer need be waited for until it is due, and goes on
-// within one only while nothing arrives: however busy the machine is, a round is the same.
-class LeapingClock final : public tarn::Clock
-{
-public:
-    tarn::TimePoint now() const override { return m_now; }
-    void leap(tarn::Milliseconds time) { m_now += time; }
-
-private:
-    tarn::TimePoint m_now{tarn::Milliseconds(1000000)};
-};
 
 // Request ids as ever; jitter always the largest, so that all printers read their tables in the same minute
 // and a round of small polls holds nothing else.
@@ -72,9 +62,11 @@ private:
     void markOpened();
     bool allMet() const;
 
-    LeapingClock m_clock;
+    // Leaps from round to round, so that no printer need be waited for until it is due, and goes on within one only
+    // while nothing arrives: however busy the machine is, a round is the same.
+    tarn::test::SimulatedClock m_clock;
     LockstepRandom m_random;
-    std::unique_ptr<tarn::engine::BackendListener> m_listener;
+    tarn::test::DeafListener m_listener;
     std::vector<std::shared_ptr<tarn::engine::Target>> m_targets;
     std::unique_ptr<tarn::snmp::UdpTransport> m_ownTransport; // the poller's, as soon as there is one
     tarn::snmp::UdpTransport& m_transport;

@@ -8,24 +8,9 @@
 #include "tarn/src/api/library.h"
 #include "tarn/src/base/json_input.h"
 #include "tarn/tarn.h"
+#include "tests/unit/tarn/support/fake_ports.h"
 
 namespace {
-
-// No network at all.
-class NoPort final : public tarn::snmp::DatagramPort
-{
-public:
-    std::size_t send(tarn::snmp::Lane, const tarn::snmp::Datagram*, std::size_t count) override
-    {
-        return count;
-    }
-    const std::vector<tarn::snmp::Datagram>& receive() override { return m_nothing; }
-    bool reopen() override { return false; }
-    int descriptor() const override { return -1; }
-
-private:
-    std::vector<tarn::snmp::Datagram> m_nothing;
-};
 
 void require(bool holds)
 {
@@ -43,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     tarn::api::Library library({std::make_unique<tarn::BootClock>(),
                                 std::make_unique<tarn::SystemRandom>(),
-                                std::make_unique<NoPort>(),
+                                std::make_unique<tarn::test::SilentPort>(),
                                 tarn::snmp::printerSessions(),
                                 tarn::catalog::Config(),
                                 std::string(),

@@ -6,33 +6,14 @@
 
 #include "tarn/src/api/library.h"
 #include "tarn/tarn.h"
-
-namespace {
-
-// No network at all.
-class NoPort final : public tarn::snmp::DatagramPort
-{
-public:
-    std::size_t send(tarn::snmp::Lane, const tarn::snmp::Datagram*, std::size_t count) override
-    {
-        return count;
-    }
-    const std::vector<tarn::snmp::Datagram>& receive() override { return m_nothing; }
-    bool reopen() override { return false; }
-    int descriptor() const override { return -1; }
-
-private:
-    std::vector<tarn::snmp::Datagram> m_nothing;
-};
-
-} // namespace
+#include "tests/unit/tarn/support/fake_ports.h"
 
 // Any text is refused as a document, or taken; afterwards the list exchange works or is switched off.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     tarn::api::Library library({std::make_unique<tarn::BootClock>(),
                                 std::make_unique<tarn::SystemRandom>(),
-                                std::make_unique<NoPort>(),
+                                std::make_unique<tarn::test::SilentPort>(),
                                 tarn::snmp::printerSessions(),
                                 tarn::catalog::Config(),
                                 std::string(),

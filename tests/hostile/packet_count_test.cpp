@@ -195,7 +195,7 @@ TEST(PacketCount, WhoeverWaitsAsToldSendsAtMostEighteenAMinute)
     for (std::uint32_t burst = 1; burst <= 12; ++burst) {
         tarn::snmp::RequestLog log;
         std::vector<TimePoint> sent;
-        SeededRandom random(burst);
+        tarn::test::SeededRandom random(burst);
         TimePoint now{Milliseconds(4294000000)}; // the counter inside wraps on the way
         TimePoint burstAt = now + minutes(1);
         const auto send = [&] {

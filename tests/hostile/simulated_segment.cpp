@@ -1,5 +1,7 @@
 #include "tests/hostile/simulated_segment.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
 #include "tools/printer-sim/load_printers.h"
@@ -54,29 +56,12 @@ public:
         return count;
     }
 
-    const std::vector<Datagram>& receive() override
-    {
-        m_arrived.clear();
-        m_received.clear();
-        auto& deliveries = m_segment.m_deliveries;
-        const auto due = deliveries.upper_bound(m_segment.now());
-        for (auto at = deliveries.begin(); at != due; at = deliveries.erase(at)) {
-            m_arrived.push_back(std::move(at->second));
-        }
-        for (const Delivery& delivery : m_arrived) {
-            const auto* bytes = reinterpret_cast<const std::uint8_t*>(delivery.bytes.data());
-            m_received.push_back({delivery.from, {bytes, delivery.bytes.size()}});
-        }
-        return m_received;
-    }
-
+    const std::vector<Datagram>& receive() override { return m_segment.m_deliveries.take(m_segment.now()); }
     bool reopen() override { return true; }
     int descriptor() const override { return -1; }
 
 private:
     SimulatedSegment& m_segment;
-    std::vector<Delivery> m_arrived;
-    std::vector<Datagram> m_received;
 };
 
 SimulatedSegment::SimulatedSegment(const std::vector<std::string>& scenarios, std::uint64_t seed)
@@ -89,7 +74,12 @@ SimulatedSegment::SimulatedSegment(const std::vector<std::string>& scenarios, st
 {
 }
 
-SimulatedSegment::~SimulatedSegment() = default;
+SimulatedSegment::~SimulatedSegment()
+{
+    unwatchAll();
+    EXPECT_EQ(m_poller->inFlight(), 0u) << "at the end";
+    EXPECT_EQ(m_poller->nextDeadline(), tarn::kNever) << "at the end";
+}
 
 double SimulatedSegment::seconds() const
 {
@@ -124,17 +114,14 @@ void SimulatedSegment::carry(const Datagram& datagram)
 void SimulatedSegment::collect(std::vector<printersim::Outgoing>& answers)
 {
     for (printersim::Outgoing& answer : answers) {
-        m_deliveries.emplace(now() + 2 * kWay, Delivery{sourceOf(answer), std::move(answer.bytes)});
+        m_deliveries.add(now() + 2 * kWay, {sourceOf(answer), std::move(answer.bytes)});
     }
     answers.clear();
 }
 
 TimePoint SimulatedSegment::nextEvent() const
 {
-    TimePoint next = m_poller->nextDeadline();
-    if (!m_deliveries.empty()) {
-        next = std::min(next, m_deliveries.begin()->first);
-    }
+    TimePoint next = std::min(m_poller->nextDeadline(), m_deliveries.nextArrival());
     if (const auto due = m_simulation.nextDue()) {
         next = std::min(next, m_begun + Milliseconds(static_cast<std::int64_t>(*due * 1000) + 1));
     }

@@ -11,6 +11,9 @@
 
 #include "tarn/src/snmp/poll/snmp_poller.h"
 #include "tarn/src/snmp/poll/udp_transport.h"
+#include "tests/unit/tarn/support/fake_listeners.h"
+#include "tests/unit/tarn/support/fake_ports.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 #include "tools/printer-sim/simulation.h"
 
 namespace hostile {
@@ -18,37 +21,13 @@ namespace hostile {
 using tarn::Milliseconds;
 using tarn::TimePoint;
 
-class SteppedClock final : public tarn::Clock
-{
-public:
-    TimePoint now() const override { return m_now; }
-    void set(TimePoint now) { m_now = now; }
-
-private:
-    TimePoint m_now = TimePoint(Milliseconds(5000000));
-};
-
-class SeededRandom final : public tarn::Random
-{
-public:
-    explicit SeededRandom(std::uint64_t seed) : m_state(seed * 2 + 1) {}
-    std::uint32_t next() override
-    {
-        m_state = m_state * 6364136223846793005u + 1442695040888963407u;
-        return static_cast<std::uint32_t>(m_state >> 33 ^ m_state >> 20);
-    }
-
-private:
-    std::uint64_t m_state;
-};
-
 // SimulatedSegment is one poller, its targets, and everything that a network would carry between them and
 // printers.
 //
 // Invariants
 //  (1) requests() counts every datagram that was sent to an address, whether somebody lives there or not.
 // Threading: one thread.
-class SimulatedSegment final : public tarn::engine::BackendListener
+class SimulatedSegment final : public tarn::test::DeafListener
 {
 public:
     // Printers as text of scenario files, one at 127.44.1.1, the next at 127.44.1.2, and so on.
@@ -69,27 +48,18 @@ public:
     double seconds() const;
     const tarn::snmp::SnmpPoller& poller() const { return *m_poller; }
 
-    void targetChanged(tarn::engine::Target&) override {}
-    void rosterChanged(tarn::engine::Discovery, std::vector<tarn::engine::DiscoveredPrinter>) override {}
-
     bool isOpened = true;
 
 private:
     class Port;
-    struct Delivery
-    {
-        tarn::engine::Endpoint from;
-        std::string bytes;
-    };
-
     void carry(const tarn::snmp::Datagram& datagram);
     void collect(std::vector<printersim::Outgoing>& answers);
     TimePoint nextEvent() const;
 
-    SteppedClock m_clock;
-    SeededRandom m_random;
+    tarn::test::SimulatedClock m_clock;
+    tarn::test::SeededRandom m_random;
     printersim::Simulation m_simulation;
-    std::multimap<TimePoint, Delivery> m_deliveries;
+    tarn::test::Deliveries m_deliveries;
     std::map<std::uint32_t, std::vector<TimePoint>> m_requests;
     std::map<std::uint32_t, std::shared_ptr<tarn::engine::Target>> m_targets;
     TimePoint m_begun;

@@ -14,6 +14,7 @@
 #include "tests/support/recorded_agent.h"
 #include "tests/unit/tarn/snmp/poll/fake_session.h"
 #include "tests/unit/tarn/snmp/poll/first_meeting.h"
+#include "tests/unit/tarn/support/nothing_pending.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::usm {
@@ -42,6 +43,12 @@ struct Agent
 class World final : public engine::BackendListener
 {
 public:
+    ~World() override
+    {
+        isMemoryShort = false;
+        tarn::test::expectNothingPending(poller, targets);
+    }
+
     class Port final : public UsmPort
     {
     public:

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tests/unit/tarn/snmp/poll/fake_session.h"
+#include "tests/unit/tarn/support/nothing_pending.h"
 
 namespace tarn::snmp::test {
 
@@ -14,11 +15,6 @@ using engine::Snapshot;
 using engine::Target;
 using engine::unmetSnapshot;
 using engine::VersionChoice;
-
-ByteView viewOf(const std::string& bytes)
-{
-    return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
-}
 
 } // namespace
 
@@ -35,28 +31,15 @@ std::size_t SimulatedPort::send(Lane lane, const Datagram* batch, std::size_t co
 
 const std::vector<Datagram>& SimulatedPort::receive()
 {
-    m_received.clear();
-    m_bodies.clear();
-    std::vector<Endpoint> senders;
-    auto& deliveries = m_network.m_deliveries;
-    while (!deliveries.empty() && deliveries.begin()->first <= m_network.clock.now() &&
-           m_bodies.size() < 64) {
-        SimulatedNetwork::Delivery& delivery = deliveries.begin()->second;
-        if (delivery.port == m_network.reopened && m_network.linkUp) {
-            m_bodies.push_back(std::move(delivery.body));
-            senders.push_back(delivery.from);
-        }
-        deliveries.erase(deliveries.begin());
-    }
-    for (std::size_t i = 0; i < m_bodies.size(); ++i) {
-        m_received.push_back({senders[i], viewOf(m_bodies[i])});
-    }
-    return m_received;
+    static const std::vector<Datagram> kNothing;
+    const std::vector<Datagram>& arrived = m_network.m_deliveries.take(m_network.clock.now());
+    return m_network.linkUp ? arrived : kNothing;
 }
 
 bool SimulatedPort::reopen()
 {
     ++m_network.reopened;
+    m_network.m_deliveries.lose(); // what is on its way to the old socket
     return true;
 }
 
@@ -64,6 +47,11 @@ SimulatedNetwork::SimulatedNetwork(std::uint64_t seed, SessionFactory sessions)
     : random(seed), poller(clock, random, std::move(m_transport), *this,
                            sessions ? std::move(sessions) : fakeSessions(&accepted))
 {
+}
+
+SimulatedNetwork::~SimulatedNetwork()
+{
+    tarn::test::expectNothingPending(poller, targets);
 }
 
 std::shared_ptr<Target> SimulatedNetwork::add(std::uint32_t number, VersionChoice version)
@@ -93,8 +81,7 @@ void SimulatedNetwork::arrive(const Datagram& datagram)
     if (agent.answers && understands && !(agent.loses && agent.loses(request))) {
         std::string answer = answerTo(agent, request);
         if (!answer.empty()) {
-            m_deliveries.emplace(clock.now() + agent.delay,
-                                 Delivery{datagram.peer, std::move(answer), reopened});
+            m_deliveries.add(clock.now() + agent.delay, {datagram.peer, std::move(answer)});
         }
     }
 }
@@ -128,14 +115,14 @@ std::string SimulatedNetwork::answerTo(const Agent& agent, const SeenRequest& re
 
 void SimulatedNetwork::inject(Endpoint from, std::string body)
 {
-    m_deliveries.emplace(clock.now(), Delivery{from, std::move(body), reopened});
+    m_deliveries.add(clock.now(), {from, std::move(body)});
     runPoller();
 }
 
 void SimulatedNetwork::inject(Endpoint from, const std::vector<std::string>& bodies)
 {
     for (const std::string& body : bodies) {
-        m_deliveries.emplace(clock.now(), Delivery{from, body, reopened});
+        m_deliveries.add(clock.now(), {from, body});
     }
     runPoller();
 }
@@ -151,10 +138,7 @@ void SimulatedNetwork::pass(Milliseconds time)
     const TimePoint end = clock.now() + time;
     runPoller();
     for (;;) {
-        TimePoint next = std::min(end, poller.nextDeadline());
-        if (!m_deliveries.empty()) {
-            next = std::min(next, m_deliveries.begin()->first);
-        }
+        TimePoint next = std::min({end, poller.nextDeadline(), m_deliveries.nextArrival()});
         if (opensTargets) {
             next = std::min(next, m_nextOpening);
         }

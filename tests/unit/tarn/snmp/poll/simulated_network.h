@@ -13,6 +13,7 @@
 
 #include "tarn/src/snmp/poll/snmp_poller.h"
 #include "tarn/src/snmp/poll/udp_transport.h"
+#include "tests/unit/tarn/support/fake_ports.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::snmp::test {
@@ -67,16 +68,16 @@ public:
 
 private:
     SimulatedNetwork& m_network;
-    std::vector<std::string> m_bodies;
-    std::vector<Datagram> m_received;
 };
 
-// SimulatedNetwork is the world around one SnmpPoller.
+// SimulatedNetwork is the world around one SnmpPoller. It fails the test where the poller still waits for something
+// when its last printer has been taken off, as all are in the end.
 class SimulatedNetwork final : public engine::BackendListener
 {
 public:
     // sessions: other than FakeSession's.
     explicit SimulatedNetwork(std::uint64_t seed = 1, SessionFactory sessions = {});
+    ~SimulatedNetwork() override;
 
     // A printer at 10.0.0.0 + number, watched from now on.
     std::shared_ptr<engine::Target> add(std::uint32_t number,
@@ -132,18 +133,11 @@ public:
 
 private:
     friend class SimulatedPort;
-    struct Delivery
-    {
-        engine::Endpoint from;
-        std::string body;
-        std::size_t port; // the socket that it is on its way to
-    };
-
     void arrive(const Datagram& datagram);
     void runPoller();
 
     std::unordered_map<engine::Endpoint, Agent, engine::EndpointHash> m_agents;
-    std::multimap<TimePoint, Delivery> m_deliveries;
+    tarn::test::Deliveries m_deliveries;
     TimePoint m_nextOpening{};
 };
 
