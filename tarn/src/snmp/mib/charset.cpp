@@ -120,8 +120,10 @@ std::optional<std::string> convertWide(const std::string& octets, const Charset&
     if (octets.size() >= 2 && octets[0] == '\xFF' && octets[1] == '\xFE') {
         return convert(octets.substr(2), "UTF-16LE");
     }
-    const bool marked = octets.size() >= 2 && octets[0] == '\xFE' && octets[1] == '\xFF';
-    return convert(marked ? octets.substr(2) : octets, charset.name);
+    if (octets.size() >= 2 && octets[0] == '\xFE' && octets[1] == '\xFF') {
+        return convert(octets.substr(2), "UTF-16BE");
+    }
+    return convert(octets, charset.name);
 }
 
 std::string decodeRaw(std::string octets, std::optional<std::int64_t> mibEnum)

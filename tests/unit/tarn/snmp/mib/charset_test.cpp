@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <random>
 
 #include "tarn/src/device/utf8.h"
@@ -32,6 +34,35 @@ TEST(Charset, DecodesByTheCharsetThatTheDeviceNames)
                                      6),
                          1015),
               "BK");
+}
+
+TEST(Charset, MarkOfTheByteOrderOverrulesThatOfTheCharset)
+{
+    for (const std::int64_t charset : {1000, 1013, 1014, 1015}) {
+        EXPECT_EQ(decodeText(std::string("\xFE\xFF\0B\0K", 6), charset), "BK") << charset;
+        EXPECT_EQ(decodeText(std::string("\xFF\xFE"
+                                         "B\0K\0",
+                                         6),
+                             charset),
+                  "BK")
+            << charset;
+    }
+    EXPECT_EQ(decodeText(std::string("B\0K\0", 4), 1014), "BK");
+}
+
+// A network has printers of several charsets.
+TEST(Charset, ConvertersAreGivenBack)
+{
+    const auto convertBoth = [] {
+        EXPECT_EQ(decodeText("\xA1", 5), "Ą");
+        EXPECT_EQ(decodeText("\xC1", 8), "С");
+    };
+    convertBoth();
+    const std::size_t before = ::mallinfo2().uordblks;
+    for (int i = 0; i < 1000; ++i) {
+        convertBoth();
+    }
+    EXPECT_LT(::mallinfo2().uordblks, before + 50000);
 }
 
 TEST(Charset, TakesValidUtf8WhereTheNamedCharsetCannotContradict)

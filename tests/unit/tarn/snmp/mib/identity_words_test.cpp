@@ -52,11 +52,12 @@ TEST(IdentityWords, KnowModels)
 TEST(IdentityWords, KnowNamesMadeOfAnAddress)
 {
     for (const char* text : {"BRN001BA9123456", "NPI12AB34", "KM12AB34", "EPSON12AB34", "XRX9C934E123456",
-                             "ZBR2894123", "ET0021B7123456", "npi12ab34"}) {
+                             "ZBR2894123", "ET0021B7123456", "npi12ab34", "KMABCDEF12"}) {
         EXPECT_TRUE(isHostName(text)) << text;
     }
-    for (const char* text : {"", "N", "third floor", "LBP6670", "DCP-1618W", "FS-C5150DN", "MP C2503",
-                             "Acme Jet 100", "Stylus BX525WD-66FFF5", "facade", "CLX9201NA", "A1234567"}) {
+    for (const char* text :
+         {"", "N", "third floor", "LBP6670", "DCP-1618W", "FS-C5150DN", "MP C2503", "Acme Jet 100",
+          "Stylus BX525WD-66FFF5", "facade", "CLX9201NA", "A1234567", "KMABCDEFA1"}) {
         EXPECT_FALSE(isHostName(text)) << text;
     }
 }
@@ -64,6 +65,9 @@ TEST(IdentityWords, KnowNamesMadeOfAnAddress)
 TEST(IdentityWords, FindTheModelAmongSerialNumberAndFirmware)
 {
     EXPECT_EQ(cleanModel("Acme S5830dn 7XQ1R92 LW62.DN4.P636", ""), "Acme S5830dn");
+    EXPECT_EQ(cleanModel("Acme S5830dn AXZQ1R LW62.DN4.P636", ""), "Acme S5830dn AXZQ1R");
+    EXPECT_EQ(cleanModel("Acme S5830dn AZ12AZ LW62.DN4.P636", ""), "Acme S5830dn");
+    EXPECT_EQ(cleanModel("Acme S5830dn Series-2012 LW62.DN4.P636", ""), "Acme S5830dn Series-2012");
     EXPECT_EQ(cleanModel("Acme S5830dn ABC-12", "ABC-12"), "Acme S5830dn");
     EXPECT_EQ(cleanModel("ACME MP C2503 1.35 / ACME Network Printer", ""), "ACME MP C2503");
     EXPECT_EQ(cleanModel("Acme AltaJet C8045; SS 100.002, NC 1", ""), "Acme AltaJet C8045");

@@ -85,5 +85,17 @@ TEST(PrinterTables, AColumnNeverTouchedIsEmpty)
     EXPECT_TRUE(std::as_const(tables)[ColumnId::SysUpTime].empty());
 }
 
+TEST(PrinterTables, ClearedOnesAreAsIfNeverTouched)
+{
+    PrinterTables tables;
+    tables[ColumnId::SysDescr].rows = {4};
+    tables.clear();
+    EXPECT_EQ(tables.touched(), 0u);
+    EXPECT_TRUE(std::as_const(tables)[ColumnId::SysDescr].empty());
+    tables[ColumnId::SysUpTime].rows = {5};
+    EXPECT_TRUE(std::as_const(tables)[ColumnId::SysDescr].empty());
+    EXPECT_EQ(std::as_const(tables)[ColumnId::SysUpTime].rows.front(), 5u);
+}
+
 } // namespace
 } // namespace tarn::snmp

@@ -319,6 +319,87 @@ std::vector<Oid> namesOf(std::initializer_list<const char*> oids)
     return names;
 }
 
+std::vector<Oid> namesIn(const Pdu& pdu)
+{
+    std::vector<Oid> names;
+    for (const Varbind& varbind : pdu.varbinds) {
+        names.push_back(varbind.name);
+    }
+    return names;
+}
+
+Pdu failureOf(const Pdu& request, std::int32_t index)
+{
+    Pdu error = request;
+    error.type = PduType::Response;
+    error.errorStatus = static_cast<std::int32_t>(ErrorStatus::GenErr);
+    error.errorIndex = index;
+    return error;
+}
+
+TEST(ColumnReader, GivesUpTheVeryColumnThatAnErrorNames)
+{
+    RequestLimits limits;
+    limits.bulk = false;
+    ColumnReader reader(limits);
+    addBoth(reader);
+    reader.accept(failureOf(*reader.nextRequest(), 1));
+    EXPECT_EQ(namesIn(*reader.nextRequest()), namesOf({kLevels}));
+    EXPECT_EQ(limits.maxResults, RequestLimits::kMostResults) << "it says nothing of sizes";
+}
+
+TEST(ColumnReader, GoesOnBehindTheRowThatCame)
+{
+    RequestLimits limits;
+    limits.bulk = false;
+    ColumnReader reader(limits);
+    RecordedAgent agent = agentWithRows(3);
+    ColumnReader::Walk walk = walkOf(ColumnId::PrtMarkerSuppliesLevel, kLevels);
+    walk.expected = {1, 2, 3};
+    reader.add(walk);
+    const std::string levels = kLevels;
+    const std::vector<Oid> rows =
+        namesOf({(levels + ".1").c_str(), (levels + ".2").c_str(), (levels + ".3").c_str()});
+    Pdu answer = agent.answer(*reader.nextRequest());
+    answer.varbinds.resize(1); // cut
+    reader.accept(answer);
+    EXPECT_EQ(namesIn(*reader.nextRequest()), rows);
+}
+
+TEST(ObjectReader, AsksForFewerWhereAnErrorNamesNone)
+{
+    RequestLimits limits;
+    ObjectReader reader(namesOf({"1.3.1", "1.3.2"}), limits);
+    RecordedAgent agent;
+    agent.setInteger("1.3.1", 11);
+    agent.setInteger("1.3.2", 22);
+    reader.accept(failureOf(*reader.nextRequest(), 0));
+    int requests = 0;
+    while (std::optional<Pdu> pdu = reader.nextRequest()) {
+        EXPECT_EQ(pdu->varbinds.size(), 1u);
+        reader.accept(agent.answer(*pdu));
+        ++requests;
+    }
+    EXPECT_EQ(requests, 2);
+    EXPECT_NE(reader.find(parseOid("1.3.1")), nullptr);
+    EXPECT_NE(reader.find(parseOid("1.3.2")), nullptr);
+}
+
+TEST(ObjectReader, StopsWhenTheConversationHasUsedItsRequests)
+{
+    RequestLimits limits;
+    limits.maxResults = 1;
+    limits.requestsLeft = 2;
+    ObjectReader reader(namesOf({"1.3.1", "1.3.2", "1.3.3"}), limits);
+    RecordedAgent agent;
+    int requests = 0;
+    while (std::optional<Pdu> pdu = reader.nextRequest()) {
+        reader.accept(agent.answer(*pdu));
+        ++requests;
+    }
+    EXPECT_EQ(requests, 2);
+}
+
 TEST(ObjectReader, DropsTheObjectThatAV1AgentDoesNotHaveAndRepeats)
 {
     RequestLimits limits;

@@ -133,6 +133,31 @@ TEST_F(Sizing, OnlyALargeOneOfItsSizeRefutesTheSuspicion)
     EXPECT_FALSE(isSmall());
 }
 
+// Two answered once, and two repeated five times.
+TEST_F(Sizing, GetBulkIsAsLargeAsTheAnswerThatItAllows)
+{
+    Pdu bulk;
+    bulk.type = PduType::GetBulkRequest;
+    bulk.errorStatus = 2;
+    bulk.errorIndex = 5;
+    bulk.varbinds.resize(4);
+    Pdu less = large();
+    less.varbinds.resize(11);
+    Pdu same = large();
+    same.varbinds.resize(12);
+    sizing.beginRead(true);
+    EXPECT_TRUE(miss(bulk));
+    answer(small());
+    answer(same);
+    EXPECT_TRUE(miss(bulk));
+    answer(small());
+    EXPECT_FALSE(isSmall()) << "one as large was answered";
+    answer(less);
+    EXPECT_TRUE(miss(bulk));
+    answer(small());
+    EXPECT_TRUE(isSmall());
+}
+
 TEST_F(Sizing, TrialsGetRarerAsTheyFailAndNoRarerThanAnHour)
 {
     readingWithoutLarge();

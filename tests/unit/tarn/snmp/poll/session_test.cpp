@@ -237,6 +237,46 @@ TEST_P(ASession, FindsLaterWhatTheDeviceDidNotHaveAtFirst)
     EXPECT_EQ(session.status()->serialNumber, "LATE1");
 }
 
+// Any Full may be the one after the device's own state came to be; the rest is not so pressing.
+TEST_P(ASession, EveryFullAsksForTheDevicesStateEvenWhereItHadNone)
+{
+    agent.erase(kPrinterStatus);
+    agent.erase("1.3.6.1.2.1.43.5.1.1.17.1");
+    read(ReadKind::Identity);
+    agent.setInteger(kPrinterStatus, 4);
+    agent.setText("1.3.6.1.2.1.43.5.1.1.17.1", "LATE1");
+    EXPECT_EQ(read(ReadKind::Full), ReadOutcome::Changed);
+    EXPECT_EQ(session.status()->activity, device::Activity::Printing);
+    EXPECT_EQ(session.status()->serialNumber, "");
+}
+
+// It may be another device's agent by then.
+TEST_P(ASession, IdentityForgetsHowLittleAnAnswerHeld)
+{
+    agent.tooBigAbove = 6;
+    read(ReadKind::Identity);
+    agent.tooBigAbove = 0;
+    read(ReadKind::Full);
+    const int before = requests;
+    read(ReadKind::Identity);
+    read(ReadKind::Full);
+    EXPECT_LT(requests, before);
+}
+
+TEST_P(ASession, TakesTheCharsetOfTheCurrentLocalizationOrElseTheFirst)
+{
+    agent.eraseTree("1.3.6.1.2.1.43.7");
+    agent.setInteger("1.3.6.1.2.1.43.7.1.1.4.1.1", 8); // ISO-8859-5
+    agent.setInteger("1.3.6.1.2.1.43.7.1.1.4.1.65535", 5);
+    agent.setText("1.3.6.1.2.1.43.11.1.1.6.1.1", "\xC1\xDF");
+    for (const auto& [current, text] :
+         {std::pair<int, const char*>{0, "Сп"}, {1, "Сп"}, {65535, "Áß"}, {65536, "Сп"}, {-1, "Сп"}}) {
+        agent.setInteger("1.3.6.1.2.1.43.5.1.1.2.1", current);
+        read(ReadKind::Identity);
+        EXPECT_EQ(session.status()->supplies[0].description, text) << current;
+    }
+}
+
 TEST_P(ASession, ReadsVendorCountersAgain)
 {
     agent = fixture("vendor-only");

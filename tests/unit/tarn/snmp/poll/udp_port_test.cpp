@@ -123,6 +123,22 @@ TEST(UdpPort, ReopenedAsksFromNewPorts)
     EXPECT_NE(after, 0);
 }
 
+// The descriptors of the sockets that were closed are others' by then.
+TEST(UdpPort, ReopenedReadsFromItsNewSocketAlone)
+{
+    UdpPort port;
+    Echo echo;
+    ask(port, Lane::Answering, echo);
+    ask(port, Lane::Suspect, echo);
+    ASSERT_TRUE(port.reopen());
+    const std::vector<Echo> others(6);
+    UdpPort asker;
+    for (const Echo& other : others) {
+        ASSERT_EQ(ask(asker, Lane::Answering, other), 1u);
+    }
+    EXPECT_TRUE(takeAll(port).empty());
+}
+
 TEST(UdpPort, KeepsItsSocketsWhereThereIsNoDescriptorForNewOnes)
 {
     UdpPort port;

@@ -128,6 +128,15 @@ TEST_F(UdpTransportTest, WhoGoesBetweenTwoRepliesOfOneBatchGetsNoMore)
     EXPECT_EQ(transport.strays(), 1u);
 }
 
+TEST_F(UdpTransportTest, WhoIsGoneIsAStranger)
+{
+    auto printer = open(1);
+    ask(*printer);
+    printer.reset();
+    EXPECT_FALSE(transport.take(reply));
+    EXPECT_EQ(transport.verdicts()[static_cast<std::size_t>(Verdict::UnknownSource)], 1u);
+}
+
 TEST_F(UdpTransportTest, AQuestionIsAnsweredOnce)
 {
     auto printer = open(1);

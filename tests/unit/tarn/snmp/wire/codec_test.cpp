@@ -109,6 +109,25 @@ Message sample()
     return message;
 }
 
+// BER: the top bit is the sign's, of unsigned types too.
+TEST(Codec, UnsignedNumbersBeginWithAZeroWhereTheyWouldReadAsNegative)
+{
+    const auto encoded = [](ValueType type, std::int64_t number) {
+        Message message;
+        Varbind& bind = message.pdu.varbinds.emplace_back();
+        bind.name = {1, 3};
+        bind.value.type = type;
+        bind.value.number = number;
+        const std::string octets = encodeMessage(message);
+        return octets.substr(octets.find(unhex("06012b")) + 3);
+    };
+    EXPECT_EQ(encoded(ValueType::Gauge32, 0), unhex("420100"));
+    EXPECT_EQ(encoded(ValueType::Gauge32, 127), unhex("42017f"));
+    EXPECT_EQ(encoded(ValueType::Gauge32, 128), unhex("42020080"));
+    EXPECT_EQ(encoded(ValueType::Counter32, 4294967295), unhex("410500ffffffff"));
+    EXPECT_EQ(encoded(ValueType::Counter64, -1), unhex("460900ffffffffffffffff"));
+}
+
 TEST(Codec, DecodesWhatItEncoded)
 {
     const Message message = sample();
