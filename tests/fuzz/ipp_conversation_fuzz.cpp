@@ -110,7 +110,7 @@ private:
     {
         int fd;
         std::deque<std::string> pieces; // that are still to be said
-        std::string heard;
+        std::string received;
         bool isOver; // closed behind the last piece
     };
 
@@ -124,13 +124,13 @@ private:
         }
         if (count > 0) {
             busy = true;
-            const bool isFirst = connection.heard.empty();
-            connection.heard.append(octets, static_cast<std::size_t>(count));
+            const bool isFirst = connection.received.empty();
+            connection.received.append(octets, static_cast<std::size_t>(count));
             if (isFirst) {
                 decide(connection);
             }
         }
-        if (connection.heard.empty() || connection.pieces.empty()) {
+        if (connection.received.empty() || connection.pieces.empty()) {
             return !connection.isOver;
         }
         busy = true;

@@ -116,7 +116,7 @@ private:
     }
     usm::UsmEngine& clock() { return m_engines[m_current]; }
 
-    // The numbers of what the agent heard last, as far as its keys tell.
+    // The numbers of what the agent received last, as far as its keys tell.
     UsmIds ids() const
     {
         usm::UsmEngine engine = agent().engine;

@@ -131,7 +131,7 @@ const std::vector<Trick>& tricks()
 }
 
 // One agent for each trick, all at once.
-TEST(HostileNetwork, NoLieIsBelievedAndTheTruthBehindItIsHeard)
+TEST(HostileNetwork, NoLieIsBelievedAndTheTruthBehindItIs)
 {
     std::vector<std::unique_ptr<HostileAgent>> agents;
     std::vector<NamedPrinter> printers;

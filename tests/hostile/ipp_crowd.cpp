@@ -62,7 +62,7 @@ private:
     struct Guest
     {
         std::uint32_t host = 0; // the printer's address
-        std::string heard;
+        std::string received;
         bool drips = false;
     };
 
@@ -97,11 +97,11 @@ private:
             leave(fd);
             return;
         }
-        guest.heard.append(octets, static_cast<std::size_t>(got));
-        const std::size_t end = guest.heard.find("\r\n\r\n");
-        const std::size_t length = guest.heard.find("Content-Length: ");
+        guest.received.append(octets, static_cast<std::size_t>(got));
+        const std::size_t end = guest.received.find("\r\n\r\n");
+        const std::size_t length = guest.received.find("Content-Length: ");
         const bool whole = end != std::string::npos && length != std::string::npos &&
-                           guest.heard.size() >= end + 4 + std::stoul(guest.heard.substr(length + 16));
+                           guest.received.size() >= end + 4 + std::stoul(guest.received.substr(length + 16));
         if (whole && !guest.drips) {
             answer(fd, guest);
         }

@@ -147,12 +147,12 @@ class OldPrinter:
                 connection.close()
 
     def answer(self, peer):
-        heard = b""
-        while not re.search(rb"\r\n\r\n.*\x03$", heard, re.DOTALL):
+        received = b""
+        while not re.search(rb"\r\n\r\n.*\x03$", received, re.DOTALL):
             more = peer.recv(4096)
             if not more:
                 break
-            heard += more
+            received += more
         self.spoken.add(peer.version())
         # Neither a length nor the end of the encryption: the connection just ends.
         peer.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: application/ipp\r\n\r\n" + self.ANSWER)

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <vector>
 
+#include "tarn/src/device/color_words.h"
 #include "tarn/src/device/part_word_tables.h"
-#include "tarn/src/device/supply_word_tables.h"
 #include "tarn/src/device/utf8.h"
 #include "tarn/src/device/word_search.h"
 

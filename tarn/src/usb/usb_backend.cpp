@@ -158,8 +158,8 @@ void UsbBackend::askOverIpp()
             m_ipp.ask(key, printer.target, printer.sighting.ippPort);
         }
     }
-    if (!m_ippHeard && m_ipp.descriptor() >= 0) {
-        m_ippHeard = listenTo(m_ipp.descriptor());
+    if (!m_pollsIpp && m_ipp.descriptor() >= 0) {
+        m_pollsIpp = listenTo(m_ipp.descriptor());
     }
 }
 

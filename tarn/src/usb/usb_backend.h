@@ -93,7 +93,7 @@ private:
     std::unique_ptr<InventoryThread> m_inventory;
     IppOverUsb m_ipp;
     int m_pollFd = -1;       // an epoll of what the inventory and the requests have to say
-    bool m_ippHeard = false; // the answers over IPP are in it
+    bool m_pollsIpp = false; // the answers over IPP are in it
     bool m_on = false;
     TimePoint m_beginAt = kNever;                   // the next try to watch the bus
     Milliseconds m_pause = kShortestPause;          // after it

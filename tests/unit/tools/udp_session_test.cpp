@@ -110,13 +110,13 @@ TEST(UdpSession, TakesTheAnswerAndNothingElse)
 {
     Peer peer;
     UdpSession udp(INADDR_LOOPBACK, peer.port());
-    ASSERT_EQ(udp.state(), Came::Found);
+    ASSERT_EQ(udp.state(), ProbeOutcome::Found);
     EXPECT_EQ(udp.ownAddress(), "127.0.0.1");
     std::thread answering([&peer] {
         peer.answerOnce("no");
         peer.answerOnce("yes"); // to the repetition
     });
-    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kLong), Came::Found);
+    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kLong), ProbeOutcome::Found);
     answering.join();
 }
 
@@ -124,27 +124,30 @@ TEST(UdpSession, TellsWhatCameInstead)
 {
     Peer peer;
     UdpSession udp(INADDR_LOOPBACK, peer.port());
-    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kShort), Came::Silent);
+    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kShort), ProbeOutcome::Silent);
     peer.answerOnce("no");
-    EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now() + kShort), Came::Garbage);
+    EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now() + kShort), ProbeOutcome::Garbage);
     peer.close();
-    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kLong), Came::PortClosed);
+    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kLong), ProbeOutcome::PortClosed);
 }
 
 TEST(UdpSession, WhoRefusesOnTheWayIsNotTakenForAMissingHost)
 {
-    for (const auto& [code, came] :
-         {std::pair{ICMP_HOST_UNREACH, Came::NoHost}, std::pair{ICMP_PORT_UNREACH, Came::PortClosed},
-          std::pair{ICMP_NET_UNREACH, Came::Refused}, std::pair{ICMP_NET_ANO, Came::Refused},
-          std::pair{ICMP_HOST_ANO, Came::Refused}, std::pair{ICMP_PKT_FILTERED, Came::Refused}}) {
+    for (const auto& [code, outcome] :
+         {std::pair{ICMP_HOST_UNREACH, ProbeOutcome::NoHost},
+          std::pair{ICMP_PORT_UNREACH, ProbeOutcome::PortClosed},
+          std::pair{ICMP_NET_UNREACH, ProbeOutcome::Refused}, std::pair{ICMP_NET_ANO, ProbeOutcome::Refused},
+          std::pair{ICMP_HOST_ANO, ProbeOutcome::Refused},
+          std::pair{ICMP_PKT_FILTERED, ProbeOutcome::Refused}}) {
         const Peer peer;
         UdpSession udp(INADDR_LOOPBACK, peer.port());
-        ASSERT_EQ(udp.exchange("?", isYes, SteadyClock::now()), Came::Silent);
+        ASSERT_EQ(udp.exchange("?", isYes, SteadyClock::now()), ProbeOutcome::Silent);
         if (!sendUnreachable(static_cast<std::uint8_t>(code), ntohs(peer.asker().sin_port), peer.port())) {
             GTEST_SKIP() << "needs the right to send ICMP";
         }
-        EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now() + kLong), came) << code;
-        EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now() + kShort), Came::Silent) << "of old errors";
+        EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now() + kLong), outcome) << code;
+        EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now() + kShort), ProbeOutcome::Silent)
+            << "of old errors";
     }
 }
 
@@ -152,9 +155,9 @@ TEST(UdpSession, LateAnswerIsStillTaken)
 {
     Peer peer;
     UdpSession udp(INADDR_LOOPBACK, peer.port());
-    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kShort), Came::Silent);
+    EXPECT_EQ(udp.exchange("?", isYes, SteadyClock::now() + kShort), ProbeOutcome::Silent);
     peer.answerOnce("yes");
-    EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now()), Came::Found);
+    EXPECT_EQ(udp.exchange("", isYes, SteadyClock::now()), ProbeOutcome::Found);
 }
 
 } // namespace

@@ -12,17 +12,17 @@ using testing::ElementsAre;
 
 const Asked kUsual;
 
-Asked askedIn(Way version)
+Asked askedIn(Probe version)
 {
     return {version, false, false};
 }
 
 std::vector<Finding> silentSnmp()
 {
-    return {{Way::Route, Came::Found},
-            {Way::Snmp2c, Came::Silent},
-            {Way::Snmp1, Came::Silent},
-            {Way::Snmp3, Came::Silent}};
+    return {{Probe::Route, ProbeOutcome::Found},
+            {Probe::Snmp2c, ProbeOutcome::Silent},
+            {Probe::Snmp1, ProbeOutcome::Silent},
+            {Probe::Snmp3, ProbeOutcome::Silent}};
 }
 
 std::vector<Finding> with(std::vector<Finding> findings, std::initializer_list<Finding> more)
@@ -33,13 +33,13 @@ std::vector<Finding> with(std::vector<Finding> findings, std::initializer_list<F
 
 TEST(Verdict, SilenceHasTwoCausesUntilVersion3Answers)
 {
-    EXPECT_THAT(causesOf(with(silentSnmp(), {{Way::Ipp, Came::Silent}}), kUsual),
+    EXPECT_THAT(causesOf(with(silentSnmp(), {{Probe::Ipp, ProbeOutcome::Silent}}), kUsual),
                 ElementsAre(Cause::SilenceOfNobody));
-    EXPECT_THAT(causesOf(with(silentSnmp(), {{Way::Ipp, Came::PortClosed}}), kUsual),
+    EXPECT_THAT(causesOf(with(silentSnmp(), {{Probe::Ipp, ProbeOutcome::PortClosed}}), kUsual),
                 ElementsAre(Cause::SilenceOfHost));
     std::vector<Finding> spoken = silentSnmp();
-    spoken.back().came = Came::Engine;
-    EXPECT_THAT(causesOf(with(spoken, {{Way::Ipp, Came::PortClosed}}), kUsual),
+    spoken.back().outcome = ProbeOutcome::Engine;
+    EXPECT_THAT(causesOf(with(spoken, {{Probe::Ipp, ProbeOutcome::PortClosed}}), kUsual),
                 ElementsAre(Cause::WrongCommunity));
 }
 
@@ -68,89 +68,106 @@ TEST(Verdict, EveryCauseHasATextOfItsOwn)
 
 TEST(Verdict, WhatKeepsFromAskingComesFirst)
 {
-    EXPECT_THAT(causesOf({{Way::Name, Came::UnknownName}}, kUsual), ElementsAre(Cause::UnknownName));
-    EXPECT_THAT(causesOf({{Way::Route, Came::NoNetwork}}, kUsual), ElementsAre(Cause::NoNetwork));
+    EXPECT_THAT(causesOf({{Probe::Name, ProbeOutcome::UnknownName}}, kUsual),
+                ElementsAre(Cause::UnknownName));
+    EXPECT_THAT(causesOf({{Probe::Route, ProbeOutcome::NoNetwork}}, kUsual), ElementsAre(Cause::NoNetwork));
+    EXPECT_THAT(causesOf({{Probe::Route, ProbeOutcome::Found},
+                          {Probe::Snmp2c, ProbeOutcome::NoHost},
+                          {Probe::Ipp, ProbeOutcome::Silent}},
+                         kUsual),
+                ElementsAre(Cause::NoHost));
     EXPECT_THAT(
-        causesOf({{Way::Route, Came::Found}, {Way::Snmp2c, Came::NoHost}, {Way::Ipp, Came::Silent}}, kUsual),
-        ElementsAre(Cause::NoHost));
-    EXPECT_THAT(causesOf({{Way::Snmp2c, Came::Forbidden}, {Way::Ipp, Came::Silent}}, kUsual),
-                ElementsAre(Cause::Forbidden));
-    EXPECT_THAT(causesOf({{Way::Snmp2c, Came::Refused}, {Way::Ipp, Came::Silent}}, kUsual),
-                ElementsAre(Cause::Refused));
+        causesOf({{Probe::Snmp2c, ProbeOutcome::Forbidden}, {Probe::Ipp, ProbeOutcome::Silent}}, kUsual),
+        ElementsAre(Cause::Forbidden));
+    EXPECT_THAT(
+        causesOf({{Probe::Snmp2c, ProbeOutcome::Refused}, {Probe::Ipp, ProbeOutcome::Silent}}, kUsual),
+        ElementsAre(Cause::Refused));
 }
 
 TEST(Verdict, PrinterThatAnswersInAnotherVersionThanAskedIn)
 {
-    const std::vector<Finding> old = {
-        {Way::Snmp2c, Came::Silent}, {Way::Snmp1, Came::Printer}, {Way::Snmp2c, Came::Silent, {}, "", true}};
-    EXPECT_THAT(causesOf(old, askedIn(Way::Snmp2c)), ElementsAre(Cause::Version1Alone));
+    const std::vector<Finding> old = {{Probe::Snmp2c, ProbeOutcome::Silent},
+                                      {Probe::Snmp1, ProbeOutcome::Printer},
+                                      {Probe::Snmp2c, ProbeOutcome::Silent, {}, "", true}};
+    EXPECT_THAT(causesOf(old, askedIn(Probe::Snmp2c)), ElementsAre(Cause::Version1Alone));
     EXPECT_FALSE(works({Cause::Version1Alone}));
     EXPECT_THAT(causesOf(old, kUsual), ElementsAre(Cause::WorksInVersion1));
     EXPECT_TRUE(works({Cause::WorksInVersion1}));
-    const std::vector<Finding> fresh = {{Way::Snmp1, Came::Silent}, {Way::Snmp2c, Came::Printer}};
-    EXPECT_THAT(causesOf(fresh, askedIn(Way::Snmp1)), ElementsAre(Cause::Version2cAlone));
-    EXPECT_THAT(causesOf({{Way::Snmp3, Came::NoUser}, {Way::Snmp2c, Came::Printer}}, askedIn(Way::Snmp3)),
+    const std::vector<Finding> fresh = {{Probe::Snmp1, ProbeOutcome::Silent},
+                                        {Probe::Snmp2c, ProbeOutcome::Printer}};
+    EXPECT_THAT(causesOf(fresh, askedIn(Probe::Snmp1)), ElementsAre(Cause::Version2cAlone));
+    EXPECT_THAT(causesOf({{Probe::Snmp3, ProbeOutcome::NoUser}, {Probe::Snmp2c, ProbeOutcome::Printer}},
+                         askedIn(Probe::Snmp3)),
                 ElementsAre(Cause::CommunityWorks, Cause::UserMissing));
 }
 
 TEST(Verdict, PrinterThatSleptIsNotTakenForOneOfVersion1)
 {
-    const std::vector<Finding> woken = {
-        {Way::Snmp2c, Came::Silent}, {Way::Snmp1, Came::Printer}, {Way::Snmp2c, Came::Printer, {}, "", true}};
+    const std::vector<Finding> woken = {{Probe::Snmp2c, ProbeOutcome::Silent},
+                                        {Probe::Snmp1, ProbeOutcome::Printer},
+                                        {Probe::Snmp2c, ProbeOutcome::Printer, {}, "", true}};
     EXPECT_THAT(causesOf(woken, kUsual), ElementsAre(Cause::WorksSlowly));
 }
 
 TEST(Verdict, IppInSnmpsPlaceWorksAndSnmpsCauseIsTold)
 {
-    const std::vector<Cause> causes = causesOf(
-        {{Way::Route, Came::Found}, {Way::Snmp2c, Came::PortClosed}, {Way::Ipp, Came::PrinterByTls}}, kUsual);
+    const std::vector<Cause> causes = causesOf({{Probe::Route, ProbeOutcome::Found},
+                                                {Probe::Snmp2c, ProbeOutcome::PortClosed},
+                                                {Probe::Ipp, ProbeOutcome::PrinterByTls}},
+                                               kUsual);
     EXPECT_THAT(causes, ElementsAre(Cause::WorksByIpp, Cause::NoSnmp));
     EXPECT_TRUE(works(causes));
 }
 
 TEST(Verdict, WhoAnswersIppIsThereWhateverSnmpCameTo)
 {
-    for (const auto& [came, cause] :
-         {std::pair{Came::NoHost, Cause::Refused}, std::pair{Came::NoNetwork, Cause::Refused},
-          std::pair{Came::Refused, Cause::Refused}, std::pair{Came::Forbidden, Cause::Forbidden}}) {
-        EXPECT_THAT(
-            causesOf({{Way::Route, Came::Found}, {Way::Snmp2c, came}, {Way::Ipp, Came::Printer}}, kUsual),
-            ElementsAre(Cause::WorksByIpp, cause));
+    for (const auto& [outcome, cause] :
+         {std::pair{ProbeOutcome::NoHost, Cause::Refused}, std::pair{ProbeOutcome::NoNetwork, Cause::Refused},
+          std::pair{ProbeOutcome::Refused, Cause::Refused},
+          std::pair{ProbeOutcome::Forbidden, Cause::Forbidden}}) {
+        EXPECT_THAT(causesOf({{Probe::Route, ProbeOutcome::Found},
+                              {Probe::Snmp2c, outcome},
+                              {Probe::Ipp, ProbeOutcome::Printer}},
+                             kUsual),
+                    ElementsAre(Cause::WorksByIpp, cause));
     }
 }
 
 TEST(Verdict, IppsOwnCausesFollowSnmps)
 {
-    for (const auto& [came, cause] :
-         {std::pair{Came::TlsOnly, Cause::IppWantsTls}, std::pair{Came::PlainOnly, Cause::IppWantsPlain},
-          std::pair{Came::NoIpp, Cause::IppIsNoIpp}, std::pair{Came::SwitchedOff, Cause::IppSwitchedOff},
-          std::pair{Came::NoLibrary, Cause::NoIppLibrary}}) {
-        EXPECT_THAT(causesOf({{Way::Snmp2c, Came::PortClosed}, {Way::Ipp, came}}, kUsual),
+    for (const auto& [outcome, cause] : {std::pair{ProbeOutcome::TlsOnly, Cause::IppWantsTls},
+                                         std::pair{ProbeOutcome::PlainOnly, Cause::IppWantsPlain},
+                                         std::pair{ProbeOutcome::NoIpp, Cause::IppIsNoIpp},
+                                         std::pair{ProbeOutcome::SwitchedOff, Cause::IppSwitchedOff},
+                                         std::pair{ProbeOutcome::NoLibrary, Cause::NoIppLibrary}}) {
+        EXPECT_THAT(causesOf({{Probe::Snmp2c, ProbeOutcome::PortClosed}, {Probe::Ipp, outcome}}, kUsual),
                     ElementsAre(Cause::NoSnmp, cause));
     }
 }
 
 TEST(Verdict, UsersEachHaveTheirCause)
 {
-    for (const auto& [came, cause] :
-         {std::pair{Came::UnknownUser, Cause::UserUnknown},
-          std::pair{Came::WrongPassword, Cause::UserPassword},
-          std::pair{Came::WrongPrivacy, Cause::UserPrivacy}, std::pair{Came::WrongLevel, Cause::UserLevel},
-          std::pair{Came::OtherReport, Cause::UserReport}}) {
-        EXPECT_THAT(causesOf({{Way::Snmp3, came}, {Way::Ipp, Came::PortClosed}}, askedIn(Way::Snmp3)),
+    for (const auto& [outcome, cause] : {std::pair{ProbeOutcome::UnknownUser, Cause::UserUnknown},
+                                         std::pair{ProbeOutcome::WrongPassword, Cause::UserPassword},
+                                         std::pair{ProbeOutcome::WrongPrivacy, Cause::UserPrivacy},
+                                         std::pair{ProbeOutcome::WrongLevel, Cause::UserLevel},
+                                         std::pair{ProbeOutcome::OtherReport, Cause::UserReport}}) {
+        EXPECT_THAT(causesOf({{Probe::Snmp3, outcome}, {Probe::Ipp, ProbeOutcome::PortClosed}},
+                             askedIn(Probe::Snmp3)),
                     ElementsAre(cause));
     }
 }
 
 TEST(Verdict, RightsOnUsbAreSaidBesideAnythingElse)
 {
-    EXPECT_THAT(causesOf({{Way::Snmp2c, Came::Printer}, {Way::Usb, Came::NoRights}}, kUsual),
-                ElementsAre(Cause::Works, Cause::UsbRights));
+    EXPECT_THAT(
+        causesOf({{Probe::Snmp2c, ProbeOutcome::Printer}, {Probe::Usb, ProbeOutcome::NoRights}}, kUsual),
+        ElementsAre(Cause::Works, Cause::UsbRights));
 }
 
 TEST(Verdict, WhatTheCommandLineSaysIsToGoIntoTheFile)
 {
-    EXPECT_THAT(causesOf({{Way::Snmp2c, Came::Printer}}, Asked{Way::Snmp2c, true, true}),
+    EXPECT_THAT(causesOf({{Probe::Snmp2c, ProbeOutcome::Printer}}, Asked{Probe::Snmp2c, true, true}),
                 ElementsAre(Cause::WorksAsTried));
 }
 

@@ -9,11 +9,11 @@
 
 #include "tools/common/standard_output.h"
 #include "tools/tarn-status/addresses.h"
-#include "tools/tarn-status/explain/ipp_way.h"
+#include "tools/tarn-status/explain/ipp_probe.h"
 #include "tools/tarn-status/explain/report.h"
-#include "tools/tarn-status/explain/snmp_way.h"
+#include "tools/tarn-status/explain/snmp_probe.h"
 #include "tools/tarn-status/explain/udp_session.h"
-#include "tools/tarn-status/explain/usb_way.h"
+#include "tools/tarn-status/explain/usb_probe.h"
 #include "tools/tarn-status/judgement.h"
 #include "tools/tarn-status/screen.h"
 
@@ -38,9 +38,9 @@ Asked askedAs(const ReportContext& context)
 {
     const VersionChoice version = context.questions.version;
     Asked asked;
-    asked.first = version == VersionChoice::V1   ? Way::Snmp1
-                  : version == VersionChoice::V3 ? Way::Snmp3
-                                                 : Way::Snmp2c;
+    asked.first = version == VersionChoice::V1   ? Probe::Snmp1
+                  : version == VersionChoice::V3 ? Probe::Snmp3
+                                                 : Probe::Snmp2c;
     asked.anyVersion = version == VersionChoice::Auto;
     asked.isTried = context.options.triesOtherwise();
     return asked;
@@ -73,7 +73,7 @@ public:
 private:
     void tell(const Finding& finding)
     {
-        if (finding.came == Came::NoRights) {
+        if (finding.outcome == ProbeOutcome::NoRights) {
             m_context.group = finding.detail;
         }
         m_findings.push_back(finding);
@@ -89,7 +89,8 @@ private:
         const auto begin = SteadyClock::now();
         std::string why;
         const std::string found = lookUp(m_context.options.address, why);
-        tell({Way::Name, found.empty() ? Came::UnknownName : Came::Found, since(begin), found});
+        tell({Probe::Name, found.empty() ? ProbeOutcome::UnknownName : ProbeOutcome::Found, since(begin),
+              found});
         m_context.address = found;
         return !found.empty();
     }
@@ -107,12 +108,12 @@ private:
     bool findRoute()
     {
         const UdpSession udp(m_context.questions.address, m_context.questions.port);
-        Finding finding{Way::Route, udp.state()};
-        if (finding.came == Came::Found) {
+        Finding finding{Probe::Route, udp.state()};
+        if (finding.outcome == ProbeOutcome::Found) {
             finding.detail = say(m_context.language, "from ", "来自 ") + udp.ownAddress();
         }
         tell(finding);
-        return finding.came == Came::Found;
+        return finding.outcome == ProbeOutcome::Found;
     }
 
     // IPP meanwhile: both may take seconds.

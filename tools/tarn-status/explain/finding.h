@@ -7,8 +7,8 @@
 
 namespace tarnstatus {
 
-// The ways to a printer, in the order in which they are tried.
-enum class Way
+// What is tried of an address, in that order.
+enum class Probe
 {
     Name,
     Route,
@@ -19,8 +19,8 @@ enum class Way
     Usb,
 };
 
-// What came of one of them.
-enum class Came
+// What came of it.
+enum class ProbeOutcome
 {
     Found, // the address of the name; the address that packets leave from
     UnknownName,
@@ -62,8 +62,8 @@ enum class Came
 
 struct Finding
 {
-    Way way = Way::Name;
-    Came came = Came::Silent;
+    Probe probe = Probe::Name;
+    ProbeOutcome outcome = ProbeOutcome::Silent;
     std::optional<std::chrono::milliseconds> took{};
     std::string detail{}; // what the other side says of itself, or the name that matters
     bool isAgain = false; // the question was put a second time

@@ -11,7 +11,7 @@ namespace tarnstatus {
 
 namespace {
 
-constexpr std::size_t kWayColumns = 8;
+constexpr std::size_t kProbeColumns = 8;
 constexpr std::size_t kSentColumns = 36;
 constexpr std::size_t kCameColumns = 26;
 
@@ -28,22 +28,22 @@ std::string cell(const std::string& text, std::size_t columns)
     return cut.append(columns - width + 1, ' ');
 }
 
-std::string wayName(Way way, Language language)
+std::string probeName(Probe probe, Language language)
 {
-    switch (way) {
-    case Way::Name:
+    switch (probe) {
+    case Probe::Name:
         return say(language, "name", "名称");
-    case Way::Route:
+    case Probe::Route:
         return say(language, "route", "路由");
-    case Way::Snmp2c:
+    case Probe::Snmp2c:
         return "SNMP 2c";
-    case Way::Snmp1:
+    case Probe::Snmp1:
         return "SNMP 1";
-    case Way::Snmp3:
+    case Probe::Snmp3:
         return "SNMP 3";
-    case Way::Ipp:
+    case Probe::Ipp:
         return "IPP";
-    case Way::Usb:
+    case Probe::Usb:
         break;
     }
     return "USB";
@@ -59,69 +59,70 @@ std::string communityOf(const ReportContext& context)
 std::string sentBy(const Finding& finding, const ReportContext& context)
 {
     const std::string udp = ", " + std::to_string(context.questions.port) + "/udp";
-    switch (finding.way) {
-    case Way::Name:
+    switch (finding.probe) {
+    case Probe::Name:
         return context.options.address;
-    case Way::Route:
+    case Probe::Route:
         return context.address;
-    case Way::Snmp2c:
-    case Way::Snmp1:
+    case Probe::Snmp2c:
+    case Probe::Snmp1:
         return finding.isAgain ? say(context.language, "the same again", "再次询问")
                                : "sysDescr" + udp + ", " + communityOf(context);
-    case Way::Snmp3:
-        if (finding.came == Came::NoUser || finding.came == Came::NoLibrary) {
+    case Probe::Snmp3:
+        if (finding.outcome == ProbeOutcome::NoUser || finding.outcome == ProbeOutcome::NoLibrary) {
             return "-";
         }
         return finding.detail.empty() ? "engineID" + udp : "sysDescr" + udp + ", " + shown(context.user);
-    case Way::Ipp:
-        return finding.came == Came::SwitchedOff || finding.came == Came::NoLibrary
+    case Probe::Ipp:
+        return finding.outcome == ProbeOutcome::SwitchedOff || finding.outcome == ProbeOutcome::NoLibrary
                    ? "-"
                    : "Get-Printer-Attributes, " + std::to_string(context.questions.ipp.port) + "/tcp";
-    case Way::Usb:
+    case Probe::Usb:
         return finding.took ? "GET_DEVICE_ID" : "-";
     }
     return {};
 }
 
-const std::map<Came, std::pair<const char*, const char*>> kCame = {
-    {Came::UnknownName, {"not found", "找不到"}},
-    {Came::NoNetwork, {"no route", "没有路由"}},
-    {Came::NoHost, {"no such host", "没有该主机"}},
-    {Came::Forbidden, {"refused by this machine", "被本机拒绝"}},
-    {Came::Refused, {"refused on the way", "途中被拒绝"}},
-    {Came::NotOneHost, {"not one host's address", "不是单个主机的地址"}},
-    {Came::NoSocket, {"could not be asked", "无法询问"}},
-    {Came::NotPrinter, {"no printer: ", "不是打印机："}},
-    {Came::Garbage, {"not SNMP", "不是 SNMP"}},
-    {Came::PortClosed, {"port closed", "端口已关闭"}},
-    {Came::Silent, {"silent", "没有应答"}},
-    {Came::Engine, {"answers", "有应答"}},
-    {Came::UnknownUser, {"user unknown", "用户不存在"}},
-    {Came::WrongPassword, {"wrong password", "密码错误"}},
-    {Came::WrongPrivacy, {"user not answered", "不应答该用户"}},
-    {Came::WrongLevel, {"wrong security level", "安全级别错误"}},
-    {Came::OtherReport, {"user refused", "拒绝该用户"}},
-    {Came::NoUser, {"not asked: no user", "未询问：没有用户"}},
-    {Came::NoLibrary, {"not asked: library missing", "未询问：缺少库"}},
-    {Came::PrinterByTls, {"TLS: ", "TLS："}},
-    {Came::TlsOnly, {"TLS only", "只支持 TLS"}},
-    {Came::PlainOnly, {"not by TLS", "不支持 TLS"}},
-    {Came::NoIpp, {"no IPP", "不是 IPP"}},
-    {Came::SwitchedOff, {"not asked: switched off", "未询问：已关闭"}},
-    {Came::NoBus, {"no USB here", "没有 USB"}},
-    {Came::NoneAttached, {"no printer attached", "未连接打印机"}},
-    {Came::NoRights, {"no right to ask", "没有权限"}},
-    {Came::Busy, {"busy: ", "忙："}},
-    {Came::Mute, {"no answer: ", "没有应答："}},
+const std::map<ProbeOutcome, std::pair<const char*, const char*>> kOutcomes = {
+    {ProbeOutcome::UnknownName, {"not found", "找不到"}},
+    {ProbeOutcome::NoNetwork, {"no route", "没有路由"}},
+    {ProbeOutcome::NoHost, {"no such host", "没有该主机"}},
+    {ProbeOutcome::Forbidden, {"refused by this machine", "被本机拒绝"}},
+    {ProbeOutcome::Refused, {"refused on the way", "途中被拒绝"}},
+    {ProbeOutcome::NotOneHost, {"not one host's address", "不是单个主机的地址"}},
+    {ProbeOutcome::NoSocket, {"could not be asked", "无法询问"}},
+    {ProbeOutcome::NotPrinter, {"no printer: ", "不是打印机："}},
+    {ProbeOutcome::Garbage, {"not SNMP", "不是 SNMP"}},
+    {ProbeOutcome::PortClosed, {"port closed", "端口已关闭"}},
+    {ProbeOutcome::Silent, {"silent", "没有应答"}},
+    {ProbeOutcome::Engine, {"answers", "有应答"}},
+    {ProbeOutcome::UnknownUser, {"user unknown", "用户不存在"}},
+    {ProbeOutcome::WrongPassword, {"wrong password", "密码错误"}},
+    {ProbeOutcome::WrongPrivacy, {"user not answered", "不应答该用户"}},
+    {ProbeOutcome::WrongLevel, {"wrong security level", "安全级别错误"}},
+    {ProbeOutcome::OtherReport, {"user refused", "拒绝该用户"}},
+    {ProbeOutcome::NoUser, {"not asked: no user", "未询问：没有用户"}},
+    {ProbeOutcome::NoLibrary, {"not asked: library missing", "未询问：缺少库"}},
+    {ProbeOutcome::PrinterByTls, {"TLS: ", "TLS："}},
+    {ProbeOutcome::TlsOnly, {"TLS only", "只支持 TLS"}},
+    {ProbeOutcome::PlainOnly, {"not by TLS", "不支持 TLS"}},
+    {ProbeOutcome::NoIpp, {"no IPP", "不是 IPP"}},
+    {ProbeOutcome::SwitchedOff, {"not asked: switched off", "未询问：已关闭"}},
+    {ProbeOutcome::NoBus, {"no USB here", "没有 USB"}},
+    {ProbeOutcome::NoneAttached, {"no printer attached", "未连接打印机"}},
+    {ProbeOutcome::NoRights, {"no right to ask", "没有权限"}},
+    {ProbeOutcome::Busy, {"busy: ", "忙："}},
+    {ProbeOutcome::Mute, {"no answer: ", "没有应答："}},
 };
 
 std::string cameWord(const Finding& finding, Language language)
 {
-    const auto found = kCame.find(finding.came);
+    const auto found = kOutcomes.find(finding.outcome);
     const std::string word =
-        found == kCame.end() ? "" : say(language, found->second.first, found->second.second);
-    const bool isSpoken = finding.came == Came::NotPrinter || finding.came == Came::PrinterByTls ||
-                          finding.came == Came::Busy || finding.came == Came::Mute || word.empty();
+        found == kOutcomes.end() ? "" : say(language, found->second.first, found->second.second);
+    const bool isSpoken =
+        finding.outcome == ProbeOutcome::NotPrinter || finding.outcome == ProbeOutcome::PrinterByTls ||
+        finding.outcome == ProbeOutcome::Busy || finding.outcome == ProbeOutcome::Mute || word.empty();
     return isSpoken ? word + shown(finding.detail) : word;
 }
 
@@ -204,14 +205,14 @@ std::string wrapped(const std::string& head, const std::string& text, std::size_
 std::string headOf(const ReportContext& context)
 {
     const Language language = context.language;
-    return cell(say(language, "Way", "方式"), kWayColumns) +
+    return cell(say(language, "Way", "方式"), kProbeColumns) +
            cell(say(language, "Sent", "发送"), kSentColumns) +
-           cell(say(language, "Came", "结果"), kCameColumns) + say(language, "Time", "用时") + '\n';
+           cell(say(language, "ProbeOutcome", "结果"), kCameColumns) + say(language, "Time", "用时") + '\n';
 }
 
 std::string rowOf(const Finding& finding, const ReportContext& context)
 {
-    std::string row = cell(wayName(finding.way, context.language), kWayColumns) +
+    std::string row = cell(probeName(finding.probe, context.language), kProbeColumns) +
                       cell(sentBy(finding, context), kSentColumns) +
                       cell(cameWord(finding, context.language), kCameColumns) + timeOf(finding);
     row.erase(row.find_last_not_of(' ') + 1);

@@ -24,7 +24,7 @@ struct ReportContext
 // What stands above the rows.
 std::string headOf(const ReportContext& context);
 
-// One line of the table: the way, what was sent, what came, in how long.
+// One line of the table: the probe, what was sent, what came of it, in how long.
 std::string rowOf(const Finding& finding, const ReportContext& context);
 
 // The cause, and what to do about it: lines no wider than the terminal.

@@ -20,25 +20,25 @@ namespace {
 constexpr std::chrono::milliseconds kAgain{1000};
 constexpr std::size_t kLargestDatagram = 65535;
 
-Came cameOf(int error)
+ProbeOutcome outcomeOf(int error)
 {
     switch (error) {
     case ECONNREFUSED:
-        return Came::PortClosed;
+        return ProbeOutcome::PortClosed;
     case EHOSTUNREACH:
     case EHOSTDOWN:
-        return Came::NoHost;
+        return ProbeOutcome::NoHost;
     case EPERM:
-        return Came::Forbidden;
+        return ProbeOutcome::Forbidden;
     case EACCES: // a broadcast address, which is asked for extra
-        return Came::NotOneHost;
+        return ProbeOutcome::NotOneHost;
     case ENETUNREACH:
     case ENETDOWN:
     case EADDRNOTAVAIL:
     case EINVAL: // as from the loopback interface to elsewhere
-        return Came::NoNetwork;
+        return ProbeOutcome::NoNetwork;
     default:
-        return Came::NoSocket;
+        return ProbeOutcome::NoSocket;
     }
 }
 
@@ -72,7 +72,7 @@ UdpSession::UdpSession(std::uint32_t address, std::uint16_t port)
         return;
     }
     if (!tarn::engine::isUnicast(address)) {
-        m_state = Came::NotOneHost;
+        m_state = ProbeOutcome::NotOneHost;
         return;
     }
     // That nobody has an address is told to those alone who want to know all.
@@ -83,7 +83,7 @@ UdpSession::UdpSession(std::uint32_t address, std::uint16_t port)
     peer.sin_addr.s_addr = htonl(address);
     peer.sin_port = htons(port);
     const int failed = ::connect(m_socket, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
-    m_state = failed == 0 ? Came::Found : cameOf(errno);
+    m_state = failed == 0 ? ProbeOutcome::Found : outcomeOf(errno);
 }
 
 UdpSession::~UdpSession()
@@ -104,13 +104,14 @@ std::string UdpSession::ownAddress() const
     return text;
 }
 
-Came UdpSession::exchange(const std::string& message, const std::function<bool(const std::string&)>& isAnswer,
-                          SteadyClock::time_point until)
+ProbeOutcome UdpSession::exchange(const std::string& message,
+                                  const std::function<bool(const std::string&)>& isAnswer,
+                                  SteadyClock::time_point until)
 {
-    if (m_state != Came::Found) {
+    if (m_state != ProbeOutcome::Found) {
         return m_state;
     }
-    Came came = Came::Silent;
+    ProbeOutcome outcome = ProbeOutcome::Silent;
     auto next = SteadyClock::now();
     std::string datagram;
     do {
@@ -121,41 +122,41 @@ Came UdpSession::exchange(const std::string& message, const std::function<bool(c
                 return failure(errno);
             }
         }
-        const Came got = receive(datagram, message.empty() ? until : std::min(until, next));
-        if (got != Came::Found && got != Came::Silent) {
+        const ProbeOutcome got = receive(datagram, message.empty() ? until : std::min(until, next));
+        if (got != ProbeOutcome::Found && got != ProbeOutcome::Silent) {
             return got;
         }
-        if (got == Came::Found && isAnswer(datagram)) {
-            return Came::Found;
+        if (got == ProbeOutcome::Found && isAnswer(datagram)) {
+            return ProbeOutcome::Found;
         }
-        came = got == Came::Found ? Came::Garbage : came;
+        outcome = got == ProbeOutcome::Found ? ProbeOutcome::Garbage : outcome;
     } while (SteadyClock::now() < until);
-    return came;
+    return outcome;
 }
 
-Came UdpSession::receive(std::string& datagram, SteadyClock::time_point until) const
+ProbeOutcome UdpSession::receive(std::string& datagram, SteadyClock::time_point until) const
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - SteadyClock::now());
     pollfd watched{m_socket, POLLIN, 0};
     const int ready = ::poll(&watched, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
     if (ready <= 0) {
-        return Came::Silent;
+        return ProbeOutcome::Silent;
     }
     datagram.resize(kLargestDatagram);
     const ssize_t size = ::recv(m_socket, datagram.data(), datagram.size(), 0);
     if (size < 0) {
         const int error = errno;
-        const Came came = failure(error);
-        return error == EAGAIN || error == EINTR ? Came::Silent : came;
+        const ProbeOutcome outcome = failure(error);
+        return error == EAGAIN || error == EINTR ? ProbeOutcome::Silent : outcome;
     }
     datagram.resize(static_cast<std::size_t>(size));
-    return Came::Found;
+    return ProbeOutcome::Found;
 }
 
 // What is left of errors would end every wait at once.
-Came UdpSession::failure(int error) const
+ProbeOutcome UdpSession::failure(int error) const
 {
-    Came came = cameOf(error);
+    ProbeOutcome outcome = outcomeOf(error);
     alignas(cmsghdr) char control[512];
     char octet = 0; // without room for any, qemu's user mode says 0 for ever and asks nobody
     iovec room{&octet, sizeof octet};
@@ -166,10 +167,10 @@ Came UdpSession::failure(int error) const
         message.msg_control = control;
         message.msg_controllen = sizeof control;
         if (::recvmsg(m_socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
-            return came;
+            return outcome;
         }
         if (isRefusal(message, error)) {
-            came = Came::Refused;
+            outcome = ProbeOutcome::Refused;
         }
     }
 }

@@ -23,25 +23,25 @@ public:
     UdpSession(const UdpSession&) = delete;
     UdpSession& operator=(const UdpSession&) = delete;
 
-    // Came::Found, or why there is no socket or no route.
-    Came state() const { return m_state; }
+    // ProbeOutcome::Found, or why there is no socket or no route.
+    ProbeOutcome state() const { return m_state; }
     // The address that packets leave from, dotted.
     std::string ownAddress() const;
 
-    // Sends the message, again every second, until isAnswer() takes a datagram: that is Came::Found; or until
+    // Sends the message, again every second, until isAnswer() takes a datagram: that is ProbeOutcome::Found; or until
     // the time is up, which is Silent, or Garbage when others came; or until an error tells why. An empty
     // message is not sent: one that came late is still taken.
-    Came exchange(const std::string& message, const std::function<bool(const std::string&)>& isAnswer,
-                  SteadyClock::time_point until);
+    ProbeOutcome exchange(const std::string& message, const std::function<bool(const std::string&)>& isAnswer,
+                          SteadyClock::time_point until);
 
 private:
-    // Waits for one datagram. Came::Silent: none until then.
-    Came receive(std::string& datagram, SteadyClock::time_point until) const;
+    // Waits for one datagram. ProbeOutcome::Silent: none until then.
+    ProbeOutcome receive(std::string& datagram, SteadyClock::time_point until) const;
     // What a call that failed so came to.
-    Came failure(int error) const;
+    ProbeOutcome failure(int error) const;
 
     int m_socket = -1;
-    Came m_state = Came::NoSocket;
+    ProbeOutcome m_state = ProbeOutcome::NoSocket;
 };
 
 } // namespace tarnstatus

@@ -12,25 +12,31 @@ class Findings final
 public:
     explicit Findings(const std::vector<Finding>& all) : m_all(all) {}
 
-    bool any(Way way, std::initializer_list<Came> cames) const { return find({way}, cames) != nullptr; }
-    bool anySnmp(std::initializer_list<Came> cames) const { return find(kSnmp, cames) != nullptr; }
-    // The way by which SNMP's first printer answered, a repetition before what it repeats.
+    bool any(Probe probe, std::initializer_list<ProbeOutcome> outcomes) const
+    {
+        return find({probe}, outcomes) != nullptr;
+    }
+    bool anySnmp(std::initializer_list<ProbeOutcome> outcomes) const
+    {
+        return find(kSnmp, outcomes) != nullptr;
+    }
+    // The probe by which SNMP's first printer answered, a repetition before what it repeats.
     const Finding* printer() const
     {
         const Finding* found = nullptr;
         for (const Finding& finding : m_all) {
-            const bool isSnmp = std::find(kSnmp.begin(), kSnmp.end(), finding.way) != kSnmp.end();
-            if (isSnmp && finding.came == Came::Printer && (found == nullptr || finding.isAgain)) {
+            const bool isSnmp = std::find(kSnmp.begin(), kSnmp.end(), finding.probe) != kSnmp.end();
+            if (isSnmp && finding.outcome == ProbeOutcome::Printer && (found == nullptr || finding.isAgain)) {
                 found = &finding;
             }
         }
         return found;
     }
-    const Finding* find(const std::vector<Way>& ways, std::initializer_list<Came> cames) const
+    const Finding* find(const std::vector<Probe>& probes, std::initializer_list<ProbeOutcome> outcomes) const
     {
         for (const Finding& finding : m_all) {
-            if (std::find(ways.begin(), ways.end(), finding.way) != ways.end() &&
-                std::find(cames.begin(), cames.end(), finding.came) != cames.end()) {
+            if (std::find(probes.begin(), probes.end(), finding.probe) != probes.end() &&
+                std::find(outcomes.begin(), outcomes.end(), finding.outcome) != outcomes.end()) {
                 return &finding;
             }
         }
@@ -38,21 +44,23 @@ public:
     }
 
 private:
-    inline static const std::vector<Way> kSnmp = {Way::Snmp2c, Way::Snmp1, Way::Snmp3};
+    inline static const std::vector<Probe> kSnmp = {Probe::Snmp2c, Probe::Snmp1, Probe::Snmp3};
     const std::vector<Finding>& m_all;
 };
 
 // Nothing when the address can be reached as far as this machine knows.
 std::optional<Cause> causeBefore(const Findings& findings)
 {
-    if (findings.any(Way::Name, {Came::UnknownName})) {
+    if (findings.any(Probe::Name, {ProbeOutcome::UnknownName})) {
         return Cause::UnknownName;
     }
-    for (const auto& [came, cause] :
-         {std::pair{Came::NoNetwork, Cause::NoNetwork}, std::pair{Came::NoHost, Cause::NoHost},
-          std::pair{Came::Forbidden, Cause::Forbidden}, std::pair{Came::Refused, Cause::Refused},
-          std::pair{Came::NotOneHost, Cause::NotOneHost}, std::pair{Came::NoSocket, Cause::NoSocket}}) {
-        if (findings.any(Way::Route, {came}) || findings.anySnmp({came})) {
+    for (const auto& [outcome, cause] : {std::pair{ProbeOutcome::NoNetwork, Cause::NoNetwork},
+                                         std::pair{ProbeOutcome::NoHost, Cause::NoHost},
+                                         std::pair{ProbeOutcome::Forbidden, Cause::Forbidden},
+                                         std::pair{ProbeOutcome::Refused, Cause::Refused},
+                                         std::pair{ProbeOutcome::NotOneHost, Cause::NotOneHost},
+                                         std::pair{ProbeOutcome::NoSocket, Cause::NoSocket}}) {
+        if (findings.any(Probe::Route, {outcome}) || findings.anySnmp({outcome})) {
             return cause;
         }
     }
@@ -67,28 +75,29 @@ Cause causeBesideIpp(Cause before)
 
 Cause causeOfPrinter(const Finding& printer, const Asked& asked)
 {
-    if (printer.way == asked.first || asked.anyVersion) {
+    if (printer.probe == asked.first || asked.anyVersion) {
         if (asked.isTried) {
             return Cause::WorksAsTried;
         }
-        const bool isOld = printer.way == Way::Snmp1 && asked.first != Way::Snmp1;
+        const bool isOld = printer.probe == Probe::Snmp1 && asked.first != Probe::Snmp1;
         return isOld ? Cause::WorksInVersion1 : printer.isAgain ? Cause::WorksSlowly : Cause::Works;
     }
-    if (asked.first == Way::Snmp3) {
+    if (asked.first == Probe::Snmp3) {
         return Cause::CommunityWorks;
     }
-    return printer.way == Way::Snmp1 ? Cause::Version1Alone : Cause::Version2cAlone;
+    return printer.probe == Probe::Snmp1 ? Cause::Version1Alone : Cause::Version2cAlone;
 }
 
 std::optional<Cause> causeOfUser(const Findings& findings)
 {
-    for (const auto& [came, cause] :
-         {std::pair{Came::UnknownUser, Cause::UserUnknown},
-          std::pair{Came::WrongPassword, Cause::UserPassword},
-          std::pair{Came::WrongPrivacy, Cause::UserPrivacy}, std::pair{Came::WrongLevel, Cause::UserLevel},
-          std::pair{Came::OtherReport, Cause::UserReport}, std::pair{Came::NoUser, Cause::UserMissing},
-          std::pair{Came::NoLibrary, Cause::NoNetSnmp}}) {
-        if (findings.any(Way::Snmp3, {came})) {
+    for (const auto& [outcome, cause] : {std::pair{ProbeOutcome::UnknownUser, Cause::UserUnknown},
+                                         std::pair{ProbeOutcome::WrongPassword, Cause::UserPassword},
+                                         std::pair{ProbeOutcome::WrongPrivacy, Cause::UserPrivacy},
+                                         std::pair{ProbeOutcome::WrongLevel, Cause::UserLevel},
+                                         std::pair{ProbeOutcome::OtherReport, Cause::UserReport},
+                                         std::pair{ProbeOutcome::NoUser, Cause::UserMissing},
+                                         std::pair{ProbeOutcome::NoLibrary, Cause::NoNetSnmp}}) {
+        if (findings.any(Probe::Snmp3, {outcome})) {
             return cause;
         }
     }
@@ -97,33 +106,35 @@ std::optional<Cause> causeOfUser(const Findings& findings)
 
 Cause causeOfSnmp(const Findings& findings)
 {
-    if (findings.anySnmp({Came::PortClosed})) {
+    if (findings.anySnmp({ProbeOutcome::PortClosed})) {
         return Cause::NoSnmp;
     }
     if (const std::optional<Cause> user = causeOfUser(findings)) {
         return *user;
     }
-    if (findings.anySnmp({Came::NotPrinter})) {
+    if (findings.anySnmp({ProbeOutcome::NotPrinter})) {
         return Cause::NotPrinter;
     }
-    if (findings.any(Way::Snmp3, {Came::Engine})) {
+    if (findings.any(Probe::Snmp3, {ProbeOutcome::Engine})) {
         return Cause::WrongCommunity;
     }
-    if (findings.anySnmp({Came::Garbage})) {
+    if (findings.anySnmp({ProbeOutcome::Garbage})) {
         return Cause::NoAnswerOfSnmp;
     }
-    const bool isThere = findings.any(Way::Ipp, {Came::Printer, Came::PrinterByTls, Came::TlsOnly,
-                                                 Came::PlainOnly, Came::NoIpp, Came::PortClosed});
+    const bool isThere =
+        findings.any(Probe::Ipp, {ProbeOutcome::Printer, ProbeOutcome::PrinterByTls, ProbeOutcome::TlsOnly,
+                                  ProbeOutcome::PlainOnly, ProbeOutcome::NoIpp, ProbeOutcome::PortClosed});
     return isThere ? Cause::SilenceOfHost : Cause::SilenceOfNobody;
 }
 
 std::optional<Cause> causeOfIpp(const Findings& findings)
 {
-    for (const auto& [came, cause] :
-         {std::pair{Came::TlsOnly, Cause::IppWantsTls}, std::pair{Came::PlainOnly, Cause::IppWantsPlain},
-          std::pair{Came::NoIpp, Cause::IppIsNoIpp}, std::pair{Came::SwitchedOff, Cause::IppSwitchedOff},
-          std::pair{Came::NoLibrary, Cause::NoIppLibrary}}) {
-        if (findings.any(Way::Ipp, {came})) {
+    for (const auto& [outcome, cause] : {std::pair{ProbeOutcome::TlsOnly, Cause::IppWantsTls},
+                                         std::pair{ProbeOutcome::PlainOnly, Cause::IppWantsPlain},
+                                         std::pair{ProbeOutcome::NoIpp, Cause::IppIsNoIpp},
+                                         std::pair{ProbeOutcome::SwitchedOff, Cause::IppSwitchedOff},
+                                         std::pair{ProbeOutcome::NoLibrary, Cause::NoIppLibrary}}) {
+        if (findings.any(Probe::Ipp, {outcome})) {
             return cause;
         }
     }
@@ -136,7 +147,7 @@ std::vector<Cause> causesOf(const std::vector<Finding>& all, const Asked& asked)
 {
     const Findings findings(all);
     std::vector<Cause> causes;
-    const bool answersIpp = findings.any(Way::Ipp, {Came::Printer, Came::PrinterByTls});
+    const bool answersIpp = findings.any(Probe::Ipp, {ProbeOutcome::Printer, ProbeOutcome::PrinterByTls});
     if (const std::optional<Cause> before = causeBefore(findings); before && !answersIpp) {
         causes.push_back(*before);
     } else if (const Finding* const printer = findings.printer()) {
@@ -155,7 +166,7 @@ std::vector<Cause> causesOf(const std::vector<Finding>& all, const Asked& asked)
             causes.push_back(*ofIpp);
         }
     }
-    if (findings.any(Way::Usb, {Came::NoRights})) {
+    if (findings.any(Probe::Usb, {ProbeOutcome::NoRights})) {
         causes.push_back(Cause::UsbRights);
     }
     return causes;

@@ -47,9 +47,9 @@ enum class Cause
 
 struct Asked
 {
-    Way first = Way::Snmp2c; // of the versions of SNMP
-    bool anyVersion = true;  // whichever is answered will do
-    bool isTried = false;    // with what the command line says
+    Probe first = Probe::Snmp2c; // of the versions of SNMP
+    bool anyVersion = true;      // whichever is answered will do
+    bool isTried = false;        // with what the command line says
 };
 
 // The causes, the most important one first; never empty. Pure.

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tarn/src/device/color_words.h"
 #include "tarn/src/device/part_word_tables.h"
-#include "tarn/src/device/supply_word_tables.h"
 #include "tarn/src/device/utf8.h"
 
 namespace tarn::device {

@@ -67,7 +67,7 @@ TEST(WakeupLimiter, NobodyPaysLongForALongFlood)
 class Chatterbox final : public Backend
 {
 public:
-    explicit Chatterbox(bool thronged) : m_thronged(thronged), m_fd(::eventfd(1, EFD_CLOEXEC)) {}
+    explicit Chatterbox(bool hasBacklog) : m_hasBacklog(hasBacklog), m_fd(::eventfd(1, EFD_CLOEXEC)) {}
     ~Chatterbox() override
     {
         ::close(m_fd);
@@ -83,7 +83,7 @@ public:
     void run() override { ++runs; }
     TimePoint nextDeadline() const override { return kNever; }
     int descriptor() const override { return m_fd; }
-    bool hasBacklog() const override { return m_thronged; }
+    bool hasBacklog() const override { return m_hasBacklog; }
 
     void endSoon() override { ++endings; }
 
@@ -93,7 +93,7 @@ public:
     std::atomic<int> watched{0};
 
 private:
-    const bool m_thronged;
+    const bool m_hasBacklog;
     const int m_fd;
 };
 
@@ -107,9 +107,9 @@ public:
 
 struct Running
 {
-    explicit Running(bool thronged) : engine(clock, listener)
+    explicit Running(bool hasBacklog) : engine(clock, listener)
     {
-        auto made = std::make_unique<Chatterbox>(thronged);
+        auto made = std::make_unique<Chatterbox>(hasBacklog);
         chatterbox = made.get();
         engine.addBackend(std::move(made));
         EXPECT_TRUE(engine.start());

@@ -134,7 +134,7 @@ TEST_F(OpenQuestion, FloodOfAnswersThatAreBrokenBehindTheirHeadIsNotDecodedForEv
     EXPECT_EQ(network.count(Verdict::Malformed), UdpTransport::kMostMalformed);
     EXPECT_EQ(network.count(Verdict::NothingAsked), 1000 - UdpTransport::kMostMalformed);
     EXPECT_EQ(network.poller.inFlight(), 1u);
-    network.agent(1).answers = true; // it is heard again as soon as the request is repeated
+    network.agent(1).answers = true; // it is reached again as soon as the request is repeated
     network.agent(1).says = "the truth";
     network.pass(Milliseconds(1500));
     EXPECT_EQ(target->snapshot()->status.unpacked().model, "the truth");

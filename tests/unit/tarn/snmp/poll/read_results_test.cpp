@@ -94,7 +94,7 @@ TEST_F(AnswerThatIsMissing, MakesTheSocketSuspectWhereNobodyAnswersSince)
     ASSERT_TRUE(miss(1));
     EXPECT_TRUE(reopening.isDue(reachability, now));
     reopening.answered(now);
-    EXPECT_FALSE(reopening.isDue(reachability, now)) << "another printer is heard";
+    EXPECT_FALSE(reopening.isDue(reachability, now)) << "another printer answers";
 }
 
 TEST_F(AnswerThatIsMissing, HasTheSocketOpenedAnewNowAndThenOnly)

@@ -55,7 +55,7 @@ public:
     int requests = 0;
 };
 
-class AnAnswerHeardAgain : public ::testing::Test
+class ReplayedAnswer : public ::testing::Test
 {
 protected:
     void SetUp() override
@@ -73,9 +73,9 @@ protected:
     bool hear() { return hear(answer()); }
     bool hear(const std::string& bytes)
     {
-        const bool heard = known.session.acceptReplay(readHead(viewOf(bytes)), known.published);
+        const bool taken = known.session.acceptReplay(readHead(viewOf(bytes)), known.published);
         known.remember();
-        return heard;
+        return taken;
     }
 
     RecordedAgent agent = fixture("colour-laser");
@@ -83,7 +83,7 @@ protected:
     Known known{Version::V2c};
 };
 
-TEST_F(AnAnswerHeardAgain, SaysWhatHasMoved)
+TEST_F(ReplayedAnswer, SaysWhatHasMoved)
 {
     agent.setInteger(kBlackLevel, 1000);
     agent.setInteger(kTrayLevel, 0);
@@ -106,7 +106,7 @@ TEST_F(AnAnswerHeardAgain, SaysWhatHasMoved)
     EXPECT_TRUE(known.published.unpacked().alerts.empty());
 }
 
-TEST_F(AnAnswerHeardAgain, ChangesNothingWhereOnlyTimePassed)
+TEST_F(ReplayedAnswer, ChangesNothingWhereOnlyTimePassed)
 {
     agent.setInteger(kUpTime, 99999999);
     const std::string before = known.status();
@@ -117,7 +117,7 @@ TEST_F(AnAnswerHeardAgain, ChangesNothingWhereOnlyTimePassed)
     EXPECT_FALSE(hear());
 }
 
-TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForRowsAndCounters)
+TEST_F(ReplayedAnswer, TakesTheOrdinaryWayForRowsAndCounters)
 {
     const RecordedAgent same = agent;
     agent.setInteger(kAllEvents, 77);
@@ -135,7 +135,7 @@ TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForRowsAndCounters)
     EXPECT_TRUE(hear());
 }
 
-TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForCutAndSpoiltMessages)
+TEST_F(ReplayedAnswer, TakesTheOrdinaryWayForCutAndSpoiltMessages)
 {
     const std::string whole = answer();
     for (std::size_t size = 0; size < whole.size(); ++size) {
@@ -144,7 +144,7 @@ TEST_F(AnAnswerHeardAgain, TakesTheOrdinaryWayForCutAndSpoiltMessages)
     EXPECT_TRUE(hear(whole));
 }
 
-TEST_F(AnAnswerHeardAgain, NeedsTheStatusThatItsSessionMade)
+TEST_F(ReplayedAnswer, NeedsTheStatusThatItsSessionMade)
 {
     const std::string bytes = answer();
     EXPECT_FALSE(known.session.acceptReplay(readHead(viewOf(bytes)), PackedStatus()));
@@ -155,7 +155,7 @@ TEST_F(AnAnswerHeardAgain, NeedsTheStatusThatItsSessionMade)
     EXPECT_FALSE(hear(bytes)); // the next question is a smaller one
 }
 
-TEST_F(AnAnswerHeardAgain, IsHeldAgainstTablesReadMeanwhile)
+TEST_F(ReplayedAnswer, IsHeldAgainstTablesReadMeanwhile)
 {
     const std::string before = answer();
     agent.setInteger(kBlackLevel, 1000);
@@ -260,13 +260,13 @@ bool stepOfBoth(Known& ordinary, Known& quick, RecordedAgent& agent, std::mt1993
     spoil(answer, random);
     const std::string bytes = encoded(answer);
     const std::optional<Message> message = decodeMessage(viewOf(bytes));
-    const bool heard = quick.session.acceptReplay(readHead(viewOf(bytes)), quick.published);
-    EXPECT_TRUE(message || !heard);
+    const bool taken = quick.session.acceptReplay(readHead(viewOf(bytes)), quick.published);
+    EXPECT_TRUE(message || !taken);
     if (!message) {
         return false;
     }
     finish(ordinary, agent, message->pdu);
-    if (heard) {
+    if (taken) {
         quick.remember();
         EXPECT_EQ(ordinary.requests, 1);
     } else {
@@ -274,7 +274,7 @@ bool stepOfBoth(Known& ordinary, Known& quick, RecordedAgent& agent, std::mt1993
     }
     EXPECT_EQ(quick.session.outcome(), ordinary.session.outcome());
     EXPECT_EQ(quick.status(), ordinary.status());
-    return heard;
+    return taken;
 }
 
 TEST(BothWays, AgreeWhateverAnyPrinterAnswers)
@@ -284,7 +284,7 @@ TEST(BothWays, AgreeWhateverAnyPrinterAnswers)
         given != nullptr ? static_cast<unsigned>(std::atoll(given)) : std::random_device{}();
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    int heard = 0;
+    int taken = 0;
     for (const auto& entry : std::filesystem::directory_iterator(KEL_SNMP_DATA)) {
         RecordedAgent agent = RecordedAgent::fromFile(entry.path().string());
         agent.setInteger("1.3.6.1.4.1.99999.7.0", 1);
@@ -296,7 +296,7 @@ TEST(BothWays, AgreeWhateverAnyPrinterAnswers)
         }
         for (int step = 0; step < 60 && ordinary.session.status(); ++step) {
             change(agent, random);
-            heard += stepOfBoth(ordinary, quick, agent, random) ? 1 : 0;
+            taken += stepOfBoth(ordinary, quick, agent, random) ? 1 : 0;
             if (ordinary.session.outcome() > ReadOutcome::Changed) {
                 const ReadKind kind = random() % 4 == 0 ? ReadKind::Identity : ReadKind::Full;
                 for (Known* known : {&ordinary, &quick}) {
@@ -306,7 +306,7 @@ TEST(BothWays, AgreeWhateverAnyPrinterAnswers)
             ASSERT_FALSE(::testing::Test::HasFailure()) << entry.path() << " step " << step;
         }
     }
-    EXPECT_GT(heard, 100);
+    EXPECT_GT(taken, 100);
 }
 
 } // namespace

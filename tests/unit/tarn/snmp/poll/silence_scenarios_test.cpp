@@ -205,7 +205,7 @@ TEST(Polling, SlowPrinterStaysOnline)
     EXPECT_EQ(network.publications.size(), before);
 }
 
-TEST(Polling, WakingPrinterIsHeardThoughItTakesEighteenSeconds)
+TEST(Polling, WakingPrinterIsReachedThoughItTakesEighteenSeconds)
 {
     SimulatedNetwork network;
     const auto target = network.add(1);

@@ -45,7 +45,7 @@ struct Agent
     std::vector<SeenRequest> requests;
 };
 
-// What the engine heard of the targets, in its order.
+// What the engine was told of the targets, in its order.
 struct Publication
 {
     TimePoint at;

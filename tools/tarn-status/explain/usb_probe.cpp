@@ -1,4 +1,4 @@
-#include "tools/tarn-status/explain/usb_way.h"
+#include "tools/tarn-status/explain/usb_probe.h"
 
 #include "tarn/src/usb/libusb_bus.h"
 #include "tarn/src/usb/rights.h"
@@ -7,31 +7,31 @@
 namespace tarnstatus {
 
 using tarn::usb::LibusbBus;
-using tarn::usb::Outcome;
 using tarn::usb::Question;
 using tarn::usb::UsbBus;
 using tarn::usb::UsbDevice;
+using UsbOutcome = tarn::usb::Outcome;
 
 namespace {
 
 constexpr std::size_t kMostPrinters = 3; // they are to fit into one screen with all else
 
-Came cameOf(Outcome outcome)
+ProbeOutcome outcomeOf(UsbOutcome outcome)
 {
     switch (outcome) {
-    case Outcome::Answered:
-        return Came::Attached;
-    case Outcome::Denied:
-        return Came::NoRights;
-    case Outcome::Busy:
-        return Came::Busy;
-    case Outcome::Stalled:
-    case Outcome::Silent:
-    case Outcome::Gone:
-    case Outcome::Failed:
+    case UsbOutcome::Answered:
+        return ProbeOutcome::Attached;
+    case UsbOutcome::Denied:
+        return ProbeOutcome::NoRights;
+    case UsbOutcome::Busy:
+        return ProbeOutcome::Busy;
+    case UsbOutcome::Stalled:
+    case UsbOutcome::Silent:
+    case UsbOutcome::Gone:
+    case UsbOutcome::Failed:
         break;
     }
-    return Came::Mute;
+    return ProbeOutcome::Mute;
 }
 
 std::string nameOf(const UsbDevice& device)
@@ -43,11 +43,11 @@ std::string nameOf(const UsbDevice& device)
 
 Finding askOne(UsbBus& bus, const UsbDevice& device)
 {
-    Finding finding{Way::Usb, Came::Mute};
+    Finding finding{Probe::Usb, ProbeOutcome::Mute};
     const auto begin = SteadyClock::now();
-    finding.came = cameOf(bus.ask(device, Question::DeviceId).outcome);
+    finding.outcome = outcomeOf(bus.ask(device, Question::DeviceId).outcome);
     finding.took = std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - begin);
-    finding.detail = finding.came == Came::NoRights
+    finding.detail = finding.outcome == ProbeOutcome::NoRights
                          ? tarn::usb::groupWithRights(tarn::usb::nodeOf(device.bus, device.address))
                          : nameOf(device);
     return finding;
@@ -60,12 +60,12 @@ void askUsb(const Tell& tell)
     std::string why;
     const std::unique_ptr<UsbBus> bus = LibusbBus::open(why);
     if (!bus) {
-        tell({Way::Usb, Came::NoBus});
+        tell({Probe::Usb, ProbeOutcome::NoBus});
         return;
     }
     const std::optional<std::vector<UsbDevice>> devices = bus->devices();
     if (!devices || devices->empty()) {
-        tell({Way::Usb, devices ? Came::NoneAttached : Came::NoSocket});
+        tell({Probe::Usb, devices ? ProbeOutcome::NoneAttached : ProbeOutcome::NoSocket});
         return;
     }
     for (std::size_t i = 0; i < devices->size() && i < kMostPrinters; ++i) {

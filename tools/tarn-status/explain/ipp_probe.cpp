@@ -1,4 +1,4 @@
-#include "tools/tarn-status/explain/ipp_way.h"
+#include "tools/tarn-status/explain/ipp_probe.h"
 
 #include <poll.h>
 
@@ -42,23 +42,23 @@ IppAnswer ask(RequestQueue& queue, std::uint32_t address, const IppSettings& set
     return {};
 }
 
-Came cameOf(IppOutcome outcome)
+ProbeOutcome outcomeOf(IppOutcome outcome)
 {
     switch (outcome) {
     case IppOutcome::Answered:
-        return Came::Printer;
+        return ProbeOutcome::Printer;
     case IppOutcome::Silent:
-        return Came::Silent;
+        return ProbeOutcome::Silent;
     case IppOutcome::Refused:
-        return Came::PortClosed;
+        return ProbeOutcome::PortClosed;
     case IppOutcome::NoIpp:
-        return Came::NoIpp;
+        return ProbeOutcome::NoIpp;
     case IppOutcome::NoLibrary:
-        return Came::NoLibrary;
+        return ProbeOutcome::NoLibrary;
     case IppOutcome::NotSent:
         break;
     }
-    return Came::NoSocket;
+    return ProbeOutcome::NoSocket;
 }
 
 // Whether it answers where it is not to be asked.
@@ -72,7 +72,7 @@ bool answersTheOtherWay(RequestQueue& queue, std::uint32_t address, IppSettings 
 
 Finding askIpp(const Questions& questions)
 {
-    Finding finding{Way::Ipp, Came::SwitchedOff};
+    Finding finding{Probe::Ipp, ProbeOutcome::SwitchedOff};
     if (questions.ipp.choice == IppChoice::Off) {
         return finding;
     }
@@ -81,14 +81,15 @@ Finding askIpp(const Questions& questions)
     const auto begin = SteadyClock::now();
     const IppAnswer answer = ask(*queue, questions.address, questions.ipp);
     finding.took = std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - begin);
-    finding.came = cameOf(answer.outcome);
+    finding.outcome = outcomeOf(answer.outcome);
     if (answer.outcome == IppOutcome::Answered) {
-        finding.came = answer.route.tls ? Came::PrinterByTls : Came::Printer;
+        finding.outcome = answer.route.tls ? ProbeOutcome::PrinterByTls : ProbeOutcome::Printer;
         finding.detail =
             answer.printers.empty() ? "" : answer.printers.front().text("printer-make-and-model");
     } else if (answer.outcome == IppOutcome::NoIpp && questions.ipp.choice != IppChoice::Auto &&
                answersTheOtherWay(*queue, questions.address, questions.ipp)) {
-        finding.came = questions.ipp.choice == IppChoice::Plain ? Came::TlsOnly : Came::PlainOnly;
+        finding.outcome =
+            questions.ipp.choice == IppChoice::Plain ? ProbeOutcome::TlsOnly : ProbeOutcome::PlainOnly;
     }
     return finding;
 }

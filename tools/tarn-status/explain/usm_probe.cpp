@@ -1,4 +1,4 @@
-#include "tools/tarn-status/explain/usm_way.h"
+#include "tools/tarn-status/explain/usm_probe.h"
 
 #include "tarn/src/base/clock.h"
 #include "tarn/src/base/random.h"
@@ -22,23 +22,23 @@ namespace {
 
 constexpr char kNetSnmp[] = "libnetsnmp.so.40";
 
-Came cameOf(UsmReport report)
+ProbeOutcome outcomeOf(UsmReport report)
 {
     switch (report) {
     case UsmReport::UnknownUser:
-        return Came::UnknownUser;
+        return ProbeOutcome::UnknownUser;
     case UsmReport::WrongDigest:
-        return Came::WrongPassword;
+        return ProbeOutcome::WrongPassword;
     case UsmReport::UnsupportedLevel:
-        return Came::WrongLevel;
+        return ProbeOutcome::WrongLevel;
     case UsmReport::DecryptionError:
-        return Came::WrongPrivacy;
+        return ProbeOutcome::WrongPrivacy;
     case UsmReport::UnknownEngine:
     case UsmReport::NotInTimeWindow:
     case UsmReport::Other:
         break;
     }
-    return Came::OtherReport;
+    return ProbeOutcome::OtherReport;
 }
 
 // One agent and one user.
@@ -50,11 +50,11 @@ public:
     {
     }
 
-    // Learns the agent's engine: Came::Engine.
-    Came discover()
+    // Learns the agent's engine: ProbeOutcome::Engine.
+    ProbeOutcome discover()
     {
         const UsmIds ids = newIds();
-        const Came came = m_udp.exchange(
+        const ProbeOutcome outcome = m_udp.exchange(
             m_codec.probe(ids),
             [&](const std::string& octets) {
                 UsmMessage message = read(octets, nullptr);
@@ -68,14 +68,14 @@ public:
                 return true;
             },
             until());
-        return came == Came::Found ? Came::Engine : came;
+        return outcome == ProbeOutcome::Found ? ProbeOutcome::Engine : outcome;
     }
 
-    // Came::Found when it is answered. An agent whose clock is not known yet says it once.
-    Came ask(const Oid& name, std::optional<Pdu>& answer)
+    // ProbeOutcome::Found when it is answered. An agent whose clock is not known yet says it once.
+    ProbeOutcome ask(const Oid& name, std::optional<Pdu>& answer)
     {
-        Came came = askOnce(name, answer);
-        return came == Came::Engine ? askOnce(name, answer) : came;
+        ProbeOutcome outcome = askOnce(name, answer);
+        return outcome == ProbeOutcome::Engine ? askOnce(name, answer) : outcome;
     }
 
 private:
@@ -99,18 +99,19 @@ private:
                             engine, m_clock.now());
     }
 
-    // Came::Engine: it told its clock, and is to be asked again.
-    Came askOnce(const Oid& name, std::optional<Pdu>& answer)
+    // ProbeOutcome::Engine: it told its clock, and is to be asked again.
+    ProbeOutcome askOnce(const Oid& name, std::optional<Pdu>& answer)
     {
         const UsmIds ids = newIds();
-        Came said = Came::Found;
+        ProbeOutcome said = ProbeOutcome::Found;
         const auto isAnswer = [&](const std::string& octets) {
             UsmMessage message = read(octets, &m_engine);
             if (message.ids.message != ids.message) {
                 return false;
             }
             if (message.kind == UsmMessage::Kind::Report) {
-                said = message.report == UsmReport::NotInTimeWindow ? Came::Engine : cameOf(message.report);
+                said = message.report == UsmReport::NotInTimeWindow ? ProbeOutcome::Engine
+                                                                    : outcomeOf(message.report);
                 return true;
             }
             if (message.kind != UsmMessage::Kind::Response || !message.isProtected ||
@@ -122,8 +123,8 @@ private:
         };
         const std::string request =
             m_codec.request(m_keys, m_engine, nextRequest(name, ids.request), ids.message, m_clock.now());
-        const Came came = m_udp.exchange(request, isAnswer, until());
-        return came == Came::Found ? said : came;
+        const ProbeOutcome outcome = m_udp.exchange(request, isAnswer, until());
+        return outcome == ProbeOutcome::Found ? said : outcome;
     }
 
     const UsmCodec& m_codec;
@@ -136,21 +137,23 @@ private:
 };
 
 // An agent that names its engine and then does not answer its user threw the question away unread.
-Came withoutAnswer(Came came)
+ProbeOutcome withoutAnswer(ProbeOutcome outcome)
 {
-    return came == Came::Silent || came == Came::Garbage ? Came::WrongPrivacy : came;
+    return outcome == ProbeOutcome::Silent || outcome == ProbeOutcome::Garbage ? ProbeOutcome::WrongPrivacy
+                                                                               : outcome;
 }
 
 void runSession(UserSession& session, Finding& finding)
 {
-    finding.came = session.discover();
-    if (finding.came != Came::Engine) {
+    finding.outcome = session.discover();
+    if (finding.outcome != ProbeOutcome::Engine) {
         return;
     }
     std::optional<Pdu> answer;
-    const Came came = session.ask(kSystemDescription, answer);
+    const ProbeOutcome outcome = session.ask(kSystemDescription, answer);
     if (!answer) {
-        finding.came = came == Came::Engine ? Came::OtherReport : withoutAnswer(came);
+        finding.outcome =
+            outcome == ProbeOutcome::Engine ? ProbeOutcome::OtherReport : withoutAnswer(outcome);
         return;
     }
     finding.detail = textOf(*answer);
@@ -159,20 +162,21 @@ void runSession(UserSession& session, Finding& finding)
         session.ask(name, next);
         return next;
     };
-    finding.came = hasPrinterObjects(askNext, finding.detail) ? Came::Printer : Came::NotPrinter;
+    finding.outcome =
+        hasPrinterObjects(askNext, finding.detail) ? ProbeOutcome::Printer : ProbeOutcome::NotPrinter;
 }
 
 } // namespace
 
 Finding askAsUser(const Questions& questions)
 {
-    Finding finding{Way::Snmp3, Came::NoUser};
+    Finding finding{Probe::Snmp3, ProbeOutcome::NoUser};
     if (!questions.user) {
         return finding;
     }
     const std::unique_ptr<UsmCodec> codec = UsmCodec::start(kNetSnmp, finding.detail);
     if (!codec) {
-        finding.came = Came::NoLibrary;
+        finding.outcome = ProbeOutcome::NoLibrary;
         return finding;
     }
     const std::shared_ptr<const UsmKeys> keys = codec->keysOf(*questions.user, finding.detail);

@@ -1,4 +1,4 @@
-#include "tools/tarn-status/explain/snmp_way.h"
+#include "tools/tarn-status/explain/snmp_probe.h"
 
 #include <vector>
 
@@ -6,7 +6,7 @@
 #include "tools/tarn-status/explain/printer_objects.h"
 #include "tools/tarn-status/explain/snmp_message.h"
 #include "tools/tarn-status/explain/udp_session.h"
-#include "tools/tarn-status/explain/usm_way.h"
+#include "tools/tarn-status/explain/usm_probe.h"
 
 namespace tarnstatus {
 
@@ -23,15 +23,15 @@ std::int32_t newId()
     return static_cast<std::int32_t>((random.next() & 0x3FFFFFFF) | 0x01000000);
 }
 
-bool isAnswer(Came came)
+bool isAnswer(ProbeOutcome outcome)
 {
-    return came == Came::Printer || came == Came::NotPrinter;
+    return outcome == ProbeOutcome::Printer || outcome == ProbeOutcome::NotPrinter;
 }
 
 // Another version may yet be answered.
-bool leavesOpen(Came came)
+bool leavesOpen(ProbeOutcome outcome)
 {
-    return came == Came::Silent || came == Came::Garbage;
+    return outcome == ProbeOutcome::Silent || outcome == ProbeOutcome::Garbage;
 }
 
 std::chrono::milliseconds since(SteadyClock::time_point begin)
@@ -40,10 +40,10 @@ std::chrono::milliseconds since(SteadyClock::time_point begin)
 }
 
 // One version of SNMP that knows communities, with a socket of its own.
-class CommunityWay final
+class CommunityProbe final
 {
 public:
-    CommunityWay(const Questions& questions, Version version)
+    CommunityProbe(const Questions& questions, Version version)
         : m_questions(questions), m_version(version), m_udp(questions.address, questions.port)
     {
     }
@@ -60,24 +60,27 @@ public:
     Finding listen() { return conclude(begun(), std::chrono::milliseconds(0), false); }
 
 private:
-    Finding begun() const { return {m_version == Version::V1 ? Way::Snmp1 : Way::Snmp2c, Came::Silent}; }
+    Finding begun() const
+    {
+        return {m_version == Version::V1 ? Probe::Snmp1 : Probe::Snmp2c, ProbeOutcome::Silent};
+    }
 
     Finding conclude(Finding finding, std::chrono::milliseconds longest, bool isToBeSent)
     {
         const auto begin = isToBeSent ? SteadyClock::now() : m_begin;
         m_begin = begin;
         std::optional<Pdu> answer;
-        finding.came = exchange(kSystemDescription, m_firstId, longest, isToBeSent, answer);
+        finding.outcome = exchange(kSystemDescription, m_firstId, longest, isToBeSent, answer);
         finding.took = since(begin);
         if (answer) {
             finding.detail = textOf(*answer);
-            finding.came = isPrinter(finding.detail) ? Came::Printer : Came::NotPrinter;
+            finding.outcome = isPrinter(finding.detail) ? ProbeOutcome::Printer : ProbeOutcome::NotPrinter;
         }
         return finding;
     }
 
-    Came exchange(const Oid& name, std::int32_t id, std::chrono::milliseconds longest, bool isToBeSent,
-                  std::optional<Pdu>& answer)
+    ProbeOutcome exchange(const Oid& name, std::int32_t id, std::chrono::milliseconds longest,
+                          bool isToBeSent, std::optional<Pdu>& answer)
     {
         const std::string message =
             tarn::snmp::encodeMessage({m_version, m_questions.community, nextRequest(name, id)});
@@ -114,10 +117,10 @@ Finding discover(const Questions& questions)
     UdpSession udp(questions.address, questions.port);
     const std::int32_t id = newId();
     const auto begin = SteadyClock::now();
-    const Came came = udp.exchange(
+    const ProbeOutcome outcome = udp.exchange(
         discovery(id), [id](const std::string& octets) { return namesEngine(octets, id); },
         begin + questions.slice());
-    return {Way::Snmp3, came == Came::Found ? Came::Engine : came, since(begin)};
+    return {Probe::Snmp3, outcome == ProbeOutcome::Found ? ProbeOutcome::Engine : outcome, since(begin)};
 }
 
 } // namespace
@@ -127,30 +130,31 @@ void askSnmp(const Questions& questions, const Tell& tell)
     if (questions.isVersion3()) {
         const Finding finding = askAsUser(questions);
         tell(finding);
-        if (finding.came != Came::Silent && finding.came != Came::NoUser && finding.came != Came::NoLibrary) {
+        if (finding.outcome != ProbeOutcome::Silent && finding.outcome != ProbeOutcome::NoUser &&
+            finding.outcome != ProbeOutcome::NoLibrary) {
             return;
         }
     }
     const bool isV1First = questions.version == VersionChoice::V1;
-    CommunityWay first(questions, isV1First ? Version::V1 : Version::V2c);
-    CommunityWay second(questions, isV1First ? Version::V2c : Version::V1);
+    CommunityProbe first(questions, isV1First ? Version::V1 : Version::V2c);
+    CommunityProbe second(questions, isV1First ? Version::V2c : Version::V1);
     const Finding inFirst = first.ask();
     tell(inFirst);
-    if (!leavesOpen(inFirst.came)) {
+    if (!leavesOpen(inFirst.outcome)) {
         return;
     }
     const Finding inSecond = second.ask();
     tell(inSecond);
-    if (isAnswer(inSecond.came)) {
+    if (isAnswer(inSecond.outcome)) {
         tell(first.ask()); // it may have slept before, rather than not know that version
         return;
     }
-    if (!leavesOpen(inSecond.came)) {
+    if (!leavesOpen(inSecond.outcome)) {
         return;
     }
     tell(discover(questions));
-    for (CommunityWay* const way : {&first, &second}) {
-        if (Finding late = way->listen(); isAnswer(late.came)) {
+    for (CommunityProbe* const probe : {&first, &second}) {
+        if (Finding late = probe->listen(); isAnswer(late.outcome)) {
             late.isAgain = true;
             tell(late);
             return;
