@@ -235,8 +235,8 @@ device::Level markerLevel(const IppAttributes& attributes, std::size_t index, bo
     if (level == -1) {
         level = -2; // "unavailable" here, where the MIB has "no restriction"
     }
-    if (receptacle && level && *level >= 0 && *level <= 100) {
-        level = 100 - *level;
+    if (receptacle && level && *level >= 0) {
+        level = 100 - std::min<std::int64_t>(*level, 100);
     }
     return device::levelOf(level, std::nullopt, kUnitPercent);
 }

@@ -169,7 +169,6 @@ void RequestRunner::exchangeEnded(Running& running, Attempt attempt)
     } catch (const std::exception&) { // out of memory
         running.search.tried(Attempt::NotSent);
     }
-    running.exchange.reset();
     tryNextRoute(running);
 }
 
@@ -185,7 +184,6 @@ void RequestRunner::tryNextRoute(Running& running)
     try {
         begun = m_clock.now() < running.deadline && beginExchange(running, *route);
     } catch (const std::exception&) { // out of memory
-        running.exchange.reset();
     }
     if (!begun) {
         const bool late = m_clock.now() >= running.deadline;
@@ -211,17 +209,15 @@ bool RequestRunner::beginExchange(Running& running, const IppRoute& route)
         return false;
     }
     running.exchange = std::make_unique<HttpExchange>(*m_curl, std::move(post));
-    m_exchanges.emplace(running.exchange.get(), &running);
-    bool begun = false;
+    const auto item = m_exchanges.emplace(running.exchange.get(), &running).first;
     try {
-        begun = m_loop->begin(*running.exchange, running.deadline);
-    } catch (const std::exception&) {
-        m_loop->drop(*running.exchange);
+        if (m_loop->begin(*running.exchange, running.deadline)) {
+            return true;
+        }
+    } catch (const std::exception&) { // out of memory, and the loop has not kept it
     }
-    if (!begun) {
-        m_exchanges.erase(running.exchange.get());
-    }
-    return begun;
+    m_exchanges.erase(item);
+    return false;
 }
 
 Attempt RequestRunner::readAnswer(Running& running) const

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+#include <tuple>
+
 #include "tests/unit/tarn/ipp/attributes_text.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 
@@ -133,6 +136,25 @@ TEST_F(CupsQueuesTest, QueueThatStaysKeepsItsTargetAndFollowsTheScheduler)
     answer({kUsbQueue});
     EXPECT_EQ(changes, 2);
     EXPECT_EQ(roster.size(), 1u);
+}
+
+TEST_F(CupsQueuesTest, ListIsToldAnewWhateverInItChanges)
+{
+    queues->discover(Discovery::Cups, true);
+    for (const auto& [queue, was, is] : {std::tuple{kUsbQueue, "office", "lobby"},
+                                         {kUsbQueue, "Lyra", "Vela"},
+                                         {kUsbQueue, "C310", "C320"},
+                                         {kUsbQueue, "window", "door"},
+                                         {kUsbQueue, "0b1", "0b2"},
+                                         {kUsbQueue, "usb:", "file:"},
+                                         {kNetworkQueue, "10.1.2.3", "10.1.2.4"}}) {
+        answer({queue});
+        const int before = changes;
+        answer({queue});
+        EXPECT_EQ(changes, before) << is;
+        answer({std::regex_replace(queue, std::regex(was), is)});
+        EXPECT_EQ(changes, before + 1) << is;
+    }
 }
 
 TEST_F(CupsQueuesTest, PrinterThatTheSchedulerDoesNotReachIsUnreachable)

@@ -7,7 +7,9 @@
 #include <csignal>
 
 #include "tests/support/eventually.h"
+#include "tests/support/open_descriptors.h"
 #include "tests/unit/tarn/ipp/transport_session.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/short_memory.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 
@@ -89,6 +91,36 @@ INSTANTIATE_TEST_SUITE_P(Curl, HttpLoopTest, testing::ValuesIn(test::kCurls), []
     return item.param == std::string("libcurl.so.4") ? "Plain" : "Gnutls";
 });
 
+TEST_P(HttpLoopTest, LeavesNoDescriptorBehind)
+{
+    loop.reset();
+    const int before = kel_test::openDescriptors();
+    EXPECT_NE(HttpLoop::open(*curl, clock, wakeFd), nullptr);
+    EXPECT_EQ(kel_test::openDescriptors(), before);
+    EXPECT_EQ(HttpLoop::open(*curl, clock, -1), nullptr) << "nothing could wake it";
+    EXPECT_EQ(kel_test::openDescriptors(), before);
+}
+
+TEST_P(HttpLoopTest, IsNotOpenedWhereNoDescriptorsAreLeft)
+{
+    const tarn::test::NoDescriptors none;
+    EXPECT_EQ(HttpLoop::open(*curl, clock, wakeFd), nullptr);
+}
+
+// That of a program that was started without standard input.
+TEST_P(HttpLoopTest, DescriptorZeroIsOneLikeAnyOther)
+{
+    loop.reset();
+    const int before = kel_test::openDescriptors();
+    const int input = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    ASSERT_GE(input, 0);
+    ::close(STDIN_FILENO);
+    EXPECT_NE(HttpLoop::open(*curl, clock, wakeFd), nullptr);
+    EXPECT_EQ(kel_test::openDescriptors(), before);
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
+}
+
 TEST_P(HttpLoopTest, ExchangeThatThereWasNoMemoryToBeginIsNotKept)
 {
     ScriptedServer server([](const Connection& connection) { connection.untilGone(); });
@@ -107,6 +139,35 @@ TEST_P(HttpLoopTest, ExchangeThatThereWasNoMemoryToBeginIsNotKept)
     clock.set(clock.now() + kPatience);
     turn();
     EXPECT_TRUE(loop->finished().empty());
+}
+
+TEST_P(HttpLoopTest, EndOfAnExchangeTakesNoMemory)
+{
+    std::atomic<int> mayAnswer{1}; // so many of them
+    ScriptedServer server([&](const Connection& connection) {
+        connection.request();
+        while (mayAnswer-- <= 0 && connection.wait(5)) {
+            ++mayAnswer;
+        }
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nanswer");
+        connection.untilGone();
+    });
+    HttpExchange first(*curl, postTo(server.port()));
+    HttpExchange second(*curl, postTo(server.port()));
+    ASSERT_TRUE(loop->begin(first, clock.now() + kPatience));
+    ASSERT_TRUE(loop->begin(second, clock.now() + kPatience));
+    std::size_t ended = 0;
+    for (const bool little : {false, true}) {
+        mayAnswer += little ? 1 : 0;
+        EXPECT_TRUE(kel_test::eventually([&] {
+            {
+                const tarn::test::ShortMemory none(1, little ? 1 : 0);
+                turn();
+            }
+            ended += loop->finished().size();
+            return ended == (little ? 2 : 1);
+        }));
+    }
 }
 
 TEST_P(HttpLoopTest, AnswerWithoutLengthOrEndCountsAtTheDeadline)

@@ -130,6 +130,21 @@ TEST(IppAlertRows, CodesSetTheFlags)
     EXPECT_EQ(flags("jam"), "");
 }
 
+TEST(IppAlertRows, ColdFuserIsAnAlertOfAStoppedPrinterAlone)
+{
+    const auto alerts = [](const std::string& state) {
+        return alertsOf("printer-alert = code=1001;severity=critical\nprinter-state = " + state);
+    };
+    EXPECT_EQ(alerts("3"), "");
+    EXPECT_EQ(alerts("4"), "");
+    EXPECT_EQ(alerts("5"), "markerFuserUnderTemperature");
+}
+
+TEST(IppReasons, UnknownOnesAreShownAsWords)
+{
+    EXPECT_EQ(alertsOf("printer-state-reasons = flux-capacitor-gone-error"), "flux capacitor gone");
+}
+
 TEST(IppReasons, BookkeepingOfTheSchedulerIsNoAlert)
 {
     EXPECT_EQ(alertsOf("printer-state-reasons = cups-ipp-missing-send-document|cups-insecure-filter-warning|"

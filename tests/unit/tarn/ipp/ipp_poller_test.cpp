@@ -44,6 +44,9 @@ public:
         if (full) {
             return false;
         }
+        if (noMemory) {
+            throw std::bad_alloc();
+        }
         Behaviour& printer = printers[request.address];
         printer.asked.push_back(m_clock.now());
         printer.last = request;
@@ -84,7 +87,8 @@ public:
     std::multimap<TimePoint, FinishedRequest> underWay;
     std::size_t most = 0; // under way at once
     int cancelled = 0;
-    bool full = false; // no request is taken
+    bool full = false;     // no request is taken
+    bool noMemory = false; // to take one
 
 private:
     const tarn::test::SimulatedClock& m_clock;
@@ -93,11 +97,13 @@ private:
 class IppPollerTest : public testing::Test, public engine::BackendListener
 {
 protected:
-    IppPollerTest()
+    IppPollerTest() { open(IppPoller::kMostInFlight); }
+
+    void open(std::size_t mostInFlight)
     {
         auto owned = std::make_unique<ScriptedQueue>(clock);
         requests = owned.get();
-        poller = std::make_unique<IppPoller>(clock, random, *this, std::move(owned));
+        poller = std::make_unique<IppPoller>(clock, random, *this, std::move(owned), mostInFlight);
     }
 
     void targetChanged(Target& target) override
@@ -319,7 +325,11 @@ TEST_F(IppPollerTest, PrinterThatAnswersSnmpIsConnectedToOnceAnHourForWhatItLack
     status.activity = device::Activity::Printing;
     requests->printers[1].says += "\nprinter-serial-number = LY-7";
     snmpSays(*target, status);
-    pass(Milliseconds(3 * 3600000 + 60000));
+    pass(Milliseconds(60000));
+    EXPECT_EQ(target->snapshot()->serialNumber, "LY-7");
+    const int told = changes;
+    pass(Milliseconds(3 * 3600000));
+    EXPECT_EQ(changes, told) << "it says the same";
     ASSERT_EQ(asked(1).size(), 4u);
     for (std::size_t i = 1; i < asked(1).size(); ++i) {
         EXPECT_GE(asked(1)[i] - asked(1)[i - 1], Milliseconds(3600000));
@@ -344,6 +354,9 @@ TEST_F(IppPollerTest, PrinterThatStopsAnsweringSnmpIsNotKeptAliveByAnOldAnswerNo
     pass(Milliseconds(5 * 3600000));
     EXPECT_EQ(asked(1).size(), 1u);
     EXPECT_FALSE(target->snapshot()->online);
+    snmpSays(*target, status);
+    pass(Milliseconds(3600000 + 10000));
+    EXPECT_EQ(asked(1).size(), 2u) << "asked again once it is there";
 }
 
 TEST_F(IppPollerTest, PrinterThatBeginsToAnswerSnmpIsLeftAlone)
@@ -475,6 +488,7 @@ TEST_F(IppPollerTest, WhatThisMachineLacksIsNotThePrintersSilence)
 
 TEST_F(IppPollerTest, WhoIsWatchedNoMoreIsForgottenInTheMidstOfIt)
 {
+    open(2); // one for strangers
     const auto target = watchSilent(1);
     pass(Milliseconds(1));
     ASSERT_EQ(requests->underWay.size(), 1u);
@@ -488,6 +502,37 @@ TEST_F(IppPollerTest, WhoIsWatchedNoMoreIsForgottenInTheMidstOfIt)
     const auto again = watchSilent(1);
     pass(Milliseconds(1000));
     EXPECT_TRUE(again->snapshot()->online) << "its place among those in flight is free again";
+    poller->unwatch(*again);
+    EXPECT_EQ(poller->nextDeadline(), kNever);
+}
+
+TEST_F(IppPollerTest, WhoIsWatchedNoMoreWhileHeWaitsForHisTurnIsNotAsked)
+{
+    open(2); // of which the silent, as strangers are, take one
+    requests->printers[1].takes = Milliseconds(8000);
+    watchSilent(1);
+    const auto waiting = watchSilent(2);
+    pass(Milliseconds(5000));
+    ASSERT_EQ(asked(1).size(), 1u);
+    ASSERT_TRUE(asked(2).empty());
+    poller->unwatch(*waiting);
+    watched.pop_back();
+    const std::size_t places = requests->printers.size();
+    pass(Milliseconds(60000));
+    EXPECT_TRUE(asked(2).empty());
+    EXPECT_EQ(requests->printers.size(), places) << "nobody in his stead";
+}
+
+TEST_F(IppPollerTest, RequestThatThereIsNoMemoryForTakesNoPlaceOfTheOthers)
+{
+    open(2);
+    requests->noMemory = true;
+    const auto target = watchSilent(1);
+    pass(Milliseconds(20000));
+    EXPECT_TRUE(asked(1).empty());
+    requests->noMemory = false;
+    pass(Milliseconds(5000));
+    EXPECT_TRUE(target->snapshot()->online);
 }
 
 TEST_F(IppPollerTest, ChangedNetworkEndsTheBackOff)
@@ -501,6 +546,41 @@ TEST_F(IppPollerTest, ChangedNetworkEndsTheBackOff)
     pass(Milliseconds(3000));
     EXPECT_EQ(asked(1).size(), before + 1);
     EXPECT_TRUE(watched[0]->snapshot()->online);
+}
+
+TEST_F(IppPollerTest, ChangedNetworkDoesNotConcernStrangersQuestionsUnderWayAndThoseThatAnswerSnmp)
+{
+    watch(1);
+    const auto beside = watch(2);
+    device::DeviceStatus status = wholeStatus();
+    status.serialNumber.clear();
+    snmpSays(*beside, status);
+    requests->printers[3].takes = Milliseconds(8000);
+    watchSilent(3);
+    pass(Milliseconds(5000));
+    ASSERT_EQ(asked(2).size(), 1u);
+    ASSERT_EQ(asked(3).size(), 1u);
+    poller->networkChanged();
+    pass(Milliseconds(2900));
+    EXPECT_TRUE(asked(1).empty());
+    EXPECT_EQ(asked(2).size(), 1u);
+    EXPECT_EQ(asked(3).size(), 1u);
+}
+
+// The machine may be elsewhere when it wakes up.
+TEST_F(IppPollerTest, SleepEndsTheBackOff)
+{
+    requests->printers[1].outcome = IppOutcome::Silent;
+    watchSilent(1);
+    for (const bool slept : {false, true}) {
+        pass(Milliseconds(1200000));
+        const std::size_t before = asked(1).size();
+        clock.set(poller->nextDeadline() + IppPoller::kSleep + Milliseconds(slept ? 1 : -1));
+        pass(Milliseconds(3000));
+        EXPECT_EQ(asked(1).size(), before + 1);
+        pass(Milliseconds(31000));
+        EXPECT_EQ(asked(1).size(), before + (slept ? 2 : 1));
+    }
 }
 
 TEST_F(IppPollerTest, TenThousandSnmpPrintersHaveNoPeers)

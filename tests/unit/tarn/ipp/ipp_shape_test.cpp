@@ -119,13 +119,18 @@ TEST(IppShapeTest, NestingIsBounded)
 
 TEST(IppShapeTest, AttributesAreBoundedAndMembersCount)
 {
-    IppOctets octets;
-    octets.printer().value(kBegCollection, "media-col", "");
-    for (std::size_t i = 0; i < IppBounds::kMostAttributes; ++i) {
-        octets.value(kMemberName, "", "m");
-    }
-    octets.value(kEndCollection, "", "");
-    EXPECT_FALSE(isReadableIpp(octets.whole()));
+    const auto withMembers = [](std::size_t count) {
+        IppOctets octets;
+        octets.printer().value(kBegCollection, "media-col", "");
+        for (std::size_t i = 0; i < count; ++i) {
+            octets.value(kMemberName, "", "m");
+        }
+        octets.value(kEndCollection, "", "");
+        return octets.whole();
+    };
+    const std::size_t most = IppBounds::kMostAttributes - 5; // two groups, two attributes, the collection
+    EXPECT_TRUE(isReadableIpp(withMembers(most)));
+    EXPECT_FALSE(isReadableIpp(withMembers(most + 1)));
 }
 
 TEST(IppShapeTest, GroupsCountAsAttributes)

@@ -189,6 +189,8 @@ TEST(IppSupplies, ReceptaclesTellTheRoomThatIsLeft)
                          "25\nmarker-colors = none"),
               "none waste 75 (receptacle)")
         << "the marker attributes tell how full it is";
+    EXPECT_EQ(suppliesOf("marker-types = waste-toner|waste-toner|waste-toner\nmarker-levels = 0|100|101"),
+              "none waste 100 (receptacle)\nnone waste 0 (receptacle)\nnone waste 0 (receptacle)");
     EXPECT_EQ(suppliesOf("printer-supply = type=toner;level=40;maxcapacity=100\nprinter-supply-description = "
                          "Waste toner bottle"),
               "none waste 40 (receptacle)")
@@ -289,6 +291,17 @@ TEST(IppSupplies, BothWaysOfTellingComplementEachOther)
     EXPECT_EQ(suppliesOf("printer-supply = type=toner;colorantname=black\nmarker-levels = 80|90"),
               "black toner ?")
         << "lists that do not fit together are not joined";
+}
+
+TEST(IppSupplies, NamesOfMarkersAreForSuppliesWithoutAny)
+{
+    const DeviceStatus status =
+        statusOf("printer-supply = type=toner;colorantname=black|type=toner;colorantname=cyan\n"
+                 "printer-supply-description = Schwarz\n"
+                 "marker-names = Black Toner|Cyan Toner\nmarker-types = toner|toner");
+    ASSERT_EQ(status.supplies.size(), 2u);
+    EXPECT_EQ(status.supplies[0].description, "Schwarz");
+    EXPECT_EQ(status.supplies[1].description, "Cyan Toner");
 }
 
 TEST(IppSupplies, ListsInAnotherOrderAreNotJoined)

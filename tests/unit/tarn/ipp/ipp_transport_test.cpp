@@ -1,8 +1,11 @@
 // The transport against servers that behave, and servers that do not: real sockets, the system's libcups, and
 // either libcurl.
+#include <dlfcn.h>
+
 #include <condition_variable>
 #include <csignal>
 #include <future>
+#include <list>
 #include <mutex>
 
 #include "tarn/src/base/worker_thread.h"
@@ -63,6 +66,9 @@ TEST_P(IppTransportTest, AsksForNamedAttributesAndLeaves)
     const std::string request = seen.get_future().get(); // set when the connection is gone
     EXPECT_EQ(pathOf(request), "/ipp/print");
     EXPECT_NE(request.find("printer-state-reasons"), std::string::npos);
+    const std::string uri = "ipp://127.0.0.1:" + std::to_string(server.port()) + "/ipp/print";
+    EXPECT_NE(request.find(std::string("\x45\0\x0bprinter-uri\0", 15) + static_cast<char>(uri.size()) + uri),
+              std::string::npos);
     EXPECT_EQ(request.find(std::string("\0\3all", 5)), std::string::npos);
     EXPECT_NE(request.find("Host: 127.0.0.1:" + std::to_string(server.port())), std::string::npos) << request;
 }
@@ -447,6 +453,60 @@ TEST(IppWithoutLibraries, NobodyIsConnectedToWhereOneIsMissing)
     EXPECT_NE(CupsLibrary("libc.so.6").complaint().find("ippNew"), std::string::npos);
     EXPECT_FALSE(CurlLibrary("libcurl-that-nobody-has.so.9").complaint().empty());
     EXPECT_NE(CurlLibrary("libc.so.6").complaint().find("curl_global_init"), std::string::npos);
+}
+
+// Else the tests above are skipped, and nobody is asked.
+TEST(IppWithLibraries, LibcurlThatIsThereIsUsable)
+{
+    for (const char* const soname : test::kCurls) {
+        void* const there = ::dlopen(soname, RTLD_NOW);
+        EXPECT_EQ(CurlLibrary(soname).complaint().empty(), there != nullptr) << soname;
+    }
+}
+
+CURLMcode addsNothing(CURLM* /*multi*/, CURL* /*transfer*/)
+{
+    return CURLM_OUT_OF_MEMORY;
+}
+
+TEST_P(IppTransportTest, ExchangeThatCannotBeginEndsItsRequestAlone)
+{
+    ScriptedServer server([](const Connection& connection) {
+        connection.request();
+        connection.send(httpAnswer("200 OK", goodBody()));
+        connection.untilGone();
+    });
+    const CurlLibrary& whole = *test::curlOf(GetParam());
+    static auto& kept = *new std::list<CurlLibrary>; // the transport's thread may outlive the test
+    CurlLibrary& failing = kept.emplace_back(whole);
+    failing.add = &addsNothing;
+    TransportSession other(IppLibraries{&CupsLibrary::system, [&] { return &failing; }});
+    EXPECT_EQ(other.ask(requestTo(server.port())).outcome, IppOutcome::NotSent);
+    failing.add = whole.add;
+    EXPECT_EQ(other.ask(requestTo(server.port())).outcome, IppOutcome::Answered);
+}
+
+ipp_state_t hasNoMemory(void* /*source*/, ipp_iocb_t /*read*/, int /*blocking*/, ipp_t* /*parent*/,
+                        ipp_t* /*message*/)
+{
+    throw std::bad_alloc();
+}
+
+TEST_P(IppTransportTest, AnswerThatThereIsNoMemoryToReadEndsItsRequestAlone)
+{
+    ScriptedServer server([](const Connection& connection) {
+        connection.request();
+        connection.send(httpAnswer("200 OK", goodBody()));
+        connection.untilGone();
+    });
+    static auto& kept = *new std::list<CupsLibrary>; // the transport's thread may outlive the test
+    CupsLibrary& failing = kept.emplace_back(*CupsLibrary::system());
+    failing.readMessage = &hasNoMemory;
+    TransportSession other(IppLibraries{[&] { return &failing; }, [] { return test::curlOf(GetParam()); }});
+    EXPECT_EQ(other.ask(requestTo(server.port())).outcome, IppOutcome::NotSent);
+    EXPECT_EQ(server.accepted(), 1);
+    failing.readMessage = CupsLibrary::system()->readMessage;
+    EXPECT_EQ(other.ask(requestTo(server.port())).outcome, IppOutcome::Answered);
 }
 
 TEST(IppWithoutLibraries, SignalsStayAsTheProgramHasThem)

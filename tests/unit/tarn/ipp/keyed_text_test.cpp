@@ -59,6 +59,17 @@ TEST(KeyedText, NumbersWithFractionSignAndPercent)
     EXPECT_EQ(keys.number("type"), std::nullopt);
 }
 
+TEST(KeyedText, KeysAreBounded)
+{
+    std::string text;
+    for (int i = 1; i <= 33; ++i) {
+        text += "key" + std::to_string(i) + "=x;";
+    }
+    const KeyedText keys(text);
+    EXPECT_EQ(keys.text("key32"), "x");
+    EXPECT_EQ(keys.text("key33"), "");
+}
+
 TEST(KeyedText, TextWithoutKeysIsAWord)
 {
     EXPECT_EQ(KeyedText(" none ").word(), "none");

@@ -213,6 +213,7 @@ TEST(IppReasons, OfSuppliesAndMediaAreTheirAlerts)
         EXPECT_EQ(alertLike(std::string("x") + row.subunit + "-low"), findAlertText("subunitAlmostEmpty"));
     }
     EXPECT_EQ(alertLike("drum-cartridge-low"), findAlertText("subunitAlmostEmpty")) << "holds no toner";
+    EXPECT_EQ(alertLike("used-ink-near-empty"), findAlertText("subunitAlmostEmpty")) << "holds what is waste";
 }
 
 TEST(IppReasons, EndInHowBadTheyAre)
