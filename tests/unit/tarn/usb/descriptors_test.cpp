@@ -51,6 +51,26 @@ TEST(UsbDescriptorsTest, TheActiveConfigurationsOwnLanguageIsAskedFirst)
     EXPECT_EQ(printerInterface(*found, 9), nullptr);
 }
 
+// Both directions first, then IEEE 1284.4, then one direction, then what nobody knows; whatever stands first.
+TEST(UsbDescriptorsTest, LanguagesAreRankedWhereverTheyStand)
+{
+    const std::string ranked{2, 3, 1, 4};
+    for (std::size_t better = 0; better < ranked.size(); ++better) {
+        for (std::size_t worse = better + 1; worse < ranked.size(); ++worse) {
+            const std::string octets = kDevice + configuration(1) + interface(0, 0, 7, 1, ranked[worse]) +
+                                       interface(1, 0, 7, 1, ranked[better]);
+            EXPECT_EQ(printerInterface(*readDescriptors(octets), 1)->number, 1) << better << " " << worse;
+        }
+    }
+}
+
+TEST(UsbDescriptorsTest, DescriptorWithoutContentIsPassedOver)
+{
+    const std::string empty{2, 36};
+    EXPECT_EQ(readDescriptors(kDevice + configuration(1) + empty + interface(0, 0, 7, 1, 2))->printers.size(),
+              1u);
+}
+
 TEST(UsbDescriptorsTest, OtherSubclassesAndClassesAreNoPrinters)
 {
     const std::optional<Descriptors> found =

@@ -114,7 +114,7 @@ int libusb_handle_events_timeout_completed(libusb_context*, timeval* longest, in
     ++state.waits;
     state.longestWaitMs = static_cast<long>(longest->tv_sec * 1000 + longest->tv_usec / 1000);
     if (state.changesAtWait) {
-        changed(&context, &device, LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED, changedData);
+        state.isDismissed = changed(&context, &device, LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED, changedData) != 0;
     }
     return 0;
 }

@@ -14,4 +14,5 @@ struct FakeLibusb
     int waits = 0;
     long longestWaitMs = 0; // of the last wait
     bool changesAtWait = false;
+    bool isDismissed = false; // who was told of a change wants to hear of no more
 };

@@ -77,6 +77,21 @@ TEST_F(IppOverUsbTest, OneQuestionAtATimeAndTheNextAfterThePause)
     EXPECT_EQ(m_listener.changes, 1u) << "the same again is no change";
 }
 
+TEST_F(IppOverUsbTest, NextQuestionIsDueWhenThePauseEnds)
+{
+    finish(ipp::IppOutcome::Answered, "3");
+    EXPECT_TRUE(awaitQuestion(IppOverUsb::kInterval));
+}
+
+TEST_F(IppOverUsbTest, AnswerThatComesAfterTheEndOfDiscoveryTouchesNothing)
+{
+    const std::shared_ptr<engine::Target> target = m_listener.roster[0].target;
+    m_backend->discover(Discovery::Usb, false);
+    finish(ipp::IppOutcome::Answered, "4");
+    EXPECT_EQ(target->snapshot()->source, Source::Usb);
+    EXPECT_EQ(m_listener.changes, 0u);
+}
+
 TEST_F(IppOverUsbTest, ServiceThatIsNotReadyLeavesTheStatusToUsbAndIsAskedMoreRarely)
 {
     finish(ipp::IppOutcome::Answered, "4");

@@ -109,6 +109,7 @@ TEST_F(LibusbBusTest, ChangeIsToldUntilTheNextLook)
     EXPECT_GE(m_usb->longestWaitMs, 59000);
     m_usb->changesAtWait = true;
     EXPECT_TRUE(bus->waitForChange(Milliseconds(60000)));
+    EXPECT_FALSE(m_usb->isDismissed) << "libusb would tell of no other change";
     m_usb->changesAtWait = false;
     EXPECT_TRUE(bus->waitForChange(Milliseconds(60000)));
     bus->devices();

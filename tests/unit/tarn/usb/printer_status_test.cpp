@@ -97,6 +97,12 @@ TEST(UsbPrinterStatusTest, StatusKeysTellLevels)
     EXPECT_EQ(status.supplies[1].percent, 7);
 }
 
+TEST(UsbPrinterStatusTest, LevelsAreFromNothingToFull)
+{
+    EXPECT_EQ(withKeys("KP0").supplies.at(0).percent, 0);
+    EXPECT_EQ(withKeys("KP100").supplies.at(0).percent, 100);
+}
+
 TEST(UsbPrinterStatusTest, LevelsThatAreNoneAreLeftOut)
 {
     for (const char* value : {"KP", "KP101", "KP-1", "KP1234", "KPx", "kp50", "K085"}) {

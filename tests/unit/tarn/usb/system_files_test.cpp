@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "tarn/src/usb/ipp_usb.h"
 #include "tarn/src/usb/rights.h"
 #include "tarn/src/usb/sysfs.h"
@@ -50,6 +52,14 @@ TEST_F(UsbSystemFilesTest, DeviceIsReadFromTheSystemsFiles)
     EXPECT_EQ(device->productText, "Jet 5");
     EXPECT_EQ(device->serialText, "A1");
     EXPECT_EQ(device->systemId, "MFG:Acme;MDL:Jet;\n");
+}
+
+TEST_F(UsbSystemFilesTest, FileThatCannotBeReadIsNoLackOfDescriptors)
+{
+    ASSERT_TRUE(std::filesystem::create_directories(path("1-2.3/descriptors")));
+    Sysfs sysfs(path());
+    EXPECT_FALSE(sysfs.printerAt("1-2.3"));
+    EXPECT_FALSE(sysfs.lackedDescriptors());
 }
 
 TEST_F(UsbSystemFilesTest, OtherConfigurationOrNoFilesIsNoPrinter)
@@ -109,6 +119,24 @@ TEST_F(UsbSystemFilesTest, ComplaintNamesTheGroupThatMayOpenTheNode)
     const std::string named = own == 0 ? "lp" : entry != nullptr ? entry->gr_name : std::to_string(own);
     EXPECT_NE(rightsComplaint(node).find("\"" + named + "\""), std::string::npos) << rightsComplaint(node);
     EXPECT_EQ(rightsComplaint(node).find('\n'), std::string::npos);
+}
+
+TEST_F(UsbSystemFilesTest, ComplaintNamesAnyGroupAndItsNumberWhereItHasNoName)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root gives files to any group";
+    }
+    write("node", "");
+    const std::string node = path("node");
+    const group* const daemon = ::getgrnam("daemon");
+    ASSERT_NE(daemon, nullptr);
+    ASSERT_EQ(::chown(node.c_str(), 0, daemon->gr_gid), 0);
+    ASSERT_EQ(::chmod(node.c_str(), 0660), 0);
+    EXPECT_EQ(groupWithRights(node), "daemon");
+    const gid_t unnamed = 4000123;
+    ASSERT_EQ(::getgrgid(unnamed), nullptr);
+    ASSERT_EQ(::chown(node.c_str(), 0, unnamed), 0);
+    EXPECT_EQ(groupWithRights(node), "4000123");
 }
 
 TEST_F(UsbSystemFilesTest, ComplaintNamesTheUsualGroupWhereTheNodeHasNone)

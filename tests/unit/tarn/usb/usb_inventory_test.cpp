@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
 
+#include "tarn/src/usb/inventory_thread.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 #include "tests/unit/tarn/usb/scripted_bus.h"
 
@@ -211,6 +213,16 @@ TEST_F(UsbInventoryTest, LateIdGivesTheIdentityAndTheNameOfAllLaterTimes)
     lookAndIdentify();
     EXPECT_EQ(m_inventory.sightings().size(), 1u);
     EXPECT_NE(find("Acme Jet A1"), nullptr);
+}
+
+TEST(UsbInventoryThreadTest, ThreadThatWasNeverToldToLookEnds)
+{
+    const tarn::test::SimulatedClock clock;
+    ScriptedPorts ports;
+    InventoryThread thread(
+        clock, [&](std::string& /*why*/) { return std::make_unique<ScriptedBus>(ports); }, "/missing");
+    ASSERT_TRUE(thread.start());
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // by now it waits for an order, as a rule
 }
 
 } // namespace
