@@ -6,10 +6,10 @@ kel_add_fuzz(fuzz_identity_cache SOURCES identity_cache_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/identity_cache)
 kel_add_fuzz(fuzz_tarn_options SOURCES tarn_options_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/tarn_options)
-kel_add_fuzz(fuzz_reply_gate SOURCES reply_gate_fuzz.cpp LIBS tarn_core
-             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_gate)
+kel_add_fuzz(fuzz_reply_check SOURCES reply_check_fuzz.cpp LIBS tarn_core
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_check)
 kel_add_fuzz(fuzz_message_readers SOURCES message_readers_fuzz.cpp LIBS tarn_core
-             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_gate ${CMAKE_CURRENT_SOURCE_DIR}/corpus/snmp_reply)
+             CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/reply_check ${CMAKE_CURRENT_SOURCE_DIR}/corpus/snmp_reply)
 kel_add_fuzz(fuzz_usm_message SOURCES usm_message_fuzz.cpp LIBS tarn_core
              CORPUS ${CMAKE_CURRENT_SOURCE_DIR}/corpus/usm_message)
 kel_add_fuzz(fuzz_usm_conversation SOURCES usm_conversation_fuzz.cpp ${PROJECT_SOURCE_DIR}/tests/unit/tarn/usm/fake_agent.cpp

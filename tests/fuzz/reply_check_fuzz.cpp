@@ -6,7 +6,7 @@
 #include "tarn/src/snmp/wire/reply_check.h"
 #include "tarn/src/snmp/wire/reply_digest.h"
 
-// The gate reads the head of a message, the codec all of it: what the codec decodes the gate must judge by
+// ReplyCheck reads the head of a message, the codec all of it: what the codec decodes ReplyCheck must judge by
 // the very same version, community, type and id.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
