@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tarn/src/base/immortal.h"
 #include "tarn/src/device/device_id.h"
 #include "tarn/src/device/make_and_model.h"
 #include "tarn/src/device/supply_words.h"
@@ -145,6 +146,15 @@ const Quirk kQuirks[] = {
 };
 // clang-format on
 
+// One for each row of the table; empty where the row asks for nothing.
+const Immortal<std::vector<Oid>> objectOids([] {
+    std::vector<Oid> made;
+    for (const Quirk& quirk : kQuirks) {
+        made.push_back(quirk.action.object.oid == nullptr ? Oid() : parseOid(quirk.action.object.oid));
+    }
+    return made;
+}());
+
 std::optional<std::uint32_t> enterpriseOf(const std::string& sysObjectId)
 {
     const std::string root = "1.3.6.1.4.1.";
@@ -199,6 +209,13 @@ std::vector<const VendorObject*> vendorObjectsFor(const std::string& sysObjectId
         }
     }
     return objects;
+}
+
+const Oid& oidOf(const VendorObject& object)
+{
+    const auto row = std::find_if(std::begin(kQuirks), std::end(kQuirks),
+                                  [&](const Quirk& quirk) { return &quirk.action.object == &object; });
+    return (*objectOids)[static_cast<std::size_t>(row - std::begin(kQuirks))];
 }
 
 std::optional<std::string> vendorText(const VendorObject& object, const std::string& octets)

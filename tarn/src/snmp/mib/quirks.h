@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tarn/src/snmp/mib/columns.h"
+#include "tarn/src/snmp/wire/pdu.h"
 
 namespace tarn::snmp {
 
@@ -82,6 +83,9 @@ bool hasQuirk(const PrinterTables& tables, QuirkEffect effect);
 // The objects to ask a device with this sysObjectID (dotted; empty when it has none), in order of trust. A
 // device that does not say what it is, or whose agent is a general one, is asked for all: they are few.
 std::vector<const VendorObject*> vendorObjectsFor(const std::string& sysObjectId);
+
+// What an object of the table is called; made once, valid for ever.
+const Oid& oidOf(const VendorObject& object);
 
 // Whether the agent is of somebody who makes print servers and no printers: what it calls itself is no
 // printer.

@@ -315,7 +315,7 @@ void PrinterSession::beginVendor()
         for (const VendorObject* object : vendorObjectsFor(sysObjectId == nullptr ? "" : *sysObjectId)) {
             if (!counterOnly || object->field == VendorField::TotalPages) {
                 m_read->vendorObjects.push_back(object);
-                names.push_back(parseOid(object->oid));
+                names.push_back(oidOf(*object));
             }
         }
         std::sort(names.begin(), names.end()); // an object that carries two fields is asked for once
@@ -332,7 +332,7 @@ void PrinterSession::finishVendor()
     const std::optional<std::int64_t> charset =
         m_read->now.tables[Id::PrtLocalizationCharacterSet].firstNumber();
     for (const VendorObject* object : m_read->vendorObjects) {
-        if (const Value* value = m_read->objects->find(parseOid(object->oid))) {
+        if (const Value* value = m_read->objects->find(oidOf(*object))) {
             takeVendorValue(*object, *value, charset, m_read->now.vendor);
         }
     }

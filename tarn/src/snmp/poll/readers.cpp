@@ -24,7 +24,9 @@ Varbind question(Oid name)
 
 Oid child(const Oid& parent, std::uint32_t row)
 {
-    Oid oid = parent;
+    Oid oid;
+    oid.reserve(parent.size() + 1); // copied first, it would be allocated twice
+    oid = parent;
     oid.push_back(row);
     return oid;
 }
@@ -60,6 +62,7 @@ std::optional<Pdu> ObjectReader::nextRequest()
     m_asked = std::min({m_perRequest, m_pending.size(), static_cast<std::size_t>(m_limits.maxResults)});
     Pdu pdu;
     pdu.type = PduType::GetRequest;
+    pdu.varbinds.reserve(m_asked);
     for (std::size_t i = 0; i < m_asked; ++i) {
         pdu.varbinds.push_back(question(m_pending[i]));
     }
@@ -125,10 +128,7 @@ const Value* ObjectReader::find(const Oid& name) const
 void ColumnReader::add(Walk walk)
 {
     State state;
-    state.cursor = walk.prefix;
-    if (walk.onlyRow && *walk.onlyRow > 0) {
-        state.cursor.push_back(*walk.onlyRow - 1);
-    }
+    state.cursor = walk.onlyRow && *walk.onlyRow > 0 ? child(walk.prefix, *walk.onlyRow - 1) : walk.prefix;
     state.walk = std::move(walk);
     m_states.push_back(std::move(state));
 }
@@ -149,14 +149,14 @@ void ColumnReader::addSlots(std::size_t index, std::size_t room)
     std::size_t asked = 1;
     int rows = state.steps + 1;
     for (const std::uint32_t row : state.walk.expected) {
-        const Oid name = child(state.walk.prefix, row);
+        Oid name = child(state.walk.prefix, row);
         if (name <= state.cursor) {
             continue;
         }
         if (asked >= room || ++rows > state.walk.maxRows || state.walk.onlyRow || state.stopAfter == row) {
             return;
         }
-        m_slots.push_back(Slot{index, name});
+        m_slots.push_back(Slot{index, std::move(name)});
         ++asked;
     }
 }
@@ -219,6 +219,7 @@ std::optional<Pdu> ColumnReader::nextRequest()
         pdu.errorStatus = static_cast<std::int32_t>(m_slots.size()); // non-repeaters
         pdu.errorIndex = m_repetitions;
     }
+    pdu.varbinds.reserve(m_slots.size() + m_repeaters.size());
     for (const Slot& slot : m_slots) {
         pdu.varbinds.push_back(question(slot.name));
     }

@@ -58,6 +58,15 @@ TEST(Quirks, AskAllWhereNothingTellsTheMaker)
     EXPECT_EQ(vendorObjectsFor("1.3.6.1.4.1.55555").size(), 3u);
 }
 
+TEST(Quirks, KnowTheirObjectsByName)
+{
+    const auto objects = vendorObjectsFor("");
+    ASSERT_FALSE(objects.empty());
+    for (const VendorObject* object : objects) {
+        EXPECT_EQ(dottedOid(oidOf(*object)), object->oid);
+    }
+}
+
 TEST(Quirks, KnowMakersOfPrintServers)
 {
     EXPECT_TRUE(isOfPrintServerMaker("1.3.6.1.4.1.683.6"));
