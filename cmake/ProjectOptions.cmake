@@ -15,6 +15,7 @@ if(KEL_SANITIZE)
     target_link_options(project_options INTERFACE -fsanitize=${KEL_SANITIZE})
 endif()
 if(KEL_FUZZ)
-    target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_compile_options(project_options INTERFACE
+        -fsanitize=fuzzer-no-link -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/tests/fuzz/not-explored.txt)
 endif()
 set(CMAKE_CXX_EXTENSIONS OFF)

@@ -100,7 +100,7 @@ private:
             break;
         case 0x92: {
             const std::uint8_t column = m_input.octet();
-            const std::string name = kel_fuzz::nameOf(column, m_input.octet());
+            const snmp::Oid name = kel_fuzz::nameOf(column, m_input.octet());
             const std::uint8_t type = m_input.octet();
             m_agent.set(name, kel_fuzz::valueOf(type, m_input.octets(m_input.octet() & 63)));
             break;

@@ -12,25 +12,28 @@
 namespace kel_fuzz {
 
 // The name of an object that is asked for.
-inline std::string nameOf(std::uint8_t column, std::uint8_t row)
+inline tarn::snmp::Oid nameOf(std::uint8_t column, std::uint8_t row)
 {
     using namespace tarn;
     static const std::vector<const snmp::VendorObject*> vendor = snmp::vendorObjectsFor("");
     if (column >= snmp::kColumnCount) {
-        return vendor[(column - snmp::kColumnCount) % vendor.size()]->oid;
+        return snmp::oidOf(*vendor[(column - snmp::kColumnCount) % vendor.size()]);
     }
-    const snmp::ColumnSpec& spec = snmp::specOf(static_cast<snmp::ColumnId>(column));
-    const std::string number = std::to_string(row);
-    switch (spec.form) {
+    const auto id = static_cast<snmp::ColumnId>(column);
+    snmp::Oid name = snmp::oidOf(id);
+    switch (snmp::specOf(id).form) {
     case snmp::IndexForm::Scalar:
-        return std::string(spec.oid) + ".0";
+        name.push_back(0);
+        break;
     case snmp::IndexForm::Device:
     case snmp::IndexForm::PrinterDevice:
-        return std::string(spec.oid) + "." + number;
+        name.push_back(row);
+        break;
     case snmp::IndexForm::PrinterRow:
-        return std::string(spec.oid) + "." + std::to_string(row >> 6) + "." + std::to_string(row & 63);
+        name.insert(name.end(), {static_cast<std::uint32_t>(row >> 6), static_cast<std::uint32_t>(row & 63)});
+        break;
     }
-    return spec.oid;
+    return name;
 }
 
 inline tarn::snmp::Value valueOf(std::uint8_t type, const std::string& octets)
@@ -39,11 +42,11 @@ inline tarn::snmp::Value valueOf(std::uint8_t type, const std::string& octets)
     snmp::Value value;
     value.type = static_cast<snmp::ValueType>(type % 13);
     value.bytes = octets;
-    for (const char c : octets.substr(0, 8)) {
-        value.number = (value.number << 8) | static_cast<std::uint8_t>(c);
+    for (std::size_t i = 0; i < std::min<std::size_t>(8, octets.size()); ++i) {
+        value.number = (value.number << 8) | static_cast<std::uint8_t>(octets[i]);
     }
     if (type >= 128) {
-        value.number = -value.number;
+        value.number = static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(value.number));
     }
     if (value.type == snmp::ValueType::ObjectId) {
         value.oid = snmp::parseOid(octets.c_str());

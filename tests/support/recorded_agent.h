@@ -25,6 +25,7 @@ public:
     static RecordedAgent fromFile(const std::string& path);
 
     void set(const std::string& oid, Value value);
+    void set(Oid oid, Value value);
     void setInteger(const std::string& oid, std::int64_t number);
     void setText(const std::string& oid, const std::string& octets);
     void erase(const std::string& oid);
@@ -51,7 +52,15 @@ public:
 
 private:
     Value valueAt(const Oid& oid) const;
-    bool next(const Oid& oid, tarn::snmp::Varbind& out) const;
+    // Where a walk stands.
+    struct Cursor
+    {
+        const Oid* name; // asked for, or what came last
+        std::map<Oid, Value>::const_iterator next;
+    };
+    Cursor cursorAt(const Oid& oid) const;
+    // False: nothing comes behind it.
+    bool next(Cursor& cursor, tarn::snmp::Varbind& out) const;
     Pdu bulk(const Pdu& request) const;
     bool refusesBulk(const Pdu& request) const;
     Pdu errorFor(const Pdu& request, tarn::snmp::ErrorStatus status, std::size_t index) const;

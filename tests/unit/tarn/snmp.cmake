@@ -36,3 +36,7 @@ target_compile_definitions(tarn_simulated_network_test PRIVATE KEL_SNMP_DATA="${
 kel_add_gtest(tarn_short_memory_test
     SOURCES snmp/poll/fake_session.cpp snmp/poll/short_memory_test.cpp snmp/poll/simulated_network.cpp support/short_memory.cpp
     LIBS tarn_core)
+# What plays and judges in other tests.
+kel_add_gtest(tarn_test_support_test
+    SOURCES support/json_text_test.cpp support/recorded_agent_test.cpp ${PROJECT_SOURCE_DIR}/tests/support/json_text.cpp
+    LIBS recorded_agent)
