@@ -174,11 +174,16 @@ void PrinterStore::resolveJournal(const StoreFile& file, std::string& text) cons
     if (!journal.isOpen() || !journal.isRegular()) {
         return;
     }
-    std::string saved;
-    if (!isWhole(text) && journal.readAll(saved) && isWholeSave(saved)) {
-        text = saved;
-        if (!file.isOpen() || !file.replaceContent(saved)) {
-            return; // the journal stays until the file can be written
+    if (!isWhole(text)) {
+        std::string saved;
+        if (!journal.readAll(saved)) {
+            return; // what cannot be read now may be the only list there is
+        }
+        if (isWholeSave(saved)) {
+            text = saved;
+            if (!file.isOpen() || !file.replaceContent(saved)) {
+                return; // the journal stays until the file can be written
+            }
         }
     }
     ::unlink(m_journalPath.c_str());

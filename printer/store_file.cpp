@@ -103,8 +103,9 @@ bool StoreFile::readAll(std::string& text) const
 
 bool StoreFile::replaceContent(const std::string& text) const
 {
+    struct stat data = {};
     // Devices cannot be truncated, and need not be.
-    if (isRegular() && ::ftruncate(m_descriptor, 0) != 0) {
+    if (::fstat(m_descriptor, &data) != 0 || (S_ISREG(data.st_mode) && ::ftruncate(m_descriptor, 0) != 0)) {
         return false;
     }
     std::size_t written = 0;
