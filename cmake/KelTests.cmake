@@ -58,7 +58,7 @@ function(_kel_test_common name)
     if(NOT T_TIMEOUT)
         set(T_TIMEOUT 120)
     endif()
-    if(KEL_SANITIZE) # several times slower, too
+    if(KEL_SANITIZE OR KEL_COVERAGE) # several times slower, too
         math(EXPR T_TIMEOUT "${T_TIMEOUT} * 10")
     endif()
     kel_time_out(T_TIMEOUT)
