@@ -46,6 +46,12 @@ bool StoreFile::isEmpty() const
     return ::fstat(m_descriptor, &data) == 0 && data.st_size == 0;
 }
 
+bool StoreFile::takeOwnerOf(const StoreFile& other) const
+{
+    struct stat data = {};
+    return ::fstat(other.m_descriptor, &data) == 0 && ::fchown(m_descriptor, data.st_uid, data.st_gid) == 0;
+}
+
 bool StoreFile::takeModeOf(const StoreFile& other) const
 {
     struct stat data = {};

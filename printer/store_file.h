@@ -25,6 +25,7 @@ public:
     bool isEmpty() const;
     // Keeps other processes that use the store out. False after `patience`.
     bool lock(int operation, std::chrono::milliseconds patience) const;
+    bool takeOwnerOf(const StoreFile& other) const;
     bool takeModeOf(const StoreFile& other) const;
     // The whole content, from the start.
     bool readAll(std::string& text) const;
