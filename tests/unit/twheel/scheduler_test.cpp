@@ -1,4 +1,5 @@
 #include <climits>
+#include <ctime>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -114,6 +115,16 @@ TEST(TaskScheduler, runsOnceWhenThePeriodIsNotPositive)
         ASSERT_TRUE(later.waitFor(1));
         EXPECT_EQ(runs.value(), 1);
     }
+}
+
+// By the processor's clock, so that a busy machine makes no difference.
+TEST(TaskScheduler, workersWithoutWorkUseNoProcessor)
+{
+    TaskScheduler scheduler(10);
+    scheduler.schedule(3600000, runnable([] {}));
+    const std::clock_t before = std::clock();
+    std::this_thread::sleep_for(milliseconds(300));
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 20);
 }
 
 TEST(TaskScheduler, refusesANullTask)
