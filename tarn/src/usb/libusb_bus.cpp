@@ -128,14 +128,14 @@ struct LibusbBus::Flight
     }
 };
 
-std::unique_ptr<UsbBus> LibusbBus::open(std::string& why, const char* soname)
+std::unique_ptr<UsbBus> LibusbBus::open(std::string& why, const char* soname, Sysfs sysfs)
 {
     auto library = std::make_unique<LibusbLibrary>(soname);
     if (!library->isUsable()) {
         why = library->complaint();
         return nullptr;
     }
-    std::unique_ptr<LibusbBus> bus(new LibusbBus(std::move(library)));
+    std::unique_ptr<LibusbBus> bus(new LibusbBus(std::move(library), std::move(sysfs)));
     return bus->begin(why) ? std::move(bus) : nullptr;
 }
 

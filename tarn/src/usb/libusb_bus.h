@@ -24,7 +24,8 @@ class LibusbBus final : public UsbBus
 {
 public:
     // Null without libusb, or where that finds no bus.
-    static std::unique_ptr<UsbBus> open(std::string& why, const char* soname = LibusbLibrary::kSoname);
+    static std::unique_ptr<UsbBus> open(std::string& why, const char* soname = LibusbLibrary::kSoname,
+                                        Sysfs sysfs = Sysfs());
 
     ~LibusbBus() override;
     LibusbBus(const LibusbBus&) = delete;
@@ -42,7 +43,10 @@ private:
     struct Flight;
     class OpenDevice;
 
-    explicit LibusbBus(std::unique_ptr<LibusbLibrary> library) : m_usb(std::move(library)) {}
+    LibusbBus(std::unique_ptr<LibusbLibrary> library, Sysfs sysfs)
+        : m_usb(std::move(library)), m_sysfs(std::move(sysfs))
+    {
+    }
 
     bool begin(std::string& why);
     void releaseList();

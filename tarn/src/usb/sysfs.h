@@ -14,7 +14,9 @@ namespace tarn::usb {
 class Sysfs final
 {
 public:
-    explicit Sysfs(std::string directory = "/sys/bus/usb/devices") : m_directory(std::move(directory)) {}
+    static constexpr const char kDirectory[] = "/sys/bus/usb/devices";
+
+    explicit Sysfs(std::string directory = kDirectory) : m_directory(std::move(directory)) {}
 
     // The device in that socket, without bus and address; nothing when it has no printer's interface, or
     // could not be read.

@@ -3,12 +3,19 @@
 
 #include <libusb-1.0/libusb.h>
 
-#include <cstdlib>
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <thread>
+#include <utility>
 
 struct libusb_context
 {
 };
 struct libusb_device
+{
+};
+struct libusb_device_handle
 {
 };
 
@@ -17,9 +24,33 @@ namespace {
 FakeLibusb state;
 libusb_context context;
 libusb_device device;
+libusb_device_handle handle;
 libusb_device* list[8];
 libusb_hotplug_callback_fn changed = nullptr;
 void* changedData = nullptr;
+libusb_transfer* underWay = nullptr;
+
+libusb_transfer* abandoned = nullptr; // still known, as a real library knows what never came back
+
+void endTransfer()
+{
+    if (state.isDeaf && underWay != nullptr) {
+        abandoned = std::exchange(underWay, nullptr);
+    }
+    const bool isCancelled = underWay != nullptr && underWay->status == LIBUSB_TRANSFER_CANCELLED;
+    if (underWay == nullptr || (state.isSilent && !isCancelled)) {
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(abandoned != nullptr || underWay != nullptr ? 5 : 0));
+        return;
+    }
+    libusb_transfer* const ended = std::exchange(underWay, nullptr);
+    if (!isCancelled) {
+        const auto room = static_cast<std::size_t>(ended->length) - LIBUSB_CONTROL_SETUP_SIZE;
+        ended->actual_length = static_cast<int>(
+            state.answer.copy(reinterpret_cast<char*>(ended->buffer) + LIBUSB_CONTROL_SETUP_SIZE, room));
+    }
+    ended->callback(ended);
+}
 
 } // namespace
 
@@ -76,38 +107,46 @@ uint8_t libusb_get_device_address(libusb_device*)
 {
     return 1;
 }
-int libusb_get_port_numbers(libusb_device*, uint8_t* ports, int)
+int libusb_get_port_numbers(libusb_device*, uint8_t* ports, int most)
 {
-    ports[0] = 200; // no hub has so many
-    return 1;
+    std::fill_n(ports, std::min(state.depth, most), std::uint8_t{7});
+    return state.depth;
 }
-int libusb_open(libusb_device*, libusb_device_handle**)
+int libusb_open(libusb_device*, libusb_device_handle** out)
 {
-    std::abort(); // nobody knows of a device
+    *out = &handle;
+    ++state.opened;
+    return 0;
 }
 void libusb_close(libusb_device_handle*)
 {
-    std::abort();
+    --state.opened;
 }
 int libusb_kernel_driver_active(libusb_device_handle*, int)
 {
-    std::abort();
+    return state.hasDriver ? 1 : 0;
 }
 libusb_transfer* libusb_alloc_transfer(int)
 {
-    std::abort();
+    ++state.transfers;
+    return new libusb_transfer();
 }
-void libusb_free_transfer(libusb_transfer*)
+void libusb_free_transfer(libusb_transfer* transfer)
 {
-    std::abort();
+    --state.transfers;
+    delete transfer;
 }
-int libusb_submit_transfer(libusb_transfer*)
+int libusb_submit_transfer(libusb_transfer* transfer)
 {
-    std::abort();
+    underWay = transfer;
+    underWay->status = LIBUSB_TRANSFER_COMPLETED;
+    return 0;
 }
-int libusb_cancel_transfer(libusb_transfer*)
+int libusb_cancel_transfer(libusb_transfer* transfer)
 {
-    std::abort();
+    transfer->status = LIBUSB_TRANSFER_CANCELLED;
+    ++state.cancelled;
+    return 0;
 }
 int libusb_handle_events_timeout_completed(libusb_context*, timeval* longest, int*)
 {
@@ -116,6 +155,10 @@ int libusb_handle_events_timeout_completed(libusb_context*, timeval* longest, in
     if (state.changesAtWait) {
         state.isDismissed = changed(&context, &device, LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED, changedData) != 0;
     }
+    if (state.atWait) {
+        state.atWait();
+    }
+    endTransfer();
     return 0;
 }
 void libusb_interrupt_event_handler(libusb_context*)

@@ -1,9 +1,10 @@
-// How libusb is bound, started and waited for. What it says of devices: tests/integration/usb_test.py.
+// How libusb is bound, started, asked and waited for. What real devices say: tests/integration/usb_test.py.
 #include "tarn/src/usb/libusb_bus.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/usb/fake_libusb.h"
 
 namespace tarn::usb {
@@ -150,6 +151,79 @@ TEST_F(LibusbBusTest, StoppedBusIsNotWaitedFor)
     EXPECT_EQ(m_usb->interrupts, 2);
     EXPECT_FALSE(bus->waitForChange(Milliseconds(60000)));
     EXPECT_EQ(m_usb->waits, 0);
+}
+
+const std::string kPrinterDescriptors{18, 1, 0,  2, 0, 0, 0, 64, 0x34, 0x12, 0x78, 0x56, 0, 1, 1, 2, 3, 1,
+                                      9,  2, 32, 0, 1, 1, 0, 64, 1,    9,    4,    1,    0, 2, 7, 1, 2, 0};
+
+class LibusbTransferTest : public LibusbBusTest
+{
+protected:
+    void SetUp() override
+    {
+        LibusbBusTest::SetUp();
+        m_directory.write("200-7/descriptors", kPrinterDescriptors);
+        m_usb->devices = 1;
+        m_bus = LibusbBus::open(m_why, FAKE_LIBUSB, Sysfs(m_directory.path("")));
+    }
+    void TearDown() override
+    {
+        m_bus.reset();
+        EXPECT_EQ(m_usb->opened, 0);
+        LibusbBusTest::TearDown();
+        *m_usb = FakeLibusb();
+    }
+    UsbAnswer ask(Question question = Question::DeviceId)
+    {
+        const auto found = m_bus->devices();
+        return found && found->size() == 1 ? m_bus->ask(found->front(), question)
+                                           : UsbAnswer{Outcome::Gone, "?"};
+    }
+
+    const test::ScratchDirectory m_directory;
+    std::unique_ptr<UsbBus> m_bus;
+};
+
+TEST_F(LibusbTransferTest, AnswerIsWhatTheDeviceSays)
+{
+    m_usb->answer = "MFG:Acme;";
+    EXPECT_EQ(ask().outcome, Outcome::Answered);
+    EXPECT_EQ(ask().octets, "MFG:Acme;");
+    EXPECT_EQ(ask(Question::PortStatus).octets, "M") << "one octet is asked for";
+    EXPECT_EQ(m_usb->transfers, 0);
+}
+
+TEST_F(LibusbTransferTest, InterfaceThatADriverHasIsNotTakenFromIt)
+{
+    m_usb->hasDriver = true;
+    m_usb->answer = "x";
+    EXPECT_EQ(ask(Question::PortStatus).outcome, Outcome::Busy);
+    EXPECT_EQ(ask(Question::DeviceId).outcome, Outcome::Answered);
+}
+
+TEST_F(LibusbTransferTest, RootHubIsNoPrinterWhateverItsNumber)
+{
+    m_directory.write("200/descriptors", kPrinterDescriptors);
+    m_usb->depth = 0;
+    EXPECT_TRUE(m_bus->devices()->empty());
+}
+
+TEST_F(LibusbTransferTest, StoppedBusCancelsWhatIsUnderWay)
+{
+    m_usb->isSilent = true;
+    m_usb->atWait = [this] { m_bus->stop(); };
+    EXPECT_EQ(ask().outcome, Outcome::Gone);
+    EXPECT_EQ(m_usb->cancelled, 1);
+    EXPECT_EQ(m_usb->transfers, 0);
+}
+
+// libusb may still write to it.
+TEST_F(LibusbTransferTest, TransferThatNeverComesBackIsSilenceAndNotFreed)
+{
+    m_usb->isSilent = true;
+    m_usb->isDeaf = true;
+    EXPECT_EQ(ask().outcome, Outcome::Silent);
+    EXPECT_EQ(m_usb->transfers, 1);
 }
 
 } // namespace
