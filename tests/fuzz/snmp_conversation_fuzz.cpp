@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +12,7 @@
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/spoilt_reply.h"
 #include "tests/support/recorded_agent.h"
+#include "tests/unit/tarn/support/fake_ports.h"
 #include "tests/unit/tarn/support/simulated_time.h"
 
 // A whole conversation over v1 and v2c: the poller, its transport and its sessions with a printer that is odd
@@ -35,19 +35,13 @@ const kel::testing::RecordedAgent& recorded()
     return agent;
 }
 
-struct Delivery
-{
-    Endpoint from = kPrinter;
-    std::string body;
-};
-
 class Printer final
 {
 public:
     Printer(Input& input, test::SimulatedClock& clock) : m_input(input), m_clock(clock) {}
 
     // What comes of a request, and when.
-    void answer(const snmp::Message& request, std::multimap<TimePoint, Delivery>& deliveries)
+    void answer(const snmp::Message& request, test::Deliveries& deliveries)
     {
         if (m_input.empty()) {
             m_agent = recorded();
@@ -61,13 +55,12 @@ public:
         message.pdu = m_agent.answer(request.pdu);
         message.pdu.requestId = request.pdu.requestId;
         alterMessage(how, message);
-        Delivery delivery;
-        delivery.body = snmp::encodeMessage(message);
+        test::Delivery delivery{kPrinter, snmp::encodeMessage(message)};
         TimePoint at = m_clock.now() + Milliseconds(5);
         if (alterDelivery(how, delivery, at)) {
-            deliveries.emplace(at, delivery);
+            deliveries.add(at, delivery);
             if (how == 0xC0) {
-                deliveries.emplace(at, delivery);
+                deliveries.add(at, delivery);
             }
         }
     }
@@ -117,7 +110,7 @@ private:
     }
 
     // False: it gets lost.
-    bool alterDelivery(std::uint8_t how, Delivery& delivery, TimePoint& at)
+    bool alterDelivery(std::uint8_t how, test::Delivery& delivery, TimePoint& at)
     {
         std::string& body = delivery.body;
         switch (how) {
@@ -228,35 +221,19 @@ private:
         }
         const std::vector<snmp::Datagram>& receive() override
         {
-            m_received.clear();
-            m_bodies.clear();
-            auto& on = m_network.m_deliveries;
-            while (!on.empty() && on.begin()->first <= m_network.m_clock.now() && m_bodies.size() < 64) {
-                m_bodies.push_back(std::move(on.begin()->second));
-                on.erase(on.begin());
-            }
-            for (const Delivery& each : m_bodies) { // of the exact size, for the sanitizer
-                m_received.push_back(
-                    {each.from, {reinterpret_cast<const std::uint8_t*>(each.body.data()), each.body.size()}});
-            }
-            return m_received;
+            return m_network.m_deliveries.take(m_network.m_clock.now());
         }
         bool reopen() override { return true; }
         int descriptor() const override { return -1; }
 
     private:
         Network& m_network;
-        std::vector<Delivery> m_bodies;
-        std::vector<snmp::Datagram> m_received;
     };
 
     // To the next moment at which something happens, and what happens then.
     void step()
     {
-        TimePoint next = std::min(m_poller.nextDeadline(), m_nextOpening);
-        if (!m_deliveries.empty()) {
-            next = std::min(next, m_deliveries.begin()->first);
-        }
+        const TimePoint next = std::min({m_poller.nextDeadline(), m_nextOpening, m_deliveries.nextArrival()});
         m_clock.set(std::max(next, m_clock.now()));
         if (m_nextOpening <= m_clock.now()) {
             m_nextOpening = m_clock.now() + Milliseconds(1000);
@@ -295,8 +272,7 @@ private:
             m_targetOpens = true;
             break;
         default: // from nowhere
-            m_deliveries.emplace(m_clock.now(),
-                                 Delivery{(what & 8) != 0 ? kOther : kPrinter, m_input.octets(what >> 3)});
+            m_deliveries.add(m_clock.now(), {(what & 8) != 0 ? kOther : kPrinter, m_input.octets(what >> 3)});
             break;
         }
     }
@@ -305,7 +281,7 @@ private:
     test::SimulatedClock m_clock;
     test::SeededRandom m_random{1};
     Printer m_printer;
-    std::multimap<TimePoint, Delivery> m_deliveries;
+    test::Deliveries m_deliveries;
     std::size_t m_room = SIZE_MAX;
     TimePoint m_nextOpening{};
     bool m_targetOpens = true;
