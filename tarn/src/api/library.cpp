@@ -254,7 +254,7 @@ char* Library::models()
 
 int Library::open(std::string_view name, OpenedPrinter& out, Status status)
 {
-    std::uint32_t address = 0;
+    std::uint32_t silent = 0; // the address of one that has not answered in this run
     const bool isKnown = m_index.withTarget(name, [&](const TargetPtr& target) {
         const TimePoint now = m_clock->now();
         if (target->markOpened(now)) {
@@ -263,10 +263,10 @@ int Library::open(std::string_view name, OpenedPrinter& out, Status status)
         out.snapshot = target->snapshot();
         const std::optional<TimePoint> answered = target->lastAnswer();
         out.ageMs = answered ? (now - *answered).count() : -1;
-        address = target->address().endpoint.address;
+        silent = answered ? 0 : target->address().endpoint.address;
     });
-    if (status == Status::WithEarlier && address != 0 && out.ageMs < 0) {
-        takeEarlier(address, m_clock->now(), out);
+    if (status == Status::WithEarlier && silent != 0) {
+        takeEarlier(silent, m_clock->now(), out);
     }
     return isKnown ? TARN_OK : TARN_E_UNKNOWN;
 }

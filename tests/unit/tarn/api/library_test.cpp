@@ -2,10 +2,13 @@
 // for tests.
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <thread>
 
 #include "tarn/src/api/abi_string.h"
 #include "tarn/src/api/library.h"
+#include "tarn/src/api/model_texts.h"
 #include "tarn/src/base/json_input.h"
 #include "tarn/src/snmp/poll/udp_port.h"
 #include "tarn/tarn.h"
@@ -419,6 +422,37 @@ TEST_F(LibraryTest, StopReleasesAWaitingListExchange)
     library->stop();
     waiting.join();
     EXPECT_EQ(library->setPrinterList("[{}]"), TARN_E_NOT_READY);
+}
+
+TEST(Texts, GivenBackTheyTakeNoMemory)
+{
+    const std::string words(500, 'x');
+    const auto takeAndGiveBack = [&] {
+        char* text = newText(words);
+        giveBack(&text);
+        EXPECT_EQ(text, nullptr);
+    };
+    takeAndGiveBack();
+    const std::size_t before = ::mallinfo2().uordblks;
+    for (int i = 0; i < 1000; ++i) {
+        takeAndGiveBack();
+    }
+    EXPECT_LT(::mallinfo2().uordblks, before + 200000);
+}
+
+TEST(Texts, ListsOfModelsGoWithWhomTheyBelongTo)
+{
+    const std::vector<std::string> models(1, std::string(500, 'x'));
+    const auto makeOne = [&] {
+        ModelTexts texts;
+        EXPECT_NE(texts.document(models, 1), nullptr);
+    };
+    makeOne();
+    const std::size_t before = ::mallinfo2().uordblks;
+    for (int i = 0; i < 1000; ++i) {
+        makeOne();
+    }
+    EXPECT_LT(::mallinfo2().uordblks, before + 200000);
 }
 
 TEST(Texts, LibrarysOwnTextSurvivesBeingHandedBack)

@@ -113,12 +113,15 @@ TEST_P(HttpLoopTest, DescriptorZeroIsOneLikeAnyOther)
     loop.reset();
     const int before = kel_test::openDescriptors();
     const int input = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
-    ASSERT_GE(input, 0);
-    ::close(STDIN_FILENO);
+    if (input >= 0) { // else it is free already
+        ::close(STDIN_FILENO);
+    }
     EXPECT_NE(HttpLoop::open(*curl, clock, wakeFd), nullptr);
     EXPECT_EQ(kel_test::openDescriptors(), before);
-    ::dup2(input, STDIN_FILENO);
-    ::close(input);
+    if (input >= 0) {
+        ::dup2(input, STDIN_FILENO);
+        ::close(input);
+    }
 }
 
 TEST_P(HttpLoopTest, ExchangeThatThereWasNoMemoryToBeginIsNotKept)
