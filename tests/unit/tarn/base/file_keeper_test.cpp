@@ -10,6 +10,7 @@
 #include <atomic>
 
 #include "tarn/src/base/files.h"
+#include "tarn/src/base/wakeup_fd.h"
 #include "tests/support/eventually.h"
 #include "tests/support/own_threads.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
@@ -232,6 +233,50 @@ TEST_F(FileKeeperTest, WriterHoldsALockThatTellsItFromALeftover)
     cleaner.join();
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(entries(), 1U);
+}
+
+// As for a program that was started without standard input.
+class NoStandardInput final
+{
+public:
+    NoStandardInput() : m_saved(::fcntl(0, F_DUPFD_CLOEXEC, 3)) { ::close(0); }
+    ~NoStandardInput()
+    {
+        ::dup2(m_saved, 0);
+        ::close(m_saved);
+    }
+    NoStandardInput(const NoStandardInput&) = delete;
+    NoStandardInput& operator=(const NoStandardInput&) = delete;
+    static bool isFree() { return ::fcntl(0, F_GETFD) < 0; }
+
+private:
+    const int m_saved;
+};
+
+TEST(DescriptorZero, IsOneLikeAnyOther)
+{
+    const test::ScratchDirectory directory;
+    const std::string path = directory.path("list");
+    const NoStandardInput none;
+    ASSERT_TRUE(NoStandardInput::isFree());
+    EXPECT_TRUE(replaceFile(path, "text"));
+    EXPECT_TRUE(NoStandardInput::isFree());
+    EXPECT_EQ(readFile(path, 100).text, "text");
+    EXPECT_TRUE(NoStandardInput::isFree());
+    {
+        WakeupFd wakeup;
+        EXPECT_TRUE(wakeup.open());
+        EXPECT_FALSE(NoStandardInput::isFree());
+    }
+    EXPECT_TRUE(NoStandardInput::isFree());
+    {
+        const FileTurn turn(path, std::chrono::milliseconds(0));
+        EXPECT_FALSE(NoStandardInput::isFree());
+        const int other = ::open(directory.path("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        EXPECT_NE(::flock(other, LOCK_EX | LOCK_NB), 0) << "the turn is taken";
+        ::close(other);
+    }
+    EXPECT_TRUE(NoStandardInput::isFree());
 }
 
 } // namespace
