@@ -117,7 +117,7 @@ void takePort(const std::string& argument, Options& options)
 {
     const bool isPort = !argument.empty() && argument.size() <= 5 &&
                         argument.find_first_not_of("0123456789") == std::string::npos;
-    const int port = isPort ? std::atoi(argument.c_str()) : 0;
+    const int port = isPort ? std::stoi(argument) : 0;
     if (port < 1 || port > 65535) {
         throw UsageError("not a number from 1 to 65535");
     }

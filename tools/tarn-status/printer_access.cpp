@@ -30,7 +30,7 @@ std::string textOf(Getter getter)
 {
     char* text = nullptr;
     demand(getter(&text), "reading a printer");
-    const std::string copy = text != nullptr ? text : "";
+    std::string copy = text != nullptr ? text : "";
     tarn_freeStr(&text);
     return copy;
 }
@@ -78,7 +78,7 @@ private:
 
 void fillIn(Json::Value& text, const std::string& announced)
 {
-    if (!announced.empty() && (!text.isString() || text == "")) {
+    if (!announced.empty() && (!text.isString() || text.asString().empty())) {
         text = announced;
     }
 }

@@ -30,7 +30,9 @@ Terminal terminalOfOutput()
 {
     Terminal terminal;
     terminal.isTerminal = isatty(STDOUT_FILENO) != 0;
-    terminal.isClever = terminal.isTerminal && isSet("TERM") && std::strcmp(std::getenv("TERM"), "dumb") != 0;
+    const char* const kind = std::getenv("TERM");
+    terminal.isClever =
+        terminal.isTerminal && kind != nullptr && *kind != '\0' && std::strcmp(kind, "dumb") != 0;
     terminal.colour = terminal.isClever && !isSet("NO_COLOR");
     return terminal;
 }

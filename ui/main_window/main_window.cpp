@@ -96,6 +96,7 @@ void MainWindow::connectPages()
     connect(this, &MainWindow::sigUpdatePrinters, printerListPage, &PrinterListPage::refreshPrinterList);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the slot's signature, as callbacks bind it
 void MainWindow::updatePrinterStatus(PrinterContext context)
 {
     emit sigUpdatePrinterStatus(PrinterContext(context));

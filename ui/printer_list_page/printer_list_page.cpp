@@ -69,6 +69,7 @@ const QIcon& PrinterListPage::iconFor(const PrinterContext& context) const
     return context.stateMessage.empty() ? m_grey : m_green;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the slot's signature, as queued calls find it
 void PrinterListPage::updatePrinterStatus(PrinterContext context)
 {
     const QIcon& icon = iconFor(context);

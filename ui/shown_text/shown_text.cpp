@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr std::size_t kLongestLine = 32 * 1024;
+constexpr std::size_t kLongestLine = 32768;
 constexpr int kLongestRow = 4096;
-constexpr std::size_t kLongestItems = 256 * 1024;
+constexpr std::size_t kLongestItems = 262144;
 constexpr const char* kSeparators = "-\n";
 
 // What would break out of its line or turn the direction of what stands around it; Qt draws it so in a label,

@@ -97,6 +97,7 @@ void TonerWidget::initBar(QProgressBar* bar, const QString& color, QChar letter,
     bar->setAlignment(Qt::AlignRight | Qt::AlignHCenter | Qt::AlignVCenter);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the class's interface
 QString TonerWidget::styleSheetForColor(QString color)
 {
     for (const BarStyle& style : kBarStyles) {
@@ -107,6 +108,7 @@ QString TonerWidget::styleSheetForColor(QString color)
     return QString();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the class's interface
 void TonerWidget::setColorMode(QString mode)
 {
     const bool color = mode == QLatin1String("color");

@@ -9,9 +9,9 @@
 
 // Of the C++ ABI. What std::atexit() makes of them, but for the thread sanitizer's, which forgets whose the
 // handler is.
-extern "C" int __cxa_atexit(void (*handler)(void*), void* argument,
-                            void* dso); // NOLINT(bugprone-reserved-identifier)
-extern "C" void* __dso_handle;          // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" int __cxa_atexit(void (*handler)(void*), void* argument, void* dso);
+extern "C" void* __dso_handle; // NOLINT(bugprone-reserved-identifier)
 
 namespace tarn {
 

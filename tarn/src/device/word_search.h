@@ -28,7 +28,7 @@ public:
     // Takes the first one out; N when there is none.
     std::size_t takeFirst()
     {
-        for (std::size_t i = 0; i < words; ++i) {
+        for (std::size_t i = 0; i < kWords; ++i) {
             if (m_bits[i] != 0) {
                 const auto bit = static_cast<std::size_t>(__builtin_ctzll(m_bits[i]));
                 m_bits[i] &= m_bits[i] - 1;
@@ -39,8 +39,8 @@ public:
     }
 
 private:
-    static constexpr std::size_t words = (N + 63) / 64;
-    std::uint64_t m_bits[words] = {};
+    static constexpr std::size_t kWords = (N + 63) / 64;
+    std::uint64_t m_bits[kWords] = {};
 };
 
 // Tells by one walk over a text which rows of a table can have their word in it: those whose first two
@@ -54,7 +54,7 @@ public:
     {
         for (std::size_t row = 0; row < N; ++row) {
             const char32_t* const word = rows[row].word;
-            std::uint16_t& head = m_heads[word[0] % heads];
+            std::uint16_t& head = m_heads[word[0] % kHeads];
             m_entries[row] = Entry{word[0], word[1], head};
             head = static_cast<std::uint16_t>(row + 1);
         }
@@ -65,7 +65,7 @@ public:
         RowSet<N> rows;
         for (std::size_t at = 0; at < text.size(); ++at) {
             const char32_t second = text.c_str()[at + 1];
-            for (std::size_t link = m_heads[text[at] % heads]; link != 0; link = m_entries[link - 1].next) {
+            for (std::size_t link = m_heads[text[at] % kHeads]; link != 0; link = m_entries[link - 1].next) {
                 const Entry& entry = m_entries[link - 1];
                 if (entry.first == text[at] && (entry.second == second || entry.second == 0)) {
                     rows.add(link - 1);
@@ -76,7 +76,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t heads = 128;
+    static constexpr std::size_t kHeads = 128;
     static_assert(N < 0xFFFF);
 
     struct Entry
@@ -86,7 +86,7 @@ private:
         std::uint16_t next = 0; // as in m_heads
     };
 
-    std::uint16_t m_heads[heads] = {}; // by the first character: the number of a row, from 1; 0 for none
+    std::uint16_t m_heads[kHeads] = {}; // by the first character: the number of a row, from 1; 0 for none
     Entry m_entries[N] = {};
 };
 

@@ -269,7 +269,7 @@ void AlertBuilder::addUnknown(const ReasonWord& word)
     }
     std::string text = word.keyword;
     std::replace(text.begin(), text.end(), '-', ' ');
-    add(0, "other", std::move(text), severityOf(word.suffix, true));
+    add(0, "other", text, severityOf(word.suffix, true));
 }
 
 void AlertBuilder::addCoded(const device::AlertText& text, Severity severity)

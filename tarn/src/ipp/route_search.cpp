@@ -34,7 +34,7 @@ void RouteSearch::begin(Stage stage)
 void RouteSearch::tried(Attempt attempt)
 {
     m_last = attempt;
-    // NOLINTNEXTLINE(bugprone-branch-clone): one case after another
+    // NOLINTBEGIN(bugprone-branch-clone): one case after another
     if (attempt != Attempt::OtherPath && attempt != Attempt::OtherVersion &&
         attempt != Attempt::OtherScheme) {
         m_route.reset();
@@ -49,6 +49,7 @@ void RouteSearch::tried(Attempt attempt)
     } else {
         m_route.reset();
     }
+    // NOLINTEND(bugprone-branch-clone)
 }
 
 void RouteSearch::nextPath()
