@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kProbeColumns = 8;
 constexpr std::size_t kSentColumns = 36;
-constexpr std::size_t kCameColumns = 26;
+constexpr std::size_t kOutcomeColumns = 26;
 
 std::string shown(const std::string& text)
 {
@@ -115,7 +115,7 @@ const std::map<ProbeOutcome, std::pair<const char*, const char*>> kOutcomes = {
     {ProbeOutcome::Mute, {"no answer: ", "没有应答："}},
 };
 
-std::string cameWord(const Finding& finding, Language language)
+std::string outcomeWord(const Finding& finding, Language language)
 {
     const auto found = kOutcomes.find(finding.outcome);
     const std::string word =
@@ -207,14 +207,14 @@ std::string headOf(const ReportContext& context)
     const Language language = context.language;
     return cell(say(language, "Way", "方式"), kProbeColumns) +
            cell(say(language, "Sent", "发送"), kSentColumns) +
-           cell(say(language, "ProbeOutcome", "结果"), kCameColumns) + say(language, "Time", "用时") + '\n';
+           cell(say(language, "Came", "结果"), kOutcomeColumns) + say(language, "Time", "用时") + '\n';
 }
 
 std::string rowOf(const Finding& finding, const ReportContext& context)
 {
     std::string row = cell(probeName(finding.probe, context.language), kProbeColumns) +
                       cell(sentBy(finding, context), kSentColumns) +
-                      cell(cameWord(finding, context.language), kCameColumns) + timeOf(finding);
+                      cell(outcomeWord(finding, context.language), kOutcomeColumns) + timeOf(finding);
     row.erase(row.find_last_not_of(' ') + 1);
     return row + '\n';
 }
