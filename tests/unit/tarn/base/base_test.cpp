@@ -3,11 +3,15 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <set>
 #include <thread>
 
 #include "tarn/src/base/files.h"
 #include "tarn/src/base/json_append.h"
 #include "tarn/src/base/json_input.h"
+#include "tarn/src/base/random.h"
 #include "tarn/src/base/shared_object.h"
 #include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
@@ -91,6 +95,38 @@ TEST(Files, ReplacementMakesDirectoriesAndLeavesNothingBeside)
         ++entries;
     }
     EXPECT_EQ(entries, 1u);
+}
+
+// What an earlier call has left in errno is none of theirs.
+TEST(Files, EarlierInterruptionIsNotTheirs)
+{
+    const test::ScratchDirectory directory;
+    errno = EINTR;
+    EXPECT_TRUE(replaceFile(directory.path("file"), "text"));
+    errno = EINTR;
+    EXPECT_EQ(readFile(directory.path("file"), 100).text, "text");
+}
+
+TEST(Files, RelativePathHasADirectoryOrIsRefused)
+{
+    const test::ScratchDirectory directory;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(directory.path(""));
+    EXPECT_TRUE(replaceFile("d/file", "text"));
+    EXPECT_FALSE(replaceFile("file", "text"));
+    std::filesystem::current_path(before);
+    EXPECT_EQ(readFile(directory.path("d/file"), 100).text, "text");
+    EXPECT_FALSE(std::filesystem::exists(directory.path("file")));
+}
+
+TEST(Random, NumbersOfTheSystemDoNotRepeat)
+{
+    SystemRandom random;
+    std::set<std::uint32_t> seen;
+    for (int i = 0; i < 1000; ++i) {
+        seen.insert(random.next());
+    }
+    EXPECT_GE(seen.size(), 990u); // of four thousand millions
 }
 
 TEST(Files, ReplacementThatCannotBeIsSaid)

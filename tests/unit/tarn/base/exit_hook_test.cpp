@@ -117,6 +117,63 @@ bool useOpenSsl()
     return digest != nullptr && digest(nullptr, "SHA1", nullptr) != nullptr;
 }
 
+class CalledAtMost final : public ExitHook
+{
+public:
+    explicit CalledAtMost(int most) : m_left(most) {}
+
+private:
+    void processExits(Deadline /*until*/) override
+    {
+        if (m_left-- == 0) {
+            ::_exit(kOtherwise);
+        }
+    }
+
+    int m_left;
+};
+
+TEST_F(ExitHookTest, IsCalledOnceHoweverOftenItIsArmed)
+{
+    EXPECT_EXIT(
+        {
+            const CalledAtMost* const hook = new CalledAtMost(1);
+            static_cast<void>(hook);
+            const bool isArmed = ExitHook::arm() && ExitHook::arm() && ExitHook::arm();
+            std::exit(isArmed ? kAsExpected : kNeverCalled);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
+TEST_F(ExitHookTest, IsCalledOnceMoreWhereOpenSslCameLater)
+{
+    EXPECT_EXIT(
+        {
+            const CalledAtMost* const hook = new CalledAtMost(2);
+            static_cast<void>(hook);
+            const bool isArmed = ExitHook::arm() && ::dlopen("libcrypto.so.3", RTLD_NOW) != nullptr &&
+                                 ExitHook::arm() && ExitHook::arm() && ExitHook::arm();
+            std::exit(isArmed ? kAsExpected : kNeverCalled);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
+TEST_F(ExitHookTest, WhoIsGoneIsNotCalled)
+{
+    EXPECT_EXIT(
+        {
+            { // a hook that stays, before and behind one that goes
+                const CalledAtMost* const stays = new CalledAtMost(1);
+                static_cast<void>(stays);
+                const CalledAtMost goes(0);
+                static_cast<void>(new CalledAtMost(1));
+                ExitHook::arm();
+            }
+            std::exit(kAsExpected);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
 class NeedsOpenSsl final : public ExitHook
 {
     void processExits(Deadline /*until*/) override { ::_exit(useOpenSsl() ? kAsExpected : kOtherwise); }

@@ -47,6 +47,24 @@ TEST(SocketPair, MadeInTheCallIsClosedOnExecAndNoOther)
     close(earlier);
 }
 
+TEST(SocketPair, IsToldFromSocketsOfOtherKindsThatAreMadeBesideIt)
+{
+    Pair pair{};
+    Pair datagrams{};
+    int inet = -1;
+    closePairOnExec([&] {
+        pair = makePair();
+        inet = ::socket(AF_INET, SOCK_STREAM, 0);
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_DGRAM, 0, datagrams.data()), 0);
+    });
+    EXPECT_TRUE(isClosedOnExec(pair));
+    EXPECT_FALSE(isClosedOnExec(datagrams));
+    EXPECT_EQ(::fcntl(inet, F_GETFD) & FD_CLOEXEC, 0);
+    close(pair);
+    close(datagrams);
+    ::close(inet);
+}
+
 TEST(SocketPair, IsLeftAloneWhereItCannotBeToldFromAnother)
 {
     Pair one{};
