@@ -38,6 +38,7 @@ EXCEPTIONS = {
     ("scripts/fresh", "sudo"): "only whoever is not root needs it",
     ("scripts/arm64-tree", "sudo"): "only whoever is not root needs it",
     ("scripts/arm64-tree", "aarch64-linux-gnu-gcc"): "runs in the tree that this makes",
+    ("scripts/package", "ccache"): "where there is none, both builds compile everything",
     ("scripts/try-packages", "sudo"): "scripts/fresh has put it there",
     ("scripts/install-packages", "systemctl"): "only where it is there has it anything to say",
 }
