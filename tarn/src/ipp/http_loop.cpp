@@ -26,10 +26,13 @@ HttpLoop::HttpLoop(const CurlLibrary& curl, const Clock& clock) : m_curl(curl), 
 
 HttpLoop::~HttpLoop()
 {
-    for (const auto& item : m_running) {
-        m_curl.remove(m_multi, item.first);
-    }
     if (m_multi != nullptr) {
+        // Nobody waits any more. The library would tell of sockets that it has closed already, whose numbers another
+        // thread may have by now.
+        m_curl.setMulti(m_multi, CURLMOPT_SOCKETFUNCTION, static_cast<curl_socket_callback>(nullptr));
+        for (const auto& item : m_running) {
+            m_curl.remove(m_multi, item.first);
+        }
         m_curl.deleteMulti(m_multi);
     }
     if (m_poll >= 0) {

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <ctime>
+#include <thread>
 
 #include "tarn/src/base/worker_thread.h"
 #include "tarn/src/usm/net_snmp_library.h"
@@ -93,6 +95,21 @@ private:
 };
 
 } // namespace
+
+// By the processor's clock, so that a busy machine makes no difference.
+TEST(UsmThreadTest, WaitsForAnswersWithoutUsingTheProcessor)
+{
+    const BootClock clock;
+    const test::ScratchDirectory scratch;
+    const test::ScopedVariable path("SNMPCONFPATH", scratch.path(""));
+    const Agent silent(0x7F2B0902);
+    UsmThread thread(clock, NetSnmpLibrary::kSoname);
+    thread.ask(question(0x7F2B0902, user("authpass12")));
+    ASSERT_TRUE(silent.isAsked(std::chrono::minutes(1)));
+    const std::clock_t before = std::clock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 50);
+}
 
 TEST(UsmThreadTest, BeginsWithTheFirstQuestion)
 {
