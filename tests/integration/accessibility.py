@@ -107,28 +107,32 @@ class Application:
                                           None))
 
 
-def popup_after(action, seconds=10):
-    """Does something that opens a popup menu, and returns that menu. A tray's menu is below no window of the program:
-    only the event that tells of its opening leads to it."""
-    opened = []
+class Popups:
+    """The popup menus that open: a tray's menu is below no window of the program, only the event that tells of its opening
+    leads to it. Made before the program starts: one that is not yet known to be listened to tells nothing."""
 
-    def note(event):
+    def __init__(self):
+        self._opened = []
+        self._listener = Atspi.EventListener.new(self._note)
+        self._listener.register("object:state-changed:showing")
+
+    def _note(self, event):
         if event.detail1 and event.source.get_role() == Atspi.Role.POPUP_MENU:
-            opened.append(Node(event.source))
+            self._opened.append(Node(event.source))
 
-    listener = Atspi.EventListener.new(note)
-    listener.register("object:state-changed:showing")
-    try:
+    def after(self, action, seconds=30):
+        """Does something that opens a popup menu, and returns that menu."""
+        while GLib.MainContext.default().iteration(False):
+            pass
+        self._opened.clear()
         action()
         limit = time.monotonic() + seconds
-        while not opened and time.monotonic() < limit:
+        while not self._opened and time.monotonic() < limit:
             if not GLib.MainContext.default().iteration(False):
                 time.sleep(0.01)
-    finally:
-        listener.deregister("object:state-changed:showing")
-    if not opened:
-        raise AssertionError(f"not within {seconds} s: a popup menu")
-    return opened[0]
+        if not self._opened:
+            raise AssertionError(f"not within {seconds} s: a popup menu")
+        return self._opened[0]
 
 
 def value_beside(window, caption):

@@ -3,9 +3,11 @@
 
 import re
 import subprocess
+import time
 
+import window_case
 from harness import Kel, lock_file_is_held, main, wait_for
-from window_case import WINDOW, WindowCase, setUpModule, tearDownModule  # noqa: F401
+from window_case import WINDOW, WindowCase, tearDownModule  # noqa: F401
 
 ITEMS = ["显示主界面", "关于", "退出"]
 
@@ -13,13 +15,20 @@ def output(*command):
     return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
+def setUpModule():
+    window_case.setUpModule()
+    Tray.popups = WindowCase.ui.Popups()
+
+
 class Tray(WindowCase):
+    popups = None
+
     def setUp(self):
         super().setUp()
         self.kel = Kel(self.desktop, self.id())
         self.addCleanup(self.kel.stop)
         self.start()
-        wait_for(self.icon, 20, "the icon in the tray")
+        wait_for(self.is_icon_in_place, 20, "the icon in its place in the tray")
 
     def icon(self):
         """The icon's window, (x, y, width, height) on the screen: the program's only window inside of the panel."""
@@ -31,13 +40,19 @@ class Tray(WindowCase):
         width, height, x, y = map(int, found.groups())
         return x, y, width, height
 
+    def is_icon_in_place(self):
+        """Where a click would meet it: a panel moves its icons for a moment after one has come."""
+        before = self.icon()
+        time.sleep(0.2)
+        return before is not None and before == self.icon()
+
     def click_icon(self, button):
         x, y, width, height = self.icon()
         self.ui.click_at(x + width // 2, y + height // 2, button=button)
 
     def open_menu(self):
         """The tray's menu and its items, opened by a right click."""
-        menu = self.ui.popup_after(lambda: self.click_icon(3))
+        menu = self.popups.after(lambda: self.click_icon(3))
         return menu, menu.find_all("menu item")
 
     def wait_closed(self, menu):
