@@ -40,8 +40,9 @@ std::shared_ptr<const Snapshot> rememberedSnapshot(const Identity* identity)
 
 Library::Library(Parts parts)
     : m_clock(std::move(parts.clock)), m_random(std::move(parts.random)), m_config(std::move(parts.config)),
-      m_hasCacheFile(!parts.cachePath.empty()), m_cacheFile(std::move(parts.cachePath), kLargestCache),
-      m_values(std::move(parts.valuesPath)),
+      m_hasCacheFile(!parts.cachePath.empty()),
+      m_cacheFile(m_files, std::move(parts.cachePath), kLargestCache),
+      m_values(m_files, std::move(parts.valuesPath)),
       m_roster(m_index,
                std::make_shared<Target>(m_config.addressFor(0), rememberedSnapshot(nullptr), m_clock->now())),
       m_valuesSaved(m_clock->now()), m_engine(*m_clock, *this)
@@ -84,8 +85,9 @@ void Library::stop()
     }
     const auto deadline = writes ? began + kLongestStop : began; // reading is not worth a wait
     const auto last = std::max(deadline, std::chrono::steady_clock::now() + kShortestWrite);
-    m_cacheFile.stop(last);
-    m_values.stop(last);
+    if (!m_files.stop(last)) {
+        m_values.abandon();
+    }
 }
 
 // The files are let go all the same.

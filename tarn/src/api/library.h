@@ -129,7 +129,8 @@ private:
     const bool m_hasCacheFile;
 
     PrinterIndex m_index;
-    FileKeeper m_cacheFile;
+    FileKeeper m_files;
+    KeptFile m_cacheFile;
     catalog::LastValuesFile m_values;
 
     Mutex m_mutex;

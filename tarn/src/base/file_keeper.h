@@ -13,17 +13,19 @@
 
 namespace tarn {
 
-// FileKeeper reads and replaces one file in a thread of its own, "tarn-files", so that a file system that
-// stalls holds nobody up for longer than he is ready to wait. The thread is begun for the first order and lasts
-// until stop(): one for each order would leave memory behind in another of malloc's arenas each time.
+// FileKeeper reads and replaces files in a thread of its own, "tarn-files", so that a file system that stalls
+// holds nobody up for longer than he is ready to wait, except other files of the same keeper. The thread is
+// begun for the first order and lasts until stop(): one for each order would leave memory behind in another of
+// malloc's arenas each time.
 //
 // Invariants
-//  (1) One read or work is under way at a time, reads first; of works that wait only the newest is done.
+//  (1) One read or work is under way at a time, reads first; of works on a file that wait only the newest is
+//      done.
 //  (2) A work that failed is tried again after a while, and that while doubles, until it succeeds, a newer
-//      one takes its place, or stop().
+//      one takes its place, or stop(). Other files do not wait for it.
 //  (3) After stop() the thread has ended, or is in a call of the system that does not return. It then owns
 //      all that it still touches, and the library stays loaded for it.
-//  (4) What writers that were killed left beside the file is removed before each replace(); who only reads
+//  (4) What writers that were killed left beside a file is removed before each replace(); who only reads
 //      removes nothing.
 // Threading: any thread, but stop() and the destructor are the owner's, within a call of the host. No
 // function waits for the file system, except for as long as it is told to.
@@ -34,17 +36,39 @@ public:
     static constexpr Milliseconds kFirstRetry{30000};
     static constexpr Milliseconds kLongestRetry{600000};
 
-    FileKeeper(std::string path, std::size_t mostBytes, Milliseconds firstRetry = kFirstRetry);
+    explicit FileKeeper(Milliseconds firstRetry = kFirstRetry);
     // stop() without patience.
     ~FileKeeper();
     FileKeeper(const FileKeeper&) = delete;
     FileKeeper& operator=(const FileKeeper&) = delete;
 
+    // Gives what is still to be done one last try, and until the deadline to succeed. False when the
+    // thread had to be left behind.
+    bool stop(Deadline deadline);
+
+private:
+    friend class KeptFile;
+    struct Place;
+    struct State;
+
+    const std::shared_ptr<State> m_state; // the thread's as well
+    LibraryReference m_library;
+    std::thread m_thread; // guarded by the state's mutex
+};
+
+// One of the files of a keeper, which outlives it.
+class KeptFile final
+{
+public:
+    KeptFile(FileKeeper& keeper, std::string path, std::size_t mostBytes);
+    KeptFile(const KeptFile&) = delete;
+    KeptFile& operator=(const KeptFile&) = delete;
+
     // Orders the file to be read. False, and nothing is ordered, when the system gives no thread or after
-    // stop().
+    // the keeper's stop().
     [[nodiscard]] bool read();
     // Waits until the last order to read was carried out. False when it is not until then.
-    bool awaitText(Deadline deadline);
+    bool awaitText(FileKeeper::Deadline deadline);
     // What was read, once; empty when there is no such file, and with the error when it cannot be read.
     // Nothing while it is not there.
     std::optional<FileText> takeText();
@@ -55,16 +79,10 @@ public:
     // Orders any other work on the file. False as for read().
     [[nodiscard]] bool carryOut(Work work);
 
-    // Gives what is still to be done one last try, and until the deadline to succeed. False when the
-    // thread had to be left behind.
-    bool stop(Deadline deadline);
-
 private:
-    struct State;
-
-    const std::shared_ptr<State> m_state; // the thread's as well
-    LibraryReference m_library;
-    std::thread m_thread; // guarded by the state's mutex
+    FileKeeper& m_keeper;
+    const std::shared_ptr<const FileKeeper::Place> m_place;
+    const std::size_t m_index; // among the keeper's files
 };
 
 } // namespace tarn

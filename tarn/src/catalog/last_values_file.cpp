@@ -142,8 +142,8 @@ bool LastValuesFile::State::tend()
     return true;
 }
 
-LastValuesFile::LastValuesFile(std::string path)
-    : m_state(std::make_shared<State>(std::move(path))), m_file(m_state->path, kLargestFile)
+LastValuesFile::LastValuesFile(FileKeeper& keeper, std::string path)
+    : m_state(std::make_shared<State>(std::move(path))), m_file(keeper, m_state->path, kLargestFile)
 {
 }
 
@@ -189,9 +189,9 @@ bool LastValuesFile::save(std::vector<Answer> answers, std::set<std::uint32_t> f
     return order();
 }
 
-void LastValuesFile::stop(FileKeeper::Deadline deadline)
+void LastValuesFile::abandon()
 {
-    m_state->isOver = !m_file.stop(deadline);
+    m_state->isOver = true;
 }
 
 } // namespace tarn::catalog

@@ -29,7 +29,7 @@ struct RememberedValue
 };
 
 // LastValuesFile is the file of last values. Everything that takes time, reading, merging and writing, is
-// done in the thread of its FileKeeper.
+// done in the thread of the FileKeeper.
 //
 // Invariants
 //  (1) What is saved is added to what the file holds at that moment: of each printer the newer value stays,
@@ -37,13 +37,12 @@ struct RememberedValue
 //  (2) A file that cannot be read is not replaced. One that is damaged is, by what of it can be understood.
 //      Either is said on standard error, once.
 //  (3) What was remembered is what the file held when it was first read.
-// Threading: any thread, but stop() is the owner's. No function waits for the file system, except stop()
-// until its deadline.
+// Threading: any thread. No function waits for the file system.
 class LastValuesFile final
 {
 public:
-    // An empty path: nothing is remembered.
-    explicit LastValuesFile(std::string path);
+    // An empty path: nothing is remembered. The keeper outlives it.
+    LastValuesFile(FileKeeper& keeper, std::string path);
     bool hasPlace() const;
 
     // Nothing as long as the file has not been read, which the first call orders.
@@ -51,7 +50,8 @@ public:
     // Orders the answers to be saved in the place of those of an earlier order, and the addresses to be forgotten
     // beside its. False: the system gives no thread.
     [[nodiscard]] bool save(std::vector<Answer> answers, std::set<std::uint32_t> forgotten);
-    void stop(FileKeeper::Deadline deadline);
+    // After the keeper has left its thread behind: nothing is said any more.
+    void abandon();
 
 private:
     struct State;
@@ -59,7 +59,7 @@ private:
     bool order();
 
     const std::shared_ptr<State> m_state; // the thread's as well
-    FileKeeper m_file;
+    KeptFile m_file;
 };
 
 } // namespace tarn::catalog

@@ -32,13 +32,25 @@ FileKeeper::Deadline now()
     return std::chrono::steady_clock::now();
 }
 
+// One file, and its keeper.
+class OneFile final
+{
+public:
+    OneFile(std::string path, Milliseconds retry) : m_keeper(retry), m_file(m_keeper, std::move(path), 1000)
+    {
+    }
+    KeptFile* operator->() { return &m_file; }
+    bool stop(FileKeeper::Deadline deadline) { return m_keeper.stop(deadline); }
+
+private:
+    FileKeeper m_keeper;
+    KeptFile m_file;
+};
+
 class FileKeeperTest : public testing::Test
 {
 protected:
-    FileKeeper keeper(Milliseconds retry = FileKeeper::kFirstRetry)
-    {
-        return {scratch.path("dir/file"), 1000, retry};
-    }
+    OneFile keeper(Milliseconds retry = FileKeeper::kFirstRetry) { return {scratch.path("dir/file"), retry}; }
     std::size_t entries() const
     {
         return static_cast<std::size_t>(
@@ -50,19 +62,19 @@ protected:
 
 TEST_F(FileKeeperTest, HandsOverWhatIsThereOnceAndAnAbsentFileAsAnEmptyOne)
 {
-    FileKeeper files = keeper();
-    EXPECT_FALSE(files.takeText().has_value()); // nobody ordered it
-    ASSERT_TRUE(files.read());
-    ASSERT_TRUE(files.awaitText(inAMinute()));
-    const std::optional<FileText> absent = files.takeText();
+    OneFile files = keeper();
+    EXPECT_FALSE(files->takeText().has_value()); // nobody ordered it
+    ASSERT_TRUE(files->read());
+    ASSERT_TRUE(files->awaitText(inAMinute()));
+    const std::optional<FileText> absent = files->takeText();
     ASSERT_TRUE(absent.has_value());
     EXPECT_EQ(absent->error, ReadError::Absent);
     EXPECT_EQ(absent->text, "");
-    EXPECT_FALSE(files.takeText().has_value());
+    EXPECT_FALSE(files->takeText().has_value());
     scratch.write("dir/file", "text");
-    ASSERT_TRUE(files.read());
-    ASSERT_TRUE(files.awaitText(inAMinute()));
-    const std::optional<FileText> there = files.takeText();
+    ASSERT_TRUE(files->read());
+    ASSERT_TRUE(files->awaitText(inAMinute()));
+    const std::optional<FileText> there = files->takeText();
     ASSERT_TRUE(there.has_value());
     EXPECT_EQ(there->error, ReadError::None);
     EXPECT_EQ(there->text, "text");
@@ -71,38 +83,38 @@ TEST_F(FileKeeperTest, HandsOverWhatIsThereOnceAndAnAbsentFileAsAnEmptyOne)
 TEST_F(FileKeeperTest, FileThatCannotBeReadNowIsNotAnEmptyOne)
 {
     scratch.write("dir/file", "text");
-    FileKeeper files = keeper();
+    OneFile files = keeper();
     {
         const test::NoDescriptors none;
-        ASSERT_TRUE(files.read());
-        ASSERT_TRUE(files.awaitText(inAMinute()));
+        ASSERT_TRUE(files->read());
+        ASSERT_TRUE(files->awaitText(inAMinute()));
     }
-    const std::optional<FileText> file = files.takeText();
+    const std::optional<FileText> file = files->takeText();
     ASSERT_TRUE(file.has_value());
     EXPECT_EQ(file->error, ReadError::Unreadable);
 }
 
 TEST_F(FileKeeperTest, NobodyWaitsForWhatAnotherHasTaken)
 {
-    FileKeeper files = keeper();
-    ASSERT_TRUE(files.read());
-    ASSERT_TRUE(eventually([&] { return files.takeText().has_value(); }));
-    EXPECT_TRUE(files.awaitText(inAMinute()));
+    OneFile files = keeper();
+    ASSERT_TRUE(files->read());
+    ASSERT_TRUE(eventually([&] { return files->takeText().has_value(); }));
+    EXPECT_TRUE(files->awaitText(inAMinute()));
 }
 
 TEST_F(FileKeeperTest, OneThreadServesFromTheFirstOrderUntilStop)
 {
-    FileKeeper files = keeper();
+    OneFile files = keeper();
     EXPECT_EQ(kel_test::ownThreads("tarn-files"), 0);
     for (const char* text : {"one", "two"}) {
-        ASSERT_TRUE(files.replace(text));
+        ASSERT_TRUE(files->replace(text));
         EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == text; }));
         EXPECT_EQ(kel_test::ownThreads("tarn-files"), 1);
     }
     std::atomic<pid_t> first{0};
     std::atomic<pid_t> second{0};
     for (std::atomic<pid_t>* const thread : {&first, &second}) {
-        ASSERT_TRUE(files.carryOut([thread] {
+        ASSERT_TRUE(files->carryOut([thread] {
             *thread = ::gettid();
             return true;
         }));
@@ -113,28 +125,68 @@ TEST_F(FileKeeperTest, OneThreadServesFromTheFirstOrderUntilStop)
     EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 0; }));
 }
 
+TEST_F(FileKeeperTest, FilesOfOneKeeperShareItsThreadAndEachHasItsOwnOrders)
+{
+    scratch.write("dir/second", "there");
+    FileKeeper both;
+    KeptFile first(both, scratch.path("dir/first"), 1000);
+    KeptFile second(both, scratch.path("dir/second"), 1000);
+    ASSERT_TRUE(first.replace("one"));
+    ASSERT_TRUE(second.read());
+    ASSERT_TRUE(second.awaitText(inAMinute()));
+    EXPECT_FALSE(first.awaitText(now()));
+    EXPECT_EQ(second.takeText()->text, "there");
+    ASSERT_TRUE(second.replace("two"));
+    EXPECT_TRUE(eventually(
+        [&] { return scratch.read("dir/first") == "one" && scratch.read("dir/second") == "two"; }));
+    EXPECT_EQ(kel_test::ownThreads("tarn-files"), 1);
+    EXPECT_TRUE(both.stop(inAMinute()));
+    EXPECT_FALSE(first.replace("later"));
+    EXPECT_FALSE(second.read());
+}
+
+TEST_F(FileKeeperTest, AFileThatIsTriedAgainLaterHoldsNoOtherUp)
+{
+    FileKeeper both(std::chrono::hours(1));
+    KeptFile hopeless(both, scratch.path("dir/hopeless"), 1000);
+    KeptFile other(both, scratch.path("dir/file"), 1000);
+    std::atomic<int> tries{0};
+    ASSERT_TRUE(hopeless.carryOut([&tries] {
+        ++tries;
+        return false;
+    }));
+    ASSERT_TRUE(eventually([&] { return tries == 1; }));
+    ASSERT_TRUE(other.read());
+    EXPECT_TRUE(other.awaitText(inAMinute()));
+    ASSERT_TRUE(other.replace("text"));
+    EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "text"; }));
+    EXPECT_EQ(tries, 1);
+    EXPECT_TRUE(both.stop(inAMinute()));
+    EXPECT_EQ(tries, 2); // the last one
+}
+
 TEST_F(FileKeeperTest, StopWaitsForWhatIsStillToBeWrittenAndThenNothingIsTaken)
 {
-    FileKeeper files = keeper();
-    ASSERT_TRUE(files.replace("last"));
+    OneFile files = keeper();
+    ASSERT_TRUE(files->replace("last"));
     EXPECT_TRUE(files.stop(inAMinute()));
     EXPECT_EQ(scratch.read("dir/file"), "last");
-    EXPECT_FALSE(files.replace("later"));
-    EXPECT_FALSE(files.read());
-    EXPECT_FALSE(files.awaitText(inAMinute()));
+    EXPECT_FALSE(files->replace("later"));
+    EXPECT_FALSE(files->read());
+    EXPECT_FALSE(files->awaitText(inAMinute()));
     EXPECT_TRUE(files.stop(inAMinute()));
 }
 
 TEST_F(FileKeeperTest, StalledFileSystemHoldsNobodyUp)
 {
     test::StalledRename stall;
-    FileKeeper files = keeper();
-    ASSERT_TRUE(files.replace("one"));
+    OneFile files = keeper();
+    ASSERT_TRUE(files->replace("one"));
     ASSERT_TRUE(stall.awaitVictim());
-    EXPECT_TRUE(files.replace("two")); // these return, though nothing is written
-    EXPECT_TRUE(files.replace("three"));
-    EXPECT_TRUE(files.read());
-    EXPECT_FALSE(files.awaitText(now()));
+    EXPECT_TRUE(files->replace("two")); // these return, though nothing is written
+    EXPECT_TRUE(files->replace("three"));
+    EXPECT_TRUE(files->read());
+    EXPECT_FALSE(files->awaitText(now()));
     stall.release();
     EXPECT_TRUE(files.stop(inAMinute()));
     EXPECT_EQ(scratch.read("dir/file"), "three");
@@ -145,8 +197,8 @@ TEST_F(FileKeeperTest, ThreadThatIsHeldUpIsLeftBehindAndFinishesOnItsOwn)
 {
     test::StalledRename stall;
     {
-        FileKeeper files = keeper();
-        ASSERT_TRUE(files.replace("late"));
+        OneFile files = keeper();
+        ASSERT_TRUE(files->replace("late"));
         ASSERT_TRUE(stall.awaitVictim());
         EXPECT_FALSE(files.stop(now()));
         EXPECT_FALSE(files.stop(now()));
@@ -160,8 +212,8 @@ TEST_F(FileKeeperTest, ThreadThatIsHeldUpIsLeftBehindAndFinishesOnItsOwn)
 TEST_F(FileKeeperTest, WhatCouldNotBeWrittenIsTriedAgainUntilItIs)
 {
     scratch.write("dir", "a file where the directory should be");
-    FileKeeper files = keeper(Milliseconds(1));
-    ASSERT_TRUE(files.replace("text"));
+    OneFile files = keeper(Milliseconds(1));
+    ASSERT_TRUE(files->replace("text"));
     EXPECT_TRUE(eventually([] { return kel_test::ownThreads("tarn-files") == 1; }));
     std::filesystem::remove(scratch.path("dir"));
     EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "text"; }));
@@ -171,16 +223,16 @@ TEST_F(FileKeeperTest, WhatCouldNotBeWrittenIsTriedAgainUntilItIs)
 TEST_F(FileKeeperTest, ANewerTextDoesNotWaitForTheNextTryOfAnOlderOneAndStopDoesNeither)
 {
     scratch.write("dir", "a file where the directory should be");
-    FileKeeper files = keeper(std::chrono::hours(1));
-    ASSERT_TRUE(files.replace("old"));
+    OneFile files = keeper(std::chrono::hours(1));
+    ASSERT_TRUE(files->replace("old"));
     // Time to fail in; on a machine that needs longer the test shows less.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     std::filesystem::remove(scratch.path("dir"));
-    ASSERT_TRUE(files.replace("new"));
+    ASSERT_TRUE(files->replace("new"));
     EXPECT_TRUE(eventually([&] { return scratch.read("dir/file") == "new"; }));
     std::filesystem::remove_all(scratch.path("dir"));
     scratch.write("dir", "a file again");
-    ASSERT_TRUE(files.replace("last"));
+    ASSERT_TRUE(files->replace("last"));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     std::filesystem::remove(scratch.path("dir"));
     EXPECT_TRUE(files.stop(inAMinute()));
@@ -199,11 +251,11 @@ TEST_F(FileKeeperTest, LeftoversOfKilledWritersGoAtTheNextWriteAndThoseOfLiveOne
     ASSERT_EQ(::mkfifo(scratch.path("dir/file.tmp.aFifo1").c_str(), 0600), 0);
     const int live = ::open(scratch.path("dir/file.tmp.Live12").c_str(), O_WRONLY | O_CLOEXEC);
     ASSERT_EQ(::flock(live, LOCK_EX | LOCK_NB), 0);
-    FileKeeper files = keeper();
-    ASSERT_TRUE(files.read());
-    ASSERT_TRUE(files.awaitText(inAMinute()));
+    OneFile files = keeper();
+    ASSERT_TRUE(files->read());
+    ASSERT_TRUE(files->awaitText(inAMinute()));
     EXPECT_EQ(entries(), 9U); // who only reads removes nothing
-    ASSERT_TRUE(files.replace("new"));
+    ASSERT_TRUE(files->replace("new"));
     ASSERT_TRUE(files.stop(inAMinute()));
     EXPECT_EQ(scratch.read("dir/file"), "new");
     EXPECT_FALSE(std::filesystem::exists(scratch.path("dir/file.tmp.Ab12Cd")));

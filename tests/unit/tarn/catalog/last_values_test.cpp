@@ -249,15 +249,28 @@ TEST(LastValues, AreKeptInTheStateDirectory)
     EXPECT_EQ(LastValues::defaultPath(), "");
 }
 
+// A file of last values, and its keeper.
+class KeptValues final
+{
+public:
+    explicit KeptValues(const std::string& path) : m_file(m_keeper, path) {}
+    LastValuesFile* operator->() { return &m_file; }
+    void stop() { EXPECT_TRUE(m_keeper.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1))); }
+
+private:
+    FileKeeper m_keeper;
+    LastValuesFile m_file;
+};
+
 class LastValuesFileTest : public testing::Test
 {
 protected:
     // What one life of a process adds.
     void save(std::uint32_t address, const std::string& model, std::set<std::uint32_t> forgotten = {}) const
     {
-        LastValuesFile file(path);
-        EXPECT_TRUE(file.save({{address, Milliseconds(0), said(model)}}, std::move(forgotten)));
-        file.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1));
+        KeptValues file(path);
+        EXPECT_TRUE(file->save({{address, Milliseconds(0), said(model)}}, std::move(forgotten)));
+        file.stop();
     }
     static std::shared_ptr<const engine::Snapshot> said(const std::string& model)
     {
@@ -265,10 +278,10 @@ protected:
     }
     LastValues inFile() const { return parsed(scratch.read("state/tarn/last-values.jsonl")); }
     // Nothing when it is not there, which it is not at once.
-    static std::optional<RememberedValue> awaited(LastValuesFile& file, std::uint32_t address, TimePoint now)
+    static std::optional<RememberedValue> awaited(KeptValues& file, std::uint32_t address, TimePoint now)
     {
         std::optional<RememberedValue> value;
-        eventually([&] { return (value = file.find(address, now)).has_value(); });
+        eventually([&] { return (value = file->find(address, now)).has_value(); });
         return value;
     }
     static unsigned modeOf(const std::string& path)
@@ -287,16 +300,16 @@ protected:
 TEST_F(LastValuesFileTest, ASavedValueIsFoundInTheNextLifeAndGrowsOlder)
 {
     save(1, "laser");
-    LastValuesFile next(path);
+    KeptValues next(path);
     const TimePoint begin{Milliseconds(5000)};
     const std::optional<RememberedValue> value = awaited(next, 1, begin);
     ASSERT_TRUE(value.has_value());
     EXPECT_EQ(value->status.unpacked().model, "laser");
     EXPECT_EQ(value->source, Source::Snmp);
     EXPECT_GE(value->age.count(), 0);
-    const std::optional<RememberedValue> later = next.find(1, begin + Milliseconds(60000));
+    const std::optional<RememberedValue> later = next->find(1, begin + Milliseconds(60000));
     EXPECT_EQ(later->age - value->age, Milliseconds(60000));
-    EXPECT_FALSE(next.find(2, begin).has_value());
+    EXPECT_FALSE(next->find(2, begin).has_value());
 }
 
 TEST_F(LastValuesFileTest, OnlyTheUserCanReadIt)
@@ -309,11 +322,11 @@ TEST_F(LastValuesFileTest, OnlyTheUserCanReadIt)
 
 TEST_F(LastValuesFileTest, WhatOthersHaveAddedSinceStaysAndWhoIsForgottenGoes)
 {
-    LastValuesFile first(path);
-    EXPECT_FALSE(first.find(1, TimePoint()).has_value());
+    KeptValues first(path);
+    EXPECT_FALSE(first->find(1, TimePoint()).has_value());
     save(2, "of another process");
-    EXPECT_TRUE(first.save({{1, Milliseconds(0), said("own")}}, {}));
-    first.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1));
+    EXPECT_TRUE(first->save({{1, Milliseconds(0), said("own")}}, {}));
+    first.stop();
     EXPECT_EQ(modelAt(inFile(), 1), "own");
     EXPECT_EQ(modelAt(inFile(), 2), "of another process");
     save(3, "third", {1});
@@ -324,14 +337,14 @@ TEST_F(LastValuesFileTest, WhatOthersHaveAddedSinceStaysAndWhoIsForgottenGoes)
 TEST_F(LastValuesFileTest, WhoIsForgottenGoesThoughTheNextSaveComesBeforeThatIsWritten)
 {
     save(1, "laser");
-    LastValuesFile file(path);
+    KeptValues file(path);
     {
         const FileTurn turn(path);
-        EXPECT_TRUE(file.save({{2, Milliseconds(0), said("waits for its turn")}}, {}));
-        EXPECT_TRUE(file.save({{2, Milliseconds(0), said("never written")}}, {1}));
-        EXPECT_TRUE(file.save({{2, Milliseconds(0), said("last")}}, {}));
+        EXPECT_TRUE(file->save({{2, Milliseconds(0), said("waits for its turn")}}, {}));
+        EXPECT_TRUE(file->save({{2, Milliseconds(0), said("never written")}}, {1}));
+        EXPECT_TRUE(file->save({{2, Milliseconds(0), said("last")}}, {}));
     }
-    file.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1));
+    file.stop();
     EXPECT_EQ(modelAt(inFile(), 1), "none");
     EXPECT_EQ(modelAt(inFile(), 2), "last");
 }
@@ -341,7 +354,7 @@ TEST_F(LastValuesFileTest, AFileFromTheFutureIsNeverOfANegativeAge)
     scratch.write("state/tarn/last-values.jsonl",
                   LastValues().text() +
                       R"({"address":"0.0.0.1","time":99999999999,"source":"sm","status":{}})");
-    LastValuesFile file(path);
+    KeptValues file(path);
     const std::optional<RememberedValue> value = awaited(file, 1, TimePoint());
     ASSERT_TRUE(value.has_value());
     EXPECT_EQ(value->age.count(), 0);
@@ -370,7 +383,7 @@ TEST_F(LastValuesFileTest, OneOfSomebodyElseIsReadAndNotReplaced)
     ASSERT_EQ(::stat(path.c_str(), &file), 0);
     EXPECT_EQ(file.st_uid, 65534u);
     EXPECT_EQ(scratch.read("state/tarn/last-values.jsonl"), theirs.text());
-    LastValuesFile reader(path);
+    KeptValues reader(path);
     EXPECT_TRUE(awaited(reader, 1, TimePoint()).has_value());
 }
 
@@ -381,10 +394,10 @@ TEST_F(LastValuesFileTest, ADamagedOneCostsOneLineAndIsReplacedByWhatIsUnderstoo
                       R"({"address":"0.0.0.2","time":5,"source":"sm","status":{"model":"old"}})" + "\n");
     testing::internal::CaptureStderr();
     {
-        LastValuesFile file(path);
+        KeptValues file(path);
         EXPECT_EQ(awaited(file, 2, TimePoint())->status.unpacked().model, "old");
-        EXPECT_TRUE(file.save({{1, Milliseconds(0), said("new")}}, {}));
-        file.stop(std::chrono::steady_clock::now() + std::chrono::minutes(1));
+        EXPECT_TRUE(file->save({{1, Milliseconds(0), said("new")}}, {}));
+        file.stop();
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "tarn: " + path + ": line 2 says nothing of a printer\n");
@@ -412,9 +425,9 @@ TEST_F(LastValuesFileTest, OneThatCannotBeReadIsLeftAlone)
 
 TEST_F(LastValuesFileTest, WithoutAPlaceNothingIsKept)
 {
-    LastValuesFile file("");
-    EXPECT_FALSE(file.find(1, TimePoint()).has_value());
-    EXPECT_TRUE(file.save({{1, Milliseconds(0), said("x")}}, {}));
+    KeptValues file("");
+    EXPECT_FALSE(file->find(1, TimePoint()).has_value());
+    EXPECT_TRUE(file->save({{1, Milliseconds(0), said("x")}}, {}));
 }
 
 TEST_F(LastValuesFileTest, AProcessThatHangsInItsTurnHoldsNobodyUpForLong)
