@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using tarn::catalog::LastValues;
     LastValues values;
     std::string complaint;
-    values.parse(std::string_view(reinterpret_cast<const char*>(data), size), complaint);
+    (void)values.parse(std::string_view(reinterpret_cast<const char*>(data), size), complaint);
     const std::string text = values.text();
     if (values.size() > LastValues::kMostPrinters || text.size() > LastValues::kLargestText ||
         !tarn::device::isValidUtf8(text)) {
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     LastValues again;
     complaint.clear();
-    again.parse(text, complaint);
+    (void)again.parse(text, complaint);
     if (!complaint.empty() || again.text() != text) {
         std::abort();
     }

@@ -26,10 +26,11 @@ std::string_view takeLine(std::string_view& text)
     return line;
 }
 
-bool isHeader(std::string_view line)
+// The format that the first line tells; 0 where it is none of ours.
+int formatOf(std::string_view line)
 {
     const std::optional<Json::Value> head = parseJson(line, LastValues::kLargestLine);
-    return head && head->isObject() && (*head)["format"] == Json::Value(kFormat);
+    return head && head->isObject() && (*head)["format"].isInt() ? (*head)["format"].asInt() : 0;
 }
 
 engine::Source sourceOf(const std::string& name)
@@ -71,11 +72,16 @@ std::vector<std::uint32_t> byTime(const std::map<std::uint32_t, LastValue>& valu
 
 } // namespace
 
-void LastValues::parse(std::string_view text, std::string& complaint)
+bool LastValues::parse(std::string_view text, std::string& complaint)
 {
-    if (text.size() > kLargestText || !isHeader(takeLine(text))) {
+    const int format = text.size() > kLargestText ? 0 : formatOf(takeLine(text));
+    if (format > kFormat) {
+        complaint = "is of a later version: no last values of printers are kept";
+        return false;
+    }
+    if (format != kFormat) {
         complaint = "is no list of last values";
-        return;
+        return true;
     }
     for (int number = 2; !text.empty(); ++number) {
         if (!parseLine(takeLine(text)) && complaint.empty()) {
@@ -83,6 +89,7 @@ void LastValues::parse(std::string_view text, std::string& complaint)
         }
     }
     keepToMost();
+    return true;
 }
 
 bool LastValues::parseLine(std::string_view line)

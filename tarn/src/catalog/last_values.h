@@ -38,8 +38,8 @@ public:
     static constexpr std::size_t kLargestLine = 64u << 10;
 
     // Adds what the text says of addresses of which it knows more than is known. What is damaged is left out;
-    // complaint then says where.
-    void parse(std::string_view text, std::string& complaint);
+    // complaint then says where. False: a later version wrote it, in a format that is not known here.
+    [[nodiscard]] bool parse(std::string_view text, std::string& complaint);
     // Where a newer value is known that stays, unless it seemed to be from the future.
     void take(std::map<std::uint32_t, LastValue>&& values, UnixTime now);
     void forget(std::uint32_t address) { m_values.erase(address); }

@@ -76,17 +76,19 @@ LastValuesFile::State::Reading LastValuesFile::State::read(LastValues& found)
         return Reading::Later;
     }
     std::string complaint;
+    bool isOfLaterVersion = false;
     if (file.error == ReadError::Unreadable) {
         complaint = "cannot be read: no last values of printers are kept";
     } else if (file.error == ReadError::None) {
-        found.parse(file.text, complaint);
+        isOfLaterVersion = !found.parse(file.text, complaint);
     }
     if (!complaint.empty()) {
         complain(complaint);
     }
     // Root must not put a file of its own in the place of a user's.
     const bool isOurs = file.error == ReadError::Absent || file.owner == ::geteuid();
-    return file.error == ReadError::Unreadable || !isOurs ? Reading::Refused : Reading::Done;
+    const bool isReplaced = file.error != ReadError::Unreadable && !isOfLaterVersion && isOurs;
+    return isReplaced ? Reading::Done : Reading::Refused;
 }
 
 void LastValuesFile::State::merge(LastValues& found, const Save& save, UnixTime now) const

@@ -34,7 +34,7 @@ struct RememberedValue
 // Invariants
 //  (1) What is saved is added to what the file holds at that moment: of each printer the newer value stays,
 //      whichever process wrote it.
-//  (2) A file that cannot be read is not replaced. One that is damaged is, by what of it can be understood.
+//  (2) A file that cannot be read, or that a later version wrote, is not replaced. One that is damaged is, by what of it can be understood.
 //      Either is said on standard error, once.
 //  (3) What was remembered is what the file held when it was first read.
 // Threading: any thread. No function waits for the file system.

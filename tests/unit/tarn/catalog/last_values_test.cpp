@@ -55,7 +55,7 @@ LastValues parsed(const std::string& text, std::string* complaint = nullptr)
 {
     LastValues values;
     std::string said;
-    values.parse(text, said);
+    EXPECT_TRUE(values.parse(text, said));
     if (complaint != nullptr) {
         *complaint = said;
     } else {
@@ -229,8 +229,9 @@ TEST(LastValues, ALineThatIsDamagedCostsItselfAndIsNamed)
 TEST(LastValues, AnotherFileIsNone)
 {
     for (const std::string& text :
-         {std::string(), std::string("text"), std::string("\0\0", 2), std::string("{\"format\":2}\n"),
-          std::string(100'000, '['), LastValues().text() + std::string(LastValues::kLargestText, '\n')}) {
+         {std::string(), std::string("text"), std::string("\0\0", 2), std::string("{\"format\":0}\n"),
+          std::string("{\"format\":\"1\"}\n"), std::string(100'000, '['),
+          LastValues().text() + std::string(LastValues::kLargestText, '\n')}) {
         std::string complaint;
         EXPECT_EQ(parsed(text, &complaint).size(), 0u);
         EXPECT_EQ(complaint, "is no list of last values") << text.substr(0, 40);
@@ -421,6 +422,17 @@ TEST_F(LastValuesFileTest, OneThatCannotBeReadIsLeftAlone)
     save(1, "laser");
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(std::filesystem::file_size(path), (64u << 20) + 1);
+}
+
+TEST_F(LastValuesFileTest, OneOfALaterVersionIsLeftAlone)
+{
+    const std::string theirs = "{\"format\":2}\n{\"printers\":\"otherwise\"}\n";
+    scratch.write("state/tarn/last-values.jsonl", theirs);
+    testing::internal::CaptureStderr();
+    save(1, "laser");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "tarn: " + path + ": is of a later version: no last values of printers are kept\n");
+    EXPECT_EQ(scratch.read("state/tarn/last-values.jsonl"), theirs);
 }
 
 TEST_F(LastValuesFileTest, WithoutAPlaceNothingIsKept)
