@@ -16,12 +16,15 @@ namespace tarn {
 //  (2) descriptor() is readable when there is something to take, and from close() on.
 //  (3) After close() nothing is taken in; what was there can still be taken.
 //  (4) Where nothing else is put, what was announced by expect() is put without memory being taken.
+//  (5) Room for more than kMostKept values is given back by the take() after the one that emptied it.
 // Threading: open() before other threads see the object; take() and the waiting by the one that receives; the
 // others from any thread. T is moved, and never destroyed under the lock by take().
 template <typename T>
 class Inbox final
 {
 public:
+    static constexpr std::size_t kMostKept = 256;
+
     // False when the system gives no descriptor; may be called again. See WakeupFd::open().
     [[nodiscard]] bool open() { return m_wakeup.open(); }
     // Constant once open, -1 before.
@@ -61,11 +64,14 @@ public:
         }
     }
 
-    // Exchanges all that there is for out, whose values go and whose memory is used again. False when the
-    // inbox is closed. Throws without memory for what is expected: nothing is taken then.
+    // Exchanges all that there is for out, whose values go and whose memory is used again, see (5). False when
+    // the inbox is closed. Throws without memory for what is expected: nothing is taken then.
     bool take(std::vector<T>& out) TARN_EXCLUDES(m_mutex)
     {
         out.clear();
+        if (out.capacity() > kMostKept) { // a list of ten thousand printers comes once
+            std::vector<T>().swap(out);
+        }
         const MutexLock lock(m_mutex);
         if (!m_values.empty()) {
             out.reserve(m_expected);

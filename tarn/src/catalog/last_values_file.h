@@ -34,8 +34,8 @@ struct RememberedValue
 // Invariants
 //  (1) What is saved is added to what the file holds at that moment: of each printer the newer value stays,
 //      whichever process wrote it.
-//  (2) A file that cannot be read, or that a later version wrote, is not replaced. One that is damaged is, by what of it can be understood.
-//      Either is said on standard error, once.
+//  (2) A file that cannot be read, or that a later version wrote, is not replaced. One that is damaged
+//      is, by what of it can be understood. Either is said on standard error, once.
 //  (3) What was remembered is what the file held when it was first read.
 // Threading: any thread. No function waits for the file system.
 class LastValuesFile final
@@ -47,8 +47,8 @@ public:
 
     // Nothing as long as the file has not been read, which the first call orders.
     std::optional<RememberedValue> find(std::uint32_t address, TimePoint now);
-    // Orders the answers to be saved in the place of those of an earlier order, and the addresses to be forgotten
-    // beside its. False: the system gives no thread.
+    // Orders the answers to be saved in the place of those of an earlier order, and the addresses to be
+    // forgotten beside its. False: the system gives no thread.
     [[nodiscard]] bool save(std::vector<Answer> answers, std::set<std::uint32_t> forgotten);
     // After the keeper has left its thread behind: nothing is said any more.
     void abandon();

@@ -28,7 +28,8 @@ public:
 //
 // Invariants
 //  (1) Back-ends are touched by the engine's thread only, from start() to stop().
-//  (2) What other threads order wakes it at once, unless it lacks the memory for what was ordered before; answers and deadlines may gather for WakeupLimiter::kPause.
+//  (2) What other threads order wakes it at once, unless it lacks the memory for what was ordered before;
+//      answers and deadlines may gather for WakeupLimiter::kPause.
 //  (3) Orders of one thread are carried out in the order given; watch, unwatch and wake never wait.
 //  (4) After stop() no thread of the engine runs, and no target is watched.
 //  (5) No exception leaves the thread. Who threw, for lack of memory, is tried again kAfterFailure later, an

@@ -96,6 +96,28 @@ TEST(Inbox, ClosedTakesNothingInStaysReadableAndGivesWhatWasThere)
 
 // A receiver that only looks when the descriptor says so gets everything of everybody, each sender's in
 // order.
+TEST(Inbox, RoomForManyIsGivenBackWhenTheyWereTaken)
+{
+    Inbox<int> inbox;
+    ASSERT_TRUE(inbox.open());
+    std::vector<int> taken;
+    for (int round = 0; round < 2; ++round) { // both vectors have been in the inbox
+        for (int i = 0; i < 10'000; ++i) {
+            inbox.put(i);
+        }
+        ASSERT_TRUE(inbox.take(taken));
+        ASSERT_EQ(taken.size(), 10'000u);
+    }
+    for (int round = 0; round < 2; ++round) {
+        inbox.put(1);
+        ASSERT_TRUE(inbox.take(taken));
+        EXPECT_EQ(taken, std::vector<int>{1});
+        EXPECT_LE(taken.capacity(), Inbox<int>::kMostKept);
+    }
+    ASSERT_TRUE(inbox.take(taken));
+    EXPECT_TRUE(taken.empty());
+}
+
 TEST(Inbox, LosesNothingBetweenThreads)
 {
     constexpr int kSenders = 4;
