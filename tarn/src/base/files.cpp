@@ -190,7 +190,7 @@ bool removeLeftovers(const std::string& path)
         }
         const std::string leftover = directory + entry->d_name;
         const Descriptor file(::open(leftover.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
-        if (file.get() >= 0 && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        if (::flock(file.get(), LOCK_EX | LOCK_NB) == 0) { // not where it could not be opened
             ::unlink(leftover.c_str());
         }
     }

@@ -15,8 +15,8 @@ LibraryReference::LibraryReference()
 {
     Dl_info info{};
     link_map* map = nullptr;
-    if (::dladdr1(&codeOfOurs, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) == 0 ||
-        map == nullptr) {
+    ::dladdr1(&codeOfOurs, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP);
+    if (map == nullptr) {
         return;
     }
     const bool isTheProgram = map->l_name[0] == '\0';

@@ -9,6 +9,9 @@
 #include <optional>
 #include <thread>
 
+#include "tarn/src/base/immortal.h"
+#include "tarn/src/base/worker_thread.h"
+
 namespace tarn {
 namespace {
 
@@ -213,6 +216,41 @@ TEST_F(ExitHookTest, ForkedChildThatExitsWaitsForNobody)
             ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : kNeverCalled);
         },
         testing::ExitedWithCode(kAsExpected), "");
+}
+
+class SaysThatItEnds final
+{
+public:
+    SaysThatItEnds() = default;
+    ~SaysThatItEnds() { ::_exit(kAsExpected); }
+    SaysThatItEnds(const SaysThatItEnds&) = delete;
+    SaysThatItEnds& operator=(const SaysThatItEnds&) = delete;
+};
+
+class ImmortalTest : public ExitHookTest
+{
+};
+
+TEST_F(ImmortalTest, EndsWithTheProcessWhereNoThreadUsesIt)
+{
+    EXPECT_EXIT(
+        {
+            static const Immortal<SaysThatItEnds> value;
+            std::exit(kNeverCalled);
+        },
+        testing::ExitedWithCode(kAsExpected), "");
+}
+
+TEST_F(ImmortalTest, DoesNotEndWhileAThreadMayUseIt)
+{
+    EXPECT_EXIT(
+        {
+            static const Immortal<SaysThatItEnds> value;
+            std::thread thread = workerThread("immortal", [] { ::pause(); });
+            thread.detach();
+            std::exit(kNeverCalled);
+        },
+        testing::ExitedWithCode(kNeverCalled), "");
 }
 
 } // namespace

@@ -5,9 +5,11 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 
 #include "tarn/src/base/files.h"
 #include "tarn/src/base/wakeup_fd.h"
@@ -16,6 +18,21 @@
 #include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 #include "tests/unit/tarn/support/stalled_rename.h"
+
+namespace {
+
+// What another process does just before the next lock is taken; set while no other thread takes any.
+std::function<void(int)> beforeTheNextLock;
+
+} // namespace
+
+extern "C" int flock(int descriptor, int operation) noexcept
+{
+    if (beforeTheNextLock) {
+        std::exchange(beforeTheNextLock, nullptr)(descriptor);
+    }
+    return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
+}
 
 namespace tarn {
 namespace {
@@ -287,6 +304,20 @@ TEST_F(FileKeeperTest, WriterHoldsALockThatTellsItFromALeftover)
     EXPECT_EQ(entries(), 1U);
 }
 
+void removeFileOf(int descriptor)
+{
+    std::filesystem::remove(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)));
+}
+
+TEST_F(FileKeeperTest, TemporaryFileThatWasRemovedBeforeItsLockWasOnIsBegunAgain)
+{
+    beforeTheNextLock = &removeFileOf;
+    EXPECT_TRUE(replaceFile(scratch.path("dir/file"), "text"));
+    EXPECT_FALSE(beforeTheNextLock);
+    EXPECT_EQ(scratch.read("dir/file"), "text");
+    EXPECT_EQ(entries(), 1U);
+}
+
 // As for a program that was started without standard input.
 class NoStandardInput final
 {
@@ -313,6 +344,9 @@ TEST(DescriptorZero, IsOneLikeAnyOther)
     ASSERT_TRUE(NoStandardInput::isFree());
     EXPECT_TRUE(replaceFile(path, "text"));
     EXPECT_TRUE(NoStandardInput::isFree());
+    beforeTheNextLock = &removeFileOf;
+    EXPECT_TRUE(replaceFile(path, "text"));
+    EXPECT_FALSE(beforeTheNextLock);
     EXPECT_EQ(readFile(path, 100).text, "text");
     EXPECT_TRUE(NoStandardInput::isFree());
     {
