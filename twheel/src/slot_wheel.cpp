@@ -96,8 +96,8 @@ Tick SlotWheel::nextEvent() const
 
 bool SlotWheel::cascade(std::size_t ring, std::size_t& budget)
 {
-    const std::size_t slot = slotOf(ring, m_next);
-    if (!marked(slot) || (m_next & ((Tick{1} << shift(ring)) - 1)) != 0) {
+    const std::size_t slot = slotOf(ring, m_next); // holds something at its first tick only
+    if (!marked(slot)) {
         return true;
     }
     while (!m_slots[slot].empty()) {

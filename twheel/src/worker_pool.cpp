@@ -67,7 +67,6 @@ WorkerPool::WorkerPool(int workers)
 
 WorkerPool::~WorkerPool()
 {
-    stop();
     SchedulerRef::giveBack(m_ref);
 }
 
@@ -108,15 +107,13 @@ void WorkerPool::stop()
     for (std::thread& thread : m_threads) {
         thread.join();
     }
-    m_threads.clear();
     for (bool more = true; more;) {
-        Released released;
+        Released released; // goes after the lock
         MutexLock lock(m_ref.mutex);
         more = m_core.releaseAny(released);
         if (!more) {
             m_ref.core = nullptr;
         }
-        lock.unlock();
     }
 }
 

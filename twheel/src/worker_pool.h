@@ -29,11 +29,12 @@ namespace twheel {
 //      after a slow run, each worker takes one at a time and looks at the clock in between.
 //  (4) Only a slow run makes a worker call others; who is woken by the alarm alone wakes nobody.
 //  (5) A worker allocates nothing.
-// Threading: schedule() from any thread; stop() from any but a worker, not by two at once.
+// Threading: schedule() from any thread; stop() once, from any but a worker.
 class WorkerPool
 {
 public:
     explicit WorkerPool(int workers);
+    // After stop().
     ~WorkerPool();
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;

@@ -80,6 +80,18 @@ TEST(Alarm, aCallNeitherUsesUpNorMovesTheTimeThatIsSet)
     EXPECT_GE(monotonicNow(), at);
 }
 
+TEST(Alarm, whatHasBeenTakenBackWakesNobody)
+{
+    Alarm alarm;
+    alarm.set(1); // has passed
+    alarm.clear();
+    Waiters waiters(alarm, 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(waiters.woken(), 0);
+    alarm.call(1);
+    EXPECT_TRUE(waiters.wakeUp(1));
+}
+
 TEST(Alarm, oneExpiryWakesOne)
 {
     Alarm alarm;
