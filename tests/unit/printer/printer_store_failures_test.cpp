@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <set>
 
 #include "tests/support/open_descriptors.h"
@@ -30,7 +31,8 @@ constexpr int kNever = -1;
 int untilFailure = kNever; // calls that still succeed
 int codeOfFailure = 0;
 bool failsFromThenOn = false;
-std::string failed; // the first one
+std::string failed;  // the first one
+int emptyWrites = 0; // that are still to come
 
 bool failsNow(const char* name)
 {
@@ -83,6 +85,10 @@ ssize_t read(int descriptor, void* data, std::size_t size)
 }
 ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset)
 {
+    if (emptyWrites > 0) {
+        --emptyWrites;
+        return 0;
+    }
     return call<ssize_t>("pwrite", descriptor, data, size, offset);
 }
 int ftruncate(int descriptor, off_t length) noexcept
@@ -200,8 +206,10 @@ TEST_F(StoreFailures, SaveThatFailsAnywhereKeepsTheOldListOrTheNewOneAndTheNextO
             const auto failures = failEachCall(
                 code, fromThenOn, [this] { beginWith(kOld); },
                 [this] { PrinterStore(m_path).save({printer("new")}); },
-                [this, &saved](bool threw) {
+                [&](bool threw) {
                     EXPECT_TRUE(threw || content() == saved) << content();
+                    const bool isOldBack = !fromThenOn && content() != saved;
+                    EXPECT_FALSE(isOldBack && fs::exists(m_path + ".journal"));
                     const std::string kept = names();
                     EXPECT_TRUE(kept == "new;" || (threw && kept == kOld + ";")) << kept;
                     PrinterStore(m_path).save({printer("next")});
@@ -215,6 +223,46 @@ TEST_F(StoreFailures, SaveThatFailsAnywhereKeepsTheOldListOrTheNewOneAndTheNextO
         }
     }
     EXPECT_EQ(kel_test::openDescriptors(), descriptors);
+}
+
+TEST_F(StoreFailures, ListThatIsNotOnDiskIsNotSavedUnlessItsFileSystemNeverSays)
+{
+    for (const auto& [code, failures] : std::map<int, int>{{EIO, 2}, {EINVAL, 0}, {EROFS, 0}}) {
+        int thrown = 0; // for the journal and for the list; that the folder is there is only hoped
+        failEachCall(
+            code, false, [this] { beginWith(kOld); }, [this] { PrinterStore(m_path).save({printer("new")}); },
+            [&thrown](bool threw) { thrown += failed == "fsync" && threw ? 1 : 0; });
+        EXPECT_EQ(thrown, failures) << code;
+    }
+}
+
+TEST_F(StoreFailures, DiskThatTakesNothingAndSaysNothingFailsTheSave)
+{
+    beginWith(kOld);
+    emptyWrites = 2; // of the list before, which may fail, and of the journal
+    EXPECT_THROW(PrinterStore(m_path).save({}), fs::filesystem_error);
+    EXPECT_EQ(emptyWrites, 0);
+    EXPECT_EQ(names(), kOld + ";");
+}
+
+// Though what has been read of it looks like a whole one.
+TEST_F(StoreFailures, ListThatCannotBeReadToItsEndIsEmpty)
+{
+    beginWith("first");
+    const std::string begin = content();
+    std::ofstream(m_path) << begin << std::string(std::size_t{1} << 16, ' ');
+    std::string loaded;
+    int failures = 0;
+    failEachCall(
+        EIO, false, [] {}, [&] { loaded = names(); },
+        [&](bool threw) {
+            EXPECT_FALSE(threw);
+            if (failed == "read") {
+                ++failures;
+                EXPECT_EQ(loaded, "");
+            }
+        });
+    EXPECT_GE(failures, 2);
 }
 
 TEST_F(StoreFailures, LoadThatCannotCompleteAnInterruptedSaveLeavesThatToTheNext)

@@ -487,6 +487,25 @@ TEST_F(PrinterStoreTest, SaveAfterAnInterruptedOneTakesItsPlace)
     save({printer("later")});
     EXPECT_FALSE(fs::exists(journal()));
     EXPECT_EQ(names(), "later;");
+    EXPECT_EQ(readFrom(previous()), text("new")); // which had been saved
+}
+
+TEST_F(PrinterStoreTest, InterruptedSaveIsLeftToAnotherProgramThatHoldsTheLock)
+{
+    save({printer("known")});
+    PrinterStore store(m_path);
+    store.load();
+    write("[{");
+    writeTo(journal(), text("new"));
+    const int other = ::open(lockPath().c_str(), O_RDWR);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    store.load();
+    EXPECT_EQ(read(), "[{");
+    EXPECT_TRUE(fs::exists(journal()));
+    ::close(other);
+    ASSERT_THAT(store.load(), SizeIs(1));
+    EXPECT_EQ(store.load()[0].printerName, "new");
+    EXPECT_FALSE(fs::exists(journal()));
 }
 
 TEST_F(PrinterStoreTest, JournalNameTakenByADirectoryDoesNotHinderSaving)
@@ -543,6 +562,23 @@ TEST_F(PrinterStoreTest, ReadOnlyDirectoryIsNoReasonNotToSave)
     save({printer("new")});
     EXPECT_EQ(read(), text("new"));
     EXPECT_EQ(names(), "new;");
+}
+
+// Number 0 is a descriptor like any other where nobody has it for standard input.
+TEST_F(PrinterStoreTest, NoDescriptorIsLeftBehindWithoutAStandardInput)
+{
+    const int input = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    ::close(STDIN_FILENO);
+    const int before = kel_test::openDescriptors();
+    save({printer("one")});
+    save({printer("two")});
+    EXPECT_EQ(names(), "two;");
+    EXPECT_EQ(kel_test::openDescriptors(), before);
+    EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1);
+    if (input >= 0) {
+        ::dup2(input, STDIN_FILENO);
+        ::close(input);
+    }
 }
 
 TEST_F(PrinterStoreTest, NoDescriptorIsLeftBehind)

@@ -4,8 +4,12 @@
 
 #include <QCoreApplication>
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
+#include <thread>
 
 #include "printer/printer_context.h"
 #include "printer/printer_documents.h"
@@ -146,6 +150,35 @@ TEST_F(TarnLibrary, UnloadStopsClosesAndForgetsTheLibraryButNotThatItWasLoaded)
     EXPECT_EQ(tarnEntryTable.openPrinter, nullptr);
     EXPECT_EQ(tarnEntryTable.setPrinterList, nullptr);
     EXPECT_EQ(tarnEntryTable.getVersion, nullptr);
+}
+
+TEST_F(TarnLibrary, UnloadedLibraryIsGivenBackToTheSystem)
+{
+    // One of its own: the other is in the hands of the tests.
+    std::string dir = testing::TempDir() + "kel-tarn-XXXXXX";
+    ASSERT_NE(::mkdtemp(dir.data()), nullptr);
+    const std::string path = dir + "/libtarn.so";
+    std::ofstream(path, std::ios::binary)
+        << std::ifstream(scriptedTarnDir() + "/libtarn.so", std::ios::binary).rdbuf();
+    ASSERT_TRUE(loadTarnLibrary(dir));
+    unloadTarnLibrary();
+    EXPECT_EQ(dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD), nullptr);
+    ::unlink(path.c_str());
+    ::rmdir(dir.c_str());
+}
+
+TEST_F(TarnLibrary, WhoHasATurnHasTheLibraryAlone)
+{
+    for (const TarnTurn::Who who : {TarnTurn::Who::Poll, TarnTurn::Who::Registry}) {
+        const TarnTurn turn(who);
+        std::thread([] {
+            const bool isFree = tarnEntryTable.mutex.try_lock();
+            EXPECT_FALSE(isFree);
+            if (isFree) {
+                tarnEntryTable.mutex.unlock();
+            }
+        }).join();
+    }
 }
 
 TEST_F(TarnLibrary, NobodyReachesTheLibraryAfterUnloading)

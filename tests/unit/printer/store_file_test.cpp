@@ -1,0 +1,71 @@
+#include "printer/store_file.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+using morvik::kel::StoreFile;
+
+namespace {
+
+class StoreFileTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_path = testing::TempDir() + "kel-store-file-XXXXXX";
+        const int descriptor = ::mkstemp(m_path.data());
+        ASSERT_GE(descriptor, 0);
+        ::close(descriptor);
+    }
+    void TearDown() override { ::unlink(m_path.c_str()); }
+
+    std::string read() const
+    {
+        std::string text = "what was there before";
+        EXPECT_TRUE(StoreFile::open(m_path, O_RDONLY).readAll(text));
+        return text;
+    }
+
+    std::string m_path;
+};
+
+TEST_F(StoreFileTest, ContentIsReplacedByLongerShorterAndNone)
+{
+    const StoreFile file = StoreFile::open(m_path, O_WRONLY);
+    for (const std::string& text :
+         {std::string("a"), std::string(200'000, 'b'), std::string("c"), std::string()}) {
+        ASSERT_TRUE(file.replaceContent(text));
+        EXPECT_EQ(read(), text);
+    }
+    EXPECT_TRUE(file.isEmpty());
+}
+
+// A list of ten thousand printers takes its own length in memory, not twice that.
+TEST_F(StoreFileTest, WhatIsReadTakesNoMoreRoomThanItNeeds)
+{
+    const std::string text(100'000, 'x');
+    ASSERT_TRUE(StoreFile::open(m_path, O_WRONLY).replaceContent(text));
+    EXPECT_EQ(read(), text);
+    EXPECT_LT(read().capacity(), text.size() + 1000);
+}
+
+// Number 0 is a descriptor like any other where nobody has it for standard input.
+TEST_F(StoreFileTest, SyncedDirectoryIsClosedWhateverItsNumber)
+{
+    const int input = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    ::close(STDIN_FILENO);
+    morvik::kel::syncDirectoryOf(m_path);
+    EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1);
+    if (input >= 0) {
+        ::dup2(input, STDIN_FILENO);
+        ::close(input);
+    }
+}
+
+} // namespace
