@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -53,6 +54,28 @@ TEST_F(StoreFileTest, WhatIsReadTakesNoMoreRoomThanItNeeds)
     ASSERT_TRUE(StoreFile::open(m_path, O_WRONLY).replaceContent(text));
     EXPECT_EQ(read(), text);
     EXPECT_LT(read().capacity(), text.size() + 1000);
+}
+
+// Only root may give a file away; to whom it belongs already anybody may.
+TEST_F(StoreFileTest, OwnerAndModeAreThoseOfTheOtherFile)
+{
+    const std::string otherPath = m_path + ".other";
+    const StoreFile file = StoreFile::open(m_path, O_WRONLY);
+    const StoreFile other = StoreFile::open(otherPath, O_WRONLY | O_CREAT, 0600);
+    ASSERT_EQ(::chmod(otherPath.c_str(), 0640), 0);
+    const bool isForeign = ::chown(otherPath.c_str(), 65534, static_cast<gid_t>(-1)) == 0;
+    const uid_t owner = isForeign ? 65534 : ::geteuid();
+    EXPECT_TRUE(file.takeOwnerOf(other));
+    EXPECT_TRUE(file.takeModeOf(other));
+    struct stat data = {};
+    ASSERT_EQ(::stat(m_path.c_str(), &data), 0);
+    EXPECT_EQ(data.st_uid, owner);
+    EXPECT_EQ(data.st_mode & 07777, 0640u);
+    EXPECT_FALSE(file.takeOwnerOf(StoreFile()));
+    EXPECT_FALSE(file.takeModeOf(StoreFile()));
+    EXPECT_FALSE(StoreFile().takeOwnerOf(other));
+    EXPECT_FALSE(StoreFile().takeModeOf(other));
+    ::unlink(otherPath.c_str());
 }
 
 // Number 0 is a descriptor like any other where nobody has it for standard input.

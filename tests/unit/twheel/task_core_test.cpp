@@ -219,6 +219,24 @@ TEST_F(TaskCoreTest, wakesForAFarTaskOnlyAFewTimesOnItsWay)
     EXPECT_LE(wakeUps, 3);
 }
 
+TEST_F(TaskCoreTest, isWholeAfterEachTaskThatIsTakenOutAtTheEnd)
+{
+    int destroyed = 0;
+    for (const Tick expiry : {1000, 1005, 1070, 9000, 900000}) {
+        m_core.schedule(*m_tasks.make(expiry % 2, 0, &destroyed), expiry);
+    }
+    for (int released = 1; released <= 5; ++released) {
+        Released one;
+        EXPECT_TRUE(m_core.releaseAny(one));
+        one = Released();
+        EXPECT_EQ(destroyed, released);
+        EXPECT_EQ(m_core.count(), std::size_t(5 - released));
+        EXPECT_EQ(m_core.nextEvent(), kNever);
+    }
+    Released none;
+    EXPECT_FALSE(m_core.releaseAny(none));
+}
+
 TEST_F(TaskCoreTest, catchesUpWithTheTimeWithoutPassingAnythingOver)
 {
     m_core.schedule(*m_tasks.make(0), 500000);

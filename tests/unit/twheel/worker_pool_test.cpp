@@ -237,6 +237,22 @@ TEST_F(WorkerPoolTest, wakesNobodyOnTheWayToAShortDelayAfterAnIdleHour)
     EXPECT_EQ(m_alarm.time(), m_alarm.now() + 3990 * kMillisecond);
 }
 
+// They come to finer slots in several steps, between which the lock is free.
+TEST_F(WorkerPoolTest, runsAThousandThatWereFarAwayInOneTick)
+{
+    start(2);
+    Ids expected;
+    for (int id = 0; id < 1000; ++id) {
+        addShort(5000, id);
+        expected.push_back(id);
+    }
+    EXPECT_EQ(m_alarm.time(), kStart + 5000 * kMillisecond);
+    pass(5000 * kMillisecond);
+    EXPECT_EQ(begun(), expected);
+    EXPECT_EQ(wakeUps(), 1);
+    EXPECT_EQ(m_alarm.time(), kNotSet);
+}
+
 TEST_F(WorkerPoolTest, startsWhatWaitsBehindARunWhenThePatienceEnds)
 {
     start(2);
