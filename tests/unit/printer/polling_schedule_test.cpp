@@ -1,4 +1,5 @@
 // When printers are polled, to the millisecond: on a scheduler whose clock the test moves.
+#include <boost/weak_ptr.hpp>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -77,6 +78,25 @@ TEST_F(PollingSchedule, NoPrintersNothingRuns)
     simulated::advance(10000);
     EXPECT_EQ(simulated::runs(), before);
     EXPECT_THAT(tarnControl().calls(), IsEmpty());
+}
+
+TEST_F(PollingSchedule, PrintersAreGoneBeforeTheLibraryIsStopped)
+{
+    use({"first", "second"});
+    std::vector<boost::weak_ptr<Printer>> watched;
+    for (const boost::shared_ptr<Printer>& printer : printers()) {
+        watched.emplace_back(printer);
+    }
+    ASSERT_THAT(watched, SizeIs(2));
+    std::vector<bool> areGone;
+    tarnControl().setHook([&](const std::string& function, const std::string&) {
+        if (function == "tarn_destroy") {
+            areGone = {watched[0].expired(), watched[1].expired()};
+        }
+    });
+    m_registry.reset();
+    tarnControl().setHook(nullptr);
+    EXPECT_THAT(areGone, ElementsAre(true, true));
 }
 
 TEST_F(PollingSchedule, FirstPollComesAfterTwoSecondsAndThenOneEverySecond)
