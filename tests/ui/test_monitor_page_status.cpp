@@ -285,6 +285,10 @@ void MonitorPageStatusTest::tonerLevels_data()
     QTest::newRow("red without black")
         << QList<int>{-1, -1, -1, -1, 30} << QStringList{"0 碳粉余量 (K) : -1%", "30 碳粉余量 (R) : 30%"};
     QTest::newRow("none") << QList<int>{-1, -1, -1, -1, -1} << QStringList{};
+    QTest::newRow("empty cyan without black")
+        << QList<int>{0, 20, 30, -1, -1}
+        << QStringList{"0 碳粉余量 (K) : -1%", "0 碳粉余量 (C) : 0%", "20 碳粉余量 (M) : 20%",
+                       "30 碳粉余量 (Y) : 30%"};
     QTest::newRow("magenta and yellow only") << QList<int>{-1, 20, 30, -1, -1} << QStringList{};
 }
 

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include "ui/printer_list_page/row_index.h"
+
 class TestPrinterListPage : public QObject
 {
     Q_OBJECT
@@ -30,6 +32,7 @@ private slots:
     void sameNameTwiceInTheRegistryIsOneRow();
     void namesThatAreNotUtf8StayOneRow();
     void rowsThatOthersAddAreRemoved();
+    void rowsAreReadAgainAfterAnyChangeWhoeverLookedInTheMidstOfIt();
 };
 
 void TestPrinterListPage::initTestCase()
@@ -307,6 +310,22 @@ void TestPrinterListPage::rowsThatOthersAddAreRemoved()
     listOf(page)->addItem(QStringLiteral("stranger"));
     page.refreshPrinterList();
     QCOMPARE(rows(page), QStringList({"A"}));
+}
+
+void TestPrinterListPage::rowsAreReadAgainAfterAnyChangeWhoeverLookedInTheMidstOfIt()
+{
+    QListWidget list;
+    RowIndex index;
+    index.watch(&list);
+    const auto look = [&] { (void)index.first("a"); };
+    connect(list.model(), &QAbstractItemModel::rowsAboutToBeRemoved, &list, look);
+    connect(list.model(), &QAbstractItemModel::modelAboutToBeReset, &list, look);
+    list.addItems({"b", "a"});
+    QCOMPARE(index.first("a"), 1);
+    delete list.takeItem(0);
+    QCOMPARE(index.first("a"), 0);
+    list.clear();
+    QCOMPARE(index.first("a"), RowIndex::kNone);
 }
 
 QTEST_MAIN(TestPrinterListPage)

@@ -12,7 +12,7 @@ constexpr int kMostIcons = 16; // more than any list here has
 } // namespace
 
 ShownLineDelegate::ShownLineDelegate(QAbstractItemView* view)
-    : QStyledItemDelegate(view), m_view(view), m_metrics(view->fontMetrics())
+    : QStyledItemDelegate(view), m_view(view), m_metrics(view->fontMetrics()), m_untinted(kMostIcons)
 {
     view->installEventFilter(this);
 }
@@ -43,15 +43,14 @@ QSize ShownLineDelegate::sizeHint(const QStyleOptionViewItem& option, const QMod
 void ShownLineDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const
 {
     QStyledItemDelegate::initStyleOption(option, index);
-    if (option->state.testFlag(QStyle::State_Selected) && !option->icon.isNull()) {
+    if (option->state.testFlag(QStyle::State_Selected)) {
         option->icon = untinted(option->icon);
     }
 }
 
 QIcon ShownLineDelegate::untinted(const QIcon& icon) const
 {
-    const auto known = m_untinted.constFind(icon.cacheKey());
-    if (known != m_untinted.constEnd()) {
+    if (const QIcon* const known = m_untinted.object(icon.cacheKey())) {
         return *known;
     }
     QIcon same;
@@ -60,10 +59,8 @@ QIcon ShownLineDelegate::untinted(const QIcon& icon) const
         same.addPixmap(pixmap, QIcon::Normal);
         same.addPixmap(pixmap, QIcon::Selected);
     }
-    if (m_untinted.size() >= kMostIcons) {
-        m_untinted.clear();
-    }
-    return *m_untinted.insert(icon.cacheKey(), same);
+    m_untinted.insert(icon.cacheKey(), new QIcon(same));
+    return same;
 }
 
 bool ShownLineDelegate::eventFilter(QObject* watched, QEvent* event)

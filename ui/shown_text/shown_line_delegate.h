@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCache>
 #include <QFontMetrics>
 #include <QHash>
 #include <QIcon>
@@ -40,6 +41,6 @@ private:
     // What m_sizes was measured with; the metrics change with the font and with the screen's resolution.
     mutable QFontMetrics m_metrics;
     mutable QSize m_iconSize;
-    mutable QHash<QString, QSize> m_sizes;   // by the item's text
-    mutable QHash<qint64, QIcon> m_untinted; // by the cache key of the item's icon
+    mutable QHash<QString, QSize> m_sizes;    // by the item's text
+    mutable QCache<qint64, QIcon> m_untinted; // by the cache key of the item's icon
 };
