@@ -17,25 +17,6 @@ namespace tarn {
 
 namespace {
 
-// Closes the descriptor on every way out.
-class Descriptor final
-{
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor()
-    {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return m_fd; }
-
-private:
-    const int m_fd;
-};
-
 bool writeAll(int fd, std::string_view text)
 {
     while (!text.empty()) {
@@ -73,22 +54,22 @@ bool makeDirectories(const std::string& directory)
 
 // A file beside path that nobody takes for a leftover: its lock is ours and its name still leads to it. name
 // becomes its path. Before the lock is on it another process may have removed it: then another is begun.
-int openTemporary(const std::string& path, std::string& name)
+Descriptor openTemporary(const std::string& path, std::string& name)
 {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         name = path;
         name += kTemporarySuffix;
-        const int fd = ::mkostemp(name.data(), O_CLOEXEC);
-        const bool isTaken = fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        Descriptor file(::mkostemp(name.data(), O_CLOEXEC));
+        const bool isTaken =
+            file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
         struct stat info
         {
         };
-        if (fd < 0 || (!isTaken && ::fstat(fd, &info) == 0 && info.st_nlink > 0)) {
-            return fd;
+        if (!file.isOpen() || (!isTaken && ::fstat(file.get(), &info) == 0 && info.st_nlink > 0)) {
+            return file;
         }
-        ::close(fd);
     }
-    return -1;
+    return Descriptor();
 }
 
 } // namespace
@@ -99,7 +80,7 @@ FileText readFile(const std::string& path, std::size_t maxBytes)
         ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); // a FIFO does not hold us up
     FileText none;
     none.error = ReadError::Unreadable;
-    if (file.get() < 0) {
+    if (!file.isOpen()) {
         none.errorNumber = errno;
         none.error = errno == ENOENT || errno == ENOTDIR ? ReadError::Absent : ReadError::Unreadable;
         none.isForTheMoment = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
@@ -137,8 +118,8 @@ bool replaceFile(const std::string& path, std::string_view text)
         return false;
     }
     std::string temporary;
-    Descriptor file(openTemporary(path, temporary));
-    if (file.get() < 0) {
+    const Descriptor file = openTemporary(path, temporary);
+    if (!file.isOpen()) {
         return false;
     }
     // Closed behind its new name: with the descriptor the lock ends. A full disk is told by fsync() as by
@@ -158,18 +139,11 @@ FileTurn::FileTurn(const std::string& path, std::chrono::milliseconds patience)
     if (slash == std::string::npos || slash == 0 || !makeDirectories(path.substr(0, slash))) {
         return;
     }
-    m_directory = ::open(path.substr(0, slash).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    m_directory = Descriptor(::open(path.substr(0, slash).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const auto end = std::chrono::steady_clock::now() + patience;
-    while (m_directory >= 0 && ::flock(m_directory, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK &&
+    while (::flock(m_directory.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK &&
            std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(kBetweenLooks);
-    }
-}
-
-FileTurn::~FileTurn()
-{
-    if (m_directory >= 0) {
-        ::close(m_directory);
     }
 }
 

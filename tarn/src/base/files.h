@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "tarn/src/base/descriptor.h"
+
 namespace tarn {
 
 enum class ReadError
@@ -41,12 +43,11 @@ public:
     static constexpr std::chrono::milliseconds kPatience{500};
 
     explicit FileTurn(const std::string& path, std::chrono::milliseconds patience = kPatience);
-    ~FileTurn();
     FileTurn(const FileTurn&) = delete;
     FileTurn& operator=(const FileTurn&) = delete;
 
 private:
-    int m_directory = -1;
+    Descriptor m_directory;
 };
 
 // Removes what writers that were killed in replaceFile() left beside the file; what one that lives is writing

@@ -7,32 +7,25 @@
 
 namespace tarn {
 
-WakeupFd::~WakeupFd()
-{
-    if (m_fd >= 0) {
-        ::close(m_fd);
-    }
-}
-
 bool WakeupFd::open()
 {
-    if (m_fd < 0) {
-        m_fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (!m_fd.isOpen()) {
+        m_fd = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     }
-    return m_fd >= 0;
+    return m_fd.isOpen();
 }
 
 void WakeupFd::signal() const
 {
     const std::uint64_t one = 1;
     // Fails only when the counter is full, and then the descriptor is readable anyway.
-    [[maybe_unused]] const ssize_t written = ::write(m_fd, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = ::write(m_fd.get(), &one, sizeof one);
 }
 
 void WakeupFd::clear() const
 {
     std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t got = ::read(m_fd, &count, sizeof count);
+    [[maybe_unused]] const ssize_t got = ::read(m_fd.get(), &count, sizeof count);
 }
 
 } // namespace tarn

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tarn/src/base/descriptor.h"
+
 namespace tarn {
 
 // WakeupFd is a descriptor that one thread sleeps on and any thread makes readable.
@@ -12,21 +14,16 @@ namespace tarn {
 class WakeupFd final
 {
 public:
-    WakeupFd() = default;
-    ~WakeupFd();
-    WakeupFd(const WakeupFd&) = delete;
-    WakeupFd& operator=(const WakeupFd&) = delete;
-
     // False when the system gives no descriptor; it may do so later, and may be asked again. Once it has
     // succeeded it succeeds.
     [[nodiscard]] bool open();
     // -1 before open().
-    int descriptor() const { return m_fd; }
+    int descriptor() const { return m_fd.get(); }
     void signal() const;
     void clear() const;
 
 private:
-    int m_fd = -1;
+    Descriptor m_fd;
 };
 
 } // namespace tarn

@@ -161,12 +161,11 @@ bool isDigit(char32_t point)
 ColorSaid fromPartNumber(const std::u32string& token)
 {
     const auto firstDigit = std::find_if(token.begin(), token.end(), isDigit);
-    if (firstDigit == token.end() || firstDigit == token.begin() || !isLetter(token[0])) {
+    if (firstDigit == token.end() || !isLetter(token[0])) {
         return ColorSaid{};
     }
     const std::size_t dash = token.rfind(U'-');
-    if (dash != std::u32string::npos && dash + 2 < token.size() && isLetter(token[dash + 1]) &&
-        isDigit(token[dash + 2])) {
+    if (dash != std::u32string::npos && isLetter(token[dash + 1]) && isDigit(token[dash + 2])) {
         return ofTag(std::u32string_view(token).substr(dash + 1, 1)); // one letter, then the number
     }
     std::size_t end = token.size();
@@ -303,9 +302,6 @@ ColorSaid colorFromColorant(const std::string& value)
         spaced.push_back(c);
     }
     const std::u32string text = folded(spaced);
-    if (text.empty() || text == U"other" || text == U"unknown" || text == U"none") {
-        return ColorSaid{};
-    }
     ColorSaid said = fromWords(text);
     if (said.color == SupplyColor::None) {
         said = ofTag(text);

@@ -120,8 +120,7 @@ void CupsQueues::run()
     if (now >= m_due) {
         IppRequest request;
         request.operation = IppOperation::Queues;
-        m_ticket = m_ticket == UINT32_MAX ? 1 : m_ticket + 1;
-        const bool sent = m_requests->send(m_ticket, std::move(request));
+        const bool sent = m_requests->send(++m_ticket, std::move(request));
         m_due = sent ? kNever : now + kInterval; // until it is answered
     }
 }

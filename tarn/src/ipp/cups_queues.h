@@ -46,7 +46,7 @@ private:
     std::map<std::string, std::shared_ptr<engine::Target>> m_targets; // by queue
     std::vector<engine::DiscoveredPrinter> m_roster;
     TimePoint m_due = kNever;
-    std::uint32_t m_ticket = 0;
+    Ticket m_ticket = 0;
     unsigned m_failures = 0; // in a row
     bool m_on = false;
 };

@@ -1,7 +1,6 @@
 #include "tarn/src/ipp/http_loop.h"
 
 #include <sys/epoll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <iterator>
@@ -35,18 +34,15 @@ HttpLoop::~HttpLoop()
         }
         m_curl.deleteMulti(m_multi);
     }
-    if (m_poll >= 0) {
-        ::close(m_poll);
-    }
 }
 
 bool HttpLoop::listen(int wakeFd)
 {
-    m_poll = ::epoll_create1(EPOLL_CLOEXEC);
+    m_poll = Descriptor(::epoll_create1(EPOLL_CLOEXEC));
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.fd = -1; // no socket's
-    if (m_poll < 0 || ::epoll_ctl(m_poll, EPOLL_CTL_ADD, wakeFd, &event) != 0) {
+    if (::epoll_ctl(m_poll.get(), EPOLL_CTL_ADD, wakeFd, &event) != 0) {
         return false;
     }
     closePairOnExec([this] { m_multi = m_curl.newMulti(); });
@@ -90,7 +86,7 @@ void HttpLoop::drop(HttpExchange& exchange)
 void HttpLoop::wait()
 {
     epoll_event events[64];
-    const int ready = ::epoll_wait(m_poll, events, static_cast<int>(std::size(events)), timeoutMs());
+    const int ready = ::epoll_wait(m_poll.get(), events, static_cast<int>(std::size(events)), timeoutMs());
     for (int i = 0; i < ready; ++i) {
         if (events[i].data.fd >= 0) {
             const std::uint32_t seen = events[i].events;
@@ -159,7 +155,7 @@ std::vector<HttpLoop::Finished> HttpLoop::finished()
 // Called by the library: what a socket of its own is to be watched for.
 int HttpLoop::watchSocket(CURL* /*transfer*/, curl_socket_t descriptor, int what, void* self, void* /*known*/)
 {
-    const int poll = static_cast<HttpLoop*>(self)->m_poll;
+    const int poll = static_cast<HttpLoop*>(self)->m_poll.get();
     if (what == CURL_POLL_REMOVE) {
         // Closing it does not end that while a process forked off meanwhile has it, too. A number that is
         // another's by now is not in the epoll, and that it is not does no harm.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tarn/src/base/clock.h"
+#include "tarn/src/base/descriptor.h"
 #include "tarn/src/engine/deadline_heap.h"
 #include "tarn/src/ipp/http_exchange.h"
 
@@ -64,7 +65,7 @@ private:
     const CurlLibrary& m_curl;
     const Clock& m_clock;
     CURLM* m_multi = nullptr;
-    int m_poll = -1;          // an epoll
+    Descriptor m_poll;        // an epoll
     TimePoint m_due = kNever; // when the library wants to be called
     std::unordered_map<CURL*, std::unique_ptr<Running>> m_running;
     engine::DeadlineHeap<Running> m_deadlines;

@@ -269,12 +269,9 @@ void IppPoller::deadlinePassed(Peer& peer)
     (silent ? m_silentQueue : m_queue).push_back(newTicket(peer));
 }
 
-std::uint32_t IppPoller::newTicket(Peer& peer)
+Ticket IppPoller::newTicket(Peer& peer)
 {
-    do {
-        ++m_lastTicket;
-    } while (m_lastTicket == 0 || m_tickets.count(m_lastTicket) != 0);
-    peer.ticket = m_lastTicket;
+    peer.ticket = ++m_lastTicket;
     m_tickets[peer.ticket] = &peer;
     return peer.ticket;
 }
@@ -288,7 +285,7 @@ void IppPoller::giveOut()
 }
 
 // False when nobody waits there.
-bool IppPoller::giveOutOf(std::deque<std::uint32_t>& queue, bool silent)
+bool IppPoller::giveOutOf(std::deque<Ticket>& queue, bool silent)
 {
     while (!queue.empty()) {
         const auto found = m_tickets.find(queue.front());

@@ -76,7 +76,7 @@ private:
         std::size_t heapSlot = engine::DeadlineHeap<Peer>::kOutside; // DeadlineHeap's
         TimePoint asked{};
         std::uint64_t digest = 0; // of the status last reported
-        std::uint32_t ticket = 0; // of the request in flight, or of the place in the queue
+        Ticket ticket = 0;        // of the request in flight, or of the place in the queue
         unsigned setbacks = 0;    // in a row, since it counts as silent
         Phase phase = Phase::Suspended;
         engine::Liveliness liveliness = engine::Liveliness::NoStatus;
@@ -102,7 +102,7 @@ private:
     void runDeadlines();
     void deadlinePassed(Peer& peer);
     void giveOut();
-    bool giveOutOf(std::deque<std::uint32_t>& queue, bool silent);
+    bool giveOutOf(std::deque<Ticket>& queue, bool silent);
     void finished(Peer& peer, const FinishedRequest& request);
     void answered(Peer& peer, const IppAnswer& answer);
     void missed(Peer& peer, IppOutcome outcome);
@@ -111,7 +111,7 @@ private:
     void tell(engine::Target& target);
     Milliseconds backOff(const Peer& peer, IppOutcome outcome);
     Milliseconds doubled(Milliseconds first, Milliseconds longest, unsigned times);
-    std::uint32_t newTicket(Peer& peer);
+    Ticket newTicket(Peer& peer);
     void sendRequest(Peer& peer, bool silent);
     template <typename Work>
     void attempt(Peer& peer, const Work& work);
@@ -126,15 +126,15 @@ private:
     const std::size_t m_mostInFlight;
 
     std::unordered_map<const engine::Target*, Entry> m_entries;
-    std::unordered_map<std::uint32_t, Peer*> m_tickets;
+    std::unordered_map<Ticket, Peer*> m_tickets;
     engine::DeadlineHeap<Peer> m_deadlines;
-    std::deque<std::uint32_t> m_queue; // tickets, of printers that answer
-    std::deque<std::uint32_t> m_silentQueue;
+    std::deque<Ticket> m_queue; // tickets, of printers that answer
+    std::deque<Ticket> m_silentQueue;
     const engine::Target* m_telling = nullptr; // whose change is being told by us
     std::size_t m_peers = 0;
     std::size_t m_inFlight = 0;
     std::size_t m_silentInFlight = 0;
-    std::uint32_t m_lastTicket = 0;
+    Ticket m_lastTicket = 0;
     TimePoint m_now{}; // of the present run()
 };
 

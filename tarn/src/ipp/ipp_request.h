@@ -43,9 +43,12 @@ struct IppAnswer
     std::vector<IppAttributes> printers;
 };
 
+// A caller's name for a request of its own. Counted up, it never comes back in the life of a process; 0 is none.
+using Ticket = std::uint64_t;
+
 struct FinishedRequest
 {
-    std::uint32_t ticket = 0;
+    Ticket ticket = 0;
     IppAnswer answer;
 };
 
@@ -56,10 +59,10 @@ public:
     virtual ~RequestQueue() = default;
     // False when the system gives no descriptor or thread: the request is not taken, and may be sent later.
     // ticket: the caller's name for it, not 0, which is not under way yet.
-    [[nodiscard]] virtual bool send(std::uint32_t ticket, IppRequest request) = 0;
+    [[nodiscard]] virtual bool send(Ticket ticket, IppRequest request) = 0;
     // Ends a request that nobody waits for any more; nothing happens when it has ended. An answer that came
     // already may still be fetched.
-    virtual void cancel(std::uint32_t ticket) = 0;
+    virtual void cancel(Ticket ticket) = 0;
     // What finished since the last call, in no order.
     virtual std::vector<FinishedRequest> takeFinished() = 0;
     // Readable when there is something finished; -1 before the first request was taken.

@@ -48,7 +48,7 @@ public:
     Queue(const Queue&) = delete;
     Queue& operator=(const Queue&) = delete;
 
-    bool send(std::uint32_t ticket, IppRequest request) override
+    bool send(Ticket ticket, IppRequest request) override
     {
         try {
             if (!m_mailbox->expect()) {
@@ -61,7 +61,7 @@ public:
         m_mailbox->expectLess(posted ? 0 : 1);
         return posted;
     }
-    void cancel(std::uint32_t ticket) override { m_transport->post({m_mailbox, ticket, std::nullopt}); }
+    void cancel(Ticket ticket) override { m_transport->post({m_mailbox, ticket, std::nullopt}); }
     std::vector<FinishedRequest> takeFinished() override { return m_mailbox->takeFinished(); }
     int descriptor() const override { return m_mailbox->descriptor(); }
 

@@ -40,7 +40,7 @@ private:
     struct Order
     {
         std::shared_ptr<Mailbox> mailbox;
-        std::uint32_t ticket = 0;
+        Ticket ticket = 0;
         std::optional<IppRequest> request;
     };
     enum class Phase

@@ -45,7 +45,7 @@ struct RequestRunner::Running
     }
 
     const std::shared_ptr<AnswerSink> sink;
-    const std::uint32_t ticket;
+    const Ticket ticket;
     IppRequest request;
     std::string socketPath; // of the scheduler, where that has one
     RouteSearch search;
@@ -69,7 +69,7 @@ RequestRunner::~RequestRunner()
     m_loop.reset(); // before the exchanges that it drives
 }
 
-void RequestRunner::begin(std::shared_ptr<AnswerSink> sink, std::uint32_t ticket, IppRequest request)
+void RequestRunner::begin(std::shared_ptr<AnswerSink> sink, Ticket ticket, IppRequest request)
 {
     auto made =
         std::make_unique<Running>(std::move(sink), ticket, std::move(request), m_clock.now() + kDeadline);
@@ -128,7 +128,7 @@ bool RequestRunner::toScheduler(Running& running) const
     return address && port > 0 && port <= 65535;
 }
 
-std::size_t RequestRunner::cancel(const AnswerSink& sink, std::uint32_t ticket)
+std::size_t RequestRunner::cancel(const AnswerSink& sink, Ticket ticket)
 {
     const std::size_t before = m_running.size();
     for (auto at = m_running.begin(); at != m_running.end();) {

@@ -52,9 +52,9 @@ public:
     RequestRunner& operator=(const RequestRunner&) = delete;
 
     // Throws before the request is begun, or not at all.
-    void begin(std::shared_ptr<AnswerSink> sink, std::uint32_t ticket, IppRequest request);
+    void begin(std::shared_ptr<AnswerSink> sink, Ticket ticket, IppRequest request);
     // Ticket 0: all of the sink's. Returns how many there were.
-    std::size_t cancel(const AnswerSink& sink, std::uint32_t ticket);
+    std::size_t cancel(const AnswerSink& sink, Ticket ticket);
     // Waits for what is to be done next, and does it.
     void wait();
 

@@ -39,8 +39,7 @@ void IppOverUsb::ask(const std::string& key, const std::shared_ptr<engine::Targe
     request.settings.choice = engine::IppChoice::Plain; // it does not leave this machine
     request.settings.port = port;
     request.route = peer.route;
-    m_lastTicket = m_lastTicket == UINT32_MAX ? 1 : m_lastTicket + 1;
-    if (m_requests->send(m_lastTicket, std::move(request))) {
+    if (m_requests->send(++m_lastTicket, std::move(request))) {
         peer.ticket = m_lastTicket;
     } else {
         peer.notBefore = m_clock.now() + kShortestPause;

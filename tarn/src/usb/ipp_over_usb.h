@@ -44,8 +44,8 @@ private:
     struct Peer
     {
         std::shared_ptr<engine::Target> target;
-        std::uint32_t ticket = 0; // of the request under way; 0 for none
-        Milliseconds pause{0};    // after failures
+        ipp::Ticket ticket = 0; // of the request under way; 0 for none
+        Milliseconds pause{0};  // after failures
         TimePoint notBefore{};
         ipp::IppRoute route;
         std::uint64_t digest = 0; // of the status last reported
@@ -60,7 +60,7 @@ private:
     const QueueMaker m_makeQueue;
     std::unique_ptr<ipp::RequestQueue> m_requests; // made for the first one
     std::map<std::string, Peer> m_peers;
-    std::uint32_t m_lastTicket = 0;
+    ipp::Ticket m_lastTicket = 0;
 };
 
 } // namespace tarn::usb

@@ -1,7 +1,6 @@
 #include "tarn/src/usb/usb_backend.h"
 
 #include <sys/epoll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <set>
@@ -29,12 +28,7 @@ UsbBackend::UsbBackend(const Clock& clock, engine::BackendListener& listener, Pa
 {
 }
 
-UsbBackend::~UsbBackend()
-{
-    if (m_pollFd >= 0) {
-        ::close(m_pollFd);
-    }
-}
+UsbBackend::~UsbBackend() = default;
 
 // Has the bus watched, now or, when the system gives no thread or no descriptor, at another try.
 void UsbBackend::begin()
@@ -50,11 +44,11 @@ void UsbBackend::begin()
 
 bool UsbBackend::makeInventory()
 {
-    if (m_pollFd < 0) {
-        m_pollFd = ::epoll_create1(EPOLL_CLOEXEC);
+    if (!m_poll.isOpen()) {
+        m_poll = Descriptor(::epoll_create1(EPOLL_CLOEXEC));
     }
     auto inventory = std::make_unique<InventoryThread>(m_clock, m_parts.openBus, m_parts.ippUsbDirectory);
-    if (m_pollFd < 0 || !inventory->start() || !listenTo(inventory->descriptor())) {
+    if (!m_poll.isOpen() || !inventory->start() || !listenTo(inventory->descriptor())) {
         return false;
     }
     m_inventory = std::move(inventory);
@@ -65,7 +59,7 @@ bool UsbBackend::listenTo(int descriptor) const
 {
     epoll_event event = {};
     event.events = EPOLLIN;
-    return ::epoll_ctl(m_pollFd, EPOLL_CTL_ADD, descriptor, &event) == 0;
+    return ::epoll_ctl(m_poll.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
 void UsbBackend::discover(Discovery discovery, bool on)

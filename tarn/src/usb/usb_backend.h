@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tarn/src/base/clock.h"
+#include "tarn/src/base/descriptor.h"
 #include "tarn/src/engine/backend.h"
 #include "tarn/src/usb/inventory_thread.h"
 #include "tarn/src/usb/ipp_over_usb.h"
@@ -61,7 +62,7 @@ public:
     void discover(engine::Discovery discovery, bool on) override;
     void run() override;
     TimePoint nextDeadline() const override;
-    int descriptor() const override { return m_pollFd; }
+    int descriptor() const override { return m_poll.get(); }
 
     static constexpr Milliseconds kInterval{2000};
     static constexpr Milliseconds kShortestPause{1000}; // without a descriptor or thread
@@ -92,7 +93,7 @@ private:
     const Parts m_parts;
     std::unique_ptr<InventoryThread> m_inventory;
     IppOverUsb m_ipp;
-    int m_pollFd = -1;       // an epoll of what the inventory and the requests have to say
+    Descriptor m_poll;       // an epoll of what the inventory and the requests have to say
     bool m_pollsIpp = false; // the answers over IPP are in it
     bool m_on = false;
     TimePoint m_beginAt = kNever;                   // the next try to watch the bus

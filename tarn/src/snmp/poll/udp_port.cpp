@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <sys/epoll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,12 +16,12 @@ namespace {
 // less.
 constexpr int kBuffer = 1 << 20;
 
-int newSocket()
+Descriptor newSocket()
 {
-    const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (socket >= 0) {
-        ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &kBuffer, sizeof kBuffer);
-        ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kBuffer, sizeof kBuffer);
+    Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (socket.isOpen()) {
+        ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &kBuffer, sizeof kBuffer);
+        ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &kBuffer, sizeof kBuffer);
     }
     return socket;
 }
@@ -47,33 +46,22 @@ UdpPort::UdpPort()
     reopen();
 }
 
-UdpPort::~UdpPort()
-{
-    close();
-}
-
 void UdpPort::close()
 {
-    for (const int socket : m_sockets) {
-        ::close(socket);
-    }
     m_sockets.clear();
-    if (m_epoll >= 0) {
-        ::close(m_epoll);
-        m_epoll = -1;
-    }
+    m_epoll.close();
     m_reading = 0;
 }
 
 bool UdpPort::reopen()
 {
-    const int socket =
-        newSocket(); // before the old ones go: where there is no descriptor left, they serve on
-    if (socket < 0) {
+    // Before the old ones go: where there is no descriptor left, they serve on.
+    Descriptor socket = newSocket();
+    if (!socket.isOpen()) {
         return false;
     }
     close();
-    m_sockets.push_back(socket);
+    m_sockets.push_back(std::move(socket));
     return true;
 }
 
@@ -83,33 +71,25 @@ bool UdpPort::openSocket()
     if (m_sockets.empty() || m_sockets.size() == kMostSockets) {
         return m_sockets.empty() && reopen();
     }
-    if (m_epoll < 0) {
-        m_epoll = ::epoll_create1(EPOLL_CLOEXEC);
-        epoll_event event{EPOLLIN, {}};
-        if (m_epoll < 0) {
-            return false;
-        }
-        if (::epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_sockets.front(), &event) != 0) {
-            ::close(m_epoll); // without the first socket it would be no descriptor of all
-            m_epoll = -1;
+    epoll_event event{EPOLLIN, {}};
+    if (!m_epoll.isOpen()) {
+        m_epoll = Descriptor(::epoll_create1(EPOLL_CLOEXEC));
+        if (::epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, m_sockets.front().get(), &event) != 0) {
+            m_epoll.close(); // without the first socket it would be no descriptor of all
             return false;
         }
     }
-    const int socket = newSocket();
-    epoll_event event{EPOLLIN, {}};
-    if (socket < 0 || ::epoll_ctl(m_epoll, EPOLL_CTL_ADD, socket, &event) != 0) {
-        if (socket >= 0) {
-            ::close(socket);
-        }
+    Descriptor socket = newSocket();
+    if (::epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, socket.get(), &event) != 0) {
         return false;
     }
-    m_sockets.push_back(socket);
+    m_sockets.push_back(std::move(socket));
     return true;
 }
 
 int UdpPort::descriptor() const
 {
-    return m_sockets.size() > 1 ? m_epoll : m_sockets.empty() ? -1 : m_sockets.front();
+    return m_sockets.size() > 1 ? m_epoll.get() : m_sockets.empty() ? -1 : m_sockets.front().get();
 }
 
 std::size_t UdpPort::send(Lane lane, const Datagram* batch, std::size_t count)
@@ -119,9 +99,9 @@ std::size_t UdpPort::send(Lane lane, const Datagram* batch, std::size_t count)
         return count; // lost, as on a network that is down
     }
     at = std::min(at, m_sockets.size() - 1);
-    std::size_t taken = sendBy(m_sockets[at], batch, count);
+    std::size_t taken = sendBy(m_sockets[at].get(), batch, count);
     while (taken < count && (++at < m_sockets.size() || openSocket())) {
-        taken += sendBy(m_sockets[at], batch + taken, count - taken);
+        taken += sendBy(m_sockets[at].get(), batch + taken, count - taken);
     }
     return taken;
 }
@@ -175,7 +155,7 @@ const std::vector<Datagram>& UdpPort::receive()
     while (m_reading < m_sockets.size()) {
         prepareReceive();
         const int got =
-            ::recvmmsg(m_sockets[m_reading], m_receiveHeaders.data(), kBatch, MSG_DONTWAIT, nullptr);
+            ::recvmmsg(m_sockets[m_reading].get(), m_receiveHeaders.data(), kBatch, MSG_DONTWAIT, nullptr);
         if (got < static_cast<int>(kBatch)) {
             ++m_reading; // nothing is left in this one
         }

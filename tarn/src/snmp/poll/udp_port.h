@@ -6,6 +6,7 @@
 
 #include <netinet/in.h>
 
+#include "tarn/src/base/descriptor.h"
 #include "tarn/src/snmp/poll/datagram_port.h"
 
 namespace tarn::snmp {
@@ -23,9 +24,6 @@ class UdpPort final : public DatagramPort
 public:
     // Opens the first socket; descriptor() is -1 when the system gives none.
     UdpPort();
-    ~UdpPort() override;
-    UdpPort(const UdpPort&) = delete;
-    UdpPort& operator=(const UdpPort&) = delete;
 
     std::size_t send(Lane lane, const Datagram* batch, std::size_t count) override;
     const std::vector<Datagram>& receive() override;
@@ -43,8 +41,8 @@ private:
     std::size_t sendBy(int socket, const Datagram* batch, std::size_t count);
     void prepareReceive();
 
-    std::vector<int> m_sockets;
-    int m_epoll = -1;          // of all sockets, where there are several
+    std::vector<Descriptor> m_sockets;
+    Descriptor m_epoll;        // of all sockets, where there are several
     std::size_t m_reading = 0; // the socket that receive() goes on with
     std::unique_ptr<unsigned char[]>
         m_buffers; // kBatch of kLargestDatagram; pages come into being as they are used

@@ -251,6 +251,18 @@ TEST(IdentityCache, ComesBackFromItsText)
     EXPECT_EQ(again.models(), std::vector<std::string>{"Laser 5\"x\\"});
 }
 
+TEST(IdentityCache, KnowsAsManyAddressesAsItMayAndNotOneMore)
+{
+    IdentityCache cache;
+    std::uint32_t address = 1;
+    for (std::size_t i = 0; i < IdentityCache::kMostEntries; ++i) {
+        ASSERT_TRUE(cache.remember(address++, {"Jet", "", ""}));
+    }
+    EXPECT_FALSE(cache.remember(address, {"Jet", "", ""}));
+    EXPECT_EQ(cache.find(address), nullptr);
+    EXPECT_TRUE(cache.remember(1, {"Jet 2", "", ""})); // who is known may change
+}
+
 TEST(IdentityCache, PrinterThatIsOffIsStillThatPrinter)
 {
     IdentityCache cache;

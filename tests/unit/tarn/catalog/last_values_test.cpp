@@ -17,6 +17,7 @@
 #include "tarn/src/catalog/last_values_file.h"
 #include "tarn/src/catalog/status_json.h"
 #include "tests/support/eventually.h"
+#include "tests/unit/tarn/support/no_descriptors.h"
 #include "tests/unit/tarn/support/scratch_directory.h"
 
 namespace tarn::catalog {
@@ -422,6 +423,23 @@ TEST_F(LastValuesFileTest, OneThatCannotBeReadIsLeftAlone)
     save(1, "laser");
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(std::filesystem::file_size(path), (64u << 20) + 1);
+}
+
+TEST_F(LastValuesFileTest, OneThatCannotBeReadForTheMomentIsNeitherReplacedNorComplainedOf)
+{
+    save(1, "laser");
+    const std::string before = scratch.read("state/tarn/last-values.jsonl");
+    testing::internal::CaptureStderr();
+    {
+        KeptValues file(path);
+        {
+            const test::NoDescriptors none;
+            EXPECT_TRUE(file->save({{2, Milliseconds(0), said("not now")}}, {}));
+            file.stop();
+        }
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(scratch.read("state/tarn/last-values.jsonl"), before);
 }
 
 TEST_F(LastValuesFileTest, OneOfALaterVersionIsLeftAlone)

@@ -57,6 +57,15 @@ TEST(DeviceIdTest, TextOfALongIdIsCountedInTwoOctets)
     EXPECT_EQ(parseDeviceId(withLength(text.size() + 2, text, true)).model, std::string(300, 'x'));
 }
 
+TEST(DeviceIdTest, LengthWhoseOctetsCouldBeTextIsOneWhereItIsTheLength)
+{
+    const std::size_t length = '\n' * 256 + 'A';
+    const std::string text = "MFG:Acme;MDL:" + std::string(length - 2 - 14, 'x') + ";";
+    ASSERT_EQ(text.size() + 2, length);
+    EXPECT_EQ(parseDeviceId(withLength(length, text)).manufacturer, "Acme");
+    EXPECT_EQ(parseDeviceId(withLength(length, text, true)).manufacturer, "Acme");
+}
+
 TEST(DeviceIdTest, LineBreakBeforeTheFirstKeyIsNoLength)
 {
     EXPECT_EQ(parseDeviceId("\nMFG:Acme;").manufacturer, "Acme");
@@ -81,6 +90,13 @@ TEST(DeviceIdTest, SerialNumberHasManyKeys)
 {
     for (const char* key : {"SN", "SERN", "SERIALNUMBER", "SERIAL", "SER", "Serial Number", "SERIALNO"}) {
         EXPECT_EQ(parseDeviceId("MFG:A;" + std::string(key) + ":X9;").serialNumber, "X9") << key;
+    }
+}
+
+TEST(DeviceIdTest, KeyWithAnotherLetterOrDigitIsAnother)
+{
+    for (const char* key : {"SN9", "SN0", "9SN", "SNZ", "ASN"}) {
+        EXPECT_EQ(parseDeviceId("MFG:A;" + std::string(key) + ":X9;").serialNumber, "") << key;
     }
 }
 

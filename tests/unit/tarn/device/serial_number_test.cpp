@@ -27,6 +27,13 @@ TEST(SerialNumberTest, WhatIsNoHexTextOfOneStays)
     EXPECT_EQ(serialNumberFrom(" A 1 "), "A 1");
 }
 
+TEST(SerialNumberTest, APlaceholderWithAnyLetterOrDigitMoreIsOne)
+{
+    for (const char* text : {"N/AZ", "zN/A", "N/A 0", "9N/A", "unknown a", "N/A\xC3\xA9"}) {
+        EXPECT_EQ(serialNumberFrom(text), text);
+    }
+}
+
 TEST(SerialNumberTest, PlaceholdersAreNone)
 {
     for (const char* text : {"", "unknown", "N/A", "serial_number", "00000000", "XXXXXXXX", "(null)", "?",

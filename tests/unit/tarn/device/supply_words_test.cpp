@@ -59,23 +59,25 @@ INSTANTIATE_TEST_SUITE_P(Languages, ColorWords,
 
 INSTANTIATE_TEST_SUITE_P(
     TagsAndPartNumbers, ColorWords,
-    ::testing::Values(std::make_tuple("Toner [K]", Color::Black, "black"),
-                      std::make_tuple("Ink (BK)", Color::Black, "black"),
-                      std::make_tuple("Ink [LC]", Color::Other, "light cyan"),
-                      std::make_tuple("Toner Y", Color::Yellow, "yellow"),
-                      std::make_tuple("K Toner", Color::Black, "black"),
-                      std::make_tuple("C Ink Tank", Color::Cyan, "cyan"),
-                      std::make_tuple("Toner Blk 12K", Color::Black, "black"),
-                      std::make_tuple("PGBK Ink", Color::Black, "black"),
-                      std::make_tuple("M Series Toner", Color::None, ""),
-                      std::make_tuple("TK-8527C", Color::Cyan, "cyan"),
-                      std::make_tuple("TK-8527K", Color::Black, "black"),
-                      std::make_tuple("TN-243BK", Color::Black, "black"),
-                      std::make_tuple("SJIC35P-BK", Color::Black, "black"),
-                      std::make_tuple("CLT-M404S", Color::Magenta, "magenta"),
-                      std::make_tuple("LC3219XLY", Color::Yellow, "yellow"),
-                      std::make_tuple("Black Toner, PN 006R01509;SN48C0Y", Color::Black, "black"),
-                      std::make_tuple("Toner Cartridge, Magenta;SN7C", Color::Magenta, "magenta")));
+    ::testing::Values(
+        std::make_tuple("Toner [K]", Color::Black, "black"),
+        std::make_tuple("Ink (BK)", Color::Black, "black"),
+        std::make_tuple("Unit [C] 12", Color::Cyan, "cyan"), std::make_tuple("Unit [C 12", Color::None, ""),
+        std::make_tuple("T071C", Color::Cyan, "cyan"), std::make_tuple("TN243M-", Color::None, ""),
+        std::make_tuple("TN243-K", Color::Black, "black"),
+        std::make_tuple("Ink [LC]", Color::Other, "light cyan"),
+        std::make_tuple("Toner Y", Color::Yellow, "yellow"),
+        std::make_tuple("K Toner", Color::Black, "black"), std::make_tuple("C Ink Tank", Color::Cyan, "cyan"),
+        std::make_tuple("Toner Blk 12K", Color::Black, "black"),
+        std::make_tuple("PGBK Ink", Color::Black, "black"),
+        std::make_tuple("M Series Toner", Color::None, ""), std::make_tuple("TK-8527C", Color::Cyan, "cyan"),
+        std::make_tuple("TK-8527K", Color::Black, "black"),
+        std::make_tuple("TN-243BK", Color::Black, "black"),
+        std::make_tuple("SJIC35P-BK", Color::Black, "black"),
+        std::make_tuple("CLT-M404S", Color::Magenta, "magenta"),
+        std::make_tuple("LC3219XLY", Color::Yellow, "yellow"),
+        std::make_tuple("Black Toner, PN 006R01509;SN48C0Y", Color::Black, "black"),
+        std::make_tuple("Toner Cartridge, Magenta;SN7C", Color::Magenta, "magenta")));
 
 INSTANTIATE_TEST_SUITE_P(
     NotOneOfTheFive, ColorWords,
@@ -84,6 +86,8 @@ INSTANTIATE_TEST_SUITE_P(
                       std::make_tuple("Matte-Black", Color::Black, "matte black"),
                       std::make_tuple("Noir mat", Color::Black, "matte black"),
                       std::make_tuple("Ink (MK)", Color::Black, "matte black"),
+                      std::make_tuple("Twilight Cyan", Color::Cyan, "cyan"),
+                      std::make_tuple("Cyan lightning", Color::Cyan, "cyan"),
                       std::make_tuple("Light Black Ink", Color::Other, "light black"),
                       std::make_tuple("浅青色", Color::Other, "light cyan"),
                       std::make_tuple("White Toner", Color::Other, "white"),
@@ -111,6 +115,8 @@ TEST(Colorants, AreFreeTexts)
     EXPECT_EQ(colorFromColorant("K").color, Color::Black);
     EXPECT_EQ(colorFromColorant("lightCyan").text, "light cyan");
     EXPECT_EQ(colorFromColorant("photoBlack").text, "photo black");
+    EXPECT_EQ(colorFromColorant("magentaLight").text, "light magenta");
+    EXPECT_EQ(colorFromColorant("none").color, Color::None);
     EXPECT_EQ(colorFromColorant("other").color, Color::None);
     EXPECT_EQ(colorFromColorant("unknown").color, Color::None);
     EXPECT_EQ(colorFromColorant("").color, Color::None);

@@ -35,7 +35,7 @@ protected:
     class ScriptedQueue final : public RequestQueue
     {
     public:
-        bool send(std::uint32_t ticket, IppRequest request) override
+        bool send(Ticket ticket, IppRequest request) override
         {
             EXPECT_EQ(request.operation, IppOperation::Queues);
             if (!full) {
@@ -43,7 +43,7 @@ protected:
             }
             return !full;
         }
-        void cancel(std::uint32_t /*ticket*/) override {}
+        void cancel(Ticket /*ticket*/) override {}
         std::vector<FinishedRequest> takeFinished() override
         {
             std::vector<FinishedRequest> out;
@@ -52,7 +52,7 @@ protected:
         }
         int descriptor() const override { return -1; }
 
-        std::vector<std::uint32_t> tickets;
+        std::vector<Ticket> tickets;
         std::vector<FinishedRequest> finished;
         bool full = false; // no request is taken
     };

@@ -39,7 +39,7 @@ class ScriptedQueue final : public RequestQueue
 public:
     explicit ScriptedQueue(const tarn::test::SimulatedClock& clock) : m_clock(clock) {}
 
-    bool send(std::uint32_t ticket, IppRequest request) override
+    bool send(Ticket ticket, IppRequest request) override
     {
         if (full) {
             return false;
@@ -61,7 +61,7 @@ public:
         most = std::max(most, underWay.size());
         return true;
     }
-    void cancel(std::uint32_t ticket) override
+    void cancel(Ticket ticket) override
     {
         for (auto at = underWay.begin(); at != underWay.end(); ++at) {
             if (at->second.ticket == ticket) {

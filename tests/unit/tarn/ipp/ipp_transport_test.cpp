@@ -317,8 +317,8 @@ TEST_P(IppTransportTest, CancelledRequestEndsItsConnectionAndIsAnsweredToNobody)
         }
         connection.send(httpAnswer("200 OK", goodBody()));
     });
-    const std::uint32_t cancelled = session.send(requestTo(forgotten.port()));
-    const std::uint32_t other = session.send(requestTo(server.port()));
+    const Ticket cancelled = session.send(requestTo(forgotten.port()));
+    const Ticket other = session.send(requestTo(server.port()));
     ASSERT_TRUE(eventually([&] { return forgotten.accepted() == 1 && server.accepted() == 1; }));
     session.queue().cancel(cancelled);
     EXPECT_EQ(session.answers(1)[other].outcome, IppOutcome::Answered);

@@ -64,15 +64,15 @@ public:
     {
     }
 
-    std::uint32_t send(const IppRequest& request)
+    Ticket send(const IppRequest& request)
     {
         EXPECT_TRUE(m_queue->send(++m_ticket, request));
         return m_ticket;
     }
     // The next answers, until there are so many; fewer when they do not come in a minute.
-    std::map<std::uint32_t, IppAnswer> answers(std::size_t count)
+    std::map<Ticket, IppAnswer> answers(std::size_t count)
     {
-        std::map<std::uint32_t, IppAnswer> answers;
+        std::map<Ticket, IppAnswer> answers;
         const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
         while (answers.size() < count && std::chrono::steady_clock::now() < limit) {
             pollfd watched{m_queue->descriptor(), POLLIN, 0};
@@ -88,7 +88,7 @@ public:
     IppAnswer ask(const IppRequest& request)
     {
         const auto begun = std::chrono::steady_clock::now();
-        const std::uint32_t ticket = send(request);
+        const Ticket ticket = send(request);
         IppAnswer answer = answers(1)[ticket];
         EXPECT_LT(std::chrono::steady_clock::now() - begun, kInTime);
         return answer;
@@ -98,7 +98,7 @@ public:
 
 private:
     std::unique_ptr<RequestQueue> m_queue;
-    std::uint32_t m_ticket = 0;
+    Ticket m_ticket = 0;
 };
 
 } // namespace tarn::ipp::test

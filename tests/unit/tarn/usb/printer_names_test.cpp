@@ -99,6 +99,23 @@ TEST(UsbPrinterNamesTest, TwinsKeepTheirNamesInWhateverOrderTheyComeBack)
     EXPECT_EQ(names.add(printer(""), "1-1"), first);
 }
 
+TEST(UsbPrinterNamesTest, NamesOfFourThousandSocketsAreRememberedAndNoMore)
+{
+    const auto nameAfter = [](int others) {
+        PrinterNames names;
+        const std::string first = names.add(printer(""), "1-1");
+        const std::string second = names.add(printer(""), "1-2");
+        names.remove(first);
+        names.remove(second);
+        for (int i = 0; i < others; ++i) {
+            names.remove(names.add(printer("S" + std::to_string(i)), "2-1"));
+        }
+        return names.add(printer(""), "1-2") == second;
+    };
+    EXPECT_TRUE(nameAfter(4093));
+    EXPECT_FALSE(nameAfter(4094)); // 4096 with the twins
+}
+
 TEST(UsbPrinterNamesTest, NameStaysWithWhoHasIt)
 {
     PrinterNames names;

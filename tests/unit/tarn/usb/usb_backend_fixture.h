@@ -59,7 +59,7 @@ class ScriptedQueue final : public ipp::RequestQueue
 {
 public:
     explicit ScriptedQueue(QueueContents& contents) : m_contents(contents) {}
-    bool send(std::uint32_t ticket, ipp::IppRequest request) override
+    bool send(ipp::Ticket ticket, ipp::IppRequest request) override
     {
         if (m_contents.full) {
             return false;
@@ -67,7 +67,7 @@ public:
         m_contents.given.emplace_back(ticket, std::move(request));
         return true;
     }
-    void cancel(std::uint32_t /*ticket*/) override {}
+    void cancel(ipp::Ticket /*ticket*/) override {}
     std::vector<ipp::FinishedRequest> takeFinished() override
     {
         return std::exchange(m_contents.finished, {});
