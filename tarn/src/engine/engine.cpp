@@ -173,9 +173,7 @@ void Engine::sleepUntil(TimePoint deadline)
         deadline = rested; // whatever comes until then gathers
     } else {
         for (const auto& backend : m_backends) {
-            if (backend->descriptor() >= 0) {
-                m_descriptors.push_back({backend->descriptor(), POLLIN, 0});
-            }
+            m_descriptors.push_back({backend->descriptor(), POLLIN, 0}); // poll() passes over -1
         }
     }
     Milliseconds timeout = deadline == kNever ? kLongestSleep : std::min(deadline - now, kLongestSleep);

@@ -1,5 +1,7 @@
 #include "tarn/src/engine/target.h"
 
+#include <algorithm>
+
 #include "tarn/src/base/immortal.h"
 
 namespace tarn::engine {
@@ -96,14 +98,13 @@ void Target::exchangeReport(Source source, Report report)
 
 void Target::publishReports()
 {
-    std::size_t first = 0;
-    while (first < kSourceCount && !(*m_reports)[first].answers) {
-        ++first;
-    }
-    if (first == kSourceCount) {
+    const auto answering = std::find_if(m_reports->begin(), m_reports->end(),
+                                        [](const Report& report) { return report.answers; });
+    if (answering == m_reports->end()) {
         publish(offlineSnapshot(*snapshot()));
         return;
     }
+    const auto first = static_cast<std::size_t>(answering - m_reports->begin());
     device::DeviceStatus status = (*m_reports)[first].status.unpacked();
     FieldSources sources = fieldSourcesOf(status, static_cast<Source>(first));
     for (std::size_t other = 0; other < kSourceCount; ++other) {

@@ -2,7 +2,7 @@ kel_add_gtest(tarn_base_test SOURCES base/base_test.cpp base/exit_hook_test.cpp 
     support/stalled_rename.cpp base/socket_pair_test.cpp LIBS tarn_core ${CMAKE_DL_LIBS})
 kel_add_gtest(tarn_catalog_test SOURCES catalog/catalog_test.cpp catalog/config_file_test.cpp catalog/config_users_test.cpp catalog/last_values_test.cpp LIBS tarn_core)
 kel_add_gtest(tarn_engine_test
-    SOURCES engine/cadence_test.cpp engine/engine_test.cpp engine/small_parts_test.cpp engine/target_test.cpp
+    SOURCES engine/cadence_test.cpp engine/engine_test.cpp engine/small_parts_test.cpp engine/target_test.cpp support/short_memory.cpp
     LIBS tarn_core)
 kel_add_gtest(tarn_usm_test
     SOURCES snmp/poll/fake_session.cpp

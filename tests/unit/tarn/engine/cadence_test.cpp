@@ -2,24 +2,15 @@
 #include <gtest/gtest.h>
 
 #include "tarn/src/engine/cadence.h"
+#include "tests/unit/tarn/support/simulated_time.h"
 
 namespace tarn::engine {
 namespace {
 
 using std::chrono::seconds;
+using test::ConstantRandom;
 
 constexpr TimePoint kBegin{Milliseconds(1'000'000)};
-
-// The same number always: 0 for the least that can be drawn.
-class ConstantRandom final : public Random
-{
-public:
-    explicit ConstantRandom(std::uint32_t number) : m_number(number) {}
-    std::uint32_t next() override { return m_number; }
-
-private:
-    const std::uint32_t m_number;
-};
 
 ConstantRandom least(0);
 ConstantRandom most(0xFFFFFFFF);

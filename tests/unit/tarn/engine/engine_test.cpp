@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/support/eventually.h"
+#include "tests/unit/tarn/support/short_memory.h"
 
 namespace tarn::engine::test {
 namespace {
@@ -165,10 +166,9 @@ TEST(Engine, OrdersAreCarriedOutWhileItGathers)
 TEST(Engine, ItsBackendsAreToldOfTheEndOnceBeforeTheyGo)
 {
     int told = 0;
-    {
-        Running running(false);
-        running.chatterbox->told = &told;
-    }
+    Running running(false);
+    running.chatterbox->told = &told;
+    running.engine.stop();
     EXPECT_EQ(told, 1);
 }
 
@@ -233,6 +233,44 @@ TEST(Engine, WithoutMemoryNoOrderIsLostOrDoneTwiceAndTheOthersGoOn)
     EXPECT_EQ(second, all);
     EXPECT_GE(firstRuns, 1);
     EXPECT_GE(secondRuns, firstRuns) << "though the one before it throws";
+}
+
+// Never has the memory for anything.
+class Hopeless final : public Backend
+{
+public:
+    const char* name() const override { return "hopeless"; }
+    void watch(std::shared_ptr<Target>) override { throw std::bad_alloc(); }
+    void unwatch(const Target&) override {}
+    void wake(const Target&) override {}
+    void networkChanged() override {}
+    void run() override {}
+    TimePoint nextDeadline() const override { return kNever; }
+    int descriptor() const override { return -1; }
+};
+
+TEST(Engine, WhatCouldNeverBeCarriedOutIsLetGoByStop)
+{
+    const BootClock clock;
+    Deaf listener;
+    Engine engine(clock, listener);
+    engine.addBackend(std::make_unique<Hopeless>());
+    ASSERT_TRUE(engine.start());
+    const auto first = std::make_shared<Target>(PrinterAddress{}, unmetSnapshot({}), clock.now());
+    const auto second = std::make_shared<Target>(PrinterAddress{}, unmetSnapshot({}), clock.now());
+    engine.watch("hopeless", first);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // it may be under way, or not yet
+    engine.watch("hopeless", second);
+    engine.stop();
+    EXPECT_EQ(first.use_count(), 1);
+    EXPECT_EQ(second.use_count(), 1);
+}
+
+TEST(Engine, RunsWithoutAnyMemory)
+{
+    const tarn::test::ShortMemory memory("tarn-engine", 1);
+    Running running(false);
+    EXPECT_TRUE(kel_test::eventually([&] { return running.chatterbox->runs > 3; }));
 }
 
 } // namespace

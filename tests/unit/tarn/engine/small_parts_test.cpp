@@ -152,6 +152,29 @@ TEST(Reachability, PatienceFollowsASlowPrinterButHasAnEnd)
     EXPECT_EQ(reachability.patience(kStart, random), Milliseconds(5000));
 }
 
+TEST(Reachability, WhoIsOfflineIsAskedEverMoreSeldom)
+{
+    tarn::test::ConstantRandom least(0);
+    tarn::test::ConstantRandom most(0xFFFFFFFF);
+    Reachability reachability;
+    for (const int ms : {1000, 3000, 6000}) {
+        reachability.missed(kStart, kStart + Milliseconds(ms));
+    }
+    ASSERT_TRUE(reachability.isOffline());
+    const struct
+    {
+        int silent;
+        int longest;
+    } cases[] = {{0, 3000},         {6001, 3000},      {10'000, 5000},
+                 {20'000, 10'000},  {119'999, 10'000}, {120'000, 20'000},
+                 {149'999, 20'000}, {150'000, 30'000}, {3'600'000, 30'000}};
+    for (const auto& each : cases) {
+        const TimePoint now = kStart + Milliseconds(each.silent);
+        EXPECT_EQ(reachability.patience(now, least), Milliseconds(each.longest)) << each.silent;
+        EXPECT_EQ(reachability.patience(now, most), Milliseconds(each.longest * 85 / 100)) << each.silent;
+    }
+}
+
 TEST(Reachability, MissesBeforeAResetDoNotAddUp)
 {
     Reachability reachability;

@@ -1,7 +1,10 @@
 // One printer that several back-ends reach.
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include "tarn/src/engine/target.h"
+#include "tests/unit/tarn/support/short_memory.h"
 
 namespace tarn::engine {
 namespace {
@@ -118,6 +121,54 @@ TEST_F(TargetTest, TheOtherWayTakesOverWhenTheFirstFallsSilentAndGivesBack)
     target.report(Source::Snmp, target.statusBy(Source::Snmp));
     EXPECT_TRUE(target.snapshot()->online);
     EXPECT_EQ(target.snapshot()->status.unpacked().model, "by snmp");
+}
+
+TEST_F(TargetTest, OneWayAloneThatFallsSilentIsOfflineWithWhatItSaidLast)
+{
+    DeviceStatus said = status("by snmp", Activity::Printing);
+    said.totalPages = 0;
+    target.report(Source::Snmp, said);
+    EXPECT_EQ(target.snapshot()->totalPages, 0);
+    EXPECT_EQ(target.snapshot()->state, 4);
+    EXPECT_NE(target.snapshot()->stateMessage, "");
+    target.reportOffline(Source::Snmp);
+    EXPECT_FALSE(target.snapshot()->online);
+    EXPECT_EQ(target.snapshot()->state, 2);
+    EXPECT_EQ(target.snapshot()->stateMessage, "");
+    EXPECT_EQ(target.snapshot()->status.unpacked().model, "by snmp");
+    said.totalPages = -1;
+    target.report(Source::Snmp, said);
+    EXPECT_EQ(target.snapshot()->totalPages, -1);
+    said.totalPages.reset();
+    target.report(Source::Snmp, said);
+    EXPECT_EQ(target.snapshot()->totalPages, -1);
+}
+
+TEST_F(TargetTest, WithoutMemoryAReportLeavesEverythingAsItWas)
+{
+    target.report(Source::Snmp, status("by snmp", Activity::Idle));
+    target.report(Source::Ipp, status("by ipp", Activity::Idle));
+    int refused = 0;
+    for (std::uint32_t seed = 0; seed < 300; ++seed) {
+        const std::string before = target.statusBy(Source::Ipp).model;
+        const std::shared_ptr<const Snapshot> snapshot = target.snapshot();
+        const DeviceStatus next =
+            status("by ipp, for the " + std::to_string(seed) + "th time", Activity::Idle);
+        bool isTaken = true;
+        {
+            const tarn::test::ShortMemory memory(seed, 10);
+            try {
+                target.report(Source::Ipp, next);
+            } catch (const std::bad_alloc&) {
+                isTaken = false;
+            }
+        }
+        EXPECT_EQ(target.statusBy(Source::Ipp).model, isTaken ? next.model : before);
+        EXPECT_EQ(target.snapshot() == snapshot, !isTaken);
+        refused += isTaken ? 0 : 1;
+    }
+    EXPECT_GT(refused, 0);
+    EXPECT_LT(refused, 300);
 }
 
 TEST_F(TargetTest, SilenceOfOneWayIsNoneOfAnother)

@@ -46,4 +46,15 @@ private:
     std::uint64_t m_state;
 };
 
+// The same number always: 0 for the least that can be drawn.
+class ConstantRandom final : public Random
+{
+public:
+    explicit ConstantRandom(std::uint32_t number) : m_number(number) {}
+    std::uint32_t next() override { return m_number; }
+
+private:
+    const std::uint32_t m_number;
+};
+
 } // namespace tarn::test
