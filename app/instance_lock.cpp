@@ -15,9 +15,7 @@ const char* createWhereMissing(const std::string& path)
     boost::system::error_code unreadable;
     // A status that cannot be read counts as missing; what follows then fails and says why.
     if (!fs::exists(fs::status(path, unreadable))) {
-        fs::ofstream file(path, std::ios::trunc);
-        file << kContent;
-        file.close();
+        fs::ofstream(path, std::ios::trunc) << kContent;
         // Other users' instances have to open it for writing, too.
         fs::permissions(path, fs::all_all);
     }

@@ -34,8 +34,9 @@ def note(number, _frame):
         file.write(f"{{number}}\\n")
     if len((directory / "got").read_text().split()) == 2:
         os._exit(7)
-for number in {tuple(map(int, FORWARDED))}:
+for number in {(*map(int, FORWARDED), int(signal.SIGCHLD))}:
     signal.signal(number, note)
+(directory / "pid").write_text(str(os.getpid()))
 (directory / "ready").touch()
 while True:
     signal.pause()
@@ -105,6 +106,17 @@ class Launcher(unittest.TestCase):
                 process.send_signal(signal.SIGTERM)
                 self.assertEqual(process.wait(PATIENCE), 7)
                 self.assertEqual(self.got(), [number, signal.SIGTERM])
+
+    def test_what_happens_to_the_program_is_not_told_to_it_as_if_it_were_a_childs(self):
+        process = self.start_stand_in()
+        program = int((self.directory / "pid").read_text())
+        for number in (signal.SIGSTOP, signal.SIGCONT):
+            os.kill(program, number)
+        process.send_signal(signal.SIGUSR1)  # taken behind the SIGCHLD of both
+        wait_for(self.got, PATIENCE, "a signal")
+        process.send_signal(signal.SIGUSR2)
+        self.assertEqual(process.wait(PATIENCE), 7)
+        self.assertEqual(self.got(), [signal.SIGUSR1, signal.SIGUSR2])
 
     def test_the_programs_death_by_a_signal_is_the_launchers(self):
         for number in (signal.SIGKILL, signal.SIGSEGV, signal.SIGTERM):

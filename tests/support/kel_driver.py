@@ -62,7 +62,8 @@ class Kel:
                    QT_QPA_PLATFORM="offscreen", QT_PLUGIN_PATH=str(self.build / "tests" / "plugins"),
                    QT_QPA_GENERIC_PLUGINS="kelremote", KEL_REMOTE_SOCKET=str(self.socket_path))
         env.setdefault("LANG", "C.UTF-8")
-        for name in ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"):
+        # What the build is told that the program comes from: by sanitizers, by scripts/mutate.
+        for name in ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS", "KEL_MUTANT", "KEL_MUTANTS_SEEN"):
             if name in os.environ:
                 env[name] = os.environ[name]
         if library_dir is not None:
