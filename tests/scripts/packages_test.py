@@ -46,7 +46,8 @@ EXCEPTIONS = {
 PURPOSES = {"scripts/run": "demo", "scripts/demo.sh": "demo", "scripts/common.sh": "demo", "scripts/setup": "demo",
             "scripts/install-packages": "demo", ".ci/run": "ci", "scripts/fresh": "fresh", "scripts/enter-tree": "fresh",
             "scripts/arm64-tree": "fresh", "scripts/compare-demo": "demo",
-            "scripts/analyse": "analyse", "scripts/coverage": "ci", "scripts/fuzz": "ci", "scripts/mutate": "ci",
+            "scripts/analyse": "analyse", "scripts/tidy": "analyse", "scripts/coverage": "ci", "scripts/fuzz": "ci",
+            "scripts/mutate": "ci",
             "scripts/package": "package", "scripts/pictures": "pictures", "scripts/try-packages": "packages"}
 BY_ROOT = ("scripts/install-packages", "scripts/fresh", "scripts/enter-tree", "scripts/arm64-tree")
 BENCH = ("scripts/bench", "scripts/soak")  # measures on a prepared machine; says itself what it misses
